@@ -1,0 +1,71 @@
+#pragma once
+
+#include "Vek/Exceptions.h"
+#include "Vek/Text.h"
+
+#include <iterator>
+#include <type_traits>
+
+/// Enumerations with names: one table of rows each, from which number, name and text come.
+namespace Vek {
+
+/// One enumerator: its number and its name.
+struct Enumerator {
+   U8 number;
+   std::string_view name;
+};
+
+/// The name and the enumerators of one enumeration; constant-initialised.
+struct EnumInfo {
+   std::string_view type; ///< with its namespace, such as "Flowspec::MatchCompType"
+   const Enumerator* rows;
+   std::size_t count;
+
+   template < std::size_t N >
+   constexpr EnumInfo( std::string_view typeName, const Enumerator ( &table )[N] )
+      : type( typeName ), rows( table ), count( N ) {}
+
+   /// The row of `number`, or null.
+   constexpr const Enumerator* find( U64 number ) const {
+      for ( const Enumerator* row = rows; row != rows + count; ++row ) {
+         if ( row->number == number ) {
+            return row;
+         }
+      }
+      return nullptr;
+   }
+
+   /// The row of `name`, or null.
+   constexpr const Enumerator* find( std::string_view name ) const {
+      for ( const Enumerator* row = rows; row != rows + count; ++row ) {
+         if ( row->name == name ) {
+            return row;
+         }
+      }
+      return nullptr;
+   }
+};
+
+/// Whether the numbers of `table` ascend from 0 without gaps, so that a number is its own index.
+template < std::size_t N >
+constexpr bool enumeratorsAreDense( const Enumerator ( &table )[N] ) {
+   for ( std::size_t i = 0; i < N; ++i ) {
+      if ( table[i].number != i || table[i].name.empty() ) {
+         return false;
+      }
+   }
+   return true;
+}
+
+/// The name of `number`, or the number itself in decimal when it has none.
+OSK_EXPORT String enumText( const EnumInfo& info, U8 number );
+
+/// `number`, when an enumerator has it; `RangeException`
+/// "<type>: <number> is not an enumerator" otherwise.
+OSK_EXPORT U8 enumInstance( const EnumInfo& info, U64 number );
+
+/// The number of the enumerator `name`; `RangeException` "<type>: '<name>' is not an enumerator"
+/// when there is none.
+OSK_EXPORT U8 enumInstance( const EnumInfo& info, std::string_view name );
+
+} // namespace Vek

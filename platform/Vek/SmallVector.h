@@ -1,0 +1,166 @@
+#pragma once
+
+#include "Osk/Types.h"
+#include "Vek/Exceptions.h"
+
+#include <algorithm>
+#include <cstring>
+#include <type_traits>
+
+namespace Vek {
+
+/// A vector of plain values that keeps up to `N` of them in place and more on the heap; at most
+/// 2^32 - 1. Copies are deep; a moved-from vector is empty. The view accessors are invalidated by
+/// every change.
+template < typename T, U32 N >
+requires std::is_trivially_copyable_v< T >
+class SmallVector {
+public:
+   using value_type = T;
+   using const_iterator = const T*;
+
+   SmallVector() = default;
+
+   SmallVector( const SmallVector& other ) { copyFrom( other ); }
+
+   SmallVector( SmallVector&& other ) noexcept { steal( other ); }
+
+   SmallVector& operator=( const SmallVector& other ) {
+      if ( this != &other ) {
+         if ( other.size_ <= capacity_ ) {
+            std::memcpy( data(), other.data(), other.size_ * sizeof( T ) );
+            size_ = other.size_;
+         } else {
+            release();
+            copyFrom( other );
+         }
+      }
+      return *this;
+   }
+
+   SmallVector& operator=( SmallVector&& other ) noexcept {
+      if ( this != &other ) {
+         release();
+         steal( other );
+      }
+      return *this;
+   }
+
+   ~SmallVector() { release(); }
+
+   U32 size() const { return size_; }
+   bool empty() const { return size_ == 0; }
+   const T* data() const { return inPlace() ? store_.local : store_.heap; }
+   const T* begin() const { return data(); }
+   const T* end() const { return data() + size_; }
+
+   /// The element at `position`; `VectorRangeException` when there is none.
+   const T& operator[]( U32 position ) const {
+      if ( position >= size_ ) [[unlikely]] {
+         throwVectorRange();
+      }
+      return data()[position];
+   }
+
+   /// Overwrites the element at `position`; `VectorRangeException` when there is none.
+   void set( U32 position, T value ) {
+      if ( position >= size_ ) [[unlikely]] {
+         throwVectorRange();
+      }
+      data()[position] = value;
+   }
+
+   void push( T value ) { insert( size_, value ); }
+
+   /// Inserts before `position`, which is at most `size()`.
+   void insert( U32 position, T value ) {
+      if ( size_ == capacity_ ) [[unlikely]] {
+         grow();
+      }
+      T* const at = data() + position;
+      std::memmove( at + 1, at, ( size_ - position ) * sizeof( T ) );
+      *at = value;
+      ++size_;
+   }
+
+   /// Removes the element at `position`, which is below `size()`.
+   void erase( U32 position ) {
+      T* const at = data() + position;
+      std::memmove( at, at + 1, ( size_ - position - 1 ) * sizeof( T ) );
+      --size_;
+   }
+
+   /// Removes the last element and returns it; `EmptyVectorException` when there is none.
+   T pop() {
+      if ( size_ == 0 ) [[unlikely]] {
+         throwEmptyVector();
+      }
+      return data()[--size_];
+   }
+
+   /// Removes all elements; the memory is kept for the next ones.
+   void clear() { size_ = 0; }
+
+   bool operator==( const SmallVector& other ) const {
+      return size_ == other.size_ && std::equal( begin(), end(), other.begin() );
+   }
+
+private:
+   union Store {
+      T local[N];
+      T* heap;
+   };
+
+   bool inPlace() const { return capacity_ == N; }
+   T* data() { return inPlace() ? store_.local : store_.heap; }
+
+   // A vector in place is copied whole: a fixed-size copy is cheaper than one of the exact length.
+   void copyFrom( const SmallVector& other ) {
+      if ( other.size_ <= N ) [[likely]] {
+         capacity_ = N;
+         if ( other.inPlace() ) {
+            store_ = other.store_;
+         } else {
+            std::memcpy( store_.local, other.store_.heap, other.size_ * sizeof( T ) );
+         }
+      } else {
+         store_.heap = new T[other.size_];
+         capacity_ = other.size_;
+         std::memcpy( store_.heap, other.data(), other.size_ * sizeof( T ) );
+      }
+      size_ = other.size_;
+   }
+
+   void steal( SmallVector& other ) {
+      store_ = other.store_;
+      size_ = other.size_;
+      capacity_ = other.capacity_;
+      other.size_ = 0;
+      other.capacity_ = N;
+   }
+
+   void grow() {
+      const U32 capacity = capacity_ * 2;
+      T* const heap = new T[capacity];
+      const U32 count = size_;
+      std::memcpy( heap, data(), count * sizeof( T ) );
+      release();
+      store_.heap = heap;
+      capacity_ = capacity;
+      size_ = count;
+   }
+
+   void release() {
+      if ( !inPlace() ) [[unlikely]] {
+         delete[] store_.heap;
+      }
+      size_ = 0;
+      capacity_ = N;
+   }
+
+   U32 size_ = 0;
+   U32 capacity_ = N;
+   Store store_{};
+};
+
+} // namespace Vek

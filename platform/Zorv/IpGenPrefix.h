@@ -1,0 +1,56 @@
+#pragma once
+
+#include "Zorv/IpGenAddr.h"
+
+namespace Zorv {
+
+/// An IPv4 or IPv6 prefix, or the empty one, which stands for any address and has the text "".
+/// A plain value of 18 bytes, ordered by family, address bytes, then length. Host bits are 0.
+class OSK_EXPORT IpGenPrefix {
+public:
+   /// The empty prefix.
+   constexpr IpGenPrefix() = default;
+
+   /// The first `length` bits of `address`; `RangeException` when the length is beyond the
+   /// family's (32 or 128) or the address is empty.
+   IpGenPrefix( const IpGenAddr& address, unsigned length );
+
+   /// The prefix that all of `text` spells: an address, "/", and a decimal length without leading
+   /// zeros, at most 32 or 128. Host bits are cleared. Nothing for anything else, "" included.
+   static std::optional< IpGenPrefix > fromText( std::string_view text );
+
+   /// Reads `text` as `fromText` does; `RangeException` with `badTextMessage( text )` when it is
+   /// no prefix, and then this prefix is unchanged.
+   void stringValueIs( std::string_view text );
+
+   /// The message about a text that is no prefix:
+   /// "Zorv::IpGenPrefix: '<text>' is not a prefix".
+   static Vek::String badTextMessage( std::string_view text );
+
+   constexpr const IpGenAddr& address() const { return address_; }
+   constexpr AddressFamily family() const { return address_.family(); }
+   constexpr U8 length() const { return length_; }
+   constexpr bool empty() const { return address_.empty(); }
+
+   /// The address's text, "/" and the length; "" for the empty prefix.
+   Vek::String stringValue() const;
+
+   bool operator==( const IpGenPrefix& other ) const {
+      return std::memcmp( this, &other, sizeof *this ) == 0;
+   }
+   std::strong_ordering operator<=>( const IpGenPrefix& other ) const {
+      return std::memcmp( this, &other, sizeof *this ) <=> 0;
+   }
+
+private:
+   IpGenAddr address_;
+   U8 length_ = 0;
+};
+
+static_assert( sizeof( IpGenPrefix ) == 18 &&
+               std::has_unique_object_representations_v< IpGenPrefix > );
+
+OSK_EXPORT Vek::TextWriter& operator<<( Vek::TextWriter& out, const IpGenPrefix& prefix );
+OSK_EXPORT std::ostream& operator<<( std::ostream& out, const IpGenPrefix& prefix );
+
+} // namespace Zorv
