@@ -1,0 +1,54 @@
+# What all targets of the project have in common.
+
+set( CMAKE_CXX_STANDARD 20 )
+set( CMAKE_CXX_STANDARD_REQUIRED ON )
+set( CMAKE_CXX_EXTENSIONS OFF )
+
+if( PROJECT_IS_TOP_LEVEL )
+   # A packager's other compiler may warn about more: -DCMAKE_COMPILE_WARNING_AS_ERROR=OFF.
+   if( NOT DEFINED CMAKE_COMPILE_WARNING_AS_ERROR )
+      set( CMAKE_COMPILE_WARNING_AS_ERROR ON )
+   endif()
+   if( NOT CMAKE_BUILD_TYPE )
+      set( CMAKE_BUILD_TYPE Release )
+   endif()
+   find_program( FLOWSPEC_CCACHE ccache )
+   if( FLOWSPEC_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER )
+      set( CMAKE_CXX_COMPILER_LAUNCHER ${FLOWSPEC_CCACHE} )
+   endif()
+endif()
+
+# Sanitizers and coverage add symbols and initialisers of their own.
+if( CMAKE_CXX_FLAGS MATCHES "-fsanitize|--coverage" )
+   set( FLOWSPEC_INSTRUMENTED ON )
+else()
+   set( FLOWSPEC_INSTRUMENTED OFF )
+endif()
+
+function( flowspec_warnings target )
+   target_compile_options( ${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion )
+endfunction()
+
+# Compiles `target` as a part of a shared library; `module` is the name in its assertions and
+# trace records.
+function( flowspec_library_part target module )
+   flowspec_warnings( ${target} )
+   target_compile_features( ${target} PUBLIC cxx_std_20 )
+   target_compile_definitions( ${target} PRIVATE OSK_MODULE="${module}" )
+   target_compile_options( ${target} PRIVATE -fno-semantic-interposition )
+   set_target_properties( ${target} PROPERTIES
+      POSITION_INDEPENDENT_CODE ON
+      CXX_VISIBILITY_PRESET hidden
+      VISIBILITY_INLINES_HIDDEN ON )
+endfunction()
+
+# A shared library of the project: a part, its version and the binding of its calls to itself.
+function( flowspec_library target module )
+   flowspec_library_part( ${target} ${module} )
+   target_link_options( ${target} PRIVATE -Wl,-Bsymbolic-functions )
+   set_target_properties( ${target} PROPERTIES
+      VERSION ${PROJECT_VERSION}
+      SOVERSION ${PROJECT_VERSION_MAJOR}
+      INSTALL_RPATH "$ORIGIN" )
+   add_library( FlowspecDalbTypes::${target} ALIAS ${target} )
+endfunction()
