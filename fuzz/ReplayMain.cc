@@ -14,12 +14,12 @@ extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t* data, std::size_t siz
 /// order of the names. A folder without a file is an error: the test would show nothing.
 int main( int argc, char** argv ) {
    namespace fs = std::filesystem;
-   if ( argc != 2 || !fs::is_directory( argv[ 1 ] ) ) {
-      std::fprintf( stderr, "usage: %s CORPUS-FOLDER\n", argv[ 0 ] );
+   if ( argc != 2 || !fs::is_directory( argv[1] ) ) {
+      std::fprintf( stderr, "usage: %s CORPUS-FOLDER\n", argv[0] );
       return 2;
    }
    std::vector< fs::path > files;
-   for ( const auto& entry : fs::recursive_directory_iterator( argv[ 1 ] ) )
+   for ( const auto& entry : fs::recursive_directory_iterator( argv[1] ) )
       if ( entry.is_regular_file() )
          files.push_back( entry.path() );
    std::sort( files.begin(), files.end() );

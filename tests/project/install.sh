@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Installs the build into a temporary prefix, then builds and runs the consumer against it, once by
+# the CMake package and once by pkg-config.
+#   install.sh BUILD-FOLDER COMPILER LIBRARY-FOLDER
+set -euo pipefail
+build=$1 compiler=$2 libraries=$3
+consumer=$( cd "$( dirname "${BASH_SOURCE[0]}" )/consumer" && pwd )
+work=$( mktemp -d )
+trap 'rm -rf "$work"' EXIT
+prefix=$work/prefix
+expected=$( cat "$consumer/expected.txt" )
+
+check() {
+   local output
+   output=$( "$@" )
+   [[ $output == "$expected" ]] && return
+   printf '%s printed\n%s\nnot\n%s\n' "$1" "$output" "$expected" >&2
+   exit 1
+}
+
+cmake --install "$build" --prefix "$work/staged" >"$work/install.log"
+mv "$work/staged" "$prefix" # the tree works wherever it stands
+
+cmake -S "$consumer" -B "$work/cmake" -G Ninja \
+   -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_PREFIX_PATH="$prefix" >"$work/cmake.log"
+cmake --build "$work/cmake"
+check "$work/cmake/consumer"
+
+export PKG_CONFIG_PATH=$prefix/$libraries/pkgconfig
+read -ra flags < <( pkg-config --cflags --libs FlowspecDalbTypes )
+"$compiler" -std=c++20 "$consumer/consumer.cc" -o "$work/consumer" "${flags[@]}"
+LD_LIBRARY_PATH=$prefix/$libraries check "$work/consumer"
+
+if [[ -e $build/tools/flowspecctl ]]; then
+   "$prefix/bin/flowspecctl" --version >/dev/null
+   [[ -s $prefix/share/man/man1/flowspecctl.1 ]]
+   [[ -s $prefix/share/bash-completion/completions/flowspecctl ]]
+fi
