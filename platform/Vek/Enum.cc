@@ -7,7 +7,7 @@ String enumText( const EnumInfo& info, U8 number ) {
    return row ? String( row->name ) : concat( number );
 }
 
-U8 enumInstance( const EnumInfo& info, U64 number ) {
+U8 enumNumber( const EnumInfo& info, U64 number ) {
    const Enumerator* const row = info.find( number );
    if ( !row ) {
       throwRange( concat( info.type, ": ", number, " is not an enumerator" ) );
@@ -15,7 +15,7 @@ U8 enumInstance( const EnumInfo& info, U64 number ) {
    return row->number;
 }
 
-U8 enumInstance( const EnumInfo& info, std::string_view name ) {
+U8 enumNumber( const EnumInfo& info, std::string_view name ) {
    const Enumerator* const row = info.find( name );
    if ( !row ) {
       throwRange( concat( info.type, ": '", name, "' is not an enumerator" ) );

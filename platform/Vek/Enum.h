@@ -3,7 +3,8 @@
 #include "Vek/Exceptions.h"
 #include "Vek/Text.h"
 
-#include <iterator>
+#include <concepts>
+#include <ostream>
 #include <type_traits>
 
 /// Enumerations with names: one table of rows each, from which number, name and text come.
@@ -62,10 +63,45 @@ OSK_EXPORT String enumText( const EnumInfo& info, U8 number );
 
 /// `number`, when an enumerator has it; `RangeException`
 /// "<type>: <number> is not an enumerator" otherwise.
-OSK_EXPORT U8 enumInstance( const EnumInfo& info, U64 number );
+OSK_EXPORT U8 enumNumber( const EnumInfo& info, U64 number );
 
 /// The number of the enumerator `name`; `RangeException` "<type>: '<name>' is not an enumerator"
 /// when there is none.
-OSK_EXPORT U8 enumInstance( const EnumInfo& info, std::string_view name );
+OSK_EXPORT U8 enumNumber( const EnumInfo& info, std::string_view name );
+
+/// An enumeration with names: a function `enumInfo` beside it gives its `EnumInfo`.
+template < typename E >
+concept NamedEnum = std::is_enum_v< E > && requires( E e ) {
+   { enumInfo( e ) } -> std::same_as< const EnumInfo& >;
+};
+
+/// The enumerator's name; the number in decimal for a value without a name.
+template < NamedEnum E >
+String stringValue( E value ) {
+   return enumText( enumInfo( value ), static_cast< U8 >( value ) );
+}
+
+/// The enumerator with a number or a name; `RangeException` when there is none.
+template < NamedEnum E >
+E enumInstance( U64 number ) {
+   return static_cast< E >( enumNumber( enumInfo( E{} ), number ) );
+}
+template < NamedEnum E >
+E enumInstance( std::string_view name ) {
+   return static_cast< E >( enumNumber( enumInfo( E{} ), name ) );
+}
+
+/// Takes a name from `range` and stores its enumerator; `RangeException` when there is none.
+template < NamedEnum E >
+void sequenceToValue( CharRange& range, E* value ) {
+   *value = enumInstance< E >( range.takeName() );
+}
+
+/// Writes the name.
+template < NamedEnum E >
+std::ostream& operator<<( std::ostream& out, E value ) {
+   const String text = stringValue( value );
+   return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+}
 
 } // namespace Vek

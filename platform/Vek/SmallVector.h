@@ -28,7 +28,7 @@ public:
    SmallVector& operator=( const SmallVector& other ) {
       if ( this != &other ) {
          if ( other.size_ <= capacity_ ) {
-            std::memcpy( data(), other.data(), other.size_ * sizeof( T ) );
+            std::memcpy( elements(), other.data(), other.size_ * sizeof( T ) );
             size_ = other.size_;
          } else {
             release();
@@ -67,7 +67,7 @@ public:
       if ( position >= size_ ) [[unlikely]] {
          throwVectorRange();
       }
-      data()[position] = value;
+      elements()[position] = value;
    }
 
    void push( T value ) { insert( size_, value ); }
@@ -77,7 +77,7 @@ public:
       if ( size_ == capacity_ ) [[unlikely]] {
          grow();
       }
-      T* const at = data() + position;
+      T* const at = elements() + position;
       std::memmove( at + 1, at, ( size_ - position ) * sizeof( T ) );
       *at = value;
       ++size_;
@@ -85,7 +85,7 @@ public:
 
    /// Removes the element at `position`, which is below `size()`.
    void erase( U32 position ) {
-      T* const at = data() + position;
+      T* const at = elements() + position;
       std::memmove( at, at + 1, ( size_ - position - 1 ) * sizeof( T ) );
       --size_;
    }
@@ -112,7 +112,7 @@ private:
    };
 
    bool inPlace() const { return capacity_ == N; }
-   T* data() { return inPlace() ? store_.local : store_.heap; }
+   T* elements() { return inPlace() ? store_.local : store_.heap; }
 
    // A vector in place is copied whole: a fixed-size copy is cheaper than one of the exact length.
    void copyFrom( const SmallVector& other ) {

@@ -5,7 +5,6 @@
 
 #include <charconv>
 #include <concepts>
-#include <cstring>
 #include <optional>
 
 /// Writing and reading text without streams: writers append to a string, readers advance a cursor.
@@ -34,8 +33,7 @@ public:
          return *this;
       }
       need( text.size() );
-      std::memcpy( next_, text.data(), text.size() );
-      next_ += text.size();
+      next_ += text.copy( next_, text.size() );
       return *this;
    }
 

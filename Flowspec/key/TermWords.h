@@ -1,0 +1,104 @@
+#pragma once
+
+#include "Flowspec/vocab/MatchOpVal.h"
+#include "Vek/SmallVector.h"
+
+#include <span>
+
+namespace Flowspec {
+
+/// The packed words of a rule key as an ordered map from index to word. Up to 8 words stand in
+/// place, more on the heap; a copy is deep.
+///
+/// Each member is one 64-bit number, the index above the word, so that members compare as numbers
+/// and a key without gaps finds the word of an index at that position.
+class TermWords {
+public:
+   /// One member, as an iterator yields it.
+   struct Member {
+      MatchOpValIndex index;
+      MatchOpVal word;
+      bool operator==( const Member& ) const = default;
+   };
+
+   /// Iterates in the order of the indices. Invalidated by every change of the collection.
+   class const_iterator {
+   public:
+      using value_type = Member;
+      using difference_type = std::ptrdiff_t;
+
+      const_iterator() = default;
+      explicit const_iterator( const U64* at ) : at_( at ) {}
+      Member operator*() const { return unpacked( *at_ ); }
+      const_iterator& operator++() {
+         ++at_;
+         return *this;
+      }
+      const_iterator operator++( int ) { return const_iterator( at_++ ); }
+      bool operator==( const const_iterator& ) const = default;
+
+   private:
+      const U64* at_ = nullptr;
+   };
+
+   U32 size() const { return members_.size(); }
+   bool empty() const { return members_.empty(); }
+   const_iterator begin() const { return const_iterator( members_.begin() ); }
+   const_iterator end() const { return const_iterator( members_.end() ); }
+
+   /// The word at `index`, or null when there is none; the pointer is to the packed member.
+   const U64* find( MatchOpValIndex index ) const {
+      const U32 at = position( index );
+      return at < size() && members_.data()[at] >> 32 == index.value() ? members_.data() + at
+                                                                       : nullptr;
+   }
+
+   /// Inserts the word at `index`, or replaces the one that is there.
+   void set( MatchOpValIndex index, MatchOpVal word ) {
+      const U64 member = U64{ index.value() } << 32 | word.storage();
+      const U32 at = position( index );
+      if ( at < size() && members_.data()[at] >> 32 == index.value() ) {
+         members_.set( at, member );
+      } else {
+         members_.insert( at, member );
+      }
+   }
+
+   /// Removes the word at `index`, if there is one.
+   void erase( MatchOpValIndex index ) {
+      if ( const U64* const member = find( index ) ) {
+         members_.erase( static_cast< U32 >( member - members_.data() ) );
+      }
+   }
+
+   void clear() { members_.clear(); }
+
+   /// The members as packed numbers, ascending.
+   std::span< const U64 > packed() const { return { members_.data(), members_.size() }; }
+
+   bool operator==( const TermWords& ) const = default;
+
+private:
+   static Member unpacked( U64 member ) {
+      return { MatchOpValIndex( static_cast< U32 >( member >> 32 ) ),
+               MatchOpVal( static_cast< U32 >( member ) ) };
+   }
+
+   // Where the member of `index` stands or would stand. Without gaps that is `index` itself.
+   U32 position( MatchOpValIndex index ) const {
+      const U32 value = index.value();
+      if ( value >= size() && ( empty() || members_.data()[size() - 1] >> 32 < value ) ) {
+         return size();
+      }
+      if ( value < size() && members_.data()[value] >> 32 == value ) [[likely]] {
+         return value;
+      }
+      return static_cast< U32 >(
+         std::lower_bound( members_.begin(), members_.end(), U64{ value } << 32 ) -
+         members_.begin() );
+   }
+
+   Vek::SmallVector< U64, 8 > members_;
+};
+
+} // namespace Flowspec

@@ -1,0 +1,54 @@
+#include "Flowspec/vocab/FlowspecUtil.h"
+
+#include "Flowspec/vocab/InterfaceSetId.h"
+#include "Flowspec/vocab/Labels.h"
+#include "Osk/Assert.h"
+
+#include <algorithm>
+
+namespace Flowspec {
+
+namespace {
+
+constexpr DscpName dscpTable[] = {
+   { 0, "cs0" },   { 8, "cs1" },   { 10, "af11" }, { 12, "af12" }, { 14, "af13" }, { 16, "cs2" },
+   { 18, "af21" }, { 20, "af22" }, { 22, "af23" }, { 24, "cs3" },  { 26, "af31" }, { 28, "af32" },
+   { 30, "af33" }, { 32, "cs4" },  { 34, "af41" }, { 36, "af42" }, { 38, "af43" }, { 40, "cs5" },
+   { 46, "ef" },   { 48, "cs6" },  { 56, "cs7" },
+};
+static_assert( std::ranges::is_sorted( dscpTable, {}, &DscpName::value ) );
+
+} // namespace
+
+Vek::String FlowspecUtil::compTypeToLabel( MatchCompType compType ) {
+   const U8 number = static_cast< U8 >( compType );
+   OSK_ASSERT( number < numComponentTypes, "compType < numComponentTypes" );
+   return Vek::String( labels[number].brief );
+}
+
+Vek::String FlowspecUtil::compTypeToDetailLabel( MatchCompType compType ) {
+   const U8 number = static_cast< U8 >( compType );
+   OSK_ASSERT( number < numComponentTypes, "compType < numComponentTypes" );
+   return Vek::String( labels[number].detail );
+}
+
+Vek::String FlowspecUtil::dscpMeaningFromValue( U32 value ) {
+   const auto row = std::ranges::lower_bound( dscpTable, value, {}, &DscpName::value );
+   return row != std::end( dscpTable ) && row->value == value ? Vek::String( row->name ) : "";
+}
+
+std::span< const DscpName > FlowspecUtil::dscpNames() { return dscpTable; }
+
+Vek::String FlowspecUtil::findInterfaceSet( std::string_view text ) {
+   const std::size_t begin = text.find( interfaceSetAnchor );
+   if ( begin == std::string_view::npos ) {
+      return "";
+   }
+   const std::size_t end = text.find( ';', begin );
+   if ( end == std::string_view::npos ) {
+      return "";
+   }
+   return Vek::String( text.substr( begin, end + 1 - begin ) );
+}
+
+} // namespace Flowspec

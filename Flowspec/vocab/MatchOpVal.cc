@@ -1,0 +1,132 @@
+#include "Flowspec/vocab/MatchOpVal.h"
+
+#include "Flowspec/vocab/BitMask.h"
+#include "Flowspec/vocab/Labels.h"
+#include "Osk/Assert.h"
+
+namespace Flowspec {
+
+namespace {
+
+// What the diagnostic forms of a word and of a term have in common.
+template < typename T >
+void writeFlags( Vek::TextWriter& out, const T& term ) {
+   out << "<matchType=" << stringValue( term.matchType() )
+       << ";andPrevious=" << int{ term.andPrevious() } << ";lt=" << int{ term.lt() }
+       << ";gt=" << int{ term.gt() } << ";eq=" << int{ term.eq() }
+       << ";invert=" << int{ term.invert() } << ";match=" << int{ term.match() };
+}
+
+const Labels& checkedLabels( MatchCompType compType ) {
+   const U8 number = static_cast< U8 >( compType );
+   OSK_ASSERT( number < numComponentTypes, "compType < numComponentTypes" );
+   return labels[number];
+}
+
+template < typename Mask >
+void writeMask( Vek::TextWriter& out, const MatchOpValResult& term ) {
+   const U16 bits = static_cast< U16 >( term.val32() );
+   writeStrepCli( out, Mask( true, term.invert() ? U16{ 0 } : bits, bits ) );
+}
+
+void writeComparison( Vek::TextWriter& out, const MatchOpValResult& term ) {
+   static constexpr std::string_view texts[] = { "", "=", ">", ">=", "<", "<=", "<>", "<>=" };
+   out << texts[term.op() & ( OpBits::lt | OpBits::gt | OpBits::eq )];
+}
+
+void writeTo( std::ostream& out, const Vek::String& text ) {
+   out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+}
+
+} // namespace
+
+void MatchOpValIndex::throwOutOfRange() {
+   Vek::throwRange( "Flowspec::MatchOpValIndex::value < Flowspec::MatchOpValIndex::min or > "
+                    "Flowspec::MatchOpValIndex::max not allowed" );
+}
+
+void sequenceToValue( Vek::CharRange& range, MatchOpValIndex* value ) {
+   const std::string_view digits = range.takeName();
+   const auto number = Vek::decimal( digits, ~U64{ 0 } );
+   if ( !number ) {
+      Vek::throwRange( Vek::concat( "Flowspec::MatchOpValIndex: '", digits, "' is not a number" ) );
+   }
+   *value = MatchOpValIndex( static_cast< U32 >( std::min( *number, U64{ 0xFFFFFFFF } ) ) );
+}
+
+Vek::String MatchOpVal::toStrep() const {
+   Vek::String text;
+   Vek::TextWriter out( text );
+   writeFlags( out, *this );
+   out << ";byteLength=" << byteLength() << ";val=0x";
+   out.hex( val() ) << '>';
+   out.flush();
+   return text;
+}
+
+Vek::String MatchOpValResult::toStrep() const {
+   Vek::String text;
+   Vek::TextWriter out( text );
+   writeFlags( out, *this );
+   out << ";nextIndex=" << nextIndex_.value() << ";val32=0x";
+   out.hex( val32_ ) << '>';
+   out.flush();
+   return text;
+}
+
+void writeTerm( Vek::TextWriter& out, const MatchOpValResult& term, bool newComponent,
+                bool includeValueLength ) {
+   if ( newComponent ) {
+      out << ';' << checkedLabels( term.matchType() ).brief << ':';
+   } else {
+      out << ( term.andPrevious() ? '&' : '|' );
+   }
+   if ( isBitfieldType( term.matchType() ) ) {
+      out << ( term.invert() ? "!" : "" ) << ( term.match() ? "=" : "" );
+   } else {
+      writeComparison( out, term );
+   }
+   if ( includeValueLength ) {
+      out << static_cast< char >( '0' + term.len() ) << 'L';
+   }
+   out << term.val32();
+}
+
+void writeTermDetail( Vek::TextWriter& out, const MatchOpValResult& term, bool newComponent ) {
+   if ( newComponent ) {
+      out << ';' << checkedLabels( term.matchType() ).detail << ": ";
+   } else {
+      out << ( term.andPrevious() ? " & " : " | " );
+   }
+   if ( !isBitfieldType( term.matchType() ) ) {
+      writeComparison( out, term );
+      out << term.val32();
+      return;
+   }
+   out << ( term.match() ? "ALL(" : "ANY(" );
+   if ( term.matchType() == tcpFlags ) {
+      writeMask< TcpBitMask >( out, term );
+   } else {
+      writeMask< IpBitMask >( out, term );
+   }
+   out << ')';
+}
+
+void MatchOpValResult::formatForCli( std::ostream& out, bool newComponent,
+                                     bool includeValueLength ) const {
+   Vek::String text;
+   Vek::TextWriter writer( text );
+   writeTerm( writer, *this, newComponent, includeValueLength );
+   writer.flush();
+   writeTo( out, text );
+}
+
+void MatchOpValResult::formatForCliDetail( std::ostream& out, bool newComponent ) const {
+   Vek::String text;
+   Vek::TextWriter writer( text );
+   writeTermDetail( writer, *this, newComponent );
+   writer.flush();
+   writeTo( out, text );
+}
+
+} // namespace Flowspec

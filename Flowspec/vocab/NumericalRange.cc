@@ -1,0 +1,89 @@
+#include "Flowspec/vocab/NumericalRange.h"
+
+#include "Osk/Assert.h"
+#include "Osk/HashMix.h"
+
+#include <algorithm>
+
+namespace Flowspec {
+
+NumericalRange::NumericalRange( U32 rangeMin, U32 rangeMax )
+   : rangeMin_( rangeMin ), rangeMax_( rangeMax ) {
+   check( "Flowspec::NumericalRange::rangeMin > rangeMax_ not allowed" );
+}
+
+// The algebra's results are checked like any other, under a message of their own.
+NumericalRange NumericalRange::built( U32 rangeMin, U32 rangeMax ) {
+   NumericalRange range;
+   range.rangeMin_ = rangeMin;
+   range.rangeMax_ = rangeMax;
+   range.check( "Flowspec::NumericalRange::rangeMin > _rangeMax not allowed" );
+   return range;
+}
+
+void NumericalRange::check( const char* upsideDownMessage ) const {
+   if ( rangeMin_ > rangeMax_ ) {
+      Vek::throwRange( upsideDownMessage );
+   }
+   if ( rangeMin_ > invalidValue() ) {
+      Vek::throwRange( "Flowspec::NumericalRange::rangeMin < Flowspec::NumericalRange::min or > "
+                       "Flowspec::NumericalRange::invalidValue not allowed" );
+   }
+   if ( rangeMax_ > invalidValue() ) {
+      Vek::throwRange( "Flowspec::NumericalRange::rangeMax < Flowspec::NumericalRange::min or > "
+                       "Flowspec::NumericalRange::invalidValue not allowed" );
+   }
+}
+
+bool NumericalRange::isRangeOverlap( const NumericalRange& otherRange ) const {
+   OSK_ASSERT( isValid() && otherRange.isValid(), "isValid() && otherRange.isValid()" );
+   return otherRange.rangeMax_ >= rangeMin_ && otherRange.rangeMin_ <= rangeMax_;
+}
+
+NumericalRange NumericalRange::rangeIntersection( const NumericalRange& otherRange ) const {
+   if ( !isRangeOverlap( otherRange ) ) {
+      return NumericalRange();
+   }
+   return built( std::max( rangeMin_, otherRange.rangeMin_ ),
+                 std::min( rangeMax_, otherRange.rangeMax_ ) );
+}
+
+NumericalRange NumericalRange::rangeUnion( const NumericalRange& otherRange ) const {
+   if ( !isRangeOverlap( otherRange ) ) {
+      return NumericalRange();
+   }
+   return built( std::min( rangeMin_, otherRange.rangeMin_ ),
+                 std::max( rangeMax_, otherRange.rangeMax_ ) );
+}
+
+U32 NumericalRange::matchCompTypeMax( MatchCompType matchCompType ) {
+   OSK_ASSERT( !isBitfieldType( matchCompType ) && matchCompType != destPrefix &&
+                  matchCompType != srcPrefix,
+               "!isBitfieldType( matchCompType ) && matchCompType != destPrefix() && "
+               "matchCompType != srcPrefix()" );
+   switch ( matchCompType ) {
+   case port:
+   case destPort:
+   case srcPort:
+   case packetLength:
+      return 65535;
+   case dscp:
+      return 63;
+   case flowLabel:
+      return 0xFFFFF;
+   default:
+      return 255;
+   }
+}
+
+Vek::String NumericalRange::toStrep() const {
+   return Vek::concat( "[ ", rangeMin_, ", ", rangeMax_, " ]" );
+}
+
+U32 NumericalRange::hash() const {
+   Osk::HashMix mix;
+   mix.mix( U64{ rangeMin_ } << 32 | rangeMax_ );
+   return mix.value();
+}
+
+} // namespace Flowspec
