@@ -5,6 +5,7 @@
 
 int main() {
    Flowspec::FlowspecKey key;
+   key.vrfIdIs( 5 );
    key.addressFamilyIs( Zorv::AddressFamily::ipv4 );
    if ( !key.copyInStrCli( "10.1.0.0/16;*;IP:=6;", false ) ) {
       return 1;
