@@ -1,0 +1,30 @@
+#include "Osk/Endian.h"
+
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr U8 bytes[] = { 0xEE, 0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0xEE };
+
+TEST( Endian, FourBytesAreReadInNetworkOrderFromAnyAlignment ) {
+   EXPECT_EQ( Osk::loadBig32( bytes ), 0xEE012345U );
+   EXPECT_EQ( Osk::loadBig32( bytes + 1 ), 0x01234567U );
+   EXPECT_EQ( Osk::loadBig32( bytes + 6 ), 0xABCDEFEEU );
+}
+
+TEST( Endian, EightBytesAreReadInNetworkOrderFromAnyAlignment ) {
+   EXPECT_EQ( Osk::loadBig64( bytes + 1 ), 0x0123456789ABCDEFU );
+   EXPECT_EQ( Osk::loadBig64( bytes + 2 ), 0x23456789ABCDEFEEU );
+}
+
+TEST( Endian, FourBytesAreWrittenInNetworkOrderAndNoneBeside ) {
+   U8 out[6] = { 1, 2, 3, 4, 5, 6 };
+   Osk::storeBig32( out + 1, 0x8A9BACBDU );
+   const U8 expected[6] = { 1, 0x8A, 0x9B, 0xAC, 0xBD, 6 };
+   EXPECT_TRUE( std::equal( out, out + 6, expected ) );
+   EXPECT_EQ( Osk::loadBig32( out + 1 ), 0x8A9BACBDU );
+}
+
+} // namespace
