@@ -101,8 +101,8 @@ bool readColons( std::string_view text, Bytes& bytes ) {
    }
    const std::size_t tail = ( groups - static_cast< unsigned >( gap ) ) * 2;
    const std::size_t from = static_cast< std::size_t >( gap ) * 2;
-   std::memmove( &bytes[16 - tail], &bytes[from], tail );
-   std::memset( &bytes[from], 0, 16 - tail - from );
+   std::memmove( bytes.data() + 16 - tail, bytes.data() + from, tail );
+   std::memset( bytes.data() + from, 0, 16 - tail - from );
    return true;
 }
 
