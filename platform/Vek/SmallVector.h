@@ -9,9 +9,9 @@
 
 namespace Vek {
 
-/// A vector of plain values that keeps up to `N` of them in place and more on the heap; at most
-/// 2^32 - 1. Copies are deep; a moved-from vector is empty. The view accessors are invalidated by
-/// every change.
+/// A vector of plain values that keeps up to `N` of them in place and more on the heap, 2^31 at the
+/// most (`std::length_error` beyond). Copies are deep; a moved-from vector is empty. The view
+/// accessors are invalidated by every change.
 template < typename T, U32 N >
 requires std::is_trivially_copyable_v< T >
 class SmallVector {
@@ -140,6 +140,9 @@ private:
    }
 
    void grow() {
+      if ( capacity_ > 0x7FFFFFFF ) {
+         throw std::length_error( "Vek::SmallVector" );
+      }
       const U32 capacity = capacity_ * 2;
       T* const heap = new T[capacity];
       const U32 count = size_;

@@ -134,7 +134,7 @@ constexpr std::optional< U64 > decimal( std::string_view text, U64 max ) {
    U64 value = 0;
    for ( const char c : text ) {
       const U64 digit = static_cast< U64 >( c - '0' );
-      if ( !isDigit( c ) || value > max / 10 || value * 10 > max - digit ) {
+      if ( !isDigit( c ) || digit > max || value > ( max - digit ) / 10 ) {
          return std::nullopt;
       }
       value = value * 10 + digit;
