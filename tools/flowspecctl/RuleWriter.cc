@@ -1,0 +1,168 @@
+#include "tools/flowspecctl/RuleWriter.h"
+
+#include "Vek/Text.h"
+#include "tools/lib/Diagnostics.h"
+#include "tools/lib/KeyJson.h"
+#include "tools/lib/Terminal.h"
+
+namespace Flowspec::Tools {
+
+namespace {
+
+struct JsonMember {
+   Form form;
+   std::string_view front; // up to the text of the form
+   std::string_view back;
+};
+
+constexpr JsonMember jsonMembers[] = {
+   { Form::json, R"(,"key":)", "" },         { Form::cli, R"(,"cli":")", "\"" },
+   { Form::cliLen, R"(,"cliLen":")", "\"" }, { Form::detail, R"(,"detail":")", "\"" },
+   { Form::value, R"(,"value":")", "\"" },   { Form::diag, R"(,"diag":")", "\"" },
+};
+constexpr JsonMember jsonRdMembers[] = {
+   { Form::rd, R"(,"rdCli":")", "\"" },
+   { Form::rdLen, R"(,"rdCliLen":")", "\"" },
+   { Form::rdDetail, R"(,"rdDetail":")", "\"" },
+};
+
+void appendMembers( Vek::String& out, std::span< const JsonMember > members, const Rule& rule ) {
+   for ( const JsonMember& member : members ) {
+      out += member.front;
+      appendRule( member.form, rule, out );
+      out += member.back;
+   }
+}
+
+void appendWordsAndHash( Vek::String& out, const FlowspecKey& key ) {
+   const char* separator = R"(,"words":[)";
+   for ( const auto& [index, word] : key.matchOpVal() ) {
+      out += separator;
+      out += Vek::concat( word.storage() );
+      separator = ",";
+   }
+   out += key.matchOpVals() == 0 ? R"(,"words":[])" : "]";
+   Vek::String hash;
+   Vek::TextWriter( hash ).hex( key.hash() );
+   out += R"(,"hash":"0x)";
+   out.append( 8 - hash.size(), '0' ).append( hash ).append( "\"" );
+}
+
+std::vector< Form > formsOf( const KeyOptions& options ) {
+   const bool rd = info( options.from ).hasRd;
+   if ( options.json ) {
+      std::vector< Form > all;
+      for ( const FormInfo& form : forms() ) {
+         if ( !form.hasRd || rd || options.rd ) {
+            all.push_back( form.form );
+         }
+      }
+      return all;
+   }
+   if ( !options.to.empty() ) {
+      return options.to;
+   }
+   if ( options.table ) {
+      return { rd ? Form::rd : Form::cli, rd ? Form::rdDetail : Form::detail, Form::words };
+   }
+   return { options.from };
+}
+
+} // namespace
+
+RuleWriter::RuleWriter( const KeyOptions& options, Output& output )
+   : options_( options ), output_( output ), forms_( formsOf( options ) ) {
+   if ( options.table ) {
+      std::vector< std::string_view > headings;
+      std::vector< unsigned > shares;
+      for ( const Form form : forms_ ) {
+         headings.push_back( info( form ).name );
+         shares.push_back( info( form ).share );
+      }
+      table_ = Table::filling( lineWidth(), headings, shares );
+      table_->appendHeading( output.text() );
+   }
+}
+
+Reason RuleWriter::unwritable( const Rule& rule ) const {
+   for ( const Form form : forms_ ) {
+      if ( Reason reason = Tools::unwritable( form, rule ) ) {
+         return reason;
+      }
+   }
+   return std::nullopt;
+}
+
+void RuleWriter::good( const Place& place, const Rule& rule ) {
+   Vek::String& out = output_.text();
+   if ( options_.json ) {
+      goodJson( place, rule );
+   } else if ( table_ ) {
+      std::vector< Vek::String > cells( forms_.size() );
+      for ( std::size_t i = 0; i < forms_.size(); ++i ) {
+         appendRule( forms_[i], rule, cells[i] );
+      }
+      table_->appendRow( out, cells );
+   } else {
+      for ( const Form form : forms_ ) {
+         appendRule( form, rule, out );
+         out += '\t';
+      }
+      out.back() = '\n';
+   }
+   output_.flushIfLarge();
+}
+
+void RuleWriter::bad( const Place& place, std::string_view text, std::string_view message ) {
+   if ( options_.json ) {
+      badJson( place, message );
+   } else if ( table_ ) {
+      badRow( place, text, message );
+   } else {
+      output_.flush();
+      reportLine( place.file, place.line, message );
+   }
+}
+
+void RuleWriter::beginJson( const Place& place, bool ok ) {
+   Vek::String& out = output_.text();
+   out += '{';
+   if ( options_.files.size() > 1 ) {
+      out += R"("file":)";
+      appendJsonString( out, place.file );
+      out += ',';
+   }
+   out += Vek::concat( R"("line":)", place.line, R"(,"ok":)",
+                       std::string_view( ok ? "true" : "false" ) );
+}
+
+void RuleWriter::goodJson( const Place& place, const Rule& rule ) {
+   beginJson( place, true );
+   Vek::String& out = output_.text();
+   appendMembers( out, jsonMembers, rule );
+   appendWordsAndHash( out, rule.key );
+   if ( rule.rd ) {
+      out += Vek::concat( R"(,"rd":")", rule.rd->stringValue(), '"' );
+      appendMembers( out, jsonRdMembers, rule );
+   }
+   out += "}\n";
+}
+
+void RuleWriter::badJson( const Place& place, std::string_view message ) {
+   beginJson( place, false );
+   Vek::String& out = output_.text();
+   out += R"(,"error":)";
+   appendJsonString( out, printable( message ) );
+   out += "}\n";
+}
+
+void RuleWriter::badRow( const Place& place, std::string_view text, std::string_view message ) {
+   Vek::String reason = Vek::concat( "error in line ", place.line, ": ", printable( message ) );
+   if ( forms_.size() == 1 ) {
+      table_->appendRow( output_.text(), { { std::move( reason ) } } );
+      return;
+   }
+   table_->appendRow( output_.text(), { { printable( text ), std::move( reason ) } } );
+}
+
+} // namespace Flowspec::Tools

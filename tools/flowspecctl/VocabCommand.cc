@@ -1,0 +1,93 @@
+#include "tools/flowspecctl/VocabCommand.h"
+
+#include "Flowspec/vocab/FlowspecUtil.h"
+#include "Flowspec/vocab/NumericalRange.h"
+#include "tools/lib/Table.h"
+
+#include <algorithm>
+#include <array>
+
+#include <nlohmann/json.hpp>
+
+namespace Flowspec::Tools {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// What the terms of a type are compared as; nothing for the types that have no terms.
+const char* operatorOf( MatchCompType type ) {
+   if ( type <= srcPrefix ) {
+      return nullptr;
+   }
+   return isBitfieldType( type ) ? "bitmask" : "numeric";
+}
+
+Json components() {
+   Json rows = Json::array();
+   for ( const Vek::Enumerator& row : matchCompTypeRows ) {
+      const auto type = static_cast< MatchCompType >( row.number );
+      const char* const op = operatorOf( type );
+      const bool numeric = op && !isBitfieldType( type );
+      rows.push_back( {
+         { "number", row.number },
+         { "name", row.name },
+         { "label", FlowspecUtil::compTypeToLabel( type ) },
+         { "detailLabel", FlowspecUtil::compTypeToDetailLabel( type ) },
+         { "operator", op ? Json( op ) : Json() },
+         { "maximum", numeric ? Json( NumericalRange::matchCompTypeMax( type ) ) : Json() },
+      } );
+   }
+   return rows;
+}
+
+Json dscpNames() {
+   Json rows = Json::array();
+   for ( const DscpName& row : FlowspecUtil::dscpNames() ) {
+      rows.push_back( { { "value", row.value }, { "name", row.name } } );
+   }
+   return rows;
+}
+
+Vek::String cellText( const Json& value ) {
+   const Vek::String text = value.is_null()     ? ""
+                            : value.is_string() ? value.get< Vek::String >()
+                                                : value.dump();
+   return text.empty() ? "-" : text;
+}
+
+// A column for each member of the rows, as wide as its widest text.
+void appendTable( Vek::String& out, const Json& rows ) {
+   std::vector< Table::Column > columns;
+   std::vector< std::vector< Vek::String > > table( rows.size() );
+   for ( const auto& item : rows.front().items() ) {
+      std::size_t width = item.key().size();
+      for ( std::size_t i = 0; i < rows.size(); ++i ) {
+         width = std::max( width, table[i].emplace_back( cellText( rows[i][item.key()] ) ).size() );
+      }
+      columns.push_back( { item.key(), width } );
+   }
+   const Table layout( std::move( columns ) );
+   layout.appendHeading( out );
+   for ( const auto& cells : table ) {
+      layout.appendRow( out, cells );
+   }
+}
+
+} // namespace
+
+void runVocab( bool json, Output& output ) {
+   const Json components = Tools::components();
+   const Json dscp = dscpNames();
+   Vek::String& out = output.text();
+   if ( json ) {
+      out += Json{ { "components", components }, { "dscp", dscp } }.dump( 2 );
+      out += '\n';
+   } else {
+      appendTable( out, components );
+      out += '\n';
+      appendTable( out, dscp );
+   }
+}
+
+} // namespace Flowspec::Tools

@@ -1,0 +1,31 @@
+#include "tools/lib/Diagnostics.h"
+
+#include "Vek/Text.h"
+#include "tools/lib/Terminal.h"
+
+#include <unistd.h>
+
+namespace Flowspec::Tools {
+
+namespace {
+
+void report( const Vek::String& place, std::string_view message ) {
+   const bool colour = mayColour( STDERR_FILENO );
+   const Vek::String text =
+      Vek::concat( place, std::string_view( colour ? ": \x1b[1;31merror:\x1b[0m " : ": error: " ),
+                   printable( message ), '\n' );
+   // Nothing is left to tell of a failure here; the exit status still does.
+   [[maybe_unused]] const ssize_t written = ::write( STDERR_FILENO, text.data(), text.size() );
+}
+
+} // namespace
+
+void reportLine( std::string_view file, U64 line, std::string_view message ) {
+   report( Vek::concat( file, ':', line ), message );
+}
+
+void reportFile( std::string_view file, std::string_view message ) {
+   report( Vek::String( file ), message );
+}
+
+} // namespace Flowspec::Tools

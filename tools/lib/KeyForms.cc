@@ -1,0 +1,146 @@
+#include "tools/lib/KeyForms.h"
+
+#include "Flowspec/key/FlowspecKeyReader.h"
+#include "tools/lib/KeyJson.h"
+
+namespace Flowspec::Tools {
+
+namespace {
+
+constexpr FormInfo infos[] = {
+   { Form::cli, "cli", true, false, false, 4 },
+   { Form::cliLen, "cli-len", true, false, false, 4 },
+   { Form::rd, "rd", true, true, false, 4 },
+   { Form::rdLen, "rd-len", true, true, false, 4 },
+   { Form::value, "value", true, false, true, 5 },
+   { Form::diag, "diag", true, false, true, 5 },
+   { Form::json, "json", true, false, true, 7 },
+   { Form::detail, "detail", false, false, false, 5 },
+   { Form::rdDetail, "rd-detail", false, true, false, 5 },
+   { Form::words, "words", false, false, false, 2 },
+};
+
+// The words as they stand in the key, in hexadecimal: type, operator and value can be told apart.
+void appendWords( const FlowspecKey& key, Vek::String& out ) {
+   static constexpr char digits[] = "0123456789abcdef";
+   if ( key.matchOpVals() == 0 ) {
+      out += '-';
+      return;
+   }
+   const char* separator = "0x";
+   for ( const auto& [index, word] : key.matchOpVal() ) {
+      out += separator;
+      separator = " 0x";
+      for ( int shift = 28; shift >= 0; shift -= 4 ) {
+         out += digits[word.storage() >> shift & 15];
+      }
+   }
+}
+
+Reason reason( const KeyTextResult& result ) {
+   return result ? Reason( result->message ) : std::nullopt;
+}
+
+Reason readWithRd( std::string_view text, bool includesValueLength, Rule& rule ) {
+   return reason( readStrCliWithRd( text, includesValueLength, rule.rd.emplace(), rule.key ) );
+}
+
+} // namespace
+
+std::span< const FormInfo > forms() { return infos; }
+
+const FormInfo& info( Form form ) { return infos[static_cast< U8 >( form )]; }
+
+std::optional< Form > formOf( std::string_view name ) {
+   for ( const FormInfo& row : infos ) {
+      if ( row.name == name ) {
+         return row.form;
+      }
+   }
+   return std::nullopt;
+}
+
+Reason readRule( Form form, std::string_view text, Rule& rule ) {
+   switch ( form ) {
+   case Form::cli:
+      return reason( readStrCli( text, false, rule.key ) );
+   case Form::cliLen:
+      return reason( readStrCli( text, true, rule.key ) );
+   case Form::rd:
+      return readWithRd( text, false, rule );
+   case Form::rdLen:
+      return readWithRd( text, true, rule );
+   case Form::value:
+      return reason( readStringValue( text, rule.key ) );
+   case Form::diag:
+      return reason( readStrep( text, rule.key ) );
+   case Form::json:
+      return readKeyJson( text, rule.key );
+   case Form::detail:
+   case Form::rdDetail:
+   case Form::words:
+      break;
+   }
+   return "this form is only written";
+}
+
+void clear( FlowspecKey& key ) {
+   key.vrfIdIs( Vrf::VrfIdMap::invalid() );
+   key.addressFamilyIs( Zorv::AddressFamily::none );
+   key.destPrefixIs( {} );
+   key.srcPrefixIs( {} );
+   key.matchOpValDelAll();
+   key.interfaceSetPopAll();
+}
+
+Reason unwritable( Form form, const Rule& rule ) {
+   if ( info( form ).hasRd && !rule.rd ) {
+      return "the rule has no route distinguisher";
+   }
+   if ( form == Form::words ) {
+      return std::nullopt;
+   }
+   if ( form == Form::json ) {
+      return unwritableJson( rule.key );
+   }
+   if ( form == Form::diag ) {
+      return rule.key.matchOpVals() > MatchOpValIndex::max()
+                ? Reason( "a key of 2048 words has no diagnostic form" )
+                : std::nullopt;
+   }
+   if ( const auto term = unprintableTerm( rule.key ) ) {
+      return Vek::concat( "the term at index ", term->index,
+                          " cannot be printed: ", std::string_view( term->reason ) );
+   }
+   return std::nullopt;
+}
+
+void appendRule( Form form, const Rule& rule, Vek::String& out ) {
+   switch ( form ) {
+   case Form::cli:
+      return rule.key.appendStrepCli( out, false );
+   case Form::cliLen:
+      return rule.key.appendStrepCli( out, true );
+   case Form::rd:
+      out += rule.key.toStrepCliWithRd( *rule.rd, false );
+      return;
+   case Form::rdLen:
+      out += rule.key.toStrepCliWithRd( *rule.rd, true );
+      return;
+   case Form::value:
+      return rule.key.appendStringValue( out );
+   case Form::diag:
+      return rule.key.appendStrep( out );
+   case Form::json:
+      return appendKeyJson( out, rule.key );
+   case Form::detail:
+      return rule.key.appendStrepCliDetail( out );
+   case Form::rdDetail:
+      out += rule.key.toStrepCliDetailWithRd( *rule.rd );
+      return;
+   case Form::words:
+      return appendWords( rule.key, out );
+   }
+}
+
+} // namespace Flowspec::Tools

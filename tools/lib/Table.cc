@@ -1,0 +1,84 @@
+#include "tools/lib/Table.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace Flowspec::Tools {
+
+namespace {
+
+constexpr std::size_t gap = 2;
+constexpr std::size_t leastWidth = 10;
+
+// Takes what one line of `width` holds off the front of `text`: up to and with the last separator
+// that fits, else as much as fits.
+std::string_view takeLine( std::string_view& text, std::size_t width ) {
+   std::size_t length = text.size();
+   std::size_t next = length;
+   if ( length > width ) {
+      length = width;
+      // A blank that ends a line may stand beyond the margin.
+      const std::size_t at = text.substr( 0, width + 1 ).find_last_of( " " );
+      const std::size_t behind = text.substr( 0, width ).find_last_of( ";,|&" );
+      const std::size_t best =
+         std::max( at == text.npos ? 0 : at + 1, behind == text.npos ? 0 : behind + 1 );
+      next = best ? best : width;
+      length = std::min( next, width );
+   }
+   const std::string_view line = text.substr( 0, length );
+   text.remove_prefix( next );
+   return line.substr( 0, line.find_last_not_of( ' ' ) + 1 );
+}
+
+} // namespace
+
+Table Table::filling( std::size_t width, std::span< const std::string_view > headings,
+                      std::span< const unsigned > shares ) {
+   const std::size_t gaps = gap * ( headings.size() - 1 );
+   const std::size_t room = width > gaps ? width - gaps : 0;
+   const std::size_t all = std::accumulate( shares.begin(), shares.end(), std::size_t{ 0 } );
+   std::vector< Column > columns;
+   for ( std::size_t i = 0; i < headings.size(); ++i ) {
+      columns.push_back( { headings[i], std::max( room * shares[i] / all, leastWidth ) } );
+   }
+   return Table( std::move( columns ) );
+}
+
+void Table::appendHeading( Vek::String& out ) const {
+   std::vector< Vek::String > cells;
+   std::vector< Vek::String > lines;
+   for ( const Column& column : columns_ ) {
+      cells.emplace_back( column.heading );
+      lines.emplace_back( column.width, '-' );
+   }
+   appendRow( out, cells );
+   appendRow( out, lines );
+}
+
+void Table::appendRow( Vek::String& out, std::span< const Vek::String > cells ) const {
+   std::vector< std::string_view > rest( cells.begin(), cells.end() );
+   std::size_t lines = 0;
+   do {
+      std::size_t blanks = 0; // owed ahead of the next text
+      for ( std::size_t i = 0; i < rest.size(); ++i ) {
+         std::size_t width = columns_[i].width;
+         for ( std::size_t j = i + 1; i + 1 == rest.size() && j < columns_.size(); ++j ) {
+            width += gap + columns_[j].width;
+         }
+         const std::string_view line = takeLine( rest[i], width );
+         if ( !line.empty() ) {
+            out.append( blanks, ' ' ).append( line );
+            blanks = 0;
+         }
+         blanks += width + gap - line.size();
+      }
+      out += '\n';
+      ++lines;
+   } while ( std::any_of( rest.begin(), rest.end(),
+                          []( std::string_view text ) { return !text.empty(); } ) );
+   if ( lines > 1 ) {
+      out += '\n';
+   }
+}
+
+} // namespace Flowspec::Tools
