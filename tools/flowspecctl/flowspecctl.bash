@@ -1,0 +1,31 @@
+# bash completion for flowspecctl
+
+_flowspecctl() {
+   local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+   local readable='cli cli-len rd rd-len value diag json'
+   local words='' front=''
+   COMPREPLY=()
+
+   case ${COMP_WORDS[1]-}:$previous in
+   key:--from) words=$readable ;;
+   key:--to)
+      # A list: completes what stands behind the last comma.
+      words="$readable detail rd-detail words"
+      [[ $current != *,* ]] || front=${current%,*},
+      ;;
+   key:--family) words='ipv4 ipv6' ;;
+   key:--rd | key:--vrf) return ;;
+   key:*)
+      if [[ $current != -* ]]; then
+         compopt -o filenames
+         mapfile -t COMPREPLY < <( compgen -f -- "$current" )
+         return
+      fi
+      words='--from --to --sort --unique --json --table --rd --vrf --family --help'
+      ;;
+   vocab:*) words='--json --help' ;;
+   *) words='key vocab --help --version' ;;
+   esac
+   mapfile -t COMPREPLY < <( compgen -P "$front" -W "$words" -- "${current#"$front"}" )
+}
+complete -F _flowspecctl flowspecctl
