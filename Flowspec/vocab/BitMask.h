@@ -51,6 +51,8 @@ private:
 /// The fragment bits of a rule (RFC 8955 section 4.2.2.12).
 class OSK_EXPORT IpBitMask : public BitMask {
 public:
+   static constexpr std::string_view typeName = "Flowspec::IpBitMask";
+
    /// Positions of the bits.
    enum class IpBit : U8 { dontFragment = 0, isFragment = 1, firstFragment = 2, lastFragment = 3 };
    using enum IpBit;
@@ -76,6 +78,8 @@ public:
 /// The TCP flag bits of a rule (RFC 8955 section 4.2.2.9).
 class OSK_EXPORT TcpBitMask : public BitMask {
 public:
+   static constexpr std::string_view typeName = "Flowspec::TcpBitMask";
+
    /// Positions of the bits.
    enum class TcpBit : U8 {
       tcpFin = 0,

@@ -15,6 +15,8 @@ struct DscpName {
 /// Look-ups of labels and names. A value without state: all instances are equal.
 class OSK_EXPORT FlowspecUtil {
 public:
+   static constexpr std::string_view typeName = "Flowspec::FlowspecUtil";
+
    /// The short label of a component type, such as "DP"; empty for the two prefix types.
    /// A type above 13 fails the assertion "compType < numComponentTypes".
    static Vek::String compTypeToLabel( MatchCompType compType );

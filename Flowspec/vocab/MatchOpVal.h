@@ -50,6 +50,8 @@ private:
 /// operator, the high half first; 8-byte values are not supported.
 class OSK_EXPORT MatchOpVal : public OpFlags< MatchOpVal > {
 public:
+   static constexpr std::string_view typeName = "Flowspec::MatchOpVal";
+
    constexpr MatchOpVal() = default;
    constexpr explicit MatchOpVal( U32 storage ) : storage_( storage ) {}
    constexpr MatchOpVal( MatchCompType type, U8 op, U16 val )
@@ -75,6 +77,8 @@ private:
 /// The position of a word in a rule key, 0 to 2047. The default, 2047, ends the walk of a key.
 class OSK_EXPORT MatchOpValIndex {
 public:
+   static constexpr std::string_view typeName = "Flowspec::MatchOpValIndex";
+
    static constexpr U16 min() { return 0; }
    static constexpr U16 max() { return 2047; }
 
@@ -106,6 +110,8 @@ OSK_EXPORT void sequenceToValue( Vek::CharRange& range, MatchOpValIndex* value )
 /// One whole term of a rule key: what the walk of a key yields.
 class OSK_EXPORT MatchOpValResult : public OpFlags< MatchOpValResult > {
 public:
+   static constexpr std::string_view typeName = "Flowspec::MatchOpValResult";
+
    /// The terminator of a walk: all zero, `nextIndex` 2047.
    constexpr MatchOpValResult() = default;
    constexpr MatchOpValResult( MatchCompType matchType, U8 op, U32 val32,

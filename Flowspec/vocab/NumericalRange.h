@@ -13,6 +13,8 @@ namespace Flowspec {
 /// is not valid, contains nothing, and is what the algebra returns for no result.
 class OSK_EXPORT NumericalRange {
 public:
+   static constexpr std::string_view typeName = "Flowspec::NumericalRange";
+
    static constexpr U32 min() { return 0; }
    /// One above the largest 24-bit value: the bound of a range that is not valid.
    static constexpr U32 invalidValue() { return 16777216; }

@@ -1,5 +1,7 @@
 #include "Vek/Exceptions.h"
 
+#include "Vek/Text.h"
+
 namespace Vek {
 
 // Defined here so that the type information of each exception stands in one library only.
@@ -18,6 +20,18 @@ EmptyVectorException::~EmptyVectorException() = default;
 const char* EmptyVectorException::what() const noexcept {
    return "Vek::Vector: the vector is empty";
 }
+
+ReinstantiationException::ReinstantiationException( std::string_view type )
+    : std::runtime_error( concat( type, " already exists with other constructor arguments" ) ) {}
+ReinstantiationException::ReinstantiationException( const ReinstantiationException& ) noexcept =
+   default;
+ReinstantiationException::~ReinstantiationException() = default;
+
+NewEntityArgsException::NewEntityArgsException( std::string_view module, std::string_view type )
+    : std::runtime_error(
+         concat( module, ": ", type, " takes no constructor arguments beyond its name" ) ) {}
+NewEntityArgsException::NewEntityArgsException( const NewEntityArgsException& ) noexcept = default;
+NewEntityArgsException::~NewEntityArgsException() = default;
 
 void throwRange( const String& message ) { throw RangeException( message ); }
 void throwRange( const char* message ) { throw RangeException( message ); }

@@ -30,6 +30,24 @@ public:
    const char* what() const noexcept override;
 };
 
+/// A creating operation called again under an existing key with other constructor arguments.
+class OSK_EXPORT ReinstantiationException : public std::runtime_error {
+public:
+   /// The message is "<type> already exists with other constructor arguments".
+   explicit ReinstantiationException( std::string_view type );
+   ReinstantiationException( const ReinstantiationException& ) noexcept;
+   ~ReinstantiationException() override;
+};
+
+/// A root entity created with constructor arguments beyond its name.
+class OSK_EXPORT NewEntityArgsException : public std::runtime_error {
+public:
+   /// The message is "<module>: <type> takes no constructor arguments beyond its name".
+   NewEntityArgsException( std::string_view module, std::string_view type );
+   NewEntityArgsException( const NewEntityArgsException& ) noexcept;
+   ~NewEntityArgsException() override;
+};
+
 /// Raises `RangeException`; out of line, so that checks in headers stay small.
 [[noreturn]] OSK_EXPORT void throwRange( const String& message );
 [[noreturn]] OSK_EXPORT void throwRange( const char* message );

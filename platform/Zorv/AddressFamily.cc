@@ -1,5 +1,7 @@
 #include "Zorv/AddressFamily.h"
 
+#include "Vek/Exceptions.h"
+
 namespace Zorv {
 
 Vek::TextWriter& operator<<( Vek::TextWriter& out, AddressFamily family ) {
@@ -34,6 +36,15 @@ std::optional< AddressFamily > addressFamily( std::string_view text ) {
       return std::nullopt;
    }
    return static_cast< AddressFamily >( *number );
+}
+
+void sequenceToValue( Vek::CharRange& range, AddressFamily* family ) {
+   const std::string_view name = range.takeName();
+   const auto read = addressFamily( name );
+   if ( !read ) {
+      Vek::throwRange( Vek::concat( "Zorv::AddressFamily: '", name, "' is not a family" ) );
+   }
+   *family = *read;
 }
 
 } // namespace Zorv

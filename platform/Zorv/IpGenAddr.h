@@ -13,6 +13,8 @@ namespace Zorv {
 /// A plain value of 17 bytes, ordered by family, then by its bytes.
 class OSK_EXPORT IpGenAddr {
 public:
+   static constexpr std::string_view typeName = "Zorv::IpGenAddr";
+
    using Bytes = std::array< U8, 16 >; ///< network order; IPv4 uses the first four, the rest is 0
 
    /// The empty address.

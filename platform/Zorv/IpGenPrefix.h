@@ -8,6 +8,8 @@ namespace Zorv {
 /// A plain value of 18 bytes, ordered by family, address bytes, then length. Host bits are 0.
 class OSK_EXPORT IpGenPrefix {
 public:
+   static constexpr std::string_view typeName = "Zorv::IpGenPrefix";
+
    /// The empty prefix.
    constexpr IpGenPrefix() = default;
 

@@ -21,6 +21,8 @@ namespace Zorv {
 /// | other| "0x" and 16 hexadecimal digits   | `0x00030000000000ff` |
 class OSK_EXPORT RouteDistinguisher {
 public:
+   static constexpr std::string_view typeName = "Zorv::RouteDistinguisher";
+
    /// The zero distinguisher, text "0:0". Readers that return a distinguisher use it for failure.
    constexpr RouteDistinguisher() = default;
 

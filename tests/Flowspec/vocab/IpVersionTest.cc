@@ -25,11 +25,11 @@ TEST( IpVersion, IsEmptyByDefault ) {
 
 TEST( IpVersion, NumberAboveThreeRaisesTheRangeException ) {
    EXPECT_THAT( [] { IpVersion( 4 ); },
-                raisesRange( "Flowspec::IpVersion: 4 is not a set of IP versions" ) );
+                raisesRange( "Flowspec::IpVersion: 4 is not a set of flags" ) );
    EXPECT_THAT( [] { IpVersion( 256 ); },
-                raisesRange( "Flowspec::IpVersion: 256 is not a set of IP versions" ) );
+                raisesRange( "Flowspec::IpVersion: 256 is not a set of flags" ) );
    EXPECT_THAT( [] { IpVersion( 0xFFFFFFFF ); },
-                raisesRange( "Flowspec::IpVersion: 4294967295 is not a set of IP versions" ) );
+                raisesRange( "Flowspec::IpVersion: 4294967295 is not a set of flags" ) );
 }
 
 TEST( IpVersion, FlagsAreSetAndClearedOneByOne ) {

@@ -1,0 +1,264 @@
+#pragma once
+
+#include "Mell/Slab.h"
+#include "Vek/Observer.h"
+#include "Vek/Rows.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace Vek {
+
+/// An object of the state database: counted, with a parent that owns it, with attributes declared
+/// in its type's table, and publishing every change to its observers. Used on one thread.
+///
+/// A type `T` derives from `EntityOf< T >`, declares `struct Table`, and defines it in its source
+/// with `rows` and `info`. Its setters are one line each on the protected operations below; each of
+/// them publishes the row of the data member that it is given, and does nothing when nothing
+/// changes. They keep the entity alive while they publish.
+class OSK_EXPORT Entity : public Counted {
+public:
+   virtual const TypeInfo& typeInfo() const = 0;
+
+   /// The entity in whose collection this one is; null for roots, and after removal.
+   Entity* parent() const { return parent_; }
+
+   /// Begins an observation; ends with what is returned.
+   [[nodiscard]] Observation observe( Observer& observer ) { return { *this, observer }; }
+
+   /// The rows that every entity has: 257 `parent`.
+   static const TypeInfo baseInfo;
+
+protected:
+   Entity() = default;
+   ~Entity() override;
+
+   /// Scalar attribute.
+   template < typename Table, auto Member, typename V >
+   void put( V value ) {
+      auto& stored = self< Member >().*Member;
+      if ( stored == value ) {
+         return;
+      }
+      std::swap( stored, value );
+      if ( observations_ ) [[unlikely]] {
+         publish( Table::rows[rowOf< Table, Member >()], nullptr, &value );
+      }
+   }
+
+   /// Set: adds an element.
+   template < typename Table, auto Member, typename K >
+   void elementIs( K key ) {
+      if ( ( self< Member >().*Member ).insert( key ).second ) {
+         published< Table, Member >( key, nullptr );
+      }
+   }
+
+   /// Map of values: inserts or replaces.
+   template < typename Table, auto Member, typename K, typename V >
+   void memberIs( K key, V value ) {
+      auto& collection = self< Member >().*Member;
+      const auto at = collection.find( key );
+      if ( at == collection.end() ) {
+         collection.insert( key, std::move( value ) );
+         published< Table, Member >( key, nullptr );
+         return;
+      }
+      auto& stored = collection.valueAt( at );
+      if ( !( stored == value ) ) {
+         std::swap( stored, value );
+         published< Table, Member >( key, &value );
+      }
+   }
+
+   /// Set or map of values: removes a member, if it is there.
+   template < typename Table, auto Member, typename K >
+   void memberDel( K key ) {
+      auto& collection = self< Member >().*Member;
+      using Access = CollectionAccess< std::remove_reference_t< decltype( collection ) > >;
+      const auto at = collection.find( key );
+      if ( at == collection.end() ) {
+         return;
+      }
+      if constexpr ( std::is_void_v< typename Access::Value > ) {
+         collection.erase( at );
+         published< Table, Member >( key, nullptr );
+      } else {
+         const auto old = std::move( collection.valueAt( at ) );
+         collection.erase( at );
+         published< Table, Member >( key, &old );
+      }
+   }
+
+   /// Set or map of values: removes every member, in ascending order.
+   template < typename Table, auto Member >
+   void memberDelAll() {
+      const Ptr< Entity > hold( this );
+      for ( const auto& key : keysOf< Member >() ) {
+         memberDel< Table, Member >( key );
+      }
+   }
+
+   /// Children: the child under `key`, made by `make()` when there is none.
+   template < typename Table, auto Member, typename K, typename Make >
+   auto childIs( K key, Make make ) {
+      auto& collection = self< Member >().*Member;
+      const auto at = collection.find( key );
+      if ( at != collection.end() ) {
+         return CollectionAccess< std::remove_reference_t< decltype( collection ) > >::pointer(
+            at );
+      }
+      auto made = make();
+      adopt( *made );
+      CollectionAccess< std::remove_reference_t< decltype( collection ) > >::add( collection, key,
+                                                                                  made );
+      published< Table, Member >( key, nullptr );
+      return made;
+   }
+
+   /// Children: removes the child under `key`, if there is one.
+   template < typename Table, auto Member, typename K >
+   void childDel( K key ) {
+      auto& collection = self< Member >().*Member;
+      const auto at = collection.find( key );
+      if ( at == collection.end() ) {
+         return;
+      }
+      const auto removed =
+         CollectionAccess< std::remove_reference_t< decltype( collection ) > >::pointer( at );
+      collection.erase( at );
+      abandon( *removed );
+      published< Table, Member >( key, nullptr );
+   }
+
+   /// Children: removes every child, in ascending order.
+   template < typename Table, auto Member >
+   void childDelAll() {
+      const Ptr< Entity > hold( this );
+      for ( const auto& key : keysOf< Member >() ) {
+         childDel< Table, Member >( key );
+      }
+   }
+
+   /// Single child: replaces it, by null to remove it.
+   template < typename Table, auto Member, typename P >
+   void onlyChildIs( P child ) {
+      auto& stored = self< Member >().*Member;
+      if ( child ) {
+         adopt( *child );
+      }
+      std::swap( stored, child );
+      if ( child ) {
+         abandon( *child );
+      }
+      if ( observations_ ) [[unlikely]] {
+         publish( Table::rows[rowOf< Table, Member >()], nullptr, nullptr );
+      }
+   }
+
+   /// Delivers a change to all observers.
+   void publish( const Field& field, const void* key, const void* oldValue );
+
+private:
+   friend class Observation;
+
+   void destroy() const final;
+
+   void adopt( Entity& childEntity ) { childEntity.parent_ = this; }
+   static void abandon( Entity& childEntity ) { childEntity.parent_ = nullptr; }
+
+   template < auto Member >
+   auto& self() {
+      return static_cast< typename detail::MemberPointer< decltype( Member ) >::Class& >( *this );
+   }
+
+   template < typename Table, auto Member >
+   void published( const auto& key, const void* oldValue ) {
+      if ( observations_ ) [[unlikely]] {
+         publish( Table::rows[rowOf< Table, Member >()], &key, oldValue );
+      }
+   }
+
+   // A copy, as observers may change the collection while its members go.
+   template < auto Member >
+   auto keysOf() {
+      using Access = CollectionAccess< typename detail::MemberPointer< decltype( Member ) >::Type >;
+      std::vector< typename Access::Key > keys;
+      Access::visit( self< Member >().*Member, [&]( const void* key, const void* ) {
+         keys.push_back( *static_cast< const typename Access::Key* >( key ) );
+      } );
+      return keys;
+   }
+
+   Entity* parent_ = nullptr;
+   Observation* observations_ = nullptr;
+};
+
+/// An entity that is created with a name.
+class OSK_EXPORT NamedEntity : public Entity {
+public:
+   const String& name() const { return name_; }
+
+   /// The rows that every named entity has: 256 `name`, 257 `parent`.
+   static const TypeInfo baseInfo;
+
+protected:
+   struct Table;
+
+   explicit NamedEntity( String name ) : name_( std::move( name ) ) {}
+
+private:
+   String name_;
+};
+
+/// Gives an entity type its `typeInfo()` from its static `type()`.
+template < typename T, typename Base = Entity >
+class EntityOf : public Base {
+public:
+   const TypeInfo& typeInfo() const override { return T::type(); }
+
+protected:
+   using Base::Base;
+};
+
+/// Makes an entity in its type's memory; the caller owns the one reference to it.
+template < typename T, typename... Arguments >
+Ptr< T > create( Arguments&&... arguments ) {
+   Mell::Allocator& allocator = *T::type().allocator;
+   void* const memory = allocator.allocate();
+   try {
+      return Ptr< T >::adopt( ::new ( memory ) T( std::forward< Arguments >( arguments )... ) );
+   } catch ( ... ) {
+      allocator.free( memory );
+      throw;
+   }
+}
+
+namespace detail {
+
+template < typename T, typename... Parameters, std::size_t... I >
+Ptr< Entity > createFrom( void* const* arguments, std::index_sequence< I... > ) {
+   return create< T >( at< const Parameters >( arguments[I] )... );
+}
+
+} // namespace detail
+
+/// An entity type with the given constructor parameters.
+template < typename T, typename... Parameters, std::size_t N >
+consteval TypeInfo entityInfo( std::string_view name, TypeKind kind, const Field ( &rows )[N],
+                               Mell::Allocator& allocator, const TypeInfo* base ) {
+   TypeInfo info;
+   info.name = name;
+   info.kind = kind;
+   info.rows = rows;
+   info.base = base;
+   info.parameters = detail::ParameterList< Parameters... >::types;
+   info.construct = []( void* const* arguments ) {
+      return detail::createFrom< T, Parameters... >( arguments,
+                                                     std::index_sequence_for< Parameters... >() );
+   };
+   info.allocator = &allocator;
+   return info;
+}
+
+} // namespace Vek

@@ -1,0 +1,333 @@
+#pragma once
+
+#include "Vek/CollectionAccess.h"
+#include "Vek/TypeInfo.h"
+
+/// The builders of rows. Ids and names are ordinary arguments; members, getters and setters are
+/// template arguments. An object is handed over as the address of the class that has the member;
+/// types of tables use single inheritance, so that is the address of the whole object.
+namespace Vek {
+
+namespace detail {
+
+/// An address for each data member, by which a setter finds its row.
+template < auto Member >
+inline constexpr char memberIdentity = 0;
+
+template < typename T >
+struct MemberPointer;
+template < typename C, typename T >
+struct MemberPointer< T C::* > {
+   using Class = C;
+   using Type = T;
+};
+
+template < typename T >
+struct Function;
+template < typename C, typename R, typename... A >
+struct Function< R ( C::* )( A... ) > {
+   using Class = C;
+   using Result = std::remove_cvref_t< R >;
+   using Parameters = std::tuple< std::remove_cvref_t< A >... >;
+};
+template < typename C, typename R, typename... A >
+struct Function< R ( C::* )( A... ) const > : Function< R ( C::* )( A... ) > {};
+template < typename R, typename... A >
+struct Function< R ( * )( A... ) > {
+   using Class = void;
+   using Result = std::remove_cvref_t< R >;
+   using Parameters = std::tuple< std::remove_cvref_t< A >... >;
+};
+
+template < typename T >
+T& at( void* p ) {
+   return *static_cast< T* >( p );
+}
+template < typename T >
+const T& at( const void* p ) {
+   return *static_cast< const T* >( p );
+}
+
+template < auto Member >
+constexpr Field storedField( U16 id, std::string_view name, FieldKind kind ) {
+   using Class = typename MemberPointer< decltype( Member ) >::Class;
+   using Type = typename MemberPointer< decltype( Member ) >::Type;
+   Field field{ .id = id, .kind = kind, .name = name };
+   field.value = &valueType< Type >;
+   field.member = &memberIdentity< Member >;
+   field.stored = []( const void* object ) -> const void* {
+      return &( at< Class >( object ).*Member );
+   };
+   field.get = []( const void* object, void* value ) {
+      at< Type >( value ) = at< Class >( object ).*Member;
+   };
+   return field;
+}
+
+template < auto Getter >
+constexpr Field computedField( U16 id, std::string_view name, FieldKind kind ) {
+   using Class = typename Function< decltype( Getter ) >::Class;
+   using Type = typename Function< decltype( Getter ) >::Result;
+   Field field{ .id = id, .kind = kind, .name = name };
+   field.value = &valueType< Type >;
+   field.get = []( [[maybe_unused]] const void* object, void* value ) {
+      if constexpr ( std::is_void_v< Class > ) {
+         at< Type >( value ) = Getter();
+      } else {
+         at< Type >( value ) = ( at< Class >( object ).*Getter )();
+      }
+   };
+   return field;
+}
+
+template < auto Setter, typename Type >
+void callSetter( void* object, const void* value ) {
+   using Class = typename Function< decltype( Setter ) >::Class;
+   ( at< Class >( object ).*Setter )( at< Type >( value ) );
+}
+
+template < auto Member, auto Insert, auto Erase >
+struct CollectionRow {
+   using Class = typename MemberPointer< decltype( Member ) >::Class;
+   using Access = CollectionAccess< typename MemberPointer< decltype( Member ) >::Type >;
+   using Key = typename Access::Key;
+   using Value = typename Access::Value;
+
+   static void insert( void* object, const void* key, [[maybe_unused]] const void* value ) {
+      Class& self = at< Class >( object );
+      if constexpr ( std::is_void_v< Value > ) {
+         std::invoke( Insert, self, at< Key >( key ) );
+      } else if constexpr ( std::is_invocable_v< decltype( Insert ), Class&, const Key&,
+                                                 const Value& > ) {
+         std::invoke( Insert, self, at< Key >( key ), at< Value >( value ) );
+      } else if constexpr ( std::is_invocable_v< decltype( Insert ), Class&, const Value& > ) {
+         std::invoke( Insert, self, at< Value >( value ) );
+      } else {
+         std::invoke( Insert, self, at< Key >( key ) );
+      }
+   }
+   static void erase( void* object, const void* key ) {
+      std::invoke( Erase, at< Class >( object ), at< Key >( key ) );
+   }
+
+   static constexpr CollectionOps ops{
+      []( const void* object ) { return Access::size( at< Class >( object ).*Member ); },
+      []( const void* object, const void* key ) {
+         return Access::find( at< Class >( object ).*Member, at< Key >( key ) );
+      },
+      []( const void* object, const MemberVisitor& visitor ) {
+         Access::visit( at< Class >( object ).*Member, visitor );
+      },
+      insert,
+      erase,
+   };
+};
+
+template < auto Method >
+struct OperationRow {
+   using F = Function< decltype( Method ) >;
+   using Class = typename F::Class;
+   using Result = typename F::Result;
+
+   template < typename Tuple >
+   struct Types;
+   template < typename... A >
+   struct Types< std::tuple< A... > > {
+      static constexpr const ValueType* list[sizeof...( A ) + 1] = { &valueType< A >..., nullptr };
+
+      template < std::size_t... I >
+      static void call( [[maybe_unused]] void* object, [[maybe_unused]] void* const* arguments,
+                        [[maybe_unused]] void* result, std::index_sequence< I... > ) {
+         const auto run = [&]() -> decltype( auto ) {
+            if constexpr ( std::is_void_v< Class > ) {
+               return Method( at< A >( arguments[I] )... );
+            } else {
+               return ( at< Class >( object ).*Method )( at< A >( arguments[I] )... );
+            }
+         };
+         if constexpr ( std::is_void_v< Result > ) {
+            run();
+         } else {
+            at< Result >( result ) = run();
+         }
+      }
+   };
+   using Parameters = Types< typename F::Parameters >;
+   static constexpr std::size_t count = std::tuple_size_v< typename F::Parameters >;
+
+   static constexpr const ValueType* resultType() {
+      if constexpr ( std::is_void_v< Result > ) {
+         return nullptr;
+      } else {
+         return &valueType< Result >;
+      }
+   }
+
+   static constexpr OperationOps ops{
+      { Parameters::list, count },
+      resultType(),
+      []( void* object, void* const* arguments, void* result ) {
+         Parameters::call( object, arguments, result, std::make_index_sequence< count >() );
+      },
+   };
+};
+
+} // namespace detail
+
+/// A constructor argument that never changes.
+template < auto Member >
+constexpr Field key( U16 id, std::string_view name ) {
+   return detail::storedField< Member >( id, name, FieldKind::key );
+}
+
+/// A stored attribute; without a setter it is read-only by reflection.
+template < auto Member, auto... Setter >
+constexpr Field attr( U16 id, std::string_view name ) {
+   Field field = detail::storedField< Member >( id, name, FieldKind::attribute );
+   if constexpr ( sizeof...( Setter ) == 1 ) {
+      using Type = typename detail::MemberPointer< decltype( Member ) >::Type;
+      field.set = ( detail::callSetter< Setter, Type >, ... );
+   }
+   return field;
+}
+
+/// A part of a stored attribute, read and written by operations of its own.
+template < auto Getter, auto Setter >
+constexpr Field view( U16 id, std::string_view name ) {
+   using Type = typename detail::Function< decltype( Getter ) >::Result;
+   Field field = detail::computedField< Getter >( id, name, FieldKind::view );
+   field.set = detail::callSetter< Setter, Type >;
+   return field;
+}
+
+/// A computed, read-only attribute.
+template < auto Getter >
+constexpr Field derived( U16 id, std::string_view name ) {
+   return detail::computedField< Getter >( id, name, FieldKind::derived );
+}
+
+/// A constant of the type, given by a static function.
+template < auto Getter >
+constexpr Field constant( U16 id, std::string_view name ) {
+   return detail::computedField< Getter >( id, name, FieldKind::constant );
+}
+
+/// A collection of values with the operations that insert and erase a member.
+template < auto Member, auto Insert, auto Erase >
+constexpr Field coll( U16 id, std::string_view name ) {
+   using Row = detail::CollectionRow< Member, Insert, Erase >;
+   Field field{ .id = id, .kind = FieldKind::collection, .name = name };
+   field.key = &valueType< typename Row::Key >;
+   if constexpr ( !std::is_void_v< typename Row::Value > ) {
+      field.value = &valueType< typename Row::Value >;
+   }
+   field.member = &detail::memberIdentity< Member >;
+   field.collection = &Row::ops;
+   return field;
+}
+
+/// A collection of entities that the object owns; `childType` is shown as the members' type.
+template < auto Member, auto Insert, auto Erase >
+constexpr Field children( U16 id, std::string_view name, std::string_view childType ) {
+   using Row = detail::CollectionRow< Member, Insert, Erase >;
+   Field field{ .id = id, .kind = FieldKind::children, .name = name };
+   field.key = &valueType< typename Row::Key >;
+   field.typeName = childType;
+   field.member = &detail::memberIdentity< Member >;
+   field.collection = &Row::ops;
+   return field;
+}
+
+/// One entity that the object owns, or none; `stored` gives the entity itself.
+template < auto Member >
+constexpr Field child( U16 id, std::string_view name, std::string_view childType ) {
+   using Class = typename detail::MemberPointer< decltype( Member ) >::Class;
+   Field field{ .id = id, .kind = FieldKind::child, .name = name };
+   field.typeName = childType;
+   field.member = &detail::memberIdentity< Member >;
+   field.stored = []( const void* object ) -> const void* {
+      return static_cast< const Entity* >( ( detail::at< Class >( object ).*Member ).get() );
+   };
+   return field;
+}
+
+/// An operation with the names of its parameters.
+template < auto Method, typename... Names >
+constexpr Field operation( U16 id, std::string_view name, Names... arguments ) {
+   using Row = detail::OperationRow< Method >;
+   static_assert( sizeof...( Names ) == Row::count, "each parameter has a name" );
+   Field field{ .id = id, .kind = FieldKind::operation, .name = name };
+   [[maybe_unused]] std::size_t i = 0;
+   ( ( field.arguments[i++] = arguments ), ... );
+   field.value = Row::resultType();
+   field.operation = &Row::ops;
+   return field;
+}
+
+/// The position in `Table::rows` of the row of a data member; no such row is a compile-time error.
+template < typename Table, auto Member >
+consteval std::size_t rowOf() {
+   for ( std::size_t i = 0; i < std::size( Table::rows ); ++i ) {
+      if ( Table::rows[i].member == &detail::memberIdentity< Member > ) {
+         return i;
+      }
+   }
+   throw "the member has no row in the table";
+}
+
+namespace detail {
+
+template < typename... Parameters >
+struct ParameterList {
+   static constexpr const ValueType* list[sizeof...( Parameters ) + 1] = {
+      &valueType< Parameters >..., nullptr };
+   static constexpr std::span< const ValueType* const > types{ list, sizeof...( Parameters ) };
+};
+
+template < typename T, typename... Parameters, std::size_t... I >
+void buildValue( void* const* attributes, void* value, std::index_sequence< I... > ) {
+   at< T >( value ) = T( at< Parameters >( attributes[I] )... );
+}
+
+} // namespace detail
+
+/// A value type built from its stored attributes, which are of the given types.
+template < typename T, typename... Attributes, std::size_t N >
+consteval TypeInfo valueInfo( const Field ( &rows )[N] ) {
+   TypeInfo info;
+   info.name = valueType< T >.name;
+   info.kind = TypeKind::value;
+   info.rows = rows;
+   info.value = &valueType< T >;
+   if constexpr ( sizeof...( Attributes ) > 0 ) {
+      info.parameters = detail::ParameterList< Attributes... >::types;
+      info.build = []( void* const* attributes, void* value ) {
+         detail::buildValue< T, Attributes... >( attributes, value,
+                                                 std::index_sequence_for< Attributes... >() );
+      };
+   }
+   return info;
+}
+
+/// A value type of another library, known by its name and its text alone.
+template < typename T >
+consteval TypeInfo plainInfo( std::string_view name = valueType< T >.name ) {
+   TypeInfo info;
+   info.name = name;
+   info.kind = TypeKind::value;
+   info.value = &valueType< T >;
+   return info;
+}
+
+/// An enumeration.
+template < NamedEnum E >
+consteval TypeInfo enumerationInfo() {
+   TypeInfo info;
+   info.name = enumInfo( E{} ).type;
+   info.kind = TypeKind::enumeration;
+   info.enumeration = &enumInfo( E{} );
+   info.value = &valueType< E >;
+   return info;
+}
+
+} // namespace Vek

@@ -1,0 +1,217 @@
+#pragma once
+
+#include "Vek/Enum.h"
+
+#include <cstddef>
+#include <limits>
+#include <memory>
+#include <new>
+
+namespace Vek {
+
+/// How the runtime handles values of one C++ type that it knows by this description alone.
+/// Constant-initialised; there is one for each type, `valueType< T >`.
+struct ValueType {
+   std::string_view name; ///< as the registry shows it, such as "U32" or "Zorv::IpGenPrefix"
+   std::size_t size;      ///< bytes of a value
+   void ( *construct )( void* at );
+   void ( *destroy )( void* at );
+   void ( *assign )( void* to, const void* from );
+   bool ( *equal )( const void* a, const void* b );
+   /// Appends the value's text.
+   void ( *write )( TextWriter& out, const void* value );
+   /// Reads the value from all of a text; `RangeException` when the text is none. Null for types
+   /// that have no such text.
+   void ( *read )( std::string_view text, void* value );
+
+   /// By name: each shared library has descriptions of its own.
+   bool operator==( const ValueType& other ) const { return name == other.name; }
+};
+
+namespace detail {
+
+/// The name of a type: of the runtime's plain types, of an enumeration, or the type's own.
+template < typename T >
+constexpr std::string_view typeName() {
+   if constexpr ( std::is_same_v< T, bool > ) {
+      return "bool";
+   } else if constexpr ( std::is_same_v< T, char > ) {
+      return "char";
+   } else if constexpr ( std::is_same_v< T, U8 > ) {
+      return "U8";
+   } else if constexpr ( std::is_same_v< T, U16 > ) {
+      return "U16";
+   } else if constexpr ( std::is_same_v< T, U32 > ) {
+      return "U32";
+   } else if constexpr ( std::is_same_v< T, U64 > ) {
+      return "U64";
+   } else if constexpr ( std::is_same_v< T, float > ) {
+      return "float";
+   } else if constexpr ( std::is_same_v< T, double > ) {
+      return "Vek::Duration";
+   } else if constexpr ( std::is_same_v< T, String > || std::is_same_v< T, std::string_view > ) {
+      return "Vek::String";
+   } else if constexpr ( NamedEnum< T > ) {
+      return enumInfo( T{} ).type;
+   } else if constexpr ( std::is_enum_v< T > ) {
+      return typeNameOf( T{} );
+   } else {
+      return T::typeName;
+   }
+}
+
+[[noreturn]] OSK_EXPORT void throwNotAValue( std::string_view type, std::string_view text );
+OSK_EXPORT void writeDouble( TextWriter& out, double value );
+OSK_EXPORT void writeFloat( TextWriter& out, float value );
+OSK_EXPORT bool readBool( std::string_view text );
+OSK_EXPORT double readDouble( std::string_view text );
+OSK_EXPORT U64 readInteger( std::string_view text, std::string_view type, U64 max );
+
+/// The texts of one type, from the operations that it offers.
+template < typename T >
+struct ValueText {
+   static constexpr bool constructs = std::is_constructible_v< T, const String& >;
+   static constexpr bool takes = requires( CharRange & range, T* v ) {
+      sequenceToValue( range, v );
+   };
+   static constexpr bool reads = requires( T & v, std::string_view text ) {
+      v.stringValueIs( text );
+   };
+   static constexpr bool readable = std::is_arithmetic_v< T > || constructs || takes || reads;
+
+   static void write( TextWriter& out, const void* value ) {
+      const T& v = *static_cast< const T* >( value );
+      if constexpr ( std::is_same_v< T, bool > ) {
+         out << int{ v };
+      } else if constexpr ( std::is_same_v< T, double > ) {
+         writeDouble( out, v );
+      } else if constexpr ( std::is_same_v< T, float > ) {
+         writeFloat( out, v );
+      } else if constexpr ( requires { valueToStrep( v ); } ) {
+         out << valueToStrep( v );
+      } else if constexpr ( NamedEnum< T > ) {
+         out << stringValue( v );
+      } else if constexpr ( requires { out << v; } ) {
+         out << v;
+      } else if constexpr ( requires { v.stringValue(); } ) {
+         out << v.stringValue();
+      } else {
+         out << v.toStrep();
+      }
+   }
+
+   static void read( std::string_view text, void* value ) {
+      T& v = *static_cast< T* >( value );
+      if constexpr ( std::is_same_v< T, bool > ) {
+         v = readBool( text );
+      } else if constexpr ( std::is_floating_point_v< T > ) {
+         v = static_cast< T >( readDouble( text ) );
+      } else if constexpr ( std::is_same_v< T, char > ) {
+         v = text.empty() ? '\0' : text.front();
+      } else if constexpr ( std::is_integral_v< T > ) {
+         v = static_cast< T >(
+            readInteger( text, typeName< T >(), std::numeric_limits< T >::max() ) );
+      } else if constexpr ( constructs ) {
+         v = T( String( text ) );
+      } else if constexpr ( takes ) {
+         CharRange range( text );
+         T taken{};
+         sequenceToValue( range, &taken );
+         if ( !range.empty() ) {
+            throwNotAValue( typeName< T >(), text );
+         }
+         v = taken;
+      } else {
+         v.stringValueIs( text );
+      }
+   }
+};
+
+template < typename T >
+constexpr ValueType describe() {
+   ValueType type{};
+   type.name = typeName< T >();
+   type.size = sizeof( T );
+   if constexpr ( std::is_default_constructible_v< T > && std::is_copy_assignable_v< T > ) {
+      type.construct = []( void* at ) { ::new ( at ) T(); };
+      type.destroy = []( void* at ) { static_cast< T* >( at )->~T(); };
+      type.assign = []( void* to, const void* from ) {
+         *static_cast< T* >( to ) = *static_cast< const T* >( from );
+      };
+   }
+   if constexpr ( std::equality_comparable< T > ) {
+      type.equal = []( const void* a, const void* b ) {
+         return *static_cast< const T* >( a ) == *static_cast< const T* >( b );
+      };
+      type.write = ValueText< T >::write;
+   }
+   if constexpr ( ValueText< T >::readable ) {
+      type.read = ValueText< T >::read;
+   }
+   return type;
+}
+
+} // namespace detail
+
+/// The description of `T`.
+template < typename T >
+inline constexpr ValueType valueType = detail::describe< T >();
+
+/// A value with its description: an argument or a result of reflection. Owned by the caller.
+struct Any {
+   const ValueType* type = nullptr;
+   void* value = nullptr;
+
+   template < typename T >
+   static Any of( T& value ) {
+      using Plain = std::remove_const_t< T >;
+      return { &valueType< Plain >, const_cast< Plain* >( &value ) };
+   }
+
+   /// The value when it is a `T`, else null.
+   template < typename T >
+   T* as() const {
+      return type && *type == valueType< T > ? static_cast< T* >( value ) : nullptr;
+   }
+};
+
+/// A default value of a type that is known by its description alone.
+class ValueBuffer {
+public:
+   explicit ValueBuffer( const ValueType& type )
+      : type_( type ), memory_( std::make_unique< std::max_align_t[] >( words( type.size ) ) ) {
+      type_.construct( memory_.get() );
+   }
+   ValueBuffer( const ValueBuffer& ) = delete;
+   ValueBuffer& operator=( const ValueBuffer& ) = delete;
+   ~ValueBuffer() { type_.destroy( memory_.get() ); }
+
+   void* get() const { return memory_.get(); }
+
+private:
+   static std::size_t words( std::size_t bytes ) {
+      return ( bytes + sizeof( std::max_align_t ) - 1 ) / sizeof( std::max_align_t );
+   }
+
+   const ValueType& type_;
+   const std::unique_ptr< std::max_align_t[] > memory_;
+};
+
+/// Builds a value from its text: the runtime's parse entry. `RangeException` when the text is none;
+/// a type that holds a collection has no text form and fails an assertion.
+template < typename T >
+void strepToValue( std::string_view text, T* value ) {
+   valueType< T >.read( text, value );
+}
+
+/// The runtime's text of a value.
+template < typename T >
+String valueText( const T& value ) {
+   String text;
+   TextWriter out( text );
+   valueType< T >.write( out, &value );
+   out.flush();
+   return text;
+}
+
+} // namespace Vek
