@@ -14,6 +14,8 @@ namespace Osk {
 /// are written whole. One thread at a time.
 class OSK_EXPORT DumpContext {
 public:
+   static constexpr std::string_view typeName = "Osk::DumpContext";
+
    /// Receives what one call of `print` or `line` writes, in one piece that lives for the call.
    using Sink = std::function< void( std::string_view text ) >;
 

@@ -17,6 +17,8 @@ namespace Osk {
 /// different processes differ but for a chance of about one in 2^31 for each pair of them.
 class OSK_EXPORT UniqueId {
 public:
+   static constexpr std::string_view typeName = "Osk::UniqueId";
+
    /// Draws an identifier that this process has not drawn before; never 0. Any thread may draw; a
    /// forked child draws from a random upper half of its own.
    UniqueId();
