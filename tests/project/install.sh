@@ -32,7 +32,9 @@ read -ra flags < <( pkg-config --cflags --libs FlowspecDalbTypes )
 LD_LIBRARY_PATH=$prefix/$libraries check "$work/consumer"
 
 if [[ -e $build/tools/flowspecctl ]]; then
-   "$prefix/bin/flowspecctl" --version >/dev/null
+   echo '10.1.0.0/16;*;IP:=6;DP:=443;' >"$work/rules"
+   printed=$( "$prefix/bin/flowspecctl" key --to cli "$work/rules" )
+   [[ $printed == "$( cat "$work/rules" )" ]]
    [[ -s $prefix/share/man/man1/flowspecctl.1 ]]
    [[ -s $prefix/share/bash-completion/completions/flowspecctl ]]
 fi
