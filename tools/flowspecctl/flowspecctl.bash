@@ -6,7 +6,9 @@ _flowspecctl() {
    local words='' front=''
    COMPREPLY=()
 
-   case ${COMP_WORDS[1]-}:$previous in
+   local command=
+   (( COMP_CWORD < 2 )) || command=${COMP_WORDS[1]}
+   case $command:$previous in
    key:--from) words=$readable ;;
    key:--to)
       # A list: completes what stands behind the last comma.

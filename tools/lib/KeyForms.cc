@@ -8,16 +8,16 @@ namespace Flowspec::Tools {
 namespace {
 
 constexpr FormInfo infos[] = {
-   { Form::cli, "cli", true, false, false, 4 },
-   { Form::cliLen, "cli-len", true, false, false, 4 },
-   { Form::rd, "rd", true, true, false, 4 },
-   { Form::rdLen, "rd-len", true, true, false, 4 },
-   { Form::value, "value", true, false, true, 5 },
-   { Form::diag, "diag", true, false, true, 5 },
-   { Form::json, "json", true, false, true, 7 },
-   { Form::detail, "detail", false, false, false, 5 },
-   { Form::rdDetail, "rd-detail", false, true, false, 5 },
-   { Form::words, "words", false, false, false, 2 },
+   { Form::cli, "cli", true, false, false, 30 },
+   { Form::cliLen, "cli-len", true, false, false, 30 },
+   { Form::rd, "rd", true, true, false, 30 },
+   { Form::rdLen, "rd-len", true, true, false, 30 },
+   { Form::value, "value", true, false, true, 40 },
+   { Form::diag, "diag", true, false, true, 40 },
+   { Form::json, "json", true, false, true, 50 },
+   { Form::detail, "detail", false, false, false, 40 },
+   { Form::rdDetail, "rd-detail", false, true, false, 40 },
+   { Form::words, "words", false, false, false, 22 },
 };
 
 // The words as they stand in the key, in hexadecimal: type, operator and value can be told apart.

@@ -10,23 +10,23 @@ namespace {
 constexpr std::size_t gap = 2;
 constexpr std::size_t leastWidth = 10;
 
-// Takes what one line of `width` holds off the front of `text`: up to and with the last separator
-// that fits, else as much as fits.
+// Where the line that begins `text` ends when it is broken at `width`: behind the last ";" in its
+// second half, which ends a field, else behind the last other separator, else at the margin.
+std::size_t breakAt( std::string_view text, std::size_t width ) {
+   // A blank may stand beyond the margin: it is not shown.
+   const std::string_view line = text.substr( 0, width );
+   const std::size_t field = line.rfind( ';' ) + 1;
+   const std::size_t blank = text.substr( 0, width + 1 ).rfind( ' ' ) + 1;
+   const std::size_t other = line.find_last_of( ";,|&" ) + 1;
+   const std::size_t best = field > width / 2 ? field : std::max( blank, other );
+   return best > 0 ? best : width;
+}
+
+// Takes what one line of `width` holds off the front of `text`.
 std::string_view takeLine( std::string_view& text, std::size_t width ) {
-   std::size_t length = text.size();
-   std::size_t next = length;
-   if ( length > width ) {
-      length = width;
-      // A blank that ends a line may stand beyond the margin.
-      const std::size_t at = text.substr( 0, width + 1 ).find_last_of( " " );
-      const std::size_t behind = text.substr( 0, width ).find_last_of( ";,|&" );
-      const std::size_t best =
-         std::max( at == text.npos ? 0 : at + 1, behind == text.npos ? 0 : behind + 1 );
-      next = best ? best : width;
-      length = std::min( next, width );
-   }
+   const std::size_t length = text.size() <= width ? text.size() : breakAt( text, width );
    const std::string_view line = text.substr( 0, length );
-   text.remove_prefix( next );
+   text.remove_prefix( length );
    return line.substr( 0, line.find_last_not_of( ' ' ) + 1 );
 }
 
