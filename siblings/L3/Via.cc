@@ -1,0 +1,34 @@
+#include "L3/Via.h"
+
+#include "Vek/Exceptions.h"
+
+namespace L3 {
+
+MplsLabel::MplsLabel( U32 value ) : value_( value ) {
+   if ( value > none() ) {
+      Vek::throwRange( Vek::concat( "L3::MplsLabel: ", value, " is above ", none() ) );
+   }
+}
+
+Vek::String MplsLabel::stringValue() const { return Vek::concat( *this ); }
+
+Vek::TextWriter& operator<<( Vek::TextWriter& out, const MplsLabel& label ) {
+   return label ? out << label.value() : out << "none";
+}
+
+std::ostream& operator<<( std::ostream& out, const MplsLabel& label ) {
+   const Vek::String text = label.stringValue();
+   return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+}
+
+Vek::TextWriter& operator<<( Vek::TextWriter& out, const Via& via ) {
+   return out << "<address=" << via.address << ";intf=" << via.intf
+              << ";mplsLabel=" << via.mplsLabel << ";active=" << int{ via.active } << '>';
+}
+
+std::ostream& operator<<( std::ostream& out, const Via& via ) {
+   const Vek::String text = Vek::concat( via );
+   return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+}
+
+} // namespace L3
