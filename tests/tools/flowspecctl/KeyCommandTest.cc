@@ -1,0 +1,188 @@
+#include "tests/tools/flowspecctl/Run.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using TestSupport::flowspecctl;
+using TestSupport::Result;
+
+constexpr const char* rule = "10.1.0.0/16;*;IP:=6;DP:=80|=443;\n";
+constexpr const char* value = "5;ipv4;IFSET:=3,17;10.1.0.0/16;*;IP:=0L6;\n";
+
+// What a command writes that has nothing to complain of.
+Vek::String output( std::vector< Vek::String > arguments, Vek::String input ) {
+   arguments.insert( arguments.begin(), "key" );
+   const Result result = flowspecctl( std::move( arguments ), std::move( input ) );
+   EXPECT_EQ( result.err, "" );
+   EXPECT_EQ( result.status, 0 );
+   return result.out;
+}
+
+TEST( KeyCommand, ReadsAndWritesTheCommandLineFormWhenNotToldOtherwise ) {
+   EXPECT_EQ( output( {}, rule ), rule );
+   EXPECT_EQ( output( {}, "10.1.2.3/16;*;IP:==0x6;DP:|=80=0443" ),
+              "10.1.0.0/16;*;IP:=6;DP:=80|=291;\n" );
+}
+
+TEST( KeyCommand, WritesTheFormOfTheInputWhenNotToldOtherwise ) {
+   for ( const auto& [form, text] :
+         { std::pair( "cli-len", "*;*;IP:=1L6;\n" ), std::pair( "rd", "RD:1:2;*;*;IP:=6;\n" ),
+           std::pair( "rd-len", "RD:1:2;*;*;IP:=1L6;\n" ), std::pair( "value", value ),
+           std::pair( "diag", ";;;;243335174;\n" ),
+           std::pair( "json", "{\"vrfId\":null,\"addressFamily\":\"none\","
+                              "\"destPrefix\":null,\"srcPrefix\":null,"
+                              "\"interfaceSet\":[],\"words\":[243335174]}\n" ) } ) {
+      EXPECT_EQ( output( { "--from", form }, text ), text );
+   }
+}
+
+TEST( KeyCommand, WritesEveryForm ) {
+   for ( const auto& [form, text] :
+         { std::pair( "cli", "10.1.0.0/16;*;IP:=6;\n" ),
+           std::pair( "cli-len", "10.1.0.0/16;*;IP:=0L6;\n" ),
+           std::pair( "rd", "RD:1:2;10.1.0.0/16;*;IP:=6;\n" ),
+           std::pair( "rd-len", "RD:1:2;10.1.0.0/16;*;IP:=0L6;\n" ), std::pair( "value", value ),
+           std::pair( "diag", "5;ipv4;IFSET:=3,17;10.1.0.0/16;;58785798;\n" ),
+           std::pair( "json",
+                      "{\"vrfId\":5,\"addressFamily\":\"ipv4\",\"destPrefix\":"
+                      "\"10.1.0.0/16\",\"srcPrefix\":null,\"interfaceSet\":[3,17],\"terms\":"
+                      "[{\"type\":\"ipProto\",\"op\":129,\"value\":6}]}\n" ),
+           std::pair( "detail",
+                      "Destination Prefix: 10.1.0.0/16;Source Prefix: *;IP Protocol: =6;\n" ),
+           std::pair( "rd-detail", "Route Distinguisher: 1:2;Destination Prefix: 10.1.0.0/16;"
+                                   "Source Prefix: *;IP Protocol: =6;\n" ),
+           std::pair( "words", "0x03810006\n" ) } ) {
+      EXPECT_EQ( output( { "--from", "value", "--to", form, "--rd", "1:2" }, value ), text );
+   }
+}
+
+TEST( KeyCommand, SeveralFormsStandBetweenTabs ) {
+   EXPECT_EQ( output( { "--to", "words,cli,words" }, "*;*;IP:=6;\n*;*;\n" ),
+              "0x03810006\t*;*;IP:=6;\t0x03810006\n-\t*;*;\t-\n" );
+}
+
+TEST( KeyCommand, WhatAFormLacksIsGivenByOptions ) {
+   EXPECT_EQ( output( { "--vrf", "5", "--family", "ipv6", "--to", "value" }, "*;*;" ),
+              "5;ipv6;*;*;\n" );
+   EXPECT_EQ( output( { "--to", "value" }, "*;*;" ), "16777215;none;*;*;\n" );
+   EXPECT_EQ(
+      output( { "--from", "cli-len", "--vrf", "4294967295", "--family", "af25", "--to", "diag" },
+              "*;*;" ),
+      "4294967295;af25;;;\n" );
+   EXPECT_EQ( output( { "--from", "rd", "--vrf", "0", "--to", "diag" }, "RD:1:2;*;*;" ),
+              "0;;;;\n" );
+   EXPECT_EQ( output( { "--rd", "100L:1", "--to", "rd" }, "*;*;" ), "RD:100L:1;*;*;\n" );
+}
+
+// The attributes of one line must not show in the next.
+TEST( KeyCommand, EachLineBeginsWithAnEmptyKey ) {
+   EXPECT_EQ( output( { "--from", "diag" },
+                      "5;ipv4;IFSET:=3;10.0.0.0/8;10.0.0.0/8;1;2;3;4;5;6;7;8;9;10;\n;;;;\n" ),
+              "5;ipv4;IFSET:=3;10.0.0.0/8;10.0.0.0/8;1;2;3;4;5;6;7;8;9;10;\n;;;;\n" );
+   const Result result =
+      flowspecctl( { "key", "--to", "diag" }, "10.0.0.0/8;10.0.0.0/8;IP:=6;DP:=x;\n*;*;\n" );
+   EXPECT_EQ( result.out, ";;;;\n" );
+}
+
+TEST( KeyCommand, SortsByTheOrderOfKeys ) {
+   EXPECT_EQ( output( { "--sort", "--from", "diag" }, ";;;;\n"
+                                                      "2;;;;\n"
+                                                      "1;ipv6;;;\n"
+                                                      "1;ipv4;;;\n"
+                                                      "1;ipv4;10.0.0.0/8;;\n"
+                                                      "1;ipv4;10.0.0.0/8;10.0.0.0/8;\n"
+                                                      "1;ipv4;9.0.0.0/8;;2;\n"
+                                                      "1;ipv4;9.0.0.0/8;;1;\n"
+                                                      "1;ipv4;9.0.0.0/8;;1;9;\n"
+                                                      "1;ipv4;IFSET:=1;9.0.0.0/8;;1;\n"
+                                                      "1;ipv4;IFSET:=1,0;9.0.0.0/8;;1;\n" ),
+              "1;ipv4;9.0.0.0/8;;1;9;\n"
+              "1;ipv4;IFSET:=1,0;9.0.0.0/8;;1;\n"
+              "1;ipv4;IFSET:=1;9.0.0.0/8;;1;\n"
+              "1;ipv4;9.0.0.0/8;;1;\n"
+              "1;ipv4;9.0.0.0/8;;2;\n"
+              "1;ipv4;10.0.0.0/8;10.0.0.0/8;\n"
+              "1;ipv4;10.0.0.0/8;;\n"
+              "1;ipv4;;;\n"
+              "1;ipv6;;;\n"
+              "2;;;;\n"
+              ";;;;\n" );
+}
+
+TEST( KeyCommand, SortingKeepsTheOrderOfEqualKeys ) {
+   EXPECT_EQ( output( { "--sort", "--from", "rd" }, "RD:3:3;*;*;IP:=6;\n"
+                                                    "RD:2:2;*;*;IP:=1;\n"
+                                                    "RD:1:1;*;*;IP:=6;\n"
+                                                    "RD:3:3;*;*;IP:=6;\n" ),
+              "RD:2:2;*;*;IP:=1;\n"
+              "RD:3:3;*;*;IP:=6;\n"
+              "RD:1:1;*;*;IP:=6;\n"
+              "RD:3:3;*;*;IP:=6;\n" );
+}
+
+TEST( KeyCommand, UniqueKeepsTheFirstOfEqualRules ) {
+   EXPECT_EQ( output( { "--unique", "--from", "rd" }, "RD:3:3;*;*;IP:=6;\n"
+                                                      "RD:1:1;*;*;IP:=6;\n"
+                                                      "RD:3:3;*;*;IP:=06;\n"
+                                                      "RD:3:3;*;*;IP:=7;\n"
+                                                      "RD:1:1;*;*;IP:=6;\n" ),
+              "RD:3:3;*;*;IP:=6;\n"
+              "RD:1:1;*;*;IP:=6;\n"
+              "RD:3:3;*;*;IP:=7;\n" );
+   // Value lengths and interface sets are parts of a key.
+   EXPECT_EQ( output( { "--unique", "--from", "cli-len" }, "*;*;IP:=0L6;\n*;*;IP:=1L6;\n" ),
+              "*;*;IP:=0L6;\n*;*;IP:=1L6;\n" );
+   EXPECT_EQ( output( { "--unique", "--from", "diag" }, ";;;;\n;;IFSET:=1;;;\n;;;;@\n" ),
+              ";;;;\n;;IFSET:=1;;;\n" );
+}
+
+TEST( KeyCommand, SortedAndUnique ) {
+   EXPECT_EQ(
+      output( { "--sort", "--unique" }, "*;*;IP:=6;\n*;*;IP:=1;\n*;*;IP:=6;\n*;*;IP:=1;\n" ),
+      "*;*;IP:=1;\n*;*;IP:=6;\n" );
+}
+
+// A word of an unknown type, half a value: nothing that walks the terms may be asked for them.
+TEST( KeyCommand, KeysThatCannotBePrintedAreBadLines ) {
+   const Vek::String input = ";;;;243335174;\n;;;;228655105;\n;;;;58785798;\n;;;;61931526;\n";
+   for ( const char* const form : { "cli", "cli-len", "value", "detail", "rd", "rd-len",
+                                    "rd-detail", "words,cli", "json,value" } ) {
+      for ( const char* const mode : { "--sort", "--unique", "--table" } ) {
+         const Result result =
+            flowspecctl( { "key", "--from", "diag", "--to", form, "--rd", "1:2", mode }, input );
+         EXPECT_EQ( result.status, 1 );
+         if ( Vek::String( mode ) == "--table" ) {
+            EXPECT_EQ( result.err, "" );
+            continue;
+         }
+         EXPECT_EQ(
+            result.err,
+            "<stdin>:1: error: the term at index 0 cannot be printed: its component type is "
+            "not known\n"
+            "<stdin>:2: error: the term at index 0 cannot be printed: the second half of its "
+            "value is missing\n"
+            "<stdin>:4: error: the term at index 0 cannot be printed: its value has 8 "
+            "bytes\n" );
+         EXPECT_EQ( std::count( result.out.begin(), result.out.end(), '\n' ), 1 );
+      }
+   }
+   EXPECT_EQ( output( { "--from", "diag", "--to", "words" }, input ),
+              "0x0e810006\n0x0da10001\n0x03810006\n0x03b10006\n" );
+}
+
+TEST( KeyCommand, ALastIndexCannotBeWrittenBackAsDiagnosticText ) {
+   Vek::String input = ";;;;";
+   for ( int i = 0; i < 2047; ++i ) {
+      input += "58720262;";
+   }
+   EXPECT_EQ( output( { "--from", "diag" }, input ), input + "\n" );
+   const Result result = flowspecctl( { "key", "--from", "diag" }, input + "58720262;" );
+   EXPECT_EQ( result.status, 1 );
+   EXPECT_EQ( result.err, "<stdin>:1: error: a key of 2048 words has no diagnostic form\n" );
+   const Result beyond = flowspecctl( { "key", "--from", "diag" }, input + "58720262;58720262;" );
+   EXPECT_EQ( beyond.status, 1 );
+   EXPECT_EQ( beyond.err, "<stdin>:1: error: Too many terms for a rule key at 58720262\n" );
+}
+
+} // namespace
