@@ -62,9 +62,10 @@ bool readValueHead( std::string_view text, FlowspecKey& key, std::string_view& r
       return false;
    }
    key.vrfIdIs( static_cast< Vrf::VrfIdMap::VrfId >( vrfId ) );
+   const char* const familyField = fields.rest().data();
    if ( !fields.next( field ) || field.empty() ) {
-      return fail( failure, Kind::assertion, fields.rest().data(),
-                   "Did not find an address family in ", text, missingField );
+      return fail( failure, Kind::assertion, familyField, "Did not find an address family in ",
+                   text, missingField );
    }
    const auto family = Zorv::addressFamily( field );
    if ( family != Zorv::AddressFamily::ipv4 && family != Zorv::AddressFamily::ipv6 ) {
@@ -96,7 +97,7 @@ bool readInterfaceSetList( std::string_view text, U32 max, FlowspecKey& key, std
                    "Did not find the end of the interface-set list in ", text,
                    "endpos != std::string::npos" );
    }
-   const char* at = text.data() + interfaceSetAnchor.size();
+   const char* at = text.data() + std::min( interfaceSetAnchor.size(), end );
    const char* const stop = text.data() + end;
    while ( at < stop ) {
       U32 id = 0;
