@@ -108,7 +108,7 @@ TYPED_TEST( SmallVectorTest, DefaultIsEmptyAndUsable ) {
    this->expectEmptyAndUsable( vector );
 }
 
-TYPED_TEST( SmallVectorTest, ElementsUpToTheCapacityInPlaceTakeNoMemory ) {
+TYPED_TEST( SmallVectorTest, ElementsInPlaceTakeNoMemoryAndMoreOfThemTakeItRarely ) {
    typename TestFixture::Vector vector;
    const TestSupport::AllocationCounter allocations;
    for ( U32 i = 0; i < this->inPlace; ++i ) {
@@ -119,12 +119,15 @@ TYPED_TEST( SmallVectorTest, ElementsUpToTheCapacityInPlaceTakeNoMemory ) {
    vector.push( this->element( 99 ) );
    EXPECT_FALSE( this->isInPlace( vector ) );
    EXPECT_EQ( allocations.count(), 1U );
+   while ( vector.size() < 1000 ) {
+      vector.push( this->element( 99 ) );
+   }
+   EXPECT_LE( allocations.count(), 10U );
 }
 
 TYPED_TEST( SmallVectorTest, ClearKeepsTheMemoryForTheNextElements ) {
    auto vector = this->vectorOf( this->modelOf( this->inPlace * 2, 0 ) );
    vector.clear();
-   EXPECT_TRUE( vector.empty() );
    const auto model = this->modelOf( this->inPlace * 2, 100 );
    const TestSupport::AllocationCounter allocations;
    for ( const auto value : model ) {
@@ -136,12 +139,10 @@ TYPED_TEST( SmallVectorTest, ClearKeepsTheMemoryForTheNextElements ) {
 
 TYPED_TEST( SmallVectorTest, AnElementOfTheVectorItselfCanBeAddedWhileItGrows ) {
    auto vector = this->vectorOf( this->modelOf( this->inPlace, 1 ) );
-   auto model = this->modelOf( this->inPlace, 1 );
    vector.push( vector[1] );
-   model.push_back( this->element( 2 ) );
+   EXPECT_EQ( vector[this->inPlace], this->element( 2 ) );
    vector.insert( 0, vector[2] );
-   model.insert( model.begin(), this->element( 3 ) );
-   this->expectEqual( vector, model );
+   EXPECT_EQ( vector[0], this->element( 3 ) );
 }
 
 TYPED_TEST( SmallVectorTest, CopyIsEqualAndIndependent ) {
@@ -169,8 +170,7 @@ TYPED_TEST( SmallVectorTest, MoveTakesTheElementsAndLeavesAnEmptyUsableVector ) 
 }
 
 TYPED_TEST( SmallVectorTest, CopyAssignmentReplacesTheElementsFromAndToEitherStorage ) {
-   const auto sources = this->samples( 0 );
-   for ( const auto& source : sources ) {
+   for ( const auto& source : this->samples( 0 ) ) {
       for ( auto& target : this->samples( 300 ) ) {
          EXPECT_EQ( &( target.vector = source.vector ), &target.vector );
          this->expectEqual( target.vector, source.model );

@@ -100,9 +100,10 @@ TEST( RouteDistinguisher, OtherTextsAreRejectedByNameAndChangeNothing ) {
            "100L:", "100L", "100:1L", "100 L:1",
            // Raw bytes: 16 digits, and none of a type with a text of its own.
            "0x", "0x0", "0x003", "0x000300000000000", "0x00030000000000000", "0X0003000000000000",
-           "0x000300000000000g", "0x-003000000000000", "0x+003000000000000", "0x 003000000000000",
-           "0x0x03000000000000", "0003000000000000", "0x0000000000000000", "0x0000006400000001",
-           "0x0001c00002010064", "0x0002000111700064" } ) {
+           "0x000300000000000g", "0xfffffffffffffffg", "0xfffffffffffffff ", "0x-003000000000000",
+           "0x+003000000000000", "0x 003000000000000", "0x0x03000000000000", "0003000000000000",
+           "0x0000000000000000", "0x0000006400000001", "0x0001c00002010064",
+           "0x0002000111700064" } ) {
       EXPECT_EQ( RouteDistinguisher::fromText( text ), std::nullopt ) << text;
       const Vek::String message =
          Vek::concat( "Zorv::RouteDistinguisher: '", text, "' is not a route distinguisher" );
