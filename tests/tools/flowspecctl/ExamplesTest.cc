@@ -1,0 +1,201 @@
+#include "tests/tools/flowspecctl/Run.h"
+
+#include "tools/lib/KeyForms.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace Flowspec;
+using namespace Flowspec::Tools;
+using TestSupport::contents;
+using TestSupport::flowspecctl;
+using TestSupport::flowspecctlPath;
+using TestSupport::Result;
+
+using Path = std::filesystem::path;
+
+// The files of examples/rules/ that hold sound rules and end with `extension`.
+std::vector< Path > ruleFiles( std::initializer_list< std::string_view > extensions ) {
+   std::vector< Path > files;
+   for ( const auto& entry : std::filesystem::directory_iterator( "examples/rules" ) ) {
+      const Path& path = entry.path();
+      if ( path.filename().string().starts_with( "ipv" ) &&
+           std::find( extensions.begin(), extensions.end(), path.extension().string() ) !=
+              extensions.end() ) {
+         files.push_back( path );
+      }
+   }
+   std::sort( files.begin(), files.end() );
+   return files;
+}
+
+std::vector< Path > jsonFiles() { return ruleFiles( { ".jsonl" } ); }
+std::vector< Path > textFiles() { return ruleFiles( { ".cli", ".cli-len", ".rd" } ); }
+
+std::vector< Vek::String > lines( const Vek::String& text ) {
+   std::vector< Vek::String > all;
+   std::istringstream stream( text );
+   for ( Vek::String line; std::getline( stream, line ); ) {
+      all.push_back( line );
+   }
+   return all;
+}
+
+// The rules of a file of text, without its comments.
+Vek::String rules( const Vek::String& text ) {
+   Vek::String all;
+   for ( const Vek::String& line : lines( text ) ) {
+      if ( !line.starts_with( '#' ) ) {
+         all += line + '\n';
+      }
+   }
+   return all;
+}
+
+Vek::String converted( const char* from, const char* to, const Vek::String& text,
+                       std::vector< Vek::String > more = {} ) {
+   more.insert( more.begin(), { "key", "--from", from, "--to", to } );
+   const Result result = flowspecctl( std::move( more ), text );
+   EXPECT_EQ( result.err, "" );
+   EXPECT_EQ( result.status, 0 );
+   return result.out;
+}
+
+TEST( Examples, AreAllThere ) {
+   std::size_t rulesAsJson = 0;
+   for ( const Path& file : jsonFiles() ) {
+      rulesAsJson += lines( contents( file ) ).size();
+   }
+   EXPECT_EQ( rulesAsJson, 140U );
+   EXPECT_EQ( jsonFiles().size(), textFiles().size() );
+}
+
+TEST( Examples, SurviveFromJsonToTheValueFormAndBack ) {
+   for ( const Path& file : jsonFiles() ) {
+      const Vek::String json = contents( file );
+      EXPECT_EQ( converted( "json", "json", json ), json ) << file;
+      EXPECT_EQ( converted( "value", "json", converted( "json", "value", json ) ), json ) << file;
+      EXPECT_EQ( converted( "diag", "json", converted( "json", "diag", json ) ), json ) << file;
+   }
+}
+
+TEST( Examples, AreTheSameRulesAsTextAndAsJson ) {
+   for ( const Path& file : textFiles() ) {
+      const Vek::String form = file.extension().string().substr( 1 );
+      const Vek::String family = file.filename().string().substr( 0, 4 );
+      const Vek::String text = contents( file );
+      Path jsonFile = file;
+      const Vek::String json = contents( jsonFile.replace_extension( ".jsonl" ) );
+      EXPECT_EQ( converted( form.c_str(), "json", text, { "--family", family } ), json ) << file;
+      EXPECT_EQ( converted( form.c_str(), form.c_str(), text ), rules( text ) ) << file;
+      if ( form != "rd" ) {
+         EXPECT_EQ( converted( "json", form.c_str(), json ), rules( text ) ) << file;
+      }
+   }
+   EXPECT_EQ( converted( "json", "rd", contents( "examples/rules/ipv4-vpn.jsonl" ),
+                         { "--rd", "65535:65536" } ),
+              rules( contents( "examples/rules/ipv4-vpn.rd" ) ) );
+}
+
+TEST( Examples, EachRuleHasACommentOfOneLine ) {
+   for ( const Path& file : textFiles() ) {
+      bool comment = false;
+      for ( const Vek::String& line : lines( contents( file ) ) ) {
+         EXPECT_NE( line.starts_with( "# " ), comment ) << file << ": " << line;
+         EXPECT_LE( line.size(), comment ? 1000U : 102U ) << file << ": " << line;
+         comment = !comment;
+      }
+      EXPECT_FALSE( comment ) << file;
+   }
+}
+
+// The rules are those of real speakers: the shortest length for each value but the flow label's,
+// and the end-of-list bit on the last term of each component and nowhere else (RFC 8955 section
+// 4.2.1, RFC 8956 section 3.7).
+TEST( Examples, HaveTheOperatorsOfTheWire ) {
+   for ( const Path& file : jsonFiles() ) {
+      for ( const Vek::String& line : lines( contents( file ) ) ) {
+         Rule rule;
+         ASSERT_EQ( readRule( Form::json, line, rule ), std::nullopt ) << file;
+         for ( auto term = rule.key.getOptVal( 0 ); !term.isEnd(); ) {
+            const auto next = rule.key.getOptVal( term.nextIndex() );
+            EXPECT_EQ( term.endOfList(), next.matchType() != term.matchType() ) << line;
+            const unsigned shortest = term.val32() <= 0xFF ? 1 : term.val32() <= 0xFFFF ? 2 : 4;
+            EXPECT_EQ( term.byteLength(), term.matchType() == flowLabel ? 4 : shortest ) << line;
+            if ( next.isEnd() || next.matchType() != term.matchType() ) {
+               EXPECT_TRUE( next.isEnd() || next.matchType() > term.matchType() ) << line;
+               EXPECT_TRUE( next.isEnd() || !next.andPrevious() ) << line;
+            }
+            term = next;
+         }
+      }
+   }
+}
+
+TEST( Examples, EachMistakeHasItsReason ) {
+   const Vek::String bad = contents( "examples/rules/bad.cli" );
+   const Result result = flowspecctl( { "key", "examples/rules/bad.cli" } );
+   EXPECT_EQ( result.status, 1 );
+   EXPECT_EQ( result.out, "" );
+   EXPECT_EQ( lines( result.err ).size(), lines( rules( bad ) ).size() );
+   const Vek::String file = "examples/rules/bad.cli";
+   const Vek::String prefix = " is not a prefix\n";
+   EXPECT_EQ( result.err,
+              file + ":3: error: Did not find a source prefix 10.0.0.0/8;\n" + file +
+                 ":5: error: Could not parse dest prefix 192.0.2.1;*;IP:=17; : Zorv::IpGenPrefix: "
+                 "'192.0.2.1'" +
+                 prefix + file +
+                 ":7: error: Could not parse dest prefix 10.0.0.0/33;*; : Zorv::IpGenPrefix: "
+                 "'10.0.0.0/33'" +
+                 prefix + file +
+                 ":9: error: Could not parse dest prefix 010.0.0.0/8;*; : Zorv::IpGenPrefix: "
+                 "'010.0.0.0/8'" +
+                 prefix + file +
+                 ":11: error: Could not parse dest prefix www.example.net;*;DP:=443; : "
+                 "Zorv::IpGenPrefix: 'www.example.net'" +
+                 prefix + file + ":13: error: Did not find a match component in \n" + file +
+                 ":15: error: Did not find a match component in =6\n" + file +
+                 ":17: error: Did not find a valid component label in DST:=80\n" + file +
+                 ":19: error: Did not find a valid component label in ip:=6\n" + file +
+                 ":21: error: Unexpected character t\n" + file +
+                 ":23: error: Unexpected character  \n" + file +
+                 ":25: error: Unexpected character -\n" + file +
+                 ":27: error: Unexpected character ,\n" + file +
+                 ":29: error: Received bitfield operator for a value component IP:!=6\n" + file +
+                 ":31: error: Received value operator for a bitfield component TCP:>2\n" + file +
+                 ":33: error:  Missing value in DP:=80|=\n" + file +
+                 ":35: error: Unexpected character L\n" + file +
+                 ":37: error: Did not find a match component in  drop\n" );
+}
+
+TEST( Examples, TheDemonstrationShowsThemAll ) {
+   const Result result =
+      TestSupport::run( { .command = { "script/demo" },
+                          .environment = { "COLUMNS=100", "FLOWSPECCTL=" + flowspecctlPath() } } );
+   EXPECT_EQ( result.status, 0 );
+   EXPECT_EQ( result.err, "" );
+   EXPECT_EQ( result.out, contents( "tests/tools/flowspecctl/demo.expected" ) )
+      << "when the change is meant: COLUMNS=100 script/demo >tests/tools/flowspecctl/demo.expected";
+}
+
+TEST( Examples, TheDemonstrationTakesNoArguments ) {
+   const Result result = TestSupport::run( { .command = { "script/demo", "fast" } } );
+   EXPECT_EQ( result.status, 2 );
+   EXPECT_EQ( result.err, "usage: script/demo\n" );
+}
+
+TEST( Examples, AndAllThatIsWrittenAsJsonMeetTheSchema ) {
+   const Result result = TestSupport::run(
+      { .command = { "python3", "tests/tools/flowspecctl/schema.py", flowspecctlPath(),
+                     "docs/key.schema.json", "examples/rules" } } );
+   EXPECT_EQ( result.out, "" );
+   EXPECT_EQ( result.err, "" );
+   EXPECT_EQ( result.status, 0 );
+}
+
+} // namespace
