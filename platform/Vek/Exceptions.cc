@@ -22,14 +22,14 @@ const char* EmptyVectorException::what() const noexcept {
 }
 
 ReinstantiationException::ReinstantiationException( std::string_view type )
-    : std::runtime_error( concat( type, " already exists with other constructor arguments" ) ) {}
+   : std::runtime_error( concat( type, " already exists with other constructor arguments" ) ) {}
 ReinstantiationException::ReinstantiationException( const ReinstantiationException& ) noexcept =
    default;
 ReinstantiationException::~ReinstantiationException() = default;
 
 NewEntityArgsException::NewEntityArgsException( std::string_view module, std::string_view type )
-    : std::runtime_error(
-         concat( module, ": ", type, " takes no constructor arguments beyond its name" ) ) {}
+   : std::runtime_error(
+        concat( module, ": ", type, " takes no constructor arguments beyond its name" ) ) {}
 NewEntityArgsException::NewEntityArgsException( const NewEntityArgsException& ) noexcept = default;
 NewEntityArgsException::~NewEntityArgsException() = default;
 
