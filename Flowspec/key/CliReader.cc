@@ -17,62 +17,76 @@ bool FieldReader::next( std::string_view& field ) {
 
 namespace {
 
-unsigned digitValue( char c ) {
-   if ( Vek::isDigit( c ) ) {
-      return static_cast< unsigned >( c - '0' );
-   }
-   return c >= 'a' && c <= 'f'   ? static_cast< unsigned >( c - 'a' + 10 )
-          : c >= 'A' && c <= 'F' ? static_cast< unsigned >( c - 'A' + 10 )
-                                 : 16U;
+bool isHexadecimalDigit( char c ) {
+   return Vek::isDigit( c ) || ( c >= 'a' && c <= 'f' ) || ( c >= 'A' && c <= 'F' );
 }
 
 // Reads the number that begins with the digit at `at`: hexadecimal behind "0x", octal behind "0",
-// else decimal, cut to 32 bits. A number beyond 64 bits counts as the largest one of 64 bits.
+// else decimal. A number beyond 64 bits counts as the largest one of 64 bits; then all are cut
+// to 32.
 U32 readNumber( const char*& at, const char* end ) {
-   unsigned base = 10;
-   if ( *at == '0' ) {
-      base = 8;
-      if ( end - at > 2 && at[1] == 'x' && digitValue( at[2] ) < 16 ) {
-         base = 16;
-         at += 2;
+   int base = 10;
+   if ( *at != '0' ) [[likely]] {
+      U64 value = 0;
+      const char* next = at;
+      for ( unsigned digit; next != end && ( digit = Vek::digitValue( *next ) ) < 10; ++next ) {
+         value = value * 10 + digit;
       }
+      if ( next - at <= std::numeric_limits< U64 >::digits10 ) [[likely]] {
+         at = next;
+         return static_cast< U32 >( value );
+      }
+   } else {
+      const bool hexadecimal = end - at > 2 && at[1] == 'x' && isHexadecimalDigit( at[2] );
+      base = hexadecimal ? 16 : 8;
+      at += hexadecimal ? 2 : 0;
    }
-   constexpr U64 max = std::numeric_limits< U64 >::max();
-   U64 value = 0;
-   for ( ; at != end && digitValue( *at ) < base; ++at ) {
-      const unsigned digit = digitValue( *at );
-      value = value > ( max - digit ) / base ? max : value * base + digit;
-   }
+   U64 value = std::numeric_limits< U64 >::max(); // stays when the number is too large
+   at = std::from_chars( at, end, value, base ).ptr;
    return static_cast< U32 >( value );
 }
 
+// What each character adds to the operator byte of a numeric or a bitmask component.
+struct Operators {
+   static constexpr U8 none = 0xFF;
+   U8 bits[256];
+
+   constexpr explicit Operators( bool bitmask ) {
+      std::fill_n( bits, 256, none );
+      bits['='] = OpBits::eq;
+      bits['&'] = OpBits::andPrevious;
+      bits['|'] = 0;
+      if ( bitmask ) {
+         bits['!'] = OpBits::invert;
+      } else {
+         bits['<'] = OpBits::lt;
+         bits['>'] = OpBits::gt;
+      }
+   }
+
+   U8 operator[]( char c ) const { return bits[static_cast< U8 >( c )]; }
+};
+constexpr Operators numericOperators( false );
+constexpr Operators bitmaskOperators( true );
+
+// One pass over the text; the bounds of a field are looked for only when it is bad.
 class CliReader {
 public:
    CliReader( std::string_view text, std::size_t offset, bool includesValueLength, FlowspecKey& key,
               ReadFailure& failure )
-      : text_( text ), fields_( text.substr( std::min( offset, text.size() ) ) ), key_( key ),
-        failure_( failure ), includesValueLength_( includesValueLength ) {}
+      : text_( text ), at_( text.data() + std::min( offset, text.size() ) ),
+        end_( text.data() + text.size() ), key_( key ), failure_( failure ),
+        includesValueLength_( includesValueLength ) {}
 
    bool read() {
-      Zorv::IpGenPrefix prefix;
       if ( !readPrefix( "Did not find a destination prefix ", "Could not parse dest prefix ",
-                        prefix ) ) {
+                        &FlowspecKey::destPrefixIs ) ||
+           !readPrefix( "Did not find a source prefix ", "Could not parse source prefix ",
+                        &FlowspecKey::srcPrefixIs ) ) {
          return false;
       }
-      if ( !prefix.empty() ) {
-         key_.destPrefixIs( prefix );
-      }
-      prefix = {};
-      if ( !readPrefix( "Did not find a source prefix ", "Could not parse source prefix ",
-                        prefix ) ) {
-         return false;
-      }
-      if ( !prefix.empty() ) {
-         key_.srcPrefixIs( prefix );
-      }
-      std::string_view field;
-      while ( fields_.next( field ) ) {
-         if ( !readComponent( field ) ) {
+      while ( at_ != end_ ) {
+         if ( !readComponent() ) {
             return false;
          }
       }
@@ -93,114 +107,117 @@ private:
       return fail( where, message, subject );
    }
 
-   // "*" leaves the prefix empty.
+   // The field that begins at `begin`.
+   std::string_view field( const char* begin ) const {
+      const std::string_view rest( begin, end_ );
+      return rest.substr( 0, rest.find( FlowspecKey::compSeparator() ) );
+   }
+
+   bool atFieldEnd() const { return at_ == end_ || *at_ == FlowspecKey::compSeparator(); }
+
+   // Goes behind the separator that ends the field, if there is one.
+   void leaveField() { at_ += at_ != end_; }
+
    bool readPrefix( std::string_view missing, std::string_view malformed,
-                    Zorv::IpGenPrefix& prefix ) {
-      std::string_view field;
-      if ( !fields_.next( field ) ) {
-         return fail( text_.data() + text_.size(), missing, text_ );
+                    void ( FlowspecKey::*assign )( const Zorv::IpGenPrefix& ) ) {
+      if ( at_ == end_ ) {
+         return fail( end_, missing, text_ );
       }
-      if ( field == "*" ) {
-         return true;
+      const std::string_view text = field( at_ );
+      if ( text != "*" ) {
+         const auto prefix = Zorv::IpGenPrefix::fromText( text );
+         if ( !prefix ) {
+            failure_.cause = Zorv::IpGenPrefix::badTextMessage;
+            failure_.causeSubject = text;
+            return fail( at_, malformed, text_ );
+         }
+         ( key_.*assign )( *prefix );
       }
-      const auto parsed = Zorv::IpGenPrefix::fromText( field );
-      if ( !parsed ) {
-         failure_.cause = Zorv::IpGenPrefix::badTextMessage;
-         failure_.causeSubject = field;
-         return fail( field.data(), malformed, text_ );
-      }
-      prefix = *parsed;
+      at_ += text.size();
+      leaveField();
       return true;
    }
 
-   bool readComponent( std::string_view field ) {
-      const std::size_t colon = field.find( ':' );
-      if ( colon == std::string_view::npos ) {
-         return fail( field.data(), "Did not find a match component in ", field );
+   bool readComponent() {
+      const char* const begin = at_;
+      while ( !atFieldEnd() && *at_ != ':' ) {
+         ++at_;
       }
-      const MatchCompType type = getCompType( field );
+      if ( atFieldEnd() ) {
+         return fail( begin, "Did not find a match component in ", field( begin ) );
+      }
+      const MatchCompType type = getCompType( { begin, end_ } );
       if ( type == invalid ) {
-         return fail( field.data(), "Did not find a valid component label in ", field );
+         return fail( begin, "Did not find a valid component label in ", field( begin ) );
       }
-      const bool bitfield = isBitfieldType( type );
-      const char* const end = field.data() + field.size();
-      const char* at = field.data() + colon + 1;
+      const Operators& operators = isBitfieldType( type ) ? bitmaskOperators : numericOperators;
+      ++at_;
       U8 op = 0;
-      bool pending = false;
-      while ( at != end ) {
-         switch ( *at ) {
-         case '=':
-            op |= OpBits::eq;
-            pending = true;
-            break;
-         case '<':
-         case '>':
-            if ( bitfield ) {
-               return fail( at, "Received value operator for a bitfield component ", field );
-            }
-            op |= *at == '<' ? OpBits::lt : OpBits::gt;
-            pending = true;
-            break;
-         case '!':
-            if ( !bitfield ) {
-               return fail( at, "Received bitfield operator for a value component ", field );
-            }
-            op |= OpBits::invert;
-            pending = true;
-            break;
-         case '&':
-            op |= OpBits::andPrevious;
-            break;
-         case '|':
-            break;
-         default:
-            if ( !Vek::isDigit( *at ) ) {
-               return fail( at, "Unexpected character ", std::string_view( at, 1 ) );
-            }
-            if ( !readTerm( field, type, op, at ) ) {
-               return false;
-            }
+      while ( !atFieldEnd() ) {
+         if ( const U8 bits = operators[*at_]; bits != Operators::none ) {
+            op |= bits;
+            ++at_;
+         } else if ( !Vek::isDigit( *at_ ) ) {
+            return failAtCharacter( begin );
+         } else if ( readTerm( begin, type, op ) ) {
             op = 0;
-            pending = false;
-            continue;
+         } else {
+            return false;
          }
-         ++at;
       }
-      return !pending || fail( end, " Missing value in ", field );
+      if ( op & ( OpBits::lt | OpBits::gt | OpBits::eq ) ) {
+         return fail( at_, " Missing value in ", field( begin ) );
+      }
+      leaveField();
+      return true;
    }
 
-   // Reads a length, if there is one, and a value, and stores the term.
-   bool readTerm( std::string_view field, MatchCompType type, U8 op, const char*& at ) {
-      const char* const begin = at;
-      const char* const end = field.data() + field.size();
-      if ( includesValueLength_ ) {
-         op |= static_cast< U8 >( static_cast< U8 >( *at << 4 ) & OpBits::len );
-         if ( end - at < 3 || at[1] != 'L' || !Vek::isDigit( at[2] ) ) {
-            return fail( at, "Unexpected format for value length ", field );
-         }
-         at += 2;
+   // A character that is no operator of the component is one of the other kind, or none.
+   bool failAtCharacter( const char* begin ) {
+      switch ( *at_ ) {
+      case '<':
+      case '>':
+         return fail( at_, "Received value operator for a bitfield component ", field( begin ) );
+      case '!':
+         return fail( at_, "Received bitfield operator for a value component ", field( begin ) );
+      default:
+         return fail( at_, "Unexpected character ", std::string_view( at_, 1 ) );
       }
-      const U32 value = readNumber( at, end );
+   }
+
+   // Reads a length, if there is one, and a value, and stores the term. `begin` is where its field
+   // begins.
+   bool readTerm( const char* begin, MatchCompType type, U8 op ) {
+      const char* const term = at_;
+      if ( includesValueLength_ ) {
+         op |= static_cast< U8 >( static_cast< U8 >( *at_ << 4 ) & OpBits::len );
+         if ( end_ - at_ < 3 || at_[1] != 'L' || !Vek::isDigit( at_[2] ) ) {
+            return fail( at_, "Unexpected format for value length ", field( begin ) );
+         }
+         at_ += 2;
+      }
+      const U32 value = readNumber( at_, end_ );
       if ( !includesValueLength_ ) {
          op |= value <= 0xFF ? 0x00 : value <= 0xFFFF ? 0x10 : 0x20;
       }
-      if ( at == end ) {
+      if ( atFieldEnd() ) {
          op |= OpBits::endOfList;
       }
       const auto next = key_.trySetOpVal( index_, type, op, value );
       if ( !next ) {
          const bool tooLong = ( op & OpBits::len ) == OpBits::len;
-         return tooLong ? fail( ReadFailure::Kind::valueTooLong, begin,
-                                "8-byte values are not supported in ", field )
-                        : fail( ReadFailure::Kind::indexTooLarge, begin,
-                                "Too many terms for a rule key at ", field );
+         return tooLong ? fail( ReadFailure::Kind::valueTooLong, term,
+                                "8-byte values are not supported in ", field( begin ) )
+                        : fail( ReadFailure::Kind::indexTooLarge, term,
+                                "Too many terms for a rule key at ", field( begin ) );
       }
       index_ = *next;
       return true;
    }
 
    const std::string_view text_;
-   FieldReader fields_;
+   const char* at_;
+   const char* const end_;
    FlowspecKey& key_;
    ReadFailure& failure_;
    const bool includesValueLength_;

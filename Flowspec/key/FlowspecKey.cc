@@ -9,6 +9,10 @@ namespace Flowspec {
 
 static_assert( sizeof( FlowspecKey ) <= 160 );
 
+FlowspecKey::FlowspecKey( const Vek::String& ) {
+   OSK_ASSERT( false, "\"No String constructor for FlowspecKey - has collection\" == nullptr" );
+}
+
 FlowspecKey::FlowspecKey( FlowspecKey&& other ) noexcept
    : head_( std::exchange( other.head_, Head() ) ), words_( std::move( other.words_ ) ),
      interfaceSets_( std::move( other.interfaceSets_ ) ) {}
@@ -33,24 +37,19 @@ std::optional< MatchOpVal > FlowspecKey::matchOpValGet( MatchOpValIndex index ) 
 
 std::optional< U32 > FlowspecKey::trySetOpVal( MatchOpValIndex index, MatchCompType type, U8 op,
                                                U32 value ) {
-   U32 next = index.value() + 1U;
-   switch ( op & OpBits::len ) {
-   case 0x00:
-      words_.set( index, MatchOpVal( type, op, static_cast< U8 >( value ) ) );
-      break;
-   case 0x10:
-      words_.set( index, MatchOpVal( type, op, static_cast< U16 >( value ) ) );
-      break;
-   case 0x20:
-      words_.set( index, MatchOpVal( type, op, static_cast< U16 >( value >> 16 ) ) );
-      if ( next <= MatchOpValIndex::max() ) {
-         words_.set( next, MatchOpVal( type, op, static_cast< U16 >( value ) ) );
-      }
-      ++next;
-      break;
-   default:
+   const U8 len = op & OpBits::len;
+   if ( len == OpBits::len ) {
       return std::nullopt;
    }
+   U32 next = index.value();
+   if ( len == 0x20 ) {
+      words_.set( next++, MatchOpVal( type, op, static_cast< U16 >( value >> 16 ) ) );
+   }
+   if ( next <= MatchOpValIndex::max() ) {
+      const U32 mask = len == 0x00 ? 0xFF : 0xFFFF;
+      words_.set( next, MatchOpVal( type, op, static_cast< U16 >( value & mask ) ) );
+   }
+   ++next;
    return next <= MatchOpValIndex::max() ? std::optional( next ) : std::nullopt;
 }
 

@@ -56,11 +56,10 @@ public:
    /// Inserts the word at `index`, or replaces the one that is there.
    void set( MatchOpValIndex index, MatchOpVal word ) {
       const U64 member = U64{ index.value() } << 32 | word.storage();
-      const U32 at = position( index );
-      if ( at < size() && members_.data()[at] >> 32 == index.value() ) {
-         members_.set( at, member );
+      if ( empty() || members_.data()[size() - 1] >> 32 < index.value() ) [[likely]] {
+         members_.push( member );
       } else {
-         members_.insert( at, member );
+         setBefore( index, member );
       }
    }
 
@@ -82,6 +81,16 @@ private:
    static Member unpacked( U64 member ) {
       return { MatchOpValIndex( static_cast< U32 >( member >> 32 ) ),
                MatchOpVal( static_cast< U32 >( member ) ) };
+   }
+
+   // Sets a member that does not come behind all others.
+   void setBefore( MatchOpValIndex index, U64 member ) {
+      const U32 at = position( index );
+      if ( members_.data()[at] >> 32 == index.value() ) {
+         members_.set( at, member );
+      } else {
+         members_.insert( at, member );
+      }
    }
 
    // Where the member of `index` stands or would stand. Without gaps that is `index` itself.

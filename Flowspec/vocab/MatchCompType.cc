@@ -29,9 +29,22 @@ bool isBitfieldType( MatchCompType type ) {
    return true;
 }
 
+namespace {
+
+// Labels are so short that comparing in place costs less than a call.
+bool beginsWith( std::string_view text, std::string_view label ) {
+   std::size_t i = 0;
+   while ( i < label.size() && i < text.size() && text[i] == label[i] ) {
+      ++i;
+   }
+   return i == label.size();
+}
+
+} // namespace
+
 MatchCompType getCompType( std::string_view text ) {
    for ( U8 type = static_cast< U8 >( ipProto ); type < numComponentTypes; ++type ) {
-      if ( text.starts_with( labels[type].brief ) ) {
+      if ( beginsWith( text, labels[type].brief ) ) {
          return static_cast< MatchCompType >( type );
       }
    }

@@ -29,4 +29,10 @@ inline void storeBig32( U8* bytes, U32 v ) {
    std::memcpy( bytes, &v, sizeof v );
 }
 
+/// Writes `v` to `bytes` in network order.
+inline void storeBig64( U8* bytes, U64 v ) {
+   v = __builtin_bswap64( v );
+   std::memcpy( bytes, &v, sizeof v );
+}
+
 } // namespace Osk

@@ -70,7 +70,12 @@ public:
       elements()[position] = value;
    }
 
-   void push( T value ) { insert( size_, value ); }
+   void push( T value ) {
+      if ( size_ == capacity_ ) [[unlikely]] {
+         grow();
+      }
+      elements()[size_++] = value;
+   }
 
    /// Inserts before `position`, which is at most `size()`.
    void insert( U32 position, T value ) {

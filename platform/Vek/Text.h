@@ -122,8 +122,11 @@ private:
    std::string_view rest_;
 };
 
+/// The value of a decimal digit; above 9 for any other character.
+constexpr unsigned digitValue( char c ) { return static_cast< U8 >( c - '0' ); }
+
 /// Whether `c` is a decimal digit, in every locale.
-constexpr bool isDigit( char c ) { return c >= '0' && c <= '9'; }
+constexpr bool isDigit( char c ) { return digitValue( c ) <= 9; }
 
 /// The unsigned number that all of `text` spells in decimal: digits only, no leading zero but in
 /// "0" itself, at most `max`. Nothing otherwise.
@@ -133,13 +136,12 @@ constexpr std::optional< U64 > decimal( std::string_view text, U64 max ) {
    }
    U64 value = 0;
    for ( const char c : text ) {
-      const U64 digit = static_cast< U64 >( c - '0' );
-      if ( !isDigit( c ) || digit > max || value > ( max - digit ) / 10 ) {
+      if ( !isDigit( c ) || __builtin_mul_overflow( value, U64{ 10 }, &value ) ||
+           __builtin_add_overflow( value, digitValue( c ), &value ) ) {
          return std::nullopt;
       }
-      value = value * 10 + digit;
    }
-   return value;
+   return value <= max ? std::optional( value ) : std::nullopt;
 }
 
 } // namespace Vek

@@ -11,25 +11,31 @@ using Bytes = IpGenAddr::Bytes;
 
 constexpr unsigned groupCount = 8;
 
-// Reads dotted IPv4 from all of `text` into four bytes.
-bool readDotted( std::string_view text, U8* bytes ) {
+// The host-order integer of the dotted IPv4 address that all of `text` spells.
+std::optional< U32 > readDotted( std::string_view text ) {
    const char* at = text.data();
    const char* const end = at + text.size();
+   const auto digit = [&] { return at == end ? ~0U : Vek::digitValue( *at ); };
+   U32 address = 0;
    for ( unsigned i = 0; i < 4; ++i ) {
-      const char* const first = at;
-      unsigned value = 0;
-      while ( at != end && Vek::isDigit( *at ) && at - first < 4 ) {
-         value = value * 10 + static_cast< unsigned >( *at++ - '0' );
+      if ( i > 0 && ( at == end || *at++ != '.' ) ) {
+         return std::nullopt;
       }
-      if ( at == first || value > 255 || ( *first == '0' && at - first > 1 ) ) {
-         return false;
+      unsigned value = digit();
+      if ( value > 9 ) {
+         return std::nullopt;
       }
-      bytes[i] = static_cast< U8 >( value );
-      if ( i < 3 && ( at == end || *at++ != '.' ) ) {
-         return false;
+      ++at;
+      // A zero in front of another digit, and a fourth digit, are taken for a missing dot.
+      for ( unsigned more = 0; more < 2 && value != 0 && digit() <= 9; ++more ) {
+         value = value * 10 + Vek::digitValue( *at++ );
       }
+      if ( value > 255 ) {
+         return std::nullopt;
+      }
+      address = address << 8 | value;
    }
-   return at == end;
+   return at == end ? std::optional( address ) : std::nullopt;
 }
 
 int hexValue( char c ) {
@@ -58,9 +64,11 @@ bool readColons( std::string_view text, Bytes& bytes ) {
       const std::size_t length = rest.find( ':' );
       const std::string_view group = rest.substr( 0, length );
       if ( length == std::string_view::npos && group.find( '.' ) != std::string_view::npos ) {
-         if ( groups > groupCount - 2 || !readDotted( group, &bytes[groups * 2] ) ) {
+         const auto dotted = readDotted( group );
+         if ( groups > groupCount - 2 || !dotted ) {
             return false;
          }
+         Osk::storeBig32( &bytes[groups * 2], *dotted );
          groups += 2;
          break;
       }
@@ -110,6 +118,11 @@ void writeDotted( Vek::TextWriter& out, const U8* bytes ) {
    out << bytes[0] << '.' << bytes[1] << '.' << bytes[2] << '.' << bytes[3];
 }
 
+// The 64-bit number whose first `length` bits are set: none below 1, all from 64 on.
+U64 leadingOnes( int length ) {
+   return length <= 0 ? 0 : length >= 64 ? ~U64{ 0 } : ~( ~U64{ 0 } >> length );
+}
+
 bool isIpv4Mapped( const Bytes& bytes ) {
    static constexpr U8 prefix[12] = { 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF };
    return std::memcmp( bytes.data(), prefix, sizeof prefix ) == 0;
@@ -157,10 +170,10 @@ IpGenAddr IpGenAddr::ipv4( U32 address ) {
 }
 
 std::optional< IpGenAddr > IpGenAddr::fromText( std::string_view text ) {
-   Bytes bytes{};
-   if ( readDotted( text, bytes.data() ) ) {
-      return IpGenAddr( AddressFamily::ipv4, bytes );
+   if ( const auto dotted = readDotted( text ) ) {
+      return ipv4( *dotted );
    }
+   Bytes bytes;
    if ( readColons( text, bytes ) ) {
       return IpGenAddr( AddressFamily::ipv6, bytes );
    }
@@ -171,10 +184,10 @@ U32 IpGenAddr::ipv4Value() const { return Osk::loadBig32( bytes_.data() ); }
 
 IpGenAddr IpGenAddr::masked( unsigned length ) const {
    IpGenAddr result = *this;
-   for ( unsigned i = length / 8; i < result.bytes_.size(); ++i ) {
-      const unsigned kept = i == length / 8 ? length % 8 : 0;
-      result.bytes_[i] = static_cast< U8 >( result.bytes_[i] & ~( 0xFFU >> kept ) );
-   }
+   U8* const bytes = result.bytes_.data();
+   const int bits = static_cast< int >( length );
+   Osk::storeBig64( bytes, Osk::loadBig64( bytes ) & leadingOnes( bits ) );
+   Osk::storeBig64( bytes + 8, Osk::loadBig64( bytes + 8 ) & leadingOnes( bits - 64 ) );
    return result;
 }
 

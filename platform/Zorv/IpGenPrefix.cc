@@ -19,19 +19,20 @@ IpGenPrefix::IpGenPrefix( const IpGenAddr& address, unsigned length ) {
 }
 
 std::optional< IpGenPrefix > IpGenPrefix::fromText( std::string_view text ) {
+   std::optional< IpGenPrefix > prefix;
    const std::size_t slash = text.find( '/' );
    if ( slash == std::string_view::npos ) {
-      return std::nullopt;
+      return prefix;
    }
    const auto address = IpGenAddr::fromText( text.substr( 0, slash ) );
    if ( !address ) {
-      return std::nullopt;
+      return prefix;
    }
    const auto length = Vek::decimal( text.substr( slash + 1 ), maxLength( address->family() ) );
-   if ( !length ) {
-      return std::nullopt;
+   if ( length ) {
+      prefix.emplace( *address, static_cast< unsigned >( *length ) );
    }
-   return IpGenPrefix( *address, static_cast< unsigned >( *length ) );
+   return prefix;
 }
 
 void IpGenPrefix::stringValueIs( std::string_view text ) {

@@ -27,4 +27,12 @@ TEST( Endian, FourBytesAreWrittenInNetworkOrderAndNoneBeside ) {
    EXPECT_EQ( Osk::loadBig32( out + 1 ), 0x8A9BACBDU );
 }
 
+TEST( Endian, EightBytesAreWrittenInNetworkOrderAndNoneBeside ) {
+   U8 out[10] = { 1, 2, 3, 4, 5, 6, 7, 8, 9, 10 };
+   Osk::storeBig64( out + 1, 0x8A9BACBDCEDFE0F1U );
+   const U8 expected[10] = { 1, 0x8A, 0x9B, 0xAC, 0xBD, 0xCE, 0xDF, 0xE0, 0xF1, 10 };
+   EXPECT_TRUE( std::equal( out, out + 10, expected ) );
+   EXPECT_EQ( Osk::loadBig64( out + 1 ), 0x8A9BACBDCEDFE0F1U );
+}
+
 } // namespace
