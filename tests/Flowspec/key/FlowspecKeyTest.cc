@@ -16,7 +16,6 @@ using TestSupport::KeyGenerator;
 using Zorv::AddressFamily;
 
 static_assert( sizeof( FlowspecKey ) <= 160 );
-static_assert( !std::is_constructible_v< FlowspecKey, Vek::String > );
 static_assert( !std::is_convertible_v< FlowspecKey, bool > );
 static_assert( std::is_constructible_v< bool, FlowspecKey > );
 static_assert( std::is_nothrow_move_constructible_v< FlowspecKey > );
