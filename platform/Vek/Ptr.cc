@@ -2,10 +2,6 @@
 
 namespace Vek {
 
-namespace detail {
-constinit std::atomic< bool > threadSafe{ false };
-}
-
 Counted::~Counted() = default;
 
 void Counted::destroy() const { delete this; }

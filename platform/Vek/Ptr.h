@@ -1,27 +1,18 @@
 #pragma once
 
-#include "Osk/Types.h"
+#include "Mell/ThreadMode.h"
 
-#include <atomic>
 #include <concepts>
 #include <cstddef>
 #include <functional>
+#include <string_view>
 #include <utility>
 
 /// Intrusive reference counts. Counts are changed atomically only in the thread-safe mode.
 namespace Vek {
 
-namespace detail {
-extern OSK_EXPORT std::atomic< bool > threadSafe;
-}
-
-/// Whether counts are changed atomically; off at first.
-inline bool threadSafeMode() { return detail::threadSafe.load( std::memory_order_relaxed ); }
-
-/// Turns the thread-safe mode on or off. To be called while one thread alone uses counted objects.
-inline void threadSafeModeIs( bool on ) {
-   detail::threadSafe.store( on, std::memory_order_relaxed );
-}
+using Mell::threadSafeMode;
+using Mell::threadSafeModeIs;
 
 /// Base of counted objects. A new one has the count 1, which its creator owns; the object is
 /// destroyed when the count reaches 0.
@@ -69,6 +60,8 @@ private:
 template < typename T >
 class Ptr {
 public:
+   static constexpr std::string_view typeName = "Vek::Ptr";
+
    constexpr Ptr() = default;
    constexpr Ptr( std::nullptr_t ) {}
 

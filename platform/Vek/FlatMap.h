@@ -1,0 +1,39 @@
+#pragma once
+
+#include "Vek/SortedVector.h"
+
+namespace Vek {
+
+/// A map for at most some dozen members: a vector of keys and values, ascending by `<` of the keys.
+/// Copies are deep; every change invalidates the iterators. Nothing is allocated while it is empty.
+/// An exception of a copy leaves the map as it was when members move without exceptions.
+template < typename K, typename V >
+class FlatMap : public detail::SortedVector< std::pair< K, V >, FirstOf > {
+   using Base = detail::SortedVector< std::pair< K, V >, FirstOf >;
+
+public:
+   using Value = V;
+   using typename Base::const_iterator;
+
+   /// Inserts a member unless there is one with `key`: its place, and whether it was inserted.
+   std::pair< const_iterator, bool > insert( K key, V value ) {
+      return this->insertWith(
+         key, [&] { return std::pair< K, V >( std::move( key ), std::move( value ) ); } );
+   }
+
+   /// Inserts a member or replaces the value of the one with `key`: its place, and whether it was
+   /// inserted.
+   std::pair< const_iterator, bool > insertOrAssign( K key, V value ) {
+      const auto at = this->lowerBound( key );
+      if ( at != this->end() && !( key < at->first ) ) {
+         valueAt( at ) = std::move( value );
+         return { at, false };
+      }
+      return insert( std::move( key ), std::move( value ) );
+   }
+
+   /// The value at `at`, to be changed in place.
+   V& valueAt( const_iterator at ) { return this->member( at ).second; }
+};
+
+} // namespace Vek

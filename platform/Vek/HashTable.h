@@ -1,0 +1,190 @@
+#pragma once
+
+#include "Vek/HashIndex.h"
+#include "Vek/Hasher.h"
+#include "Vek/SortedVector.h"
+
+#include <cstddef>
+#include <iterator>
+
+namespace Vek::detail {
+
+/// What `HashMap` and `HashSet` have in common: members side by side in a vector, and an index that
+/// finds them.
+template < typename Member, typename KeyOf, typename Hash >
+class HashTable {
+   // Removals move a member, and are not to fail.
+   static_assert( std::is_nothrow_move_constructible_v< Member > &&
+                  std::is_nothrow_move_assignable_v< Member > );
+
+public:
+   using value_type = Member;
+   using Key = std::remove_cvref_t< std::invoke_result_t< KeyOf, const Member& > >;
+
+   /// Goes over the members in no order to rely on. Used after a change of the collection, it ends
+   /// the process with the assertion "version == collection.version()".
+   class const_iterator {
+   public:
+      using iterator_category = std::forward_iterator_tag;
+      using value_type = Member;
+      using difference_type = std::ptrdiff_t;
+      using pointer = const Member*;
+      using reference = const Member&;
+
+      const_iterator() = default;
+      const Member& operator*() const { return *operator->(); }
+      const Member* operator->() const {
+         check();
+         return table_->members_.data() + position_;
+      }
+      const_iterator& operator++() {
+         check();
+         ++position_;
+         return *this;
+      }
+      const_iterator operator++( int ) { return std::exchange( *this, std::next( *this ) ); }
+      bool operator==( const const_iterator& other ) const { return position_ == other.position_; }
+
+   private:
+      friend class HashTable;
+      const_iterator( const HashTable& table, U32 position )
+         : table_( &table ), version_( table.version_ ), position_( position ) {}
+
+      void check() const {
+         if ( version_ != table_->version_ ) [[unlikely]] {
+            versionChanged();
+         }
+      }
+
+      const HashTable* table_ = nullptr;
+      U64 version_ = 0;
+      U32 position_ = 0;
+   };
+
+   U32 size() const { return index_.size(); }
+   bool empty() const { return size() == 0; }
+   const_iterator begin() const { return { *this, 0 }; }
+   const_iterator end() const { return { *this, size() }; }
+
+   /// Another number after each change.
+   U64 version() const { return version_; }
+
+   /// The member with `key`, or `end()`.
+   const_iterator find( const Key& key ) const {
+      const U32 at = position( key, Hash()( key ) );
+      return { *this, at == HashIndex::none ? size() : at };
+   }
+   bool contains( const Key& key ) const {
+      return position( key, Hash()( key ) ) != HashIndex::none;
+   }
+
+   /// Removes the member with `key`; whether there was one.
+   bool erase( const Key& key ) {
+      const U32 at = position( key, Hash()( key ) );
+      if ( at == HashIndex::none ) {
+         return false;
+      }
+      eraseAt( at );
+      return true;
+   }
+
+   /// Removes the member at `at` and returns the place where to go on to meet all others.
+   const_iterator erase( const_iterator at ) {
+      at.check();
+      eraseAt( at.position_ );
+      return { *this, at.position_ };
+   }
+
+   /// Removes all members. They are dropped when the collection is empty already.
+   void clear() { HashTable().swap( *this ); }
+
+   /// Pointers to all members in the ascending order of their keys, good until the next change.
+   std::vector< const Member* > sorted() const {
+      std::vector< const Member* > result;
+      result.reserve( size() );
+      for ( const Member& member : members_ ) {
+         result.push_back( &member );
+      }
+      std::sort( result.begin(), result.end(),
+                 []( const Member* a, const Member* b ) { return KeyOf()( *a ) < KeyOf()( *b ); } );
+      return result;
+   }
+
+   /// Whether both have the same members, in whatever order they came.
+   bool operator==( const HashTable& other ) const {
+      return size() == other.size() &&
+             std::all_of( members_.begin(), members_.end(), [&]( const Member& member ) {
+                const const_iterator at = other.find( KeyOf()( member ) );
+                return at != other.end() && *at == member;
+             } );
+   }
+
+protected:
+   HashTable() = default;
+   HashTable( const HashTable& other ) : members_( other.members_ ), index_( other.index_ ) {}
+   HashTable( HashTable&& other ) noexcept { swap( other ); }
+   HashTable& operator=( const HashTable& other ) {
+      HashTable( other ).swap( *this );
+      return *this;
+   }
+   HashTable& operator=( HashTable&& other ) noexcept {
+      HashTable( std::move( other ) ).swap( *this );
+      return *this;
+   }
+   ~HashTable() = default;
+
+   // Inserts what `make()` gives unless there is a member with `key`; the place, and whether it was
+   // inserted. An exception changes nothing.
+   template < typename Make >
+   std::pair< const_iterator, bool > insertWith( const Key& key, Make make ) {
+      const U32 hash = Hash()( key );
+      const U32 at = position( key, hash );
+      if ( at != HashIndex::none ) {
+         return { { *this, at }, false };
+      }
+      index_.makeRoom();
+      members_.push_back( make() );
+      index_.add( hash );
+      ++version_;
+      return { { *this, size() - 1 }, true };
+   }
+
+   Member& member( const_iterator at ) {
+      at.check();
+      return members_[at.position_];
+   }
+
+   // Takes note of a change of a member; gives its place to go on from.
+   const_iterator changed( const_iterator at ) {
+      ++version_;
+      return { *this, at.position_ };
+   }
+
+private:
+   U32 position( const Key& key, U32 hash ) const {
+      return index_.find( hash, [&]( U32 i ) { return KeyOf()( members_[i] ) == key; } );
+   }
+
+   void eraseAt( U32 at ) {
+      ++version_;
+      index_.erase( at );
+      [[maybe_unused]] const Member dropped = std::move( members_[at] );
+      if ( at != size() ) {
+         members_[at] = std::move( members_.back() );
+      }
+      members_.pop_back();
+   }
+
+   void swap( HashTable& other ) noexcept {
+      members_.swap( other.members_ );
+      index_.swap( other.index_ );
+      ++version_;
+      ++other.version_;
+   }
+
+   std::vector< Member > members_;
+   HashIndex index_;
+   U64 version_ = 0;
+};
+
+} // namespace Vek::detail

@@ -1,0 +1,139 @@
+#pragma once
+
+#include "Vek/Discriminator.h"
+
+#include <cstring>
+#include <memory>
+#include <type_traits>
+
+namespace Vek::detail {
+
+/// The part of a tree node that is searched: discriminators in ascending order. The high halves
+/// stand apart, so that a search reads few cache lines; those not in use are the greatest number.
+struct alignas( 64 ) NodeOrder {
+   static constexpr U32 capacity = 32;
+
+   U64 high[capacity];
+   U64 low[capacity];
+   U32 count = 0;
+
+   NodeOrder() { std::memset( high, 0xFF, sizeof high ); }
+
+   bool full() const { return count == capacity; }
+
+   Discriminator at( U32 i ) const { return { high[i], low[i] }; }
+   void set( U32 i, Discriminator d ) {
+      high[i] = d.high;
+      low[i] = d.low;
+   }
+
+   /// How many of the high halves are below `h`: first the block of one cache line, then within it.
+   U32 below( U64 h ) const {
+      const U32 block = 8 * ( U32{ high[7] < h } + U32{ high[15] < h } + U32{ high[23] < h } );
+      U32 n = block;
+      for ( U32 i = 0; i < 8; ++i ) {
+         n += high[block + i] < h;
+      }
+      return n;
+   }
+
+   /// How many entries come before a key with the discriminator `d`. `isBefore( i )` tells it of an
+   /// entry with an equal one.
+   template < typename IsBefore >
+   U32 position( Discriminator d, IsBefore isBefore ) const {
+      U32 first = below( d.high );
+      U32 last = first;
+      while ( last < count && high[last] == d.high ) {
+         ++last;
+      }
+      while ( first < last ) {
+         const U32 middle = ( first + last ) / 2;
+         if ( low[middle] < d.low || ( low[middle] == d.low && isBefore( middle ) ) ) {
+            first = middle + 1;
+         } else {
+            last = middle;
+         }
+      }
+      return first;
+   }
+};
+
+/// A node with an item beside each discriminator: children, or the values of a leaf. It neither
+/// constructs nor destroys them.
+template < typename T >
+struct Node : NodeOrder {
+   static_assert( std::is_nothrow_move_constructible_v< T > );
+
+   using Item = T;
+   union {
+      T items[capacity];
+   };
+
+   Node() {}
+   Node( const Node& ) = delete;
+   Node& operator=( const Node& ) = delete;
+   ~Node() {}
+
+   /// Inserts before `i`; there is room.
+   void insert( U32 i, Discriminator d, T item ) {
+      move( i, count - i, *this, i + 1 );
+      set( i, d );
+      std::construct_at( items + i, std::move( item ) );
+      ++count;
+   }
+
+   /// Takes the item at `i` out.
+   T take( U32 i ) {
+      T item = std::move( items[i] );
+      std::destroy_at( items + i );
+      move( i + 1, count - i - 1, *this, i );
+      high[--count] = ~U64{ 0 };
+      return item;
+   }
+
+   /// Takes the `n` last entries away and puts them before those of `to`, which has room.
+   void moveToFront( U32 n, Node& to ) {
+      to.move( 0, to.count, to, n );
+      move( count - n, n, to, 0 );
+      to.count += n;
+      shrink( n );
+   }
+
+   /// Takes the `n` first entries away and puts them behind those of `to`, which has room.
+   void moveToBack( U32 n, Node& to ) {
+      move( 0, n, to, to.count );
+      to.count += n;
+      move( n, count - n, *this, 0 );
+      shrink( n );
+   }
+
+private:
+   // Moves entries to a place of `to` that holds none; the two may overlap.
+   void move( U32 from, U32 n, Node& to, U32 at ) {
+      std::memmove( to.high + at, high + from, n * sizeof( U64 ) );
+      std::memmove( to.low + at, low + from, n * sizeof( U64 ) );
+      if constexpr ( std::is_trivially_copyable_v< T > ) {
+         std::memmove( to.items + at, items + from, n * sizeof( T ) );
+      } else if ( at > from ) {
+         for ( U32 i = n; i-- > 0; ) {
+            relocate( items + from + i, to.items + at + i );
+         }
+      } else {
+         for ( U32 i = 0; i < n; ++i ) {
+            relocate( items + from + i, to.items + at + i );
+         }
+      }
+   }
+
+   static void relocate( T* from, T* to ) {
+      std::construct_at( to, std::move( *from ) );
+      std::destroy_at( from );
+   }
+
+   void shrink( U32 n ) {
+      count -= n;
+      std::memset( high + count, 0xFF, n * sizeof( U64 ) );
+   }
+};
+
+} // namespace Vek::detail
