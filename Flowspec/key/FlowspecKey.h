@@ -2,9 +2,15 @@
 
 #include "Flowspec/key/TermWords.h"
 #include "Flowspec/vocab/InterfaceSetId.h"
+#include "Vek/Discriminator.h"
+#include "Vek/Ptr.h"
 #include "Vrf/VrfIdMap.h"
 #include "Zorv/IpGenPrefix.h"
 #include "Zorv/RouteDistinguisher.h"
+
+namespace Classification {
+class StructuredFilter;
+}
 
 namespace Flowspec {
 
@@ -21,8 +27,11 @@ namespace Flowspec {
 /// that uses it cannot be walked to its end: 2047 words is the usable size.
 class OSK_EXPORT FlowspecKey {
 public:
+   static constexpr std::string_view typeName = "Flowspec::FlowspecKey";
+
    using VekMatchOpVal = TermWords;
    using VE_InterfaceSet = Vek::SmallVector< U16, 4 >;
+   using FilterPtr = Vek::Ptr< const Classification::StructuredFilter >;
 
    /// Separates the fields of the text forms.
    static constexpr char compSeparator() { return ';'; }
@@ -32,6 +41,9 @@ public:
 
    /// No VRF, no family, empty prefixes, no words, no interface sets.
    FlowspecKey() = default;
+   /// A key has no generic text form: the assertion "\"No String constructor for FlowspecKey - has
+   /// collection\" == nullptr" fails. Use the `copyIn...` operations.
+   explicit FlowspecKey( const Vek::String& text );
    FlowspecKey( const FlowspecKey& ) = default;
    FlowspecKey& operator=( const FlowspecKey& ) = default;
    FlowspecKey( FlowspecKey&& other ) noexcept;
@@ -165,6 +177,26 @@ public:
    /// `Vek::RangeException` when the text is none; the key is then unchanged.
    void copyInStr( std::string_view text );
 
+   /// Replaces prefixes and words by what a packet filter says; the other attributes stay. The
+   /// filter is not null and is only read. A key cannot hold every filter: of two prefixes on one
+   /// side it takes the first, and which criterion went with which protocol is lost. A filter that
+   /// takes more than 2047 words raises the range exception of `MatchOpValIndex`, and those that
+   /// were written stay. Each term is traced at level 8.
+   void copyInStructuredFilter( const FilterPtr& filter );
+
+   // The same for one criterion each: appends its words from `index` on and returns the next index.
+   // The words of a component are in the ascending order of the filter's ranges or flags.
+   MatchOpValIndex copyInStructuredFilterProto( const FilterPtr& filter, MatchOpValIndex index );
+   MatchOpValIndex copyInStructuredFilterDestPort( const FilterPtr& filter, MatchOpValIndex index );
+   MatchOpValIndex copyInStructuredFilterSourcePort( const FilterPtr& filter,
+                                                     MatchOpValIndex index );
+   MatchOpValIndex copyInStructuredFilterIcmpType( const FilterPtr& filter, MatchOpValIndex index );
+   MatchOpValIndex copyInStructuredFilterIcmpCode( const FilterPtr& filter, MatchOpValIndex index );
+   MatchOpValIndex copyInStructuredFilterTcpFlags( const FilterPtr& filter, MatchOpValIndex index );
+   MatchOpValIndex copyInStructuredFilterPacketLength( const FilterPtr& filter,
+                                                       MatchOpValIndex index );
+   MatchOpValIndex copyInStructuredFilterDscp( const FilterPtr& filter, MatchOpValIndex index );
+
 private:
    // Compared as memory; the padding is there to be equal.
    struct Head {
@@ -192,6 +224,10 @@ struct OSK_EXPORT FlowspecKeyOrder {
 
    /// Below, equal to or above 0 when `a` is before, equal to or behind `b`.
    static int compare( const FlowspecKey& a, const FlowspecKey& b );
+
+   /// The beginning of a key as a string of bits: keys with different ones are ordered as these
+   /// are. Within a VRF it holds the prefixes and two or three words of an IPv4 rule.
+   static Vek::Discriminator discriminator( const FlowspecKey& key );
 };
 
 /// Writes the command-line form; the state of the stream does not matter.

@@ -1,9 +1,7 @@
 #include "Flowspec/key/FilterConversion.h"
 
 #include "Classification/StructuredFilter.h"
-#include "Flowspec/vocab/TraceHandle.h"
-#include "tests/support/ExpectFailure.h"
-#include "tests/support/TraceRecorder.h"
+#include "tests/support/KeyWords.h"
 
 #include <gmock/gmock.h>
 
@@ -11,27 +9,12 @@ namespace {
 
 using namespace Classification;
 using Flowspec::FlowspecKey;
-using Flowspec::MatchOpValIndex;
-using TestSupport::raisesIndexRange;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using TestSupport::words;
 
 Zorv::IpGenPrefix prefix( std::string_view text ) {
    return Zorv::IpGenPrefix::fromText( text ).value();
-}
-
-/// The words of a key, each as its index, type, operator byte in hexadecimal and value.
-std::vector< std::string > words( const FlowspecKey& key ) {
-   std::vector< std::string > result;
-   for ( const auto& [index, word] : key.matchOpVal() ) {
-      std::string text;
-      Vek::TextWriter out( text );
-      out << index.value() << ": " << stringValue( word.matchType() ) << ' ';
-      out.hex( word.op() ) << ' ' << word.val();
-      out.flush();
-      result.push_back( text );
-   }
-   return result;
 }
 
 /// The words of the key that a filter is converted to.
