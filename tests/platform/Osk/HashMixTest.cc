@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <ostream>
 #include <random>
 #include <string>
 #include <vector>
@@ -183,6 +184,9 @@ struct Structure {
    const char* name;
    void ( *feed )( HashMix& mix, U32 i ); ///< gives each i its own sequence
 };
+
+// Names the structure in messages and test lists, instead of its bytes.
+void PrintTo( const Structure& structure, std::ostream* out ) { *out << structure.name; }
 
 /// The digits of `i`, lowest first.
 template < typename T >
