@@ -95,6 +95,9 @@ public:
 
    constexpr U16 value() const { return value_; }
 
+   /// The number in decimal.
+   Vek::String stringValue() const { return Vek::concat( value_ ); }
+
    constexpr auto operator<=>( const MatchOpValIndex& ) const = default;
 
    [[noreturn]] static void throwOutOfRange();

@@ -22,6 +22,7 @@ public:
 
    /// The entity in whose collection this one is; null for roots, and after removal.
    Entity* parent() const { return parent_; }
+   Ptr< Entity > parentReference() const { return Ptr< Entity >( parent_ ); }
 
    /// Begins an observation; ends with what is returned.
    [[nodiscard]] Observation observe( Observer& observer ) { return { *this, observer }; }
@@ -64,7 +65,7 @@ protected:
          published< Table, Member >( key, nullptr );
          return;
       }
-      auto& stored = collection.valueAt( at );
+      auto& stored = Access< Member >::valueAt( collection, at );
       if ( !( stored == value ) ) {
          std::swap( stored, value );
          published< Table, Member >( key, &value );
@@ -75,16 +76,15 @@ protected:
    template < typename Table, auto Member, typename K >
    void memberDel( K key ) {
       auto& collection = self< Member >().*Member;
-      using Access = CollectionAccess< std::remove_reference_t< decltype( collection ) > >;
       const auto at = collection.find( key );
       if ( at == collection.end() ) {
          return;
       }
-      if constexpr ( std::is_void_v< typename Access::Value > ) {
+      if constexpr ( std::is_void_v< typename Access< Member >::Value > ) {
          collection.erase( at );
          published< Table, Member >( key, nullptr );
       } else {
-         const auto old = std::move( collection.valueAt( at ) );
+         const auto old = std::move( Access< Member >::valueAt( collection, at ) );
          collection.erase( at );
          published< Table, Member >( key, &old );
       }
@@ -99,19 +99,31 @@ protected:
       }
    }
 
-   /// Children: the child under `key`, made by `make()` when there is none.
+   /// The value under `key` of a map, or a default one.
+   template < typename C, typename K >
+   static auto memberAt( const C& collection, const K& key ) {
+      const auto at = collection.find( key );
+      return at == collection.end() ? typename CollectionAccess< C >::Value() : at->second;
+   }
+
+   /// Children: the child under `key`, or null.
+   template < typename C, typename K >
+   static auto childAt( const C& collection, const K& key ) {
+      using Child = typename CollectionAccess< C >::Value;
+      const auto at = collection.find( key );
+      return at == collection.end() ? Child() : CollectionAccess< C >::child( at );
+   }
+
+   /// Children: the child under `key`, made by `make( key )` when there is none.
    template < typename Table, auto Member, typename K, typename Make >
    auto childIs( K key, Make make ) {
       auto& collection = self< Member >().*Member;
-      const auto at = collection.find( key );
-      if ( at != collection.end() ) {
-         return CollectionAccess< std::remove_reference_t< decltype( collection ) > >::pointer(
-            at );
+      if ( auto child = childAt( collection, key ) ) {
+         return child;
       }
-      auto made = make();
+      auto made = make( key );
       adopt( *made );
-      CollectionAccess< std::remove_reference_t< decltype( collection ) > >::add( collection, key,
-                                                                                  made );
+      Access< Member >::add( collection, key, made );
       published< Table, Member >( key, nullptr );
       return made;
    }
@@ -124,11 +136,21 @@ protected:
       if ( at == collection.end() ) {
          return;
       }
-      const auto removed =
-         CollectionAccess< std::remove_reference_t< decltype( collection ) > >::pointer( at );
+      const auto removed = Access< Member >::child( at );
       collection.erase( at );
       abandon( *removed );
       published< Table, Member >( key, nullptr );
+   }
+
+   /// Ordered children: removes the child at `at` and returns the one that is then behind it,
+   /// whatever observers do to the collection.
+   template < typename Table, auto Member, typename Iterator >
+   Iterator childDelAt( Iterator at ) {
+      const Ptr< Entity > hold( this );
+      const auto removed = Access< Member >::child( at );
+      const typename Access< Member >::Key& key = Access< Member >::keyAt( at );
+      childDel< Table, Member >( key );
+      return ( self< Member >().*Member ).lowerBound( key );
    }
 
    /// Children: removes every child, in ascending order.
@@ -179,13 +201,15 @@ private:
       }
    }
 
+   template < auto Member >
+   using Access = CollectionAccess< typename detail::MemberPointer< decltype( Member ) >::Type >;
+
    // A copy, as observers may change the collection while its members go.
    template < auto Member >
    auto keysOf() {
-      using Access = CollectionAccess< typename detail::MemberPointer< decltype( Member ) >::Type >;
-      std::vector< typename Access::Key > keys;
-      Access::visit( self< Member >().*Member, [&]( const void* key, const void* ) {
-         keys.push_back( *static_cast< const typename Access::Key* >( key ) );
+      std::vector< typename Access< Member >::Key > keys;
+      Access< Member >::visit( self< Member >().*Member, [&]( const void* key, const void* ) {
+         keys.push_back( *static_cast< const typename Access< Member >::Key* >( key ) );
       } );
       return keys;
    }
@@ -244,8 +268,8 @@ Ptr< Entity > createFrom( void* const* arguments, std::index_sequence< I... > ) 
 } // namespace detail
 
 /// An entity type with the given constructor parameters.
-template < typename T, typename... Parameters, std::size_t N >
-consteval TypeInfo entityInfo( std::string_view name, TypeKind kind, const Field ( &rows )[N],
+template < typename T, typename... Parameters >
+consteval TypeInfo entityInfo( std::string_view name, TypeKind kind, std::span< const Field > rows,
                                Mell::Allocator& allocator, const TypeInfo* base ) {
    TypeInfo info;
    info.name = name;

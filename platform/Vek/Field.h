@@ -1,9 +1,8 @@
 #pragma once
 
-#include "Vek/Ptr.h"
+#include "Vek/CollectionAccess.h"
 #include "Vek/ValueType.h"
 
-#include <functional>
 #include <span>
 #include <tuple>
 
@@ -25,9 +24,6 @@ enum class FieldKind : U8 {
 };
 
 OSK_EXPORT std::string_view stringValue( FieldKind kind );
-
-/// Calls with the key and the value of a member; a set has no values and passes null.
-using MemberVisitor = std::function< void( const void* key, const void* value ) >;
 
 /// What reflection does with a collection, without knowing its type.
 struct CollectionOps {
@@ -52,12 +48,12 @@ struct OperationOps {
 struct Field {
    U16 id = 0;
    FieldKind kind{};
-   std::string_view name;
+   std::string_view name{};
    const ValueType* value = nullptr; ///< of the attribute, of a member, or null
    const ValueType* key = nullptr;   ///< of a keyed collection
-   std::string_view typeName;        ///< shown instead of the value's when not empty
-   std::string_view arguments[3];    ///< names of an operation's parameters
-   const void* member = nullptr;     ///< identity of the data member
+   std::string_view typeName{};      ///< shown instead of the value's when not empty
+   std::string_view arguments[4]{};  ///< names of an operation's parameters
+   U64 member = 0;                   ///< identity of the data member
    const void* ( *stored )( const void* object ) = nullptr; ///< the stored value in place
    void ( *get )( const void* object, void* value ) = nullptr;
    void ( *set )( void* object, const void* value ) = nullptr;
@@ -68,6 +64,20 @@ struct Field {
    constexpr Field as( std::string_view name_ ) const {
       Field field = *this;
       field.typeName = name_;
+      return field;
+   }
+
+   /// The same row as a stored attribute, shown with another name of its type.
+   constexpr Field asAttribute( std::string_view shownName ) const {
+      Field field = as( shownName );
+      field.kind = FieldKind::attribute;
+      return field;
+   }
+
+   /// The same row as a constructor argument that its getter reads.
+   constexpr Field asKey() const {
+      Field field = *this;
+      field.kind = FieldKind::key;
       return field;
    }
 

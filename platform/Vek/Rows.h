@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Vek/CollectionAccess.h"
 #include "Vek/TypeInfo.h"
 
 /// The builders of rows. Ids and names are ordinary arguments; members, getters and setters are
@@ -10,9 +9,17 @@ namespace Vek {
 
 namespace detail {
 
-/// An address for each data member, by which a setter finds its row.
+/// A number for each data member, by which a setter finds its row: a hash of the member's name as
+/// the compiler spells it. (Addresses of objects would do, but g++ does not compare them at compile
+/// time under its sanitizers.)
 template < auto Member >
-inline constexpr char memberIdentity = 0;
+consteval U64 memberIdentity() {
+   U64 hash = 0xCBF29CE484222325;
+   for ( const char c : std::string_view( __PRETTY_FUNCTION__ ) ) {
+      hash = ( hash ^ static_cast< U8 >( c ) ) * 0x100000001B3;
+   }
+   return hash;
+}
 
 template < typename T >
 struct MemberPointer;
@@ -54,7 +61,7 @@ constexpr Field storedField( U16 id, std::string_view name, FieldKind kind ) {
    using Type = typename MemberPointer< decltype( Member ) >::Type;
    Field field{ .id = id, .kind = kind, .name = name };
    field.value = &valueType< Type >;
-   field.member = &memberIdentity< Member >;
+   field.member = memberIdentity< Member >();
    field.stored = []( const void* object ) -> const void* {
       return &( at< Class >( object ).*Member );
    };
@@ -86,42 +93,63 @@ void callSetter( void* object, const void* value ) {
    ( at< Class >( object ).*Setter )( at< Type >( value ) );
 }
 
+/// What a data member or a getter gives.
+template < auto Member >
+struct Reads {
+   using Class = typename MemberPointer< decltype( Member ) >::Class;
+   using Type = std::remove_cvref_t< std::invoke_result_t< decltype( Member ), const Class& > >;
+};
+
 template < auto Member, auto Insert, auto Erase >
 struct CollectionRow {
-   using Class = typename MemberPointer< decltype( Member ) >::Class;
-   using Access = CollectionAccess< typename MemberPointer< decltype( Member ) >::Type >;
+   using Class = typename Reads< Member >::Class;
+   using Access = CollectionAccess< typename Reads< Member >::Type >;
    using Key = typename Access::Key;
    using Value = typename Access::Value;
 
+   static U32 size( const void* object ) {
+      return Access::size( std::invoke( Member, at< Class >( object ) ) );
+   }
+   static const void* find( const void* object, const void* key ) {
+      return Access::find( std::invoke( Member, at< Class >( object ) ), at< Key >( key ) );
+   }
+   static void visit( const void* object, const MemberVisitor& visitor ) {
+      Access::visit( std::invoke( Member, at< Class >( object ) ), visitor );
+   }
    static void insert( void* object, const void* key, [[maybe_unused]] const void* value ) {
       Class& self = at< Class >( object );
-      if constexpr ( std::is_void_v< Value > ) {
+      using F = decltype( Insert );
+      if constexpr ( std::is_void_v< Value > || std::is_invocable_v< F, Class&, const Key& > ) {
          std::invoke( Insert, self, at< Key >( key ) );
-      } else if constexpr ( std::is_invocable_v< decltype( Insert ), Class&, const Key&,
-                                                 const Value& > ) {
+      } else if constexpr ( std::is_invocable_v< F, Class&, const Key&, const Value& > ) {
          std::invoke( Insert, self, at< Key >( key ), at< Value >( value ) );
-      } else if constexpr ( std::is_invocable_v< decltype( Insert ), Class&, const Value& > ) {
-         std::invoke( Insert, self, at< Value >( value ) );
       } else {
-         std::invoke( Insert, self, at< Key >( key ) );
+         std::invoke( Insert, self, at< Value >( value ) );
       }
    }
    static void erase( void* object, const void* key ) {
       std::invoke( Erase, at< Class >( object ), at< Key >( key ) );
    }
-
-   static constexpr CollectionOps ops{
-      []( const void* object ) { return Access::size( at< Class >( object ).*Member ); },
-      []( const void* object, const void* key ) {
-         return Access::find( at< Class >( object ).*Member, at< Key >( key ) );
-      },
-      []( const void* object, const MemberVisitor& visitor ) {
-         Access::visit( at< Class >( object ).*Member, visitor );
-      },
-      insert,
-      erase,
-   };
 };
+
+template < auto Member, auto Insert, auto Erase >
+constexpr CollectionOps describeCollection() {
+   using Row = CollectionRow< Member, Insert, Erase >;
+   CollectionOps ops{};
+   ops.size = Row::size;
+   ops.find = Row::find;
+   ops.visit = Row::visit;
+   if constexpr ( !std::is_null_pointer_v< decltype( Insert ) > ) {
+      ops.insert = Row::insert;
+   }
+   if constexpr ( !std::is_null_pointer_v< decltype( Erase ) > ) {
+      ops.erase = Row::erase;
+   }
+   return ops;
+}
+
+template < auto Member, auto Insert, auto Erase >
+inline constexpr CollectionOps collectionOps = describeCollection< Member, Insert, Erase >();
 
 template < auto Method >
 struct OperationRow {
@@ -191,6 +219,17 @@ constexpr Field attr( U16 id, std::string_view name ) {
    return field;
 }
 
+/// A stored attribute that is reached by its getter; without a setter it is read-only.
+template < auto Getter, auto... Setter >
+constexpr Field property( U16 id, std::string_view name ) {
+   Field field = detail::computedField< Getter >( id, name, FieldKind::attribute );
+   if constexpr ( sizeof...( Setter ) == 1 ) {
+      using Type = typename detail::Function< decltype( Getter ) >::Result;
+      field.set = ( detail::callSetter< Setter, Type >, ... );
+   }
+   return field;
+}
+
 /// A part of a stored attribute, read and written by operations of its own.
 template < auto Getter, auto Setter >
 constexpr Field view( U16 id, std::string_view name ) {
@@ -212,7 +251,8 @@ constexpr Field constant( U16 id, std::string_view name ) {
    return detail::computedField< Getter >( id, name, FieldKind::constant );
 }
 
-/// A collection of values with the operations that insert and erase a member.
+/// A collection of values, a data member or a getter, with the operations that insert and erase a
+/// member; null for an operation that the type does not have.
 template < auto Member, auto Insert, auto Erase >
 constexpr Field coll( U16 id, std::string_view name ) {
    using Row = detail::CollectionRow< Member, Insert, Erase >;
@@ -221,8 +261,8 @@ constexpr Field coll( U16 id, std::string_view name ) {
    if constexpr ( !std::is_void_v< typename Row::Value > ) {
       field.value = &valueType< typename Row::Value >;
    }
-   field.member = &detail::memberIdentity< Member >;
-   field.collection = &Row::ops;
+   field.member = detail::memberIdentity< Member >();
+   field.collection = &detail::collectionOps< Member, Insert, Erase >;
    return field;
 }
 
@@ -233,8 +273,8 @@ constexpr Field children( U16 id, std::string_view name, std::string_view childT
    Field field{ .id = id, .kind = FieldKind::children, .name = name };
    field.key = &valueType< typename Row::Key >;
    field.typeName = childType;
-   field.member = &detail::memberIdentity< Member >;
-   field.collection = &Row::ops;
+   field.member = detail::memberIdentity< Member >();
+   field.collection = &detail::collectionOps< Member, Insert, Erase >;
    return field;
 }
 
@@ -244,7 +284,7 @@ constexpr Field child( U16 id, std::string_view name, std::string_view childType
    using Class = typename detail::MemberPointer< decltype( Member ) >::Class;
    Field field{ .id = id, .kind = FieldKind::child, .name = name };
    field.typeName = childType;
-   field.member = &detail::memberIdentity< Member >;
+   field.member = detail::memberIdentity< Member >();
    field.stored = []( const void* object ) -> const void* {
       return static_cast< const Entity* >( ( detail::at< Class >( object ).*Member ).get() );
    };
@@ -268,7 +308,7 @@ constexpr Field operation( U16 id, std::string_view name, Names... arguments ) {
 template < typename Table, auto Member >
 consteval std::size_t rowOf() {
    for ( std::size_t i = 0; i < std::size( Table::rows ); ++i ) {
-      if ( Table::rows[i].member == &detail::memberIdentity< Member > ) {
+      if ( Table::rows[i].member == detail::memberIdentity< Member >() ) {
          return i;
       }
    }
@@ -292,8 +332,8 @@ void buildValue( void* const* attributes, void* value, std::index_sequence< I...
 } // namespace detail
 
 /// A value type built from its stored attributes, which are of the given types.
-template < typename T, typename... Attributes, std::size_t N >
-consteval TypeInfo valueInfo( const Field ( &rows )[N] ) {
+template < typename T, typename... Attributes >
+consteval TypeInfo valueInfo( std::span< const Field > rows ) {
    TypeInfo info;
    info.name = valueType< T >.name;
    info.kind = TypeKind::value;

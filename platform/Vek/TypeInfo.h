@@ -23,14 +23,14 @@ OSK_EXPORT std::string_view stringValue( TypeKind kind );
 
 /// Everything that the runtime knows of one type; constant-initialised, one for each.
 struct TypeInfo {
-   std::string_view name; ///< with its namespace
+   std::string_view name{}; ///< with its namespace
    TypeKind kind{};
-   std::span< const Field > rows;  ///< own rows, ids ascending
-   const TypeInfo* base = nullptr; ///< whose rows come first
+   std::span< const Field > rows{}; ///< own rows, ids ascending
+   const TypeInfo* base = nullptr;  ///< whose rows come first
    const EnumInfo* enumeration = nullptr;
    const ValueType* value = nullptr; ///< of values and enumerations
    /// The constructor's parameters; for a value its stored attributes in declared order.
-   std::span< const ValueType* const > parameters;
+   std::span< const ValueType* const > parameters{};
    /// Makes an entity from an array of untyped constructor arguments.
    Ptr< Entity > ( *construct )( void* const* arguments ) = nullptr;
    /// Makes a value from its stored attributes and assigns it; raises what its constructor raises.

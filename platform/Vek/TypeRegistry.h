@@ -63,18 +63,6 @@ public:
    static U64 liveInstances( const TypeInfo& type );
 };
 
-/// Loads a module while it lives: the one static object of a module's source.
-class ModuleLoader {
-public:
-   explicit ModuleLoader( Module& module ) : module_( module ) { module_.loaded(); }
-   ModuleLoader( const ModuleLoader& ) = delete;
-   ModuleLoader& operator=( const ModuleLoader& ) = delete;
-   ~ModuleLoader() { module_.unloaded(); }
-
-private:
-   Module& module_;
-};
-
 /// The trace switch of the runtime; its records name the file "Vek".
 extern OSK_EXPORT TraceHandle traceHandle;
 

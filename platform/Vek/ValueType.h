@@ -79,6 +79,12 @@ struct ValueText {
    };
    static constexpr bool readable = std::is_arithmetic_v< T > || constructs || takes || reads;
 
+   static constexpr bool writable = readable || requires( TextWriter & out, const T& v ) {
+      out << v;
+   }
+   || requires( const T& v ) { v.stringValue(); }
+   || requires( const T& v ) { v.toStrep(); };
+
    static void write( TextWriter& out, const void* value ) {
       const T& v = *static_cast< const T* >( value );
       if constexpr ( std::is_same_v< T, bool > ) {
@@ -143,6 +149,8 @@ constexpr ValueType describe() {
       type.equal = []( const void* a, const void* b ) {
          return *static_cast< const T* >( a ) == *static_cast< const T* >( b );
       };
+   }
+   if constexpr ( ValueText< T >::writable ) {
       type.write = ValueText< T >::write;
    }
    if constexpr ( ValueText< T >::readable ) {

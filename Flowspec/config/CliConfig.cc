@@ -1,0 +1,93 @@
+#include "Flowspec/config/CliConfig.h"
+
+#include "Flowspec/types/Types.h"
+
+namespace Flowspec {
+
+struct CliConfig::Table {
+   using T = CliConfig;
+   static constexpr Vek::Field rows[] = {
+      Vek::coll< &T::enabledIntf_, &T::enabledIntfIs, &T::enabledIntfDel >( 258, "enabledIntf" ),
+      Vek::attr< &T::counterUpdateRequestTime_, &T::counterUpdateRequestTimeIs >(
+         259, "counterUpdateRequestTime" ),
+      Vek::coll< &T::intfInterfaceSetConfig_, &T::intfInterfaceSetConfigIs,
+                 &T::intfInterfaceSetConfigDel >( 260, "intfInterfaceSetConfig" ),
+      Vek::coll< &T::sourceVrfOverride_, &T::sourceVrfOverrideIs, &T::sourceVrfOverrideDel >(
+         261, "sourceVrfOverride" ),
+      Vek::attr< &T::interfaceSetCountLimit_, &T::interfaceSetCountLimitIs >(
+         262, "interfaceSetCountLimit" ),
+      Vek::attr< &T::isConfigDriven_, &T::isConfigDrivenIs >( 263, "isConfigDriven" ),
+   };
+   static_assert( Vek::idsAscend( rows ) );
+   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+};
+
+constinit const Vek::TypeInfo cliConfigInfo = Vek::entityInfo< CliConfig, Vek::String >(
+   "Flowspec::CliConfig", Vek::TypeKind::root, CliConfig::Table::rows, CliConfig::Table::slab,
+   &Vek::NamedEntity::baseInfo );
+
+const Vek::TypeInfo& CliConfig::type() { return cliConfigInfo; }
+
+InterfaceEnableConfig CliConfig::enabledIntf( Zorv::IntfId intf ) const {
+   return memberAt( enabledIntf_, intf );
+}
+
+void CliConfig::enabledIntfIs( const InterfaceEnableConfig& config ) {
+   memberIs< Table, &CliConfig::enabledIntf_ >( config.intfId(), config );
+}
+
+void CliConfig::enabledIntfDel( Zorv::IntfId intf ) {
+   memberDel< Table, &CliConfig::enabledIntf_ >( intf );
+}
+
+void CliConfig::enabledIntfDelAll() { memberDelAll< Table, &CliConfig::enabledIntf_ >(); }
+
+void CliConfig::counterUpdateRequestTimeIs( double counterUpdateRequestTime ) {
+   put< Table, &CliConfig::counterUpdateRequestTime_ >( counterUpdateRequestTime );
+}
+
+FlowspecIntfInterfaceSetConfig CliConfig::intfInterfaceSetConfig( Zorv::IntfId intf ) const {
+   return memberAt( intfInterfaceSetConfig_, intf );
+}
+
+void CliConfig::intfInterfaceSetConfigIs( const FlowspecIntfInterfaceSetConfig& config ) {
+   memberIs< Table, &CliConfig::intfInterfaceSetConfig_ >( config.intfId(), config );
+}
+
+void CliConfig::intfInterfaceSetConfigDel( Zorv::IntfId intf ) {
+   memberDel< Table, &CliConfig::intfInterfaceSetConfig_ >( intf );
+}
+
+void CliConfig::intfInterfaceSetConfigDelAll() {
+   memberDelAll< Table, &CliConfig::intfInterfaceSetConfig_ >();
+}
+
+Vek::String CliConfig::sourceVrfOverride( Zorv::IntfId intf ) const {
+   return memberAt( sourceVrfOverride_, intf );
+}
+
+void CliConfig::sourceVrfOverrideIs( Zorv::IntfId intf, const Vek::String& name ) {
+   memberIs< Table, &CliConfig::sourceVrfOverride_ >( intf, name );
+}
+
+void CliConfig::sourceVrfOverrideDel( Zorv::IntfId intf ) {
+   memberDel< Table, &CliConfig::sourceVrfOverride_ >( intf );
+}
+
+void CliConfig::sourceVrfOverrideDelAll() {
+   memberDelAll< Table, &CliConfig::sourceVrfOverride_ >();
+}
+
+void CliConfig::interfaceSetCountLimitIs( U32 interfaceSetCountLimit ) {
+   put< Table, &CliConfig::interfaceSetCountLimit_ >( interfaceSetCountLimit );
+}
+
+void CliConfig::isConfigDrivenIs( bool isConfigDriven ) {
+   put< Table, &CliConfig::isConfigDriven_ >( isConfigDriven );
+}
+
+Vek::Ptr< CliConfig > cliConfigFactory( const Vek::String& name ) {
+   return Vek::create< CliConfig >( name );
+}
+
+} // namespace Flowspec

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "Flowspec/config/InterfaceConfig.h"
+#include "Vek/Entity.h"
+#include "Vek/HashMap.h"
+
+namespace Flowspec {
+
+/// What an operator configures on interfaces, and a few global settings: a root entity, created by
+/// its name.
+class OSK_EXPORT CliConfig : public Vek::EntityOf< CliConfig, Vek::NamedEntity > {
+public:
+   template < typename Value >
+   using ByIntf = Vek::HashMap< Zorv::IntfId, Value >;
+
+   static const Vek::TypeInfo& type();
+
+   explicit CliConfig( const Vek::String& name ) : EntityOf( name ) {}
+
+   /// The interfaces on which flow specification is enabled, with their families.
+   const ByIntf< InterfaceEnableConfig >& enabledIntf() const { return enabledIntf_; }
+   /// The enablement of an interface; one without an interface when there is none.
+   InterfaceEnableConfig enabledIntf( Zorv::IntfId intf ) const;
+   /// Files the value under its own interface. Here and below: publishes nothing when an equal
+   /// value is there.
+   void enabledIntfIs( const InterfaceEnableConfig& config );
+   void enabledIntfDel( Zorv::IntfId intf );
+   void enabledIntfDelAll();
+
+   /// When counters were last asked for; answered in the status. Seconds since the Unix epoch.
+   double counterUpdateRequestTime() const { return counterUpdateRequestTime_; }
+   void counterUpdateRequestTimeIs( double counterUpdateRequestTime );
+
+   /// The interface sets of each interface.
+   const ByIntf< FlowspecIntfInterfaceSetConfig >& intfInterfaceSetConfig() const {
+      return intfInterfaceSetConfig_;
+   }
+   FlowspecIntfInterfaceSetConfig intfInterfaceSetConfig( Zorv::IntfId intf ) const;
+   void intfInterfaceSetConfigIs( const FlowspecIntfInterfaceSetConfig& config );
+   void intfInterfaceSetConfigDel( Zorv::IntfId intf );
+   void intfInterfaceSetConfigDelAll();
+
+   /// The name of the VRF in which an interface's traffic is matched.
+   const ByIntf< Vek::String >& sourceVrfOverride() const { return sourceVrfOverride_; }
+   Vek::String sourceVrfOverride( Zorv::IntfId intf ) const;
+   void sourceVrfOverrideIs( Zorv::IntfId intf, const Vek::String& name );
+   void sourceVrfOverrideDel( Zorv::IntfId intf );
+   void sourceVrfOverrideDelAll();
+
+   /// Limit on interface sets; consumers decide what 0 means.
+   U32 interfaceSetCountLimit() const { return interfaceSetCountLimit_; }
+   void interfaceSetCountLimitIs( U32 interfaceSetCountLimit );
+
+   /// Consumers decide its meaning.
+   bool isConfigDriven() const { return isConfigDriven_; }
+   void isConfigDrivenIs( bool isConfigDriven );
+
+   struct Table;
+
+protected:
+   ~CliConfig() override = default;
+
+private:
+   ByIntf< InterfaceEnableConfig > enabledIntf_;
+   double counterUpdateRequestTime_ = 0;
+   ByIntf< FlowspecIntfInterfaceSetConfig > intfInterfaceSetConfig_;
+   ByIntf< Vek::String > sourceVrfOverride_;
+   U32 interfaceSetCountLimit_ = 0;
+   bool isConfigDriven_ = false;
+};
+
+/// A new root that no directory holds.
+OSK_EXPORT Vek::Ptr< CliConfig > cliConfigFactory( const Vek::String& name );
+
+} // namespace Flowspec

@@ -1,0 +1,59 @@
+#include "Flowspec/config/Config.h"
+
+#include "Flowspec/types/Types.h"
+
+namespace Flowspec {
+
+struct Config::Table {
+   using T = Config;
+   static constexpr Vek::Field rows[] = {
+      Vek::coll< &T::enabledIntf_, &T::enabledIntfIs, &T::enabledIntfDel >( 258, "enabledIntf" ),
+      Vek::children< &T::vrfRuleConfig_, &T::vrfRuleConfigIs, &T::vrfRuleConfigDel >(
+         259, "vrfRuleConfig", "Flowspec::VrfRuleConfig" ),
+      Vek::attr< &T::twoColorCounterEnabled_, &T::twoColorCounterEnabledIs >(
+         260, "twoColorCounterEnabled" ),
+      Vek::operation< &T::dumpState >( 261, "dumpState", "context", "indent" ),
+   };
+   static_assert( Vek::idsAscend( rows ) );
+   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+};
+
+constinit const Vek::TypeInfo configInfo = Vek::entityInfo< Config, Vek::String >(
+   "Flowspec::Config", Vek::TypeKind::root, Config::Table::rows, Config::Table::slab,
+   &Vek::NamedEntity::baseInfo );
+
+const Vek::TypeInfo& Config::type() { return configInfo; }
+
+void Config::enabledIntfIs( Zorv::IntfId intf ) {
+   elementIs< Table, &Config::enabledIntf_ >( intf );
+}
+
+void Config::enabledIntfDel( Zorv::IntfId intf ) {
+   memberDel< Table, &Config::enabledIntf_ >( intf );
+}
+
+void Config::enabledIntfDelAll() { memberDelAll< Table, &Config::enabledIntf_ >(); }
+
+Vek::Ptr< VrfRuleConfig > Config::vrfRuleConfig( Vrf::VrfIdMap::VrfId vrfId ) const {
+   return childAt( vrfRuleConfig_, vrfId );
+}
+
+Vek::Ptr< VrfRuleConfig > Config::vrfRuleConfigIs( Vrf::VrfIdMap::VrfId vrfId ) {
+   return childIs< Table, &Config::vrfRuleConfig_ >( vrfId, vrfRuleConfigFactory );
+}
+
+void Config::vrfRuleConfigDel( Vrf::VrfIdMap::VrfId vrfId ) {
+   childDel< Table, &Config::vrfRuleConfig_ >( vrfId );
+}
+
+void Config::vrfRuleConfigDelAll() { childDelAll< Table, &Config::vrfRuleConfig_ >(); }
+
+void Config::twoColorCounterEnabledIs( bool twoColorCounterEnabled ) {
+   put< Table, &Config::twoColorCounterEnabled_ >( twoColorCounterEnabled );
+}
+
+Vek::Ptr< Config > configFactory( const Vek::String& name ) {
+   return Vek::create< Config >( name );
+}
+
+} // namespace Flowspec

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "Flowspec/config/VrfRuleConfig.h"
+#include "Vek/HashMap.h"
+#include "Zorv/IntfId.h"
+
+namespace Flowspec {
+
+/// The global rule configuration: a root entity, created by its name.
+class OSK_EXPORT Config : public Vek::EntityOf< Config, Vek::NamedEntity > {
+public:
+   using VrfRuleConfigs = Vek::HashMap< Vrf::VrfIdMap::VrfId, Vek::Ptr< VrfRuleConfig > >;
+
+   static const Vek::TypeInfo& type();
+
+   /// The range of interface-set identifiers.
+   static constexpr U16 minInterfaceSetId() { return Flowspec::minInterfaceSetId; }
+   static constexpr U16 maxInterfaceSetId() { return Flowspec::maxInterfaceSetId; }
+
+   explicit Config( const Vek::String& name ) : EntityOf( name ) {}
+
+   /// The interfaces on which flow-specification filtering is enabled.
+   const Vek::HashSet< Zorv::IntfId >& enabledIntf() const { return enabledIntf_; }
+   void enabledIntfIs( Zorv::IntfId intf );
+   void enabledIntfDel( Zorv::IntfId intf );
+   void enabledIntfDelAll();
+
+   const VrfRuleConfigs& vrfRuleConfig() const { return vrfRuleConfig_; }
+   /// The rules of a VRF, or null.
+   Vek::Ptr< VrfRuleConfig > vrfRuleConfig( Vrf::VrfIdMap::VrfId vrfId ) const;
+   /// The rules of a VRF; created, empty, when there are none.
+   Vek::Ptr< VrfRuleConfig > vrfRuleConfigIs( Vrf::VrfIdMap::VrfId vrfId );
+   void vrfRuleConfigDel( Vrf::VrfIdMap::VrfId vrfId );
+   void vrfRuleConfigDelAll();
+
+   bool twoColorCounterEnabled() const { return twoColorCounterEnabled_; }
+   void twoColorCounterEnabledIs( bool twoColorCounterEnabled );
+
+   /// Writes the rules of all VRFs, indented by `indent` columns.
+   void dumpState( Osk::DumpContext& context, U32 indent ) const;
+
+   struct Table;
+
+protected:
+   ~Config() override = default;
+
+private:
+   Vek::HashSet< Zorv::IntfId > enabledIntf_;
+   VrfRuleConfigs vrfRuleConfig_;
+   bool twoColorCounterEnabled_ = false;
+};
+
+/// A new root that no directory holds.
+OSK_EXPORT Vek::Ptr< Config > configFactory( const Vek::String& name );
+
+} // namespace Flowspec

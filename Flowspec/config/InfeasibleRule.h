@@ -1,0 +1,43 @@
+#pragma once
+
+#include "Flowspec/key/FlowspecKey.h"
+#include "Osk/DumpContext.h"
+#include "Vek/Entity.h"
+
+namespace Flowspec {
+
+/// A rule that no packet can match, and the component that makes it so. Made by
+/// `VrfRuleConfig::infeasibleRuleIs`.
+class OSK_EXPORT InfeasibleRule : public Vek::EntityOf< InfeasibleRule > {
+public:
+   static const Vek::TypeInfo& type();
+
+   explicit InfeasibleRule( const FlowspecKey& ruleKey ) : ruleKey_( ruleKey ) {}
+
+   const FlowspecKey& ruleKey() const { return ruleKey_; }
+
+   U64 ruleId() const { return ruleId_; }
+   void ruleIdIs( U64 ruleId );
+
+   /// What `RuleConfig::sanitizeMatchSet` returned.
+   MatchCompType matchCompType() const { return matchCompType_; }
+   void matchCompTypeIs( MatchCompType matchCompType );
+
+   /// Writes the rule and the component's number, indented by `indent` columns.
+   void dumpState( Osk::DumpContext& context, U32 indent ) const;
+
+   struct Table;
+
+protected:
+   ~InfeasibleRule() override = default;
+
+private:
+   FlowspecKey ruleKey_;
+   U64 ruleId_ = 0;
+   MatchCompType matchCompType_ = invalid;
+};
+
+/// A new infeasible rule that no collection holds.
+OSK_EXPORT Vek::Ptr< InfeasibleRule > infeasibleRuleFactory( const FlowspecKey& ruleKey );
+
+} // namespace Flowspec

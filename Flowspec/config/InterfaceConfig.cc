@@ -1,0 +1,87 @@
+#include "Flowspec/config/InterfaceConfig.h"
+
+#include "Flowspec/types/Types.h"
+#include "Osk/Assert.h"
+#include "Vek/Rows.h"
+
+namespace Flowspec {
+
+struct FlowspecIntfSetId::Table {
+   static constexpr Vek::Field rows[] = {
+      Vek::derived< &FlowspecIntfSetId::stringValue >( 2, "intfSetId" )
+         .asAttribute( "optional U16" ),
+   };
+};
+
+struct FlowspecIntfInterfaceSetConfig::Table {
+   using T = FlowspecIntfInterfaceSetConfig;
+   static constexpr Vek::Field rows[] = {
+      Vek::key< &T::intfId_ >( 2, "intfId" ),
+      Vek::coll< &T::interfaceSet_, &T::interfaceSetIs, &T::interfaceSetDel >( 3, "interfaceSet" ),
+      Vek::operation< &T::interfaceSetStrep >( 4, "interfaceSetStrep" ),
+   };
+   static_assert( Vek::idsAscend( rows ) );
+};
+
+struct InterfaceEnableConfig::Table {
+   using T = InterfaceEnableConfig;
+   static constexpr Vek::Field rows[] = {
+      Vek::key< &T::intfId_ >( 2, "intfId" ),
+      Vek::attr< &T::ipVersion_, &T::ipVersionIs >( 3, "ipVersion" ),
+      Vek::attr< &T::sourceVrfOverride_, &T::sourceVrfOverrideIs >( 4, "sourceVrfOverride" ),
+      Vek::operation< &T::isDefaults >( 5, "isDefaults" ),
+   };
+   static_assert( Vek::idsAscend( rows ) );
+};
+
+constinit const Vek::TypeInfo intfSetIdInfo =
+   Vek::valueInfo< FlowspecIntfSetId >( FlowspecIntfSetId::Table::rows );
+constinit const Vek::TypeInfo intfInterfaceSetConfigInfo =
+   Vek::valueInfo< FlowspecIntfInterfaceSetConfig >( FlowspecIntfInterfaceSetConfig::Table::rows );
+constinit const Vek::TypeInfo interfaceEnableConfigInfo =
+   Vek::valueInfo< InterfaceEnableConfig, Zorv::IntfId, IpVersion, Vek::String >(
+      InterfaceEnableConfig::Table::rows );
+
+Vek::String FlowspecIntfSetId::stringValue() const {
+   return intfSetId_ ? Vek::concat( *intfSetId_ ) : "";
+}
+
+void FlowspecIntfSetId::stringValueIs( std::string_view text ) {
+   const auto number = Vek::decimal( text, 0xFFFF );
+   if ( !number && !text.empty() ) {
+      Vek::throwRange( Vek::concat( typeName, ": '", text, "' is not an interface-set number" ) );
+   }
+   intfSetId_ = number ? std::optional( static_cast< U16 >( *number ) ) : std::nullopt;
+}
+
+FlowspecIntfInterfaceSetConfig::FlowspecIntfInterfaceSetConfig( const Vek::String& ) {
+   OSK_ASSERT( false, "\"No String constructor for FlowspecIntfInterfaceSetConfig - has "
+                      "collection\" == nullptr" );
+}
+
+Vek::String FlowspecIntfInterfaceSetConfig::interfaceSetStrep() const {
+   Vek::String text;
+   Vek::TextWriter out( text );
+   bool first = true;
+   for ( const FlowspecIntfSetId& id : interfaceSet_ ) {
+      if ( !id.intfSetId() ) {
+         continue;
+      }
+      if ( first ) {
+         out << interfaceSetAnchor;
+      } else {
+         out << interfaceSetListDelim;
+      }
+      out << *id.intfSetId();
+      first = false;
+   }
+   out << ( first ? "" : ";" );
+   out.flush();
+   return text;
+}
+
+Vek::String FlowspecIntfInterfaceSetConfig::toStrep() const {
+   return Vek::concat( intfId_, ';', interfaceSetStrep() );
+}
+
+} // namespace Flowspec

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "Flowspec/vocab/BitMask.h"
+#include "Flowspec/vocab/NumericalRange.h"
+#include "Vek/HashSet.h"
+#include "Zorv/IpGenPrefix.h"
+
+namespace Flowspec {
+
+/// One match component of a rule taken apart: its type and what it matches. A prefix component has
+/// a prefix, a numeric one ranges, of which any may hold, and a bitmask one masks. A plain value
+/// with three unordered sets that hold each value once.
+class OSK_EXPORT MatchComponent {
+public:
+   static constexpr std::string_view typeName = "Flowspec::MatchComponent";
+
+   /// An empty component of type `invalid`.
+   MatchComponent() = default;
+
+   /// An empty component.
+   explicit MatchComponent( MatchCompType compType ) : compType_( compType ) {}
+
+   /// A component has no generic text form: the assertion "\"No String constructor for
+   /// MatchComponent - has collection\" == nullptr" fails.
+   explicit MatchComponent( const Vek::String& text );
+
+   MatchCompType compType() const { return compType_; }
+
+   /// Of `destPrefix` and `srcPrefix` only; else empty.
+   const Zorv::IpGenPrefix& prefix() const { return prefix_; }
+   void prefixIs( const Zorv::IpGenPrefix& prefix ) { prefix_ = prefix; }
+
+   const Vek::HashSet< NumericalRange >& numericalRange() const { return numericalRange_; }
+   void numericalRangeIs( const NumericalRange& range ) { numericalRange_.insert( range ); }
+   void numericalRangeDel( const NumericalRange& range ) { numericalRange_.erase( range ); }
+   void numericalRangeDelAll() { numericalRange_.clear(); }
+
+   const Vek::HashSet< IpBitMask >& ipBitMask() const { return ipBitMask_; }
+   void ipBitMaskIs( const IpBitMask& mask ) { ipBitMask_.insert( mask ); }
+   void ipBitMaskDel( const IpBitMask& mask ) { ipBitMask_.erase( mask ); }
+   void ipBitMaskDelAll() { ipBitMask_.clear(); }
+
+   const Vek::HashSet< TcpBitMask >& tcpBitMask() const { return tcpBitMask_; }
+   void tcpBitMaskIs( const TcpBitMask& mask ) { tcpBitMask_.insert( mask ); }
+   void tcpBitMaskDel( const TcpBitMask& mask ) { tcpBitMask_.erase( mask ); }
+   void tcpBitMaskDelAll() { tcpBitMask_.clear(); }
+
+   /// Whether the type is `destPrefix` or `srcPrefix`.
+   bool matchTypePrefix() const;
+   /// Whether the type is one of the nine numeric ones.
+   bool matchTypeNumericalRange() const;
+   /// Whether the type is a bitmask one, by `isBitfieldType`.
+   bool matchTypeBitMask() const;
+
+   /// "<compType=destPort;prefix=;numericalRanges=2;ipBitMasks=0;tcpBitMasks=0>": members are only
+   /// counted.
+   Vek::String toStrep() const;
+
+   /// True when the component differs from an empty one of type `invalid`.
+   explicit operator bool() const { return !( *this == MatchComponent() ); }
+
+   bool operator==( const MatchComponent& ) const = default;
+
+   struct Table;
+
+private:
+   MatchCompType compType_ = invalid;
+   Zorv::IpGenPrefix prefix_;
+   Vek::HashSet< NumericalRange > numericalRange_;
+   Vek::HashSet< IpBitMask > ipBitMask_;
+   Vek::HashSet< TcpBitMask > tcpBitMask_;
+};
+
+} // namespace Flowspec

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "Flowspec/config/RuleConfig.h"
+
+#include <vector>
+
+namespace Flowspec {
+
+/// Why a rule key cannot be taken apart.
+struct MatchSetError {
+   MatchCompType compType; ///< of the term at fault, `invalid` when it has none
+   Vek::String message;
+};
+
+/// Takes a rule key apart into match components, one for each type that it has, in the order of the
+/// key with the prefixes first; `components` is replaced.
+///
+/// The terms of a component are alternatives of terms that are joined by AND (RFC 8955 section
+/// 4.2.1). Those of a numeric component become the ranges of values that they leave, from 0 to the
+/// component's maximum, ascending, neither touching nor overlapping. Those of a bitmask component
+/// become masks, each an alternative: with `matchAll` every bit of `mask` must be as in `val`,
+/// without it any of them; terms joined by AND become one mask, or several where one of them asks
+/// for any of its bits.
+///
+/// A component that no value satisfies is there without ranges or masks (`matchesNothing`).
+///
+/// An error, with `components` empty: a type that is not known or stands at two places, a value
+/// above the component's maximum (65535 for a bitmask), a term that cannot be read
+/// (`unprintableTerm`), or more than 4096 masks.
+[[nodiscard]] OSK_EXPORT std::optional< MatchSetError >
+matchSetFromKey( const FlowspecKey& key, std::vector< MatchComponent >& components );
+
+/// Whether no packet passes the component: it is numeric or a bitmask and has no members.
+OSK_EXPORT bool matchesNothing( const MatchComponent& component );
+
+/// Makes the match set of `rule` that of `components`, publishing what changes.
+OSK_EXPORT void matchSetReplace( RuleConfig& rule,
+                                 const std::vector< MatchComponent >& components );
+
+} // namespace Flowspec

@@ -1,0 +1,80 @@
+#include "Flowspec/config/RuleConfig.h"
+
+#include "Flowspec/types/Types.h"
+
+namespace Flowspec {
+
+struct RuleConfig::Table {
+   using T = RuleConfig;
+   static constexpr Vek::Field rows[] = {
+      Vek::derived< &T::ruleKey >( 258, "ruleKey" ).asKey(),
+      Vek::attr< &T::ruleId_, &T::ruleIdIs >( 259, "ruleId" ),
+      Vek::coll< &T::matchSet_, &T::matchSetIs, &T::matchSetDel >( 260, "matchSet" ),
+      Vek::attr< &T::actionFieldSet_, &T::actionFieldSetIs >( 261, "actionFieldSet" ),
+      Vek::attr< &T::trafficAction_, &T::trafficActionIs >( 262, "trafficAction" ),
+      Vek::attr< &T::trafficRedirect_, &T::trafficRedirectIs >( 263, "trafficRedirect" ),
+      Vek::attr< &T::trafficMarkingDscp_, &T::trafficMarkingDscpIs >( 264, "trafficMarkingDscp" ),
+      Vek::attr< &T::trafficRateLimit_, &T::trafficRateLimitIs >( 265, "trafficRateLimit" ),
+      Vek::operation< &T::infeasibleMatchInMatchSet >( 266, "infeasibleMatchInMatchSet" ),
+      Vek::operation< &T::sanitizeMatchSet >( 267, "sanitizeMatchSet" ),
+      Vek::operation< &T::dumpState >( 268, "dumpState", "context", "indent" ),
+   };
+   static_assert( Vek::idsAscend( rows ) );
+   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+};
+
+constinit const Vek::TypeInfo ruleConfigInfo = Vek::entityInfo< RuleConfig, FlowspecKey >(
+   "Flowspec::RuleConfig", Vek::TypeKind::child, RuleConfig::Table::rows, RuleConfig::Table::slab,
+   &Vek::Entity::baseInfo );
+
+const Vek::TypeInfo& RuleConfig::type() { return ruleConfigInfo; }
+
+void RuleConfig::ruleIdIs( U64 ruleId ) { put< Table, &RuleConfig::ruleId_ >( ruleId ); }
+
+void RuleConfig::actionFieldSetIs( ActionFieldSet actionFieldSet ) {
+   put< Table, &RuleConfig::actionFieldSet_ >( actionFieldSet );
+}
+
+void RuleConfig::trafficActionIs( TrafficAction trafficAction ) {
+   put< Table, &RuleConfig::trafficAction_ >( trafficAction );
+}
+
+void RuleConfig::trafficRedirectIs( const TrafficRedirect& trafficRedirect ) {
+   put< Table, &RuleConfig::trafficRedirect_ >( trafficRedirect );
+}
+
+void RuleConfig::trafficMarkingDscpIs( Zorv::IpTos trafficMarkingDscp ) {
+   put< Table, &RuleConfig::trafficMarkingDscp_ >( trafficMarkingDscp );
+}
+
+void RuleConfig::trafficRateLimitIs( float trafficRateLimit ) {
+   put< Table, &RuleConfig::trafficRateLimit_ >( trafficRateLimit );
+}
+
+MatchComponent RuleConfig::matchSet( MatchCompType compType ) const {
+   const auto at = matchSet_.find( compType );
+   return at == matchSet_.end() ? MatchComponent() : at->second;
+}
+
+void RuleConfig::matchSetIs( const MatchComponent& component ) {
+   memberIs< Table, &RuleConfig::matchSet_ >( component.compType(), component );
+}
+
+void RuleConfig::matchSetDel( MatchCompType compType ) {
+   memberDel< Table, &RuleConfig::matchSet_ >( compType );
+}
+
+void RuleConfig::matchSetDelAll() { memberDelAll< Table, &RuleConfig::matchSet_ >(); }
+
+Vek::Ptr< RuleConfig > ruleConfigFactory( const FlowspecKey& ruleKey ) {
+   return Vek::create< RuleConfig >( ruleKey );
+}
+
+std::ostream& operator<<( std::ostream& out, const Vek::Ptr< RuleConfig >& rule ) {
+   const Vek::String text =
+      Vek::concat( "<matchSets=", rule->matchSet().size(),
+                   ";actionFieldSet=", rule->actionFieldSet().stringValue(), '>' );
+   return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+}
+
+} // namespace Flowspec

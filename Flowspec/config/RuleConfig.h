@@ -1,0 +1,97 @@
+#pragma once
+
+#include "Flowspec/config/MatchComponent.h"
+#include "Flowspec/config/TrafficActions.h"
+#include "Flowspec/key/FlowspecKey.h"
+#include "Osk/DumpContext.h"
+#include "Vek/Entity.h"
+#include "Vek/FlatMap.h"
+#include "Zorv/IpTos.h"
+
+#include <initializer_list>
+
+namespace Flowspec {
+
+/// One configured rule: its key, its match set (the key taken apart, one component a type) and its
+/// actions. Made by `VrfRuleConfig::ruleIs` or `ruleConfigFactory`; every change is published.
+class OSK_EXPORT RuleConfig : public Vek::EntityOf< RuleConfig > {
+public:
+   using MatchSet = Vek::FlatMap< MatchCompType, MatchComponent >;
+
+   static const Vek::TypeInfo& type();
+
+   explicit RuleConfig( const FlowspecKey& ruleKey ) : ruleKey_( ruleKey ) {}
+
+   const FlowspecKey& ruleKey() const { return ruleKey_; }
+
+   U64 ruleId() const { return ruleId_; }
+   void ruleIdIs( U64 ruleId );
+
+   /// The components, ascending by the number of their type.
+   const MatchSet& matchSet() const { return matchSet_; }
+   /// The component of a type; an empty one of type `invalid` when there is none.
+   MatchComponent matchSet( MatchCompType compType ) const;
+   /// The same under the name that says so.
+   MatchComponent matchSetGet( MatchCompType compType ) const { return matchSet( compType ); }
+   /// Stores the component under its own type; publishes nothing when an equal one is stored.
+   void matchSetIs( const MatchComponent& component );
+   void matchSetDel( MatchCompType compType );
+   void matchSetDelAll();
+
+   /// Which of the action attributes are in force.
+   ActionFieldSet actionFieldSet() const { return actionFieldSet_; }
+   void actionFieldSetIs( ActionFieldSet actionFieldSet );
+   TrafficAction trafficAction() const { return trafficAction_; }
+   void trafficActionIs( TrafficAction trafficAction );
+   const TrafficRedirect& trafficRedirect() const { return trafficRedirect_; }
+   void trafficRedirectIs( const TrafficRedirect& trafficRedirect );
+   Zorv::IpTos trafficMarkingDscp() const { return trafficMarkingDscp_; }
+   void trafficMarkingDscpIs( Zorv::IpTos trafficMarkingDscp );
+   /// In the unit of the action that is in force: bytes or packets per second (RFC 8955 section 7).
+   float trafficRateLimit() const { return trafficRateLimit_; }
+   void trafficRateLimitIs( float trafficRateLimit );
+
+   /// The type of the component that cannot hold together with the others, or `invalid` when all
+   /// can: TCP flags want TCP, ICMP type and code want ICMP (of the key's family), ports want TCP
+   /// or UDP, and none of the three stands beside another but TCP flags and ports.
+   MatchCompType infeasibleMatchInMatchSet() const;
+
+   /// Makes the protocol that the other components imply explicit: replaces the `ipProto`
+   /// component by what is left of TCP, UDP or ICMP. Returns `invalid`; or, with the match set
+   /// unchanged, what `infeasibleMatchInMatchSet` finds.
+   MatchCompType sanitizeMatchSet();
+
+   /// Writes the rule, its components and its actions, indented by `indent` columns.
+   void dumpState( Osk::DumpContext& context, U32 indent ) const;
+
+   struct Table;
+
+protected:
+   ~RuleConfig() override = default;
+
+private:
+   // Stores an `ipProto` component of exactly these protocols.
+   void ipProtoIs( std::span< const U32 > protocols );
+
+   const FlowspecKey ruleKey_;
+   U64 ruleId_ = 0;
+   MatchSet matchSet_;
+   ActionFieldSet actionFieldSet_;
+   TrafficAction trafficAction_;
+   TrafficRedirect trafficRedirect_;
+   Zorv::IpTos trafficMarkingDscp_;
+   float trafficRateLimit_ = 0;
+};
+
+/// Whether the rule can match any of `protocols`: true when its match set has no `ipProto`
+/// component, or when a valid range of that component contains one of them.
+OSK_EXPORT bool ruleConfigIpProtoContains( const RuleConfig& rule,
+                                           std::initializer_list< U32 > protocols );
+
+/// A new rule that no collection holds.
+OSK_EXPORT Vek::Ptr< RuleConfig > ruleConfigFactory( const FlowspecKey& ruleKey );
+
+/// "<matchSets=2;actionFieldSet=trafficDrop>".
+OSK_EXPORT std::ostream& operator<<( std::ostream& out, const Vek::Ptr< RuleConfig >& rule );
+
+} // namespace Flowspec

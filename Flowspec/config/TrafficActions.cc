@@ -1,0 +1,52 @@
+#include "Flowspec/config/TrafficActions.h"
+
+#include "Flowspec/types/Types.h"
+#include "Vek/Rows.h"
+
+namespace Flowspec {
+
+struct TrafficRedirect::Table {
+   using T = TrafficRedirect;
+   static constexpr Vek::Field rows[] = {
+      Vek::attr< &T::vrfId_, &T::vrfIdIs >( 2, "vrfId" ).as( "Vrf::VrfIdMap::VrfId" ),
+      Vek::attr< &T::type_, &T::typeIs >( 3, "type" ),
+      Vek::attr< &T::addr_, &T::addrIs >( 4, "addr" ),
+      Vek::attr< &T::srTePolicyKey_, &T::srTePolicyKeyIs >( 5, "srTePolicyKey" ),
+      Vek::attr< &T::copy_, &T::copyIs >( 6, "copy" ),
+   };
+   static_assert( Vek::idsAscend( rows ) );
+};
+
+namespace {
+
+using Vek::property;
+using A = ActionFieldSet;
+
+constexpr Vek::Field actionFieldSetRows[] = {
+   property< &A::invalid, &A::invalidIs >( 2, "invalid" ),
+   property< &A::trafficPermit, &A::trafficPermitIs >( 3, "trafficPermit" ),
+   property< &A::trafficDrop, &A::trafficDropIs >( 4, "trafficDrop" ),
+   property< &A::trafficRate, &A::trafficRateIs >( 5, "trafficRate" ),
+   property< &A::trafficAction, &A::trafficActionIs >( 6, "trafficAction" ),
+   property< &A::trafficRedirect, &A::trafficRedirectIs >( 7, "trafficRedirect" ),
+   property< &A::trafficMarking, &A::trafficMarkingIs >( 8, "trafficMarking" ),
+   property< &A::trafficRatePkt, &A::trafficRatePktIs >( 9, "trafficRatePkt" ),
+};
+constexpr Vek::Field trafficActionRows[] = {
+   property< &TrafficAction::sampleAndLog, &TrafficAction::sampleAndLogIs >( 2, "sampleAndLog" ),
+   property< &TrafficAction::continueMatch, &TrafficAction::continueMatchIs >( 3, "continueMatch" ),
+};
+
+} // namespace
+
+constinit const Vek::TypeInfo trafficRedirectTypeTypeInfo =
+   Vek::enumerationInfo< TrafficRedirectType >();
+constinit const Vek::TypeInfo actionFieldSetInfo =
+   Vek::valueInfo< ActionFieldSet >( actionFieldSetRows );
+constinit const Vek::TypeInfo trafficActionInfo =
+   Vek::valueInfo< TrafficAction >( trafficActionRows );
+constinit const Vek::TypeInfo trafficRedirectInfo =
+   Vek::valueInfo< TrafficRedirect, U32, TrafficRedirectType, Zorv::IpGenAddr,
+                   SrTePolicy::PolicyKey, bool >( TrafficRedirect::Table::rows );
+
+} // namespace Flowspec

@@ -1,0 +1,113 @@
+#pragma once
+
+#include "SrTePolicy/PolicyKey.h"
+#include "Vek/Enum.h"
+#include "Vek/FlagSet.h"
+#include "Vrf/VrfIdMap.h"
+#include "Zorv/IpGenAddr.h"
+
+namespace Flowspec {
+
+/// Which of a rule's actions are in force (RFC 8955 section 7).
+class OSK_EXPORT ActionFieldSet : public Vek::FlagSet< ActionFieldSet > {
+public:
+   static constexpr std::string_view typeName = "Flowspec::ActionFieldSet";
+   static constexpr std::string_view flagNames[] = {
+      "invalid",       "trafficPermit",   "trafficDrop",    "trafficRate",
+      "trafficAction", "trafficRedirect", "trafficMarking", "trafficRatePkt" };
+
+   using FlagSet::FlagSet;
+
+   constexpr bool invalid() const { return flag( 0 ); }
+   constexpr bool trafficPermit() const { return flag( 1 ); }
+   constexpr bool trafficDrop() const { return flag( 2 ); }
+   constexpr bool trafficRate() const { return flag( 3 ); } ///< bytes per second
+   constexpr bool trafficAction() const { return flag( 4 ); }
+   constexpr bool trafficRedirect() const { return flag( 5 ); }
+   constexpr bool trafficMarking() const { return flag( 6 ); }
+   constexpr bool trafficRatePkt() const { return flag( 7 ); } ///< packets per second
+
+   constexpr void invalidIs( bool on ) { flagIs( 0, on ); }
+   constexpr void trafficPermitIs( bool on ) { flagIs( 1, on ); }
+   constexpr void trafficDropIs( bool on ) { flagIs( 2, on ); }
+   constexpr void trafficRateIs( bool on ) { flagIs( 3, on ); }
+   constexpr void trafficActionIs( bool on ) { flagIs( 4, on ); }
+   constexpr void trafficRedirectIs( bool on ) { flagIs( 5, on ); }
+   constexpr void trafficMarkingIs( bool on ) { flagIs( 6, on ); }
+   constexpr void trafficRatePktIs( bool on ) { flagIs( 7, on ); }
+};
+
+/// The bits of the traffic-action community (RFC 8955 section 7.3).
+class OSK_EXPORT TrafficAction : public Vek::FlagSet< TrafficAction > {
+public:
+   static constexpr std::string_view typeName = "Flowspec::TrafficAction";
+   static constexpr std::string_view flagNames[] = { "sampleAndLog", "continueMatch" };
+
+   using FlagSet::FlagSet;
+
+   constexpr bool sampleAndLog() const { return flag( 0 ); }
+   constexpr bool continueMatch() const { return flag( 1 ); } ///< go on to the next rule
+
+   constexpr void sampleAndLogIs( bool on ) { flagIs( 0, on ); }
+   constexpr void continueMatchIs( bool on ) { flagIs( 1, on ); }
+};
+
+/// What a redirect names.
+enum class TrafficRedirectType : U8 { vrf = 0, addr = 1, srTePolicy = 2 };
+
+inline constexpr Vek::Enumerator trafficRedirectTypeRows[] = {
+   { 0, "vrf" }, { 1, "addr" }, { 2, "srTePolicy" } };
+static_assert( Vek::enumeratorsAreDense( trafficRedirectTypeRows ) );
+inline constexpr Vek::EnumInfo trafficRedirectTypeInfo{ "Flowspec::TrafficRedirectType",
+                                                        trafficRedirectTypeRows };
+constexpr const Vek::EnumInfo& enumInfo( TrafficRedirectType ) { return trafficRedirectTypeInfo; }
+
+using Vek::operator<<;
+using Vek::sequenceToValue;
+using Vek::stringValue;
+
+/// The type with a number or a name; `Vek::RangeException` when there is none.
+inline TrafficRedirectType TrafficRedirectTypeInstance( unsigned number ) {
+   return Vek::enumInstance< TrafficRedirectType >( number );
+}
+inline TrafficRedirectType TrafficRedirectTypeInstance( std::string_view name ) {
+   return Vek::enumInstance< TrafficRedirectType >( name );
+}
+
+/// Where a rule sends its packets: to a VRF, an address or an SR-TE policy, as `type` says.
+class OSK_EXPORT TrafficRedirect {
+public:
+   static constexpr std::string_view typeName = "Flowspec::TrafficRedirect";
+
+   /// To no VRF.
+   TrafficRedirect() = default;
+   TrafficRedirect( Vrf::VrfIdMap::VrfId vrfId, TrafficRedirectType type, Zorv::IpGenAddr addr,
+                    SrTePolicy::PolicyKey srTePolicyKey, bool copy )
+      : vrfId_( vrfId ), type_( type ), addr_( addr ), srTePolicyKey_( srTePolicyKey ),
+        copy_( copy ) {}
+
+   Vrf::VrfIdMap::VrfId vrfId() const { return vrfId_; }
+   void vrfIdIs( Vrf::VrfIdMap::VrfId vrfId ) { vrfId_ = vrfId; }
+   TrafficRedirectType type() const { return type_; }
+   void typeIs( TrafficRedirectType type ) { type_ = type; }
+   const Zorv::IpGenAddr& addr() const { return addr_; }
+   void addrIs( const Zorv::IpGenAddr& addr ) { addr_ = addr; }
+   const SrTePolicy::PolicyKey& srTePolicyKey() const { return srTePolicyKey_; }
+   void srTePolicyKeyIs( const SrTePolicy::PolicyKey& key ) { srTePolicyKey_ = key; }
+   /// Redirect a copy and forward the packet as well.
+   bool copy() const { return copy_; }
+   void copyIs( bool copy ) { copy_ = copy; }
+
+   bool operator==( const TrafficRedirect& ) const = default;
+
+   struct Table;
+
+private:
+   Vrf::VrfIdMap::VrfId vrfId_ = Vrf::VrfIdMap::invalid();
+   TrafficRedirectType type_ = TrafficRedirectType::vrf;
+   Zorv::IpGenAddr addr_;
+   SrTePolicy::PolicyKey srTePolicyKey_;
+   bool copy_ = false;
+};
+
+} // namespace Flowspec

@@ -1,0 +1,69 @@
+#include "Flowspec/key/FlowspecKey.h"
+#include "Flowspec/types/Types.h"
+#include "Vek/Rows.h"
+
+/// The words of a rule key as any other map.
+template <>
+struct Vek::CollectionAccess< Flowspec::TermWords > {
+   using Key = Flowspec::MatchOpValIndex;
+   using Value = Flowspec::MatchOpVal;
+
+   static U32 size( const Flowspec::TermWords& words ) { return words.size(); }
+   static const void* find( const Flowspec::TermWords& words, Key index ) {
+      // The word is the lower half of its member, and the host is little-endian.
+      return words.find( index );
+   }
+   static void visit( const Flowspec::TermWords& words, const MemberVisitor& visitor ) {
+      for ( const auto [index, word] : words ) {
+         visitor( &index, &word );
+      }
+   }
+};
+
+namespace Flowspec {
+
+namespace {
+
+using K = FlowspecKey;
+using Vek::constant;
+using Vek::operation;
+using Vek::property;
+
+constexpr auto words = static_cast< const TermWords& (K::*)() const >( &K::matchOpVal );
+constexpr auto interfaceSets =
+   static_cast< const K::VE_InterfaceSet& (K::*)() const >( &K::interfaceSet );
+
+constexpr Vek::Field rows[] = {
+   property< &K::vrfId, &K::vrfIdIs >( 2, "vrfId" ).as( "Vrf::VrfIdMap::VrfId" ),
+   property< &K::addressFamily, &K::addressFamilyIs >( 3, "addressFamily" ),
+   property< &K::destPrefix, &K::destPrefixIs >( 4, "destPrefix" ),
+   property< &K::srcPrefix, &K::srcPrefixIs >( 5, "srcPrefix" ),
+   Vek::coll< words, &K::matchOpValIs, &K::matchOpValDel >( 6, "matchOpVal" ),
+   Vek::coll< interfaceSets, &K::interfaceSetIs, nullptr >( 7, "interfaceSet" ),
+   constant< &K::compSeparator >( 8, "compSeparator" ),
+   constant< &K::compEnd >( 9, "compEnd" ),
+   constant< &K::cliStrRdAnchor >( 10, "cliStrRdAnchor" ),
+   constant< &K::cliStrRdDetail >( 11, "cliStrRdDetail" ),
+   operation< &K::setOpVal >( 12, "setOpVal", "index", "type", "op", "value" ),
+   operation< &K::getOptVal >( 13, "getOptVal", "index" ),
+   operation< &K::interfaceSetPush >( 14, "interfaceSetPush", "id" ),
+   operation< &K::interfaceSetPop >( 15, "interfaceSetPop" ),
+   operation< &K::interfaceSetPopAll >( 16, "interfaceSetPopAll" ),
+   operation< &K::toStrepCli >( 17, "toStrepCli", "includeValueLength" ),
+   operation< &K::toStrepCliWithRd >( 18, "toStrepCliWithRd", "rd", "includeValueLength" ),
+   operation< &K::toStrepCliDetail >( 19, "toStrepCliDetail" ),
+   operation< &K::toStrepCliDetailWithRd >( 20, "toStrepCliDetailWithRd", "rd" ),
+   operation< &K::copyInStrCliAtOffset >( 21, "copyInStrCliAtOffset", "text", "offset",
+                                          "includesValueLength" ),
+   operation< &K::copyInStrCli >( 22, "copyInStrCli", "text", "includesValueLength" ),
+   operation< &K::copyInStrCliWithRd >( 23, "copyInStrCliWithRd", "text", "includesValueLength" ),
+   operation< &K::copyInStringValue >( 24, "copyInStringValue", "text" ),
+   operation< &K::copyInStr >( 25, "copyInStr", "text" ),
+};
+static_assert( Vek::idsAscend( rows ) );
+
+} // namespace
+
+constinit const Vek::TypeInfo flowspecKeyInfo = Vek::valueInfo< FlowspecKey >( rows );
+
+} // namespace Flowspec

@@ -1,0 +1,203 @@
+#include "Flowspec/policy/FlowspecPolicyConfig.h"
+
+#include "Flowspec/types/PolicyTypes.h"
+
+namespace Flowspec {
+
+struct FlowspecRedirectVrfRtAction::Table {
+   using T = FlowspecRedirectVrfRtAction;
+   static constexpr Vek::Field rows[] = { Vek::key< &T::vrfRt_ >( 260, "vrfRt" ) };
+   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+};
+
+struct FlowspecPolicyActionContainer::Table {
+   using T = FlowspecPolicyActionContainer;
+   // Reflection creates no members: an action wants constructor arguments beyond its key.
+   static constexpr Vek::Field rows[] = {
+      Vek::children< &T::dropAction_, nullptr, &T::dropActionDel >( 258, "dropAction",
+                                                                    "PolicyMap::DropAction" ),
+      Vek::children< &T::policeAction_, nullptr, &T::policeActionDel >( 259, "policeAction",
+                                                                        "PolicyMap::PoliceAction" ),
+      Vek::children< &T::setDscpAction_, nullptr, &T::setDscpActionDel >(
+         260, "setDscpAction", "PolicyMap::SetDscpAction" ),
+      Vek::children< &T::setNexthopAction_, nullptr, &T::setNexthopActionDel >(
+         261, "setNexthopAction", "PolicyMap::NexthopAction" ),
+      Vek::children< &T::redirectVrfRtAction_, nullptr, &T::redirectVrfRtActionDel >(
+         262, "redirectVrfRtAction", "Flowspec::FlowspecRedirectVrfRtAction" ),
+   };
+   static_assert( Vek::idsAscend( rows ) );
+   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+};
+
+struct FlowspecPolicyConfig::Table {
+   using T = FlowspecPolicyConfig;
+   static constexpr Vek::Field rows[] = {
+      Vek::child< &T::actions_ >( 261, "actions", "Flowspec::FlowspecPolicyActionContainer" ),
+   };
+   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+};
+
+constinit const Vek::TypeInfo redirectVrfRtActionInfo =
+   Vek::entityInfo< FlowspecRedirectVrfRtAction, Vek::String, Osk::UniqueId, U64 >(
+      "Flowspec::FlowspecRedirectVrfRtAction", Vek::TypeKind::child,
+      FlowspecRedirectVrfRtAction::Table::rows, FlowspecRedirectVrfRtAction::Table::slab,
+      &PolicyMap::Action::baseInfo );
+
+constinit const Vek::TypeInfo policyActionContainerInfo =
+   Vek::entityInfo< FlowspecPolicyActionContainer, Vek::String >(
+      "Flowspec::FlowspecPolicyActionContainer", Vek::TypeKind::child,
+      FlowspecPolicyActionContainer::Table::rows, FlowspecPolicyActionContainer::Table::slab,
+      &Vek::NamedEntity::baseInfo );
+
+constinit const Vek::TypeInfo policyConfigInfo =
+   Vek::entityInfo< FlowspecPolicyConfig, Vek::String >(
+      "Flowspec::FlowspecPolicyConfig", Vek::TypeKind::root, FlowspecPolicyConfig::Table::rows,
+      FlowspecPolicyConfig::Table::slab, &PolicyMap::Config::baseInfo );
+
+const Vek::TypeInfo& FlowspecRedirectVrfRtAction::type() { return redirectVrfRtActionInfo; }
+const Vek::TypeInfo& FlowspecPolicyActionContainer::type() { return policyActionContainerInfo; }
+const Vek::TypeInfo& FlowspecPolicyConfig::type() { return policyConfigInfo; }
+
+bool FlowspecRedirectVrfRtAction::equalTo( const PolicyMap::Action& other ) const {
+   const auto* const redirect = dynamic_cast< const FlowspecRedirectVrfRtAction* >( &other );
+   return redirect && redirect->vrfRt_ == vrfRt_;
+}
+
+template < auto Member, typename Action, typename... Arguments >
+Vek::Ptr< Action > FlowspecPolicyActionContainer::actionIs( const Vek::String& name,
+                                                            Osk::UniqueId id,
+                                                            Arguments... arguments ) {
+   const auto made = [&]( Osk::UniqueId key ) {
+      return Vek::create< Action >( name, key, arguments... );
+   };
+   const Vek::Ptr< Action > action = childAt( this->*Member, id );
+   if ( !action ) {
+      return childIs< Table, Member >( id, made );
+   }
+   if ( action->name() != name || !action->equalTo( *made( id ) ) ) {
+      throw Vek::ReinstantiationException( Action::type().name );
+   }
+   return action;
+}
+
+using PolicyMap::DropAction;
+using PolicyMap::NexthopAction;
+using PolicyMap::PoliceAction;
+using PolicyMap::SetDscpAction;
+using Container = FlowspecPolicyActionContainer;
+
+Vek::Ptr< DropAction > Container::dropAction( Osk::UniqueId id ) const {
+   return childAt( dropAction_, id );
+}
+
+Vek::Ptr< DropAction > Container::dropActionIs( const Vek::String& name, Osk::UniqueId id ) {
+   return actionIs< &Container::dropAction_, DropAction >( name, id );
+}
+
+void Container::dropActionDel( Osk::UniqueId id ) {
+   childDel< Table, &Container::dropAction_ >( id );
+}
+
+void Container::dropActionDelAll() { childDelAll< Table, &Container::dropAction_ >(); }
+
+Vek::Ptr< PoliceAction > Container::policeAction( Osk::UniqueId id ) const {
+   return childAt( policeAction_, id );
+}
+
+Vek::Ptr< PoliceAction > Container::policeActionIs( const Vek::String& name, Osk::UniqueId id,
+                                                    PolicyMap::PoliceRate rate,
+                                                    PolicyMap::PoliceBurstSize burstSize ) {
+   return actionIs< &Container::policeAction_, PoliceAction >( name, id, rate, burstSize );
+}
+
+void Container::policeActionDel( Osk::UniqueId id ) {
+   childDel< Table, &Container::policeAction_ >( id );
+}
+
+void Container::policeActionDelAll() { childDelAll< Table, &Container::policeAction_ >(); }
+
+Vek::Ptr< SetDscpAction > Container::setDscpAction( Osk::UniqueId id ) const {
+   return childAt( setDscpAction_, id );
+}
+
+Vek::Ptr< SetDscpAction > Container::setDscpActionIs( const Vek::String& name, Osk::UniqueId id,
+                                                      PolicyMap::Dscp dscp ) {
+   return actionIs< &Container::setDscpAction_, SetDscpAction >( name, id, dscp );
+}
+
+void Container::setDscpActionDel( Osk::UniqueId id ) {
+   childDel< Table, &Container::setDscpAction_ >( id );
+}
+
+void Container::setDscpActionDelAll() { childDelAll< Table, &Container::setDscpAction_ >(); }
+
+Vek::Ptr< NexthopAction > Container::setNexthopAction( Osk::UniqueId id ) const {
+   return childAt( setNexthopAction_, id );
+}
+
+Vek::Ptr< NexthopAction > Container::setNexthopActionIs( const Vek::String& name,
+                                                         Osk::UniqueId id ) {
+   return actionIs< &Container::setNexthopAction_, NexthopAction >( name, id );
+}
+
+void Container::setNexthopActionDel( Osk::UniqueId id ) {
+   childDel< Table, &Container::setNexthopAction_ >( id );
+}
+
+void Container::setNexthopActionDelAll() { childDelAll< Table, &Container::setNexthopAction_ >(); }
+
+Vek::Ptr< FlowspecRedirectVrfRtAction > Container::redirectVrfRtAction( Osk::UniqueId id ) const {
+   return childAt( redirectVrfRtAction_, id );
+}
+
+Vek::Ptr< FlowspecRedirectVrfRtAction >
+Container::redirectVrfRtActionIs( const Vek::String& name, Osk::UniqueId id, U64 vrfRt ) {
+   return actionIs< &Container::redirectVrfRtAction_, FlowspecRedirectVrfRtAction >( name, id,
+                                                                                     vrfRt );
+}
+
+void Container::redirectVrfRtActionDel( Osk::UniqueId id ) {
+   childDel< Table, &Container::redirectVrfRtAction_ >( id );
+}
+
+void Container::redirectVrfRtActionDelAll() {
+   childDelAll< Table, &Container::redirectVrfRtAction_ >();
+}
+
+FlowspecPolicyConfig::FlowspecPolicyConfig( const Vek::String& name ) : EntityOf( name ) {
+   cmapTypeIs( "FlowspecPolicy" );
+   pmapTypeIs( "FlowspecPolicy", mapTypeNumber );
+   actionsIs( "FlowspecPolicy" );
+}
+
+Vek::Ptr< FlowspecPolicyActionContainer >
+FlowspecPolicyConfig::actionsIs( const Vek::String& name ) {
+   if ( !actions_ ) {
+      onlyChildIs< Table, &FlowspecPolicyConfig::actions_ >(
+         flowspecPolicyActionContainerFactory( name ) );
+   }
+   return actions_;
+}
+
+void FlowspecPolicyConfig::actionsDel() {
+   if ( actions_ ) {
+      onlyChildIs< Table, &FlowspecPolicyConfig::actions_ >(
+         Vek::Ptr< FlowspecPolicyActionContainer >() );
+   }
+}
+
+Vek::Ptr< FlowspecPolicyConfig > flowspecPolicyConfigFactory( const Vek::String& name ) {
+   return Vek::create< FlowspecPolicyConfig >( name );
+}
+
+Vek::Ptr< FlowspecPolicyActionContainer >
+flowspecPolicyActionContainerFactory( const Vek::String& name ) {
+   return Vek::create< FlowspecPolicyActionContainer >( name );
+}
+
+Vek::Ptr< FlowspecRedirectVrfRtAction >
+flowspecRedirectVrfRtActionFactory( const Vek::String& name, Osk::UniqueId id, U64 vrfRt ) {
+   return Vek::create< FlowspecRedirectVrfRtAction >( name, id, vrfRt );
+}
+
+} // namespace Flowspec

@@ -1,0 +1,118 @@
+#include "Flowspec/types/Types.h"
+#include "Flowspec/vocab/BitMask.h"
+#include "Flowspec/vocab/FlowspecUtil.h"
+#include "Flowspec/vocab/IpVersion.h"
+#include "Flowspec/vocab/MatchOpVal.h"
+#include "Flowspec/vocab/NumericalRange.h"
+#include "Vek/Rows.h"
+
+namespace Flowspec {
+
+namespace {
+
+using Vek::constant;
+using Vek::derived;
+using Vek::Field;
+using Vek::operation;
+using Vek::property;
+
+constexpr Vek::Enumerator ipVersionRows[] = { { 1, "ipv4" }, { 2, "ipv6" } };
+constexpr Vek::EnumInfo ipVersionInfo{ IpVersion::typeName, ipVersionRows };
+
+// What a word and a decoded term have in common stands under the same names in both.
+constexpr Field matchOpValRows[] = {
+   property< &MatchOpVal::storage >( 2, "storage" ),
+   derived< &MatchOpVal::matchType >( 3, "matchType" ),
+   derived< &MatchOpVal::op >( 4, "op" ),
+   derived< &MatchOpVal::val >( 5, "val" ),
+   operation< &MatchOpVal::toStrep >( 6, "toStrep" ),
+};
+constexpr Field matchOpValIndexRows[] = {
+   property< &MatchOpValIndex::value >( 2, "value" ),
+   constant< &MatchOpValIndex::min >( 3, "min" ),
+   constant< &MatchOpValIndex::max >( 4, "max" ),
+};
+constexpr Field matchOpValResultRows[] = {
+   property< &MatchOpValResult::matchType >( 2, "matchType" ),
+   property< &MatchOpValResult::op >( 3, "op" ),
+   property< &MatchOpValResult::val32 >( 4, "val32" ),
+   property< &MatchOpValResult::nextIndex >( 5, "nextIndex" ),
+   operation< &MatchOpValResult::toStrep >( 6, "toStrep" ),
+};
+constexpr Field numericalRangeRows[] = {
+   property< &NumericalRange::rangeMin >( 2, "rangeMin" ),
+   property< &NumericalRange::rangeMax >( 3, "rangeMax" ),
+   constant< &NumericalRange::min >( 4, "min" ),
+   constant< &NumericalRange::invalidValue >( 5, "invalidValue" ),
+   operation< &NumericalRange::isValid >( 6, "isValid" ),
+   operation< &NumericalRange::contains >( 7, "contains", "value" ),
+   operation< &NumericalRange::isRangeOverlap >( 8, "isRangeOverlap", "otherRange" ),
+   operation< &NumericalRange::rangeIntersection >( 9, "rangeIntersection", "otherRange" ),
+   operation< &NumericalRange::rangeUnion >( 10, "rangeUnion", "otherRange" ),
+   operation< &NumericalRange::matchCompTypeMax >( 11, "matchCompTypeMax", "matchCompType" ),
+   operation< &NumericalRange::toStrep >( 12, "toStrep" ),
+};
+constexpr Field ipBitMaskRows[] = {
+   property< &IpBitMask::matchAll >( 2, "matchAll" ),
+   property< &IpBitMask::val >( 3, "val" ),
+   property< &IpBitMask::mask >( 4, "mask" ),
+   constant< &IpBitMask::supportedIpBits >( 5, "supportedIpBits" ),
+   constant< &IpBitMask::lastBit >( 6, "lastBit" ),
+   constant< &IpBitMask::maskForAllBits >( 7, "maskForAllBits" ),
+   operation< &IpBitMask::isValid >( 8, "isValid" ),
+   operation< &IpBitMask::toStrep >( 9, "toStrep" ),
+   operation< &IpBitMask::toStrepCli >( 10, "toStrepCli" ),
+};
+constexpr Field tcpBitMaskRows[] = {
+   property< &TcpBitMask::matchAll >( 2, "matchAll" ),
+   property< &TcpBitMask::val >( 3, "val" ),
+   property< &TcpBitMask::mask >( 4, "mask" ),
+   constant< &TcpBitMask::supportedTcpBits >( 5, "supportedTcpBits" ),
+   constant< &TcpBitMask::lastBit >( 6, "lastBit" ),
+   constant< &TcpBitMask::maskForAllBits >( 7, "maskForAllBits" ),
+   operation< &TcpBitMask::toStrep >( 8, "toStrep" ),
+   operation< &TcpBitMask::toStrepCli >( 9, "toStrepCli" ),
+};
+constexpr Field flowspecUtilRows[] = {
+   operation< &FlowspecUtil::compTypeToLabel >( 2, "compTypeToLabel", "compType" ),
+   operation< &FlowspecUtil::compTypeToDetailLabel >( 3, "compTypeToDetailLabel", "compType" ),
+   operation< &FlowspecUtil::dscpMeaningFromValue >( 4, "dscpMeaningFromValue", "value" ),
+   operation< &FlowspecUtil::findInterfaceSet >( 5, "findInterfaceSet", "text" ),
+};
+
+consteval Vek::TypeInfo ipVersionType() {
+   Vek::TypeInfo info = Vek::plainInfo< IpVersion >();
+   info.kind = Vek::TypeKind::enumeration;
+   info.enumeration = &ipVersionInfo;
+   return info;
+}
+
+consteval Vek::TypeInfo utilityType() {
+   Vek::TypeInfo info = Vek::valueInfo< FlowspecUtil >( flowspecUtilRows );
+   info.kind = Vek::TypeKind::utility;
+   return info;
+}
+
+} // namespace
+
+constinit const Vek::TypeInfo matchCompTypeTypeInfo = Vek::enumerationInfo< MatchCompType >();
+constinit const Vek::TypeInfo ipVersionTypeInfo = ipVersionType();
+constinit const Vek::TypeInfo ipBitTypeInfo = Vek::enumerationInfo< IpBitMask::IpBit >();
+constinit const Vek::TypeInfo tcpBitTypeInfo = Vek::enumerationInfo< TcpBitMask::TcpBit >();
+
+constinit const Vek::TypeInfo matchOpValTypeInfo =
+   Vek::valueInfo< MatchOpVal, U32 >( matchOpValRows );
+constinit const Vek::TypeInfo matchOpValIndexInfo =
+   Vek::valueInfo< MatchOpValIndex, U16 >( matchOpValIndexRows );
+constinit const Vek::TypeInfo matchOpValResultInfo =
+   Vek::valueInfo< MatchOpValResult, MatchCompType, U8, U32, MatchOpValIndex >(
+      matchOpValResultRows );
+constinit const Vek::TypeInfo numericalRangeInfo =
+   Vek::valueInfo< NumericalRange, U32, U32 >( numericalRangeRows );
+constinit const Vek::TypeInfo ipBitMaskInfo =
+   Vek::valueInfo< IpBitMask, bool, U16, U16 >( ipBitMaskRows );
+constinit const Vek::TypeInfo tcpBitMaskInfo =
+   Vek::valueInfo< TcpBitMask, bool, U16, U16 >( tcpBitMaskRows );
+constinit const Vek::TypeInfo flowspecUtilInfo = utilityType();
+
+} // namespace Flowspec

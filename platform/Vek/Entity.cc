@@ -1,0 +1,122 @@
+#include "Vek/Entity.h"
+
+namespace Vek {
+
+namespace {
+
+// The next observation of a delivery that is under way, so that one which ends meanwhile can be
+// stepped over. Deliveries nest.
+struct Delivery {
+   Observation* next;
+   Delivery* outer;
+};
+thread_local constinit Delivery* deliveries = nullptr;
+
+constexpr Field entityRows[] = {
+   derived< &Entity::parentReference >( 257, "parent" ),
+};
+
+constexpr Field namedEntityRows[] = {
+   derived< &NamedEntity::name >( 256, "name" ),
+};
+
+} // namespace
+
+constinit const TypeInfo Entity::baseInfo{ .name = "Vek::Entity", .rows = entityRows };
+
+constinit const TypeInfo NamedEntity::baseInfo{
+   .name = "Vek::NamedEntity", .rows = namedEntityRows, .base = &Entity::baseInfo };
+
+Observation::Observation( Entity& entity, Observer& observer )
+   : entity_( &entity ), observer_( &observer ), next_( entity.observations_ ) {
+   if ( next_ ) {
+      next_->previous_ = this;
+   }
+   entity.observations_ = this;
+}
+
+Observation::Observation( Observation&& other ) noexcept { take( other ); }
+
+Observation& Observation::operator=( Observation&& other ) noexcept {
+   if ( this != &other ) {
+      end();
+      take( other );
+   }
+   return *this;
+}
+
+void Observation::take( Observation& other ) {
+   entity_ = std::exchange( other.entity_, nullptr );
+   observer_ = other.observer_;
+   next_ = std::exchange( other.next_, nullptr );
+   previous_ = std::exchange( other.previous_, nullptr );
+   if ( !entity_ ) {
+      return;
+   }
+   ( previous_ ? previous_->next_ : entity_->observations_ ) = this;
+   if ( next_ ) {
+      next_->previous_ = this;
+   }
+   for ( Delivery* delivery = deliveries; delivery; delivery = delivery->outer ) {
+      if ( delivery->next == &other ) {
+         delivery->next = this;
+      }
+   }
+}
+
+void Observation::end() {
+   if ( !entity_ ) {
+      return;
+   }
+   for ( Delivery* delivery = deliveries; delivery; delivery = delivery->outer ) {
+      if ( delivery->next == this ) {
+         delivery->next = next_;
+      }
+   }
+   ( previous_ ? previous_->next_ : entity_->observations_ ) = next_;
+   if ( next_ ) {
+      next_->previous_ = previous_;
+   }
+   entity_ = nullptr;
+   next_ = nullptr;
+   previous_ = nullptr;
+}
+
+void Entity::publish( const Field& field, const void* key, const void* oldValue ) {
+   const Ptr< Entity > hold( this );
+   Delivery delivery{ observations_, deliveries };
+   deliveries = &delivery;
+   const Change change{ *this, field, key, oldValue };
+   while ( Observation* const observation = delivery.next ) {
+      delivery.next = observation->next_;
+      observation->observer_->onChange( change );
+   }
+   deliveries = delivery.outer;
+}
+
+Entity::~Entity() {
+   while ( observations_ ) {
+      observations_->end();
+   }
+}
+
+void Entity::destroy() const {
+   const TypeInfo& info = typeInfo();
+   void* const object = const_cast< void* >( dynamic_cast< const void* >( this ) );
+   // Children that others still hold lose their link before their owner goes.
+   info.forEachField( [&]( const Field& row ) {
+      if ( row.kind == FieldKind::children ) {
+         row.collection->visit( object, []( const void*, const void* child ) {
+            abandon( *static_cast< Entity* >( const_cast< void* >( child ) ) );
+         } );
+      } else if ( row.kind == FieldKind::child ) {
+         if ( const void* const child = row.stored( object ) ) {
+            abandon( *static_cast< Entity* >( const_cast< void* >( child ) ) );
+         }
+      }
+   } );
+   this->~Entity();
+   info.allocator->free( object );
+}
+
+} // namespace Vek

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "Vek/TypeRegistry.h"
+
+namespace Zorv {
+
+/// The network types, for the registry.
+extern OSK_EXPORT Vek::Module zorvModule;
+
+} // namespace Zorv

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "Vek/TypeRegistry.h"
+
+namespace PolicyMap {
+
+/// The types of this library, for the registry.
+extern constinit Vek::Module module;
+
+} // namespace PolicyMap
