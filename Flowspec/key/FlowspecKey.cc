@@ -9,6 +9,10 @@ namespace Flowspec {
 
 static_assert( sizeof( FlowspecKey ) <= 160 );
 
+FlowspecKey::FlowspecKey( const Vek::String& ) {
+   OSK_ASSERT( false, "\"No String constructor for FlowspecKey - has collection\" == nullptr" );
+}
+
 FlowspecKey::FlowspecKey( FlowspecKey&& other ) noexcept
    : head_( std::exchange( other.head_, Head() ) ), words_( std::move( other.words_ ) ),
      interfaceSets_( std::move( other.interfaceSets_ ) ) {}
