@@ -1,0 +1,123 @@
+#include "Flowspec/key/FlowspecKey.h"
+
+#include <bit>
+
+namespace Flowspec {
+
+namespace {
+
+__extension__ using U128 = unsigned __int128;
+
+// The beginning of a string of bits, 128 of them. Attributes are appended in the order in which
+// keys are compared, each as a code of which none begins another and that orders as the attribute
+// does; so the strings order as the keys do, and so do their beginnings. What is frequent in rules
+// has a short code, so that as many attributes as possible find room.
+class OrderedBits {
+public:
+   bool full() const { return left_ <= 0; }
+
+   // Appends the `count` low bits of `value`, 64 at the most; the others are 0.
+   void put( U64 value, int count ) {
+      left_ -= count;
+      bits_ |= left_ >= 0 ? U128{ value } << left_ : U128{ value } >> std::min( -left_, 127 );
+   }
+
+   Vek::Discriminator value() const {
+      return { static_cast< U64 >( bits_ >> 64 ), static_cast< U64 >( bits_ ) };
+   }
+
+private:
+   U128 bits_ = 0;
+   int left_ = 128;
+};
+
+void putVrf( OrderedBits& bits, Vrf::VrfIdMap::VrfId id ) {
+   if ( id < 1U << 7 ) {
+      bits.put( id, 8 );
+   } else if ( id < 1U << 14 ) {
+      bits.put( U64{ 0b10 } << 14 | id, 16 );
+   } else if ( id < Vrf::VrfIdMap::invalid() ) {
+      bits.put( U64{ 0b110 } << 24 | id, 27 );
+   } else if ( id == Vrf::VrfIdMap::invalid() ) {
+      bits.put( 0b1110, 4 );
+   } else {
+      bits.put( U64{ 0b1111 } << 32 | id, 36 );
+   }
+}
+
+void putFamily( OrderedBits& bits, Zorv::AddressFamily family ) {
+   const U8 number = static_cast< U8 >( family );
+   if ( number < 3 ) {
+      bits.put( number, 2 );
+   } else {
+      bits.put( U64{ 3 } << 8 | number, 10 );
+   }
+}
+
+void putPrefix( OrderedBits& bits, const Zorv::IpGenPrefix& prefix ) {
+   if ( prefix.empty() ) {
+      bits.put( 1, 1 );
+   } else if ( prefix.family() == Zorv::AddressFamily::ipv4 ) {
+      // How many prefixes come before this one. Address and length side by side would take more.
+      const U64 address = prefix.address().ipv4Value();
+      const U64 ones = static_cast< U64 >( std::popcount( address ) );
+      bits.put( 2 * address - ones + prefix.length(), 2 + 33 );
+   } else {
+      bits.put( 1, 2 );
+      const auto& bytes = prefix.address().bytes();
+      for ( std::size_t i = 0; i < bytes.size() && !bits.full(); i += 2 ) {
+         const U64 group = U64{ bytes[i] } << 8 | bytes[i + 1];
+         group == 0 ? bits.put( 0, 1 ) : bits.put( U64{ 1 } << 16 | group, 17 );
+      }
+      bits.put( prefix.length(), 8 );
+   }
+}
+
+// A word whose index is its place, as in all keys without gaps, takes no room for the index.
+void putWord( OrderedBits& bits, U64 member, std::size_t place ) {
+   if ( member >> 32 != place ) {
+      bits.put( 0b10, 2 );
+      bits.put( member, 48 );
+      return;
+   }
+   const MatchOpVal word( static_cast< U32 >( member ) );
+   const U64 type = static_cast< U8 >( word.matchType() );
+   if ( type > 14 ) {
+      bits.put( 0b01111, 5 );
+      bits.put( word.storage(), 32 );
+      return;
+   }
+   bits.put( type << 8 | word.op(), 13 );
+   if ( ( word.op() & OpBits::len ) != 0 ) {
+      bits.put( word.val(), 16 );
+   } else if ( word.val() <= 0xFF ) {
+      bits.put( word.val(), 9 );
+   } else {
+      bits.put( U64{ 1 } << 16 | word.val(), 17 );
+   }
+}
+
+} // namespace
+
+Vek::Discriminator FlowspecKeyOrder::discriminator( const FlowspecKey& key ) {
+   OrderedBits bits;
+   putVrf( bits, key.vrfId() );
+   putFamily( bits, key.addressFamily() );
+   putPrefix( bits, key.destPrefix() );
+   putPrefix( bits, key.srcPrefix() );
+   const auto words = key.matchOpVal().packed();
+   for ( std::size_t i = 0; i < words.size(); ++i ) {
+      if ( bits.full() ) {
+         return bits.value();
+      }
+      putWord( bits, words[i], i );
+   }
+   bits.put( 0b11, 2 );
+   for ( const U16 id : key.interfaceSet() ) {
+      bits.put( id, 17 );
+   }
+   bits.put( 1, 1 );
+   return bits.value();
+}
+
+} // namespace Flowspec
