@@ -53,17 +53,18 @@ struct Operators {
 
    constexpr explicit Operators( bool bitmask ) {
       std::fill_n( bits, 256, none );
-      bits['='] = OpBits::eq;
-      bits['&'] = OpBits::andPrevious;
-      bits['|'] = 0;
+      at( '=' ) = OpBits::eq;
+      at( '&' ) = OpBits::andPrevious;
+      at( '|' ) = 0;
       if ( bitmask ) {
-         bits['!'] = OpBits::invert;
+         at( '!' ) = OpBits::invert;
       } else {
-         bits['<'] = OpBits::lt;
-         bits['>'] = OpBits::gt;
+         at( '<' ) = OpBits::lt;
+         at( '>' ) = OpBits::gt;
       }
    }
 
+   constexpr U8& at( char c ) { return bits[static_cast< U8 >( c )]; }
    U8 operator[]( char c ) const { return bits[static_cast< U8 >( c )]; }
 };
 constexpr Operators numericOperators( false );
