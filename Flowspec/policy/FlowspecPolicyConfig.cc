@@ -172,11 +172,13 @@ FlowspecPolicyConfig::FlowspecPolicyConfig( const Vek::String& name ) : EntityOf
 
 Vek::Ptr< FlowspecPolicyActionContainer >
 FlowspecPolicyConfig::actionsIs( const Vek::String& name ) {
-   if ( !actions_ ) {
-      onlyChildIs< Table, &FlowspecPolicyConfig::actions_ >(
-         flowspecPolicyActionContainerFactory( name ) );
+   if ( actions_ ) {
+      return actions_;
    }
-   return actions_;
+   // An observer may drop the container again, and this entity with it.
+   const auto made = flowspecPolicyActionContainerFactory( name );
+   onlyChildIs< Table, &FlowspecPolicyConfig::actions_ >( made );
+   return made;
 }
 
 void FlowspecPolicyConfig::actionsDel() {

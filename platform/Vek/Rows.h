@@ -29,21 +29,26 @@ struct MemberPointer< T C::* > {
    using Type = T;
 };
 
+/// The type in which reflection hands over a parameter or a result: a view of text is a string.
+template < typename T >
+using Handed = std::conditional_t< std::is_same_v< std::remove_cvref_t< T >, std::string_view >,
+                                   String, std::remove_cvref_t< T > >;
+
 template < typename T >
 struct Function;
 template < typename C, typename R, typename... A >
 struct Function< R ( C::* )( A... ) > {
    using Class = C;
-   using Result = std::remove_cvref_t< R >;
-   using Parameters = std::tuple< std::remove_cvref_t< A >... >;
+   using Result = Handed< R >;
+   using Parameters = std::tuple< Handed< A >... >;
 };
 template < typename C, typename R, typename... A >
 struct Function< R ( C::* )( A... ) const > : Function< R ( C::* )( A... ) > {};
 template < typename R, typename... A >
 struct Function< R ( * )( A... ) > {
    using Class = void;
-   using Result = std::remove_cvref_t< R >;
-   using Parameters = std::tuple< std::remove_cvref_t< A >... >;
+   using Result = Handed< R >;
+   using Parameters = std::tuple< Handed< A >... >;
 };
 
 template < typename T >

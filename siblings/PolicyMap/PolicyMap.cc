@@ -108,6 +108,7 @@ void Config::cmapTypeIs( const Vek::String& cmapType ) {
 }
 
 void Config::pmapTypeIs( const Vek::String& pmapType, U32 mapType ) {
+   const Vek::Ptr< Config > hold( this );
    put< Table, &Config::pmapType_ >( pmapType );
    put< Table, &Config::mapType_ >( mapType );
 }
