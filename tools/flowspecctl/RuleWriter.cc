@@ -73,13 +73,11 @@ std::vector< Form > formsOf( const KeyOptions& options ) {
 RuleWriter::RuleWriter( const KeyOptions& options, Output& output )
    : options_( options ), output_( output ), forms_( formsOf( options ) ) {
    if ( options.table ) {
-      std::vector< std::string_view > headings;
-      std::vector< unsigned > shares;
+      std::vector< Table::Column > columns;
       for ( const Form form : forms_ ) {
-         headings.push_back( info( form ).name );
-         shares.push_back( info( form ).share );
+         columns.push_back( { info( form ).name, info( form ).share } );
       }
-      table_ = Table::filling( lineWidth(), headings, shares );
+      table_ = Table::filling( lineWidth(), std::move( columns ) );
       table_->appendHeading( output.text() );
    }
 }

@@ -8,16 +8,16 @@ namespace Flowspec::Tools {
 namespace {
 
 constexpr FormInfo infos[] = {
-   { Form::cli, "cli", true, false, false, 30 },
-   { Form::cliLen, "cli-len", true, false, false, 30 },
-   { Form::rd, "rd", true, true, false, 30 },
-   { Form::rdLen, "rd-len", true, true, false, 30 },
-   { Form::value, "value", true, false, true, 40 },
-   { Form::diag, "diag", true, false, true, 40 },
-   { Form::json, "json", true, false, true, 50 },
-   { Form::detail, "detail", false, false, false, 40 },
-   { Form::rdDetail, "rd-detail", false, true, false, 40 },
-   { Form::words, "words", false, false, false, 22 },
+   { "cli", 30, Form::cli, true, false, false },
+   { "cli-len", 30, Form::cliLen, true, false, false },
+   { "rd", 30, Form::rd, true, true, false },
+   { "rd-len", 30, Form::rdLen, true, true, false },
+   { "value", 40, Form::value, true, false, true },
+   { "diag", 40, Form::diag, true, false, true },
+   { "json", 50, Form::json, true, false, true },
+   { "detail", 40, Form::detail, false, false, false },
+   { "rd-detail", 40, Form::rdDetail, false, true, false },
+   { "words", 22, Form::words, false, false, false },
 };
 
 // The words as they stand in the key, in hexadecimal: type, operator and value can be told apart.

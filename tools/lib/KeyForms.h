@@ -10,12 +10,12 @@ namespace Flowspec::Tools {
 enum class Form : U8 { cli, cliLen, rd, rdLen, value, diag, json, detail, rdDetail, words };
 
 struct FormInfo {
-   Form form;
    std::string_view name;
+   U32 share; ///< of a table's width, beside other forms
+   Form form;
    bool readable;    ///< `readRule` takes it
    bool hasRd;       ///< a distinguisher stands in front
    bool hasInstance; ///< holds the VRF, the address family and the interface sets
-   U32 share;        ///< of a table's width, beside other forms
 };
 
 /// All forms, in the order of their numbers.

@@ -1,7 +1,6 @@
 #include "tools/lib/Table.h"
 
 #include <algorithm>
-#include <numeric>
 
 namespace Flowspec::Tools {
 
@@ -32,14 +31,16 @@ std::string_view takeLine( std::string_view& text, std::size_t width ) {
 
 } // namespace
 
-Table Table::filling( std::size_t width, std::span< const std::string_view > headings,
-                      std::span< const unsigned > shares ) {
-   const std::size_t gaps = gap * ( headings.size() - 1 );
+Table Table::filling( std::size_t width, std::vector< Column > columns ) {
+   std::size_t gaps = 0;
+   std::size_t shares = 0;
+   for ( const Column& column : columns ) {
+      gaps += shares > 0 ? gap : 0;
+      shares += column.width;
+   }
    const std::size_t room = width > gaps ? width - gaps : 0;
-   const std::size_t all = std::accumulate( shares.begin(), shares.end(), std::size_t{ 0 } );
-   std::vector< Column > columns;
-   for ( std::size_t i = 0; i < headings.size(); ++i ) {
-      columns.push_back( { headings[i], std::max( room * shares[i] / all, leastWidth ) } );
+   for ( Column& column : columns ) {
+      column.width = std::max( room * column.width / shares, leastWidth );
    }
    return Table( std::move( columns ) );
 }

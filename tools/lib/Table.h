@@ -19,10 +19,9 @@ public:
 
    explicit Table( std::vector< Column > columns ) : columns_( std::move( columns ) ) {}
 
-   /// Columns that fill `width`, blanks between them included, in proportion to `shares`; each has
-   /// room for a word in hexadecimal.
-   static Table filling( std::size_t width, std::span< const std::string_view > headings,
-                         std::span< const unsigned > shares );
+   /// Columns that fill `width`, blanks between them included; the `width` of each of `columns` is
+   /// its share, above 0. Each has room for a word in hexadecimal.
+   static Table filling( std::size_t width, std::vector< Column > columns );
 
    void appendHeading( Vek::String& out ) const;
 

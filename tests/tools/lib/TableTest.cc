@@ -58,15 +58,14 @@ TEST( Table, TheLastOfFewerCellsTakesOverTheRest ) {
 }
 
 TEST( Table, FillingSharesTheWidth ) {
-   const std::string_view headings[] = { "a", "b", "c" };
-   const unsigned shares[] = { 1, 2, 3 };
+   const std::vector< Table::Column > columns{ { "a", 1 }, { "b", 2 }, { "c", 3 } };
    Vek::String out;
-   Table::filling( 100, headings, shares ).appendHeading( out );
+   Table::filling( 100, columns ).appendHeading( out );
    EXPECT_EQ( out, "a" + Vek::String( 17, ' ' ) + "b" + Vek::String( 33, ' ' ) + "c\n" +
                       Vek::String( 16, '-' ) + "  " + Vek::String( 32, '-' ) + "  " +
                       Vek::String( 48, '-' ) + "\n" );
    out.clear();
-   Table::filling( 20, headings, shares ).appendHeading( out );
+   Table::filling( 20, columns ).appendHeading( out );
    EXPECT_EQ( out, "a           b           c\n----------  ----------  ----------\n" );
 }
 
