@@ -126,7 +126,7 @@ std::vector< BitMask > both( const std::vector< BitMask >& a, const std::vector<
       }
    }
    std::ranges::sort( result );
-   result.erase( std::ranges::unique( result ).begin(), result.end() );
+   result.erase( std::unique( result.begin(), result.end() ), result.end() );
    return result;
 }
 

@@ -1,3 +1,4 @@
+#include "Classification/StructuredFilter.h"
 #include "Flowspec/key/FlowspecKey.h"
 #include "Flowspec/types/Types.h"
 #include "Vek/Rows.h"
@@ -59,6 +60,7 @@ constexpr Vek::Field rows[] = {
    operation< &K::copyInStrCliWithRd >( 23, "copyInStrCliWithRd", "text", "includesValueLength" ),
    operation< &K::copyInStringValue >( 24, "copyInStringValue", "text" ),
    operation< &K::copyInStr >( 25, "copyInStr", "text" ),
+   operation< &K::copyInStructuredFilter >( 26, "copyInStructuredFilter", "filter" ),
 };
 static_assert( Vek::idsAscend( rows ) );
 

@@ -22,7 +22,7 @@ constexpr Field namedEntityRows[] = {
 
 } // namespace
 
-constinit const TypeInfo Entity::baseInfo{ .name = "Vek::Entity", .rows = entityRows };
+constinit const TypeInfo Entity::baseInfo{ .name = Entity::typeName, .rows = entityRows };
 
 constinit const TypeInfo NamedEntity::baseInfo{
    .name = "Vek::NamedEntity", .rows = namedEntityRows, .base = &Entity::baseInfo };

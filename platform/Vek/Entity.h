@@ -18,6 +18,8 @@ namespace Vek {
 /// changes. They keep the entity alive while they publish.
 class OSK_EXPORT Entity : public Counted {
 public:
+   static constexpr std::string_view typeName = "Vek::Entity";
+
    virtual const TypeInfo& typeInfo() const = 0;
 
    /// The entity in whose collection this one is; null for roots, and after removal.

@@ -5,7 +5,6 @@
 #include <concepts>
 #include <cstddef>
 #include <functional>
-#include <string_view>
 #include <utility>
 
 /// Intrusive reference counts. Counts are changed atomically only in the thread-safe mode.
@@ -60,7 +59,7 @@ private:
 template < typename T >
 class Ptr {
 public:
-   static constexpr std::string_view typeName = "Vek::Ptr";
+   using Object = T;
 
    constexpr Ptr() = default;
    constexpr Ptr( std::nullptr_t ) {}

@@ -30,7 +30,8 @@ struct ValueType {
 
 namespace detail {
 
-/// The name of a type: of the runtime's plain types, of an enumeration, or the type's own.
+/// The name of a type: of the runtime's plain types, of an enumeration, or the type's own; a
+/// counted reference goes by the name of its object.
 template < typename T >
 constexpr std::string_view typeName() {
    if constexpr ( std::is_same_v< T, bool > ) {
@@ -49,12 +50,14 @@ constexpr std::string_view typeName() {
       return "float";
    } else if constexpr ( std::is_same_v< T, double > ) {
       return "Vek::Duration";
-   } else if constexpr ( std::is_same_v< T, String > || std::is_same_v< T, std::string_view > ) {
+   } else if constexpr ( std::is_same_v< T, String > ) {
       return "Vek::String";
    } else if constexpr ( NamedEnum< T > ) {
       return enumInfo( T{} ).type;
    } else if constexpr ( std::is_enum_v< T > ) {
       return typeNameOf( T{} );
+   } else if constexpr ( requires { typename T::Object; } ) {
+      return std::remove_const_t< typename T::Object >::typeName;
    } else {
       return T::typeName;
    }

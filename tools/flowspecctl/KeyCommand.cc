@@ -2,18 +2,10 @@
 
 #include "Vek/Text.h"
 #include "tools/flowspecctl/RuleWriter.h"
-#include "tools/lib/Diagnostics.h"
-#include "tools/lib/LineReader.h"
-#include "tools/lib/Terminal.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <deque>
 #include <unordered_set>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace Flowspec::Tools {
 
@@ -32,23 +24,14 @@ struct RuleEqual {
    bool operator()( const Rule* a, const Rule* b ) const { return *a == *b; }
 };
 
-bool isPassedOver( std::string_view line ) {
-   const std::size_t first = line.find_first_not_of( " \t\r\v\f" );
-   return first == line.npos || line[first] == '#';
-}
-
-class KeyRun {
+class KeyRun : private LineSink {
 public:
    KeyRun( const KeyOptions& options, Output& output )
-      : options_( options ), output_( output ), writer_( options, output ) {}
+      : options_( options ), output_( output ), input_( *this, output ),
+        writer_( options, output ) {}
 
    bool run() {
-      if ( options_.files.empty() ) {
-         readFile( "-" );
-      }
-      for ( const Vek::String& file : options_.files ) {
-         readFile( file );
-      }
+      good_ = input_.read( options_.files ) && good_;
       if ( options_.sort ) {
          writeSorted();
       }
@@ -57,51 +40,7 @@ public:
    }
 
 private:
-   void readFile( const Vek::String& file ) {
-      const bool standardInput = file == "-";
-      const int fd = standardInput ? STDIN_FILENO : ::open( file.c_str(), O_RDONLY | O_CLOEXEC );
-      if ( fd < 0 ) {
-         badFile( file, "cannot open" );
-         return;
-      }
-      readLines( fd, standardInput ? std::string_view( "<stdin>" ) : file );
-      if ( !standardInput ) {
-         ::close( fd );
-      }
-   }
-
-   void readLines( int fd, std::string_view file ) {
-      // What is known so far goes out before a wait for more.
-      LineReader reader( fd, [&] {
-         output_.flush();
-         progress_.at( bytes_ + reader.bytesRead(), lines_ + reader.lineNumber() );
-      } );
-      std::string_view line;
-      for ( ;; ) {
-         switch ( reader.next( line ) ) {
-         case LineReader::Result::line:
-            if ( !isPassedOver( line ) ) {
-               readLine( { file, reader.lineNumber() }, line );
-            }
-            continue;
-         case LineReader::Result::tooLong:
-            badLine( { file, reader.lineNumber() }, line,
-                     Vek::concat( "the line is longer than ", LineReader::maxLine, " bytes" ) );
-            continue;
-         case LineReader::Result::failed:
-            errno = reader.error();
-            badFile( file, "cannot read" );
-            break;
-         case LineReader::Result::end:
-            break;
-         }
-         break;
-      }
-      bytes_ += reader.bytesRead();
-      lines_ += reader.lineNumber();
-   }
-
-   void readLine( const Place& place, std::string_view line ) {
+   void line( const Place& place, std::string_view line ) override {
       clear( rule_.key );
       rule_.rd = options_.rd;
       if ( options_.vrfId ) {
@@ -121,6 +60,12 @@ private:
       } else {
          writer_.good( place, rule_ );
       }
+   }
+
+   void badLine( const Place& place, std::string_view line, std::string_view message ) override {
+      good_ = false;
+      input_.clearProgress();
+      writer_.bad( place, line, message );
    }
 
    void keep( const Place& place ) {
@@ -150,30 +95,13 @@ private:
       }
    }
 
-   void badLine( const Place& place, std::string_view line, std::string_view message ) {
-      good_ = false;
-      progress_.clear();
-      writer_.bad( place, line, message );
-   }
-
-   void badFile( std::string_view file, std::string_view what ) {
-      const Vek::String message =
-         Vek::concat( what, ": ", std::string_view( std::strerror( errno ) ) );
-      good_ = false;
-      progress_.clear();
-      output_.flush();
-      reportFile( file, message );
-   }
-
    const KeyOptions& options_;
    Output& output_;
+   InputFiles input_;
    RuleWriter writer_;
-   Progress progress_;
    Rule rule_; // in work; its memory is used again
    std::deque< Kept > kept_;
    std::unordered_set< const Rule*, RuleHash, RuleEqual > seen_;
-   U64 bytes_ = 0; // of the files before
-   U64 lines_ = 0;
    bool good_ = true;
 };
 

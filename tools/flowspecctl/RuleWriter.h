@@ -1,15 +1,10 @@
 #pragma once
 
 #include "tools/flowspecctl/KeyCommand.h"
+#include "tools/lib/InputFiles.h"
 #include "tools/lib/Table.h"
 
 namespace Flowspec::Tools {
-
-/// Where a rule stands in the input.
-struct Place {
-   std::string_view file;
-   U64 line;
-};
 
 /// Writes the rules of one run in the layout that the options ask for: a line each with the forms
 /// between tabs, a JSON object each, or a table. Bad lines are rows and objects too where the

@@ -1,5 +1,8 @@
 #include "Vek/Text.h"
+#include "tools/flowspecctl/CheckCommand.h"
+#include "tools/flowspecctl/ConvertCommand.h"
 #include "tools/flowspecctl/KeyCommand.h"
+#include "tools/flowspecctl/TypesCommand.h"
 #include "tools/flowspecctl/VocabCommand.h"
 #include "tools/lib/Diagnostics.h"
 
@@ -70,11 +73,40 @@ std::optional< std::vector< Form > > formList( std::string_view names ) {
    return list;
 }
 
+constexpr const char* exitStatus =
+   "Exit status: 0 when all lines were good, 1 when one was not, 2 for wrong usage.";
+
+void addFrom( CLI::App& command, Form& from ) {
+   addOption( command, "--from", "FORM", "Form of the input, cli when not given", readableForm,
+              "one of " + formNames( true ), [&]( Form form ) { from = form; } );
+}
+
+void addVrf( CLI::App& command, std::optional< Vrf::VrfIdMap::VrfId >& vrfId ) {
+   addOption(
+      command, "--vrf", "NUMBER", "VRF for rules whose form has none",
+      []( std::string_view text ) {
+         return Vek::decimal( text, std::numeric_limits< U32 >::max() );
+      },
+      "a whole number from 0 to 4294967295",
+      [&]( U64 number ) { vrfId = static_cast< U32 >( number ); } );
+}
+
+void addFamily( CLI::App& command, std::optional< Zorv::AddressFamily >& family ) {
+   addOption( command, "--family", "FAMILY",
+              "Address family, ipv4 or ipv6, for rules whose form has none", Zorv::addressFamily,
+              "an address family", [&]( Zorv::AddressFamily value ) { family = value; } );
+}
+
+void addFiles( CLI::App& command, std::vector< Vek::String >& files ) {
+   command.add_option( "FILE", files, "Files to read; standard input when there is none, or -" )
+      ->type_name( "" );
+   command.footer( exitStatus );
+}
+
 void addKeyCommand( CLI::App& app, KeyOptions& options ) {
    CLI::App& key = *app.add_subcommand(
       "key", "Read rule keys, one a line, check them and write them in other forms" );
-   addOption( key, "--from", "FORM", "Form of the input, cli when not given", readableForm,
-              "one of " + formNames( true ), [&]( Form form ) { options.from = form; } );
+   addFrom( key, options.from );
    addOption( key, "--to", "FORM,...",
               "Forms of the output, with tabs between them; that of the input when not given",
               formList, "a list of " + formNames( false ),
@@ -86,19 +118,35 @@ void addKeyCommand( CLI::App& app, KeyOptions& options ) {
    addOption( key, "--rd", "RD", "Distinguisher for rules that have none",
               Zorv::RouteDistinguisher::fromText, "a route distinguisher",
               [&]( Zorv::RouteDistinguisher rd ) { options.rd = rd; } );
+   addVrf( key, options.vrfId );
+   addFamily( key, options.family );
+   addFiles( key, options.files );
+}
+
+CLI::App& addCheckCommand( CLI::App& app, CheckOptions& options ) {
+   CLI::App& check = *app.add_subcommand(
+      "check", "Tell whether packets can match a rule, and the protocols that it asks for" );
+   addFrom( check, options.from );
+   check.add_flag( "--json", options.json, "Write an object for each line" );
+   addFamily( check, options.family );
+   addFiles( check, options.files );
+   return check;
+}
+
+CLI::App& addConvertCommand( CLI::App& app, ConvertOptions& options ) {
+   CLI::App& convert = *app.add_subcommand(
+      "convert", "Turn structured filters, a JSON object a line, into rule keys" );
    addOption(
-      key, "--vrf", "NUMBER", "VRF for rules whose form has none",
-      []( std::string_view text ) {
-         return Vek::decimal( text, std::numeric_limits< U32 >::max() );
+      convert, "--to", "FORM", "Form of the output, cli when not given",
+      []( std::string_view name ) {
+         const auto form = formOf( name );
+         return form && !info( *form ).hasRd ? form : std::nullopt;
       },
-      "a whole number from 0 to 4294967295",
-      [&]( U64 vrfId ) { options.vrfId = static_cast< U32 >( vrfId ); } );
-   addOption( key, "--family", "FAMILY",
-              "Address family, ipv4 or ipv6, for rules whose form has none", Zorv::addressFamily,
-              "an address family", [&]( Zorv::AddressFamily family ) { options.family = family; } );
-   key.add_option( "FILE", options.files, "Files to read; standard input when there is none, or -" )
-      ->type_name( "" );
-   key.footer( "Exit status: 0 when all lines were good, 1 when one was not, 2 for wrong usage." );
+      "a form without a route distinguisher", [&]( Form form ) { options.to = form; } );
+   addVrf( convert, options.vrfId );
+   addFamily( convert, options.family );
+   addFiles( convert, options.files );
+   return convert;
 }
 
 int misused( std::string_view message ) {
@@ -117,6 +165,15 @@ int run( int argc, char** argv, Output& output ) {
    CLI::App& vocab = *app.add_subcommand( "vocab", "Show the component types and the DSCP names" );
    bool json = false;
    vocab.add_flag( "--json", json, "As one JSON object" );
+   CheckOptions checkOptions;
+   const CLI::App& check = addCheckCommand( app, checkOptions );
+   ConvertOptions convertOptions;
+   const CLI::App& convert = addConvertCommand( app, convertOptions );
+   CLI::App& types = *app.add_subcommand( "types", "Show the type registry, or one type of it" );
+   Vek::String typeName;
+   types.add_option( "TYPE", typeName, "Name of a type, such as Flowspec::RuleConfig" )
+      ->type_name( "" );
+   types.add_flag( "--json", json, "As one JSON object" );
    try {
       app.parse( argc, argv );
    } catch ( const CLI::CallForHelp& ) {
@@ -131,6 +188,15 @@ int run( int argc, char** argv, Output& output ) {
    if ( vocab.parsed() ) {
       runVocab( json, output );
       return allGood;
+   }
+   if ( check.parsed() ) {
+      return runCheck( checkOptions, output ) ? allGood : someBad;
+   }
+   if ( convert.parsed() ) {
+      return runConvert( convertOptions, output ) ? allGood : someBad;
+   }
+   if ( types.parsed() ) {
+      return runTypes( typeName, json, output ) ? allGood : someBad;
    }
    if ( const Reason reason = contradiction( keyOptions ) ) {
       return misused( *reason );

@@ -1,0 +1,86 @@
+#include "tools/lib/InputFiles.h"
+
+#include "Vek/Text.h"
+#include "tools/lib/Diagnostics.h"
+#include "tools/lib/LineReader.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace Flowspec::Tools {
+
+namespace {
+
+bool isPassedOver( std::string_view line ) {
+   const std::size_t first = line.find_first_not_of( " \t\r\v\f" );
+   return first == line.npos || line[first] == '#';
+}
+
+} // namespace
+
+bool InputFiles::read( const std::vector< Vek::String >& files ) {
+   if ( files.empty() ) {
+      readFile( "-" );
+   }
+   for ( const Vek::String& file : files ) {
+      readFile( file );
+   }
+   return good_;
+}
+
+void InputFiles::readFile( const Vek::String& file ) {
+   const bool standardInput = file == "-";
+   const int fd = standardInput ? STDIN_FILENO : ::open( file.c_str(), O_RDONLY | O_CLOEXEC );
+   if ( fd < 0 ) {
+      badFile( file, "cannot open" );
+      return;
+   }
+   readLines( fd, standardInput ? std::string_view( "<stdin>" ) : file );
+   if ( !standardInput ) {
+      ::close( fd );
+   }
+}
+
+void InputFiles::readLines( int fd, std::string_view file ) {
+   LineReader reader( fd, [&] {
+      output_.flush();
+      progress_.at( bytes_ + reader.bytesRead(), lines_ + reader.lineNumber() );
+   } );
+   std::string_view line;
+   for ( ;; ) {
+      switch ( reader.next( line ) ) {
+      case LineReader::Result::line:
+         if ( !isPassedOver( line ) ) {
+            sink_.line( { file, reader.lineNumber() }, line );
+         }
+         continue;
+      case LineReader::Result::tooLong:
+         sink_.badLine( { file, reader.lineNumber() }, line,
+                        Vek::concat( "the line is longer than ", LineReader::maxLine, " bytes" ) );
+         continue;
+      case LineReader::Result::failed:
+         errno = reader.error();
+         badFile( file, "cannot read" );
+         break;
+      case LineReader::Result::end:
+         break;
+      }
+      break;
+   }
+   bytes_ += reader.bytesRead();
+   lines_ += reader.lineNumber();
+}
+
+void InputFiles::badFile( std::string_view file, std::string_view what ) {
+   const Vek::String message =
+      Vek::concat( what, ": ", std::string_view( std::strerror( errno ) ) );
+   good_ = false;
+   progress_.clear();
+   output_.flush();
+   reportFile( file, message );
+}
+
+} // namespace Flowspec::Tools

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "Osk/Types.h"
+#include "Vek/Text.h"
+
+#include <initializer_list>
+
+#include <nlohmann/json.hpp>
+
+/// Reading JSON objects whose members are known, with complaints that name the member.
+namespace Flowspec::Tools::JsonMembers {
+
+using Json = nlohmann::json;
+
+/// What is wrong, in words that name the member. Raised by everything below.
+struct BadJson {
+   Vek::String reason;
+};
+
+template < typename... Parts >
+[[noreturn]] void fail( const Parts&... parts ) {
+   throw BadJson{ Vek::concat( parts... ) };
+}
+
+/// The one object that all of `text` is. Values are nested at most `maxDepth` deep, and no object
+/// has two members of one name; `what` names what the object should be.
+Json parsedObject( std::string_view text, int maxDepth, std::string_view what );
+
+/// Every member of `object` is among `known`. Here and below `where` stands in front of names.
+void checkMembers( const Json& object, const Vek::String& where,
+                   std::initializer_list< std::string_view > known );
+
+/// The member, which must be there.
+const Json& member( const Json& object, const Vek::String& where, const char* name );
+
+/// A whole number from 0 to `max`.
+U32 number( const Json& json, const Vek::String& name, U64 max );
+const Vek::String& string( const Json& json, const Vek::String& name );
+const Json& array( const Json& json, const Vek::String& name );
+
+/// Calls `read( element, name )` for each element of an array.
+template < typename Read >
+void forEachElement( const Json& json, const Vek::String& name, Read read ) {
+   std::size_t position = 0;
+   for ( const Json& element : array( json, name ) ) {
+      read( element, Vek::concat( name, '[', position++, ']' ) );
+   }
+}
+
+} // namespace Flowspec::Tools::JsonMembers
