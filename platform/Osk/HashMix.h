@@ -13,17 +13,18 @@ namespace Osk {
 class HashMix {
 public:
    /// Feeds a 2-byte quantity.
-   constexpr void mix( U16 v ) { mix( U64{ v }, U64{ 2 } ); }
+   constexpr void mix( U16 v ) { add( v, 2 ); }
 
    /// Feeds a 4-byte quantity.
-   constexpr void mix( U32 v ) { mix( U64{ v }, U64{ 4 } ); }
+   constexpr void mix( U32 v ) { add( v, 4 ); }
 
    /// Feeds an 8-byte quantity.
-   constexpr void mix( U64 v ) { mix( v, U64{ 8 } ); }
+   constexpr void mix( U64 v ) { add( v, 8 ); }
 
-   /// Feeds two 8-byte quantities at the price of one.
+   /// Feeds two 8-byte quantities at little more than the price of one.
    constexpr void mix( U64 first, U64 second ) {
-      sum_ += fold( first ^ secret_, second + ( secret_ ^ pairSecret ) );
+      // Without the quantities themselves a factor of 0 would swallow the other one.
+      sum_ += folded( first, second ) ^ first ^ second;
       secret_ += step;
    }
 
@@ -42,6 +43,15 @@ private:
       __extension__ using U128 = unsigned __int128;
       const U128 product = U128{ a } * b;
       return static_cast< U64 >( product ) ^ static_cast< U64 >( product >> 64 );
+   }
+
+   constexpr U64 folded( U64 first, U64 second ) const {
+      return fold( first ^ secret_, second + ( secret_ ^ pairSecret ) );
+   }
+
+   constexpr void add( U64 v, U64 width ) {
+      sum_ += folded( v, width );
+      secret_ += step;
    }
 
    U64 sum_ = 0;

@@ -208,6 +208,13 @@ const Structure structures[] = {
    { "topBitsU64", []( HashMix& mix, U32 i ) { mixDigits< U64 >( mix, i, 2, 20, 63 ); } },
    { "pairs", []( HashMix& mix, U32 i ) { mix.mix( U64{ i % 1000 }, U64{ i / 1000 } ); } },
    { "pairsOfOpposites", []( HashMix& mix, U32 i ) { mix.mix( U64{ i }, U64{ 0 } - i ); } },
+   // The values that make a factor of the first multiplication 0.
+   { "besideTheFirstSecret",
+     []( HashMix& mix, U32 i ) { mix.mix( U64{ 0xE7037ED1A0B428DB }, U64{ i } ); } },
+   { "besideTheSecondSecret",
+     []( HashMix& mix, U32 i ) {
+        mix.mix( U64{ i }, 0 - ( 0xE7037ED1A0B428DB ^ 0xA0761D6478BD642F ) );
+     } },
    { "hostsOfAnIpv6Prefix",
      []( HashMix& mix, U32 i ) { mix.mix( U64{ 0x20010DB800000000 }, U64{ i } ); } },
    { "ipv6Prefixes48",
