@@ -16,8 +16,15 @@ inline void require( bool agree, const std::string& subject ) {
    }
 }
 
-/// Calls `work` with each item of `items` in every iteration, and reports the CPU time of one call
-/// as the counter "perItem", in seconds.
+/// Reports the CPU time of one of the `items` of every iteration as the counter "perItem", in
+/// seconds.
+inline void perItemCounter( benchmark::State& state, std::size_t items ) {
+   using benchmark::Counter;
+   state.counters["perItem"] = Counter( static_cast< double >( items ),
+                                        Counter::kIsIterationInvariantRate | Counter::kInvert );
+}
+
+/// Calls `work` with each item of `items` in every iteration, and reports the CPU time of one call.
 template < typename Items, typename Work >
 void perItem( benchmark::State& state, const Items& items, Work work ) {
    for ( auto _ : state ) {
@@ -25,9 +32,7 @@ void perItem( benchmark::State& state, const Items& items, Work work ) {
          work( item );
       }
    }
-   using benchmark::Counter;
-   state.counters["perItem"] = Counter( static_cast< double >( items.size() ),
-                                        Counter::kIsIterationInvariantRate | Counter::kInvert );
+   perItemCounter( state, items.size() );
 }
 
 } // namespace Bench
