@@ -1,0 +1,17 @@
+#include "fuzz/Check.h"
+#include "tools/lib/KeyJson.h"
+
+extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t* data, std::size_t size ) {
+   Flowspec::FlowspecKey key;
+   if ( Flowspec::Tools::readKeyJson( Fuzz::text( data, size ), key ) ) {
+      return 0;
+   }
+   Fuzz::checkForms( key );
+   Fuzz::require( !Flowspec::Tools::unwritableJson( key ), "what was read has no holes" );
+   Vek::String written;
+   Flowspec::Tools::appendKeyJson( written, key );
+   Flowspec::FlowspecKey read;
+   Fuzz::require( !Flowspec::Tools::readKeyJson( written, read ) && read == key,
+                  "the key reads back" );
+   return 0;
+}
