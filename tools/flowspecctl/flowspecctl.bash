@@ -9,24 +9,29 @@ _flowspecctl() {
    local command=
    (( COMP_CWORD < 2 )) || command=${COMP_WORDS[1]}
    case $command:$previous in
-   key:--from) words=$readable ;;
+   key:--from | check:--from) words=$readable ;;
    key:--to)
       # A list: completes what stands behind the last comma.
       words="$readable detail rd-detail words"
       [[ $current != *,* ]] || front=${current%,*},
       ;;
-   key:--family) words='ipv4 ipv6' ;;
-   key:--rd | key:--vrf) return ;;
-   key:*)
+   convert:--to) words='cli cli-len value diag json detail words' ;;
+   key:--family | check:--family | convert:--family) words='ipv4 ipv6' ;;
+   key:--rd | key:--vrf | convert:--vrf) return ;;
+   key:* | check:* | convert:*)
       if [[ $current != -* ]]; then
          compopt -o filenames
          mapfile -t COMPREPLY < <( compgen -f -- "$current" )
          return
       fi
-      words='--from --to --sort --unique --json --table --rd --vrf --family --help'
+      case $command in
+      key) words='--from --to --sort --unique --json --table --rd --vrf --family --help' ;;
+      check) words='--from --json --family --help' ;;
+      convert) words='--to --vrf --family --help' ;;
+      esac
       ;;
-   vocab:*) words='--json --help' ;;
-   *) words='key vocab --help --version' ;;
+   vocab:* | types:*) words='--json --help' ;;
+   *) words='key check convert vocab types --help --version' ;;
    esac
    mapfile -t COMPREPLY < <( compgen -P "$front" -W "$words" -- "${current#"$front"}" )
 }

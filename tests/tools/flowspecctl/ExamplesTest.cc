@@ -189,10 +189,10 @@ TEST( Examples, TheDemonstrationTakesNoArguments ) {
    EXPECT_EQ( result.err, "usage: script/demo\n" );
 }
 
-TEST( Examples, AndAllThatIsWrittenAsJsonMeetTheSchema ) {
+TEST( Examples, AndAllThatIsWrittenOrReadAsJsonMeetTheSchemas ) {
    const Result result = TestSupport::run(
       { .command = { "python3", "tests/tools/flowspecctl/schema.py", flowspecctlPath(),
-                     "docs/key.schema.json", "examples/rules" } } );
+                     "docs/key.schema.json", "docs/filter.schema.json", "examples/rules" } } );
    EXPECT_EQ( result.out, "" );
    EXPECT_EQ( result.err, "" );
    EXPECT_EQ( result.status, 0 );

@@ -34,14 +34,17 @@ TEST( Manual, HasEveryOption ) {
    for ( std::size_t at; ( at = text.find( '\\' ) ) != text.npos; ) {
       text.erase( at, 1 );
    }
-   const Vek::String help = flowspecctl( { "key", "--help" } ).out;
    std::size_t options = 0;
-   for ( std::size_t at = 0; ( at = help.find( "\n  --", at ) ) != help.npos; ++at ) {
-      const Vek::String option = help.substr( at + 3, help.find( ' ', at + 3 ) - at - 3 );
-      EXPECT_NE( text.find( option ), text.npos ) << option;
-      ++options;
+   for ( const char* const command : { "key", "check", "convert", "vocab", "types" } ) {
+      EXPECT_NE( text.find( Vek::String( "flowspecctl\n.B " ) + command ), text.npos ) << command;
+      const Vek::String help = flowspecctl( { command, "--help" } ).out;
+      for ( std::size_t at = 0; ( at = help.find( "\n  --", at ) ) != help.npos; ++at ) {
+         const Vek::String option = help.substr( at + 3, help.find( ' ', at + 3 ) - at - 3 );
+         EXPECT_NE( text.find( option ), text.npos ) << option;
+         ++options;
+      }
    }
-   EXPECT_EQ( options, 9U );
+   EXPECT_EQ( options, 17U );
 }
 
 // What bash offers for a command line whose last word is being typed.
@@ -59,7 +62,7 @@ Vek::String completed( std::vector< Vek::String > words ) {
 }
 
 TEST( Completion, OffersCommandsOptionsFormsAndFiles ) {
-   EXPECT_EQ( completed( { "" } ), "key vocab --help --version\n" );
+   EXPECT_EQ( completed( { "" } ), "key check convert vocab types --help --version\n" );
    EXPECT_EQ( completed( { "key" } ), "key\n" );
    EXPECT_EQ( completed( { "key", "--" } ),
               "--from --to --sort --unique --json --table --rd --vrf --family --help\n" );
@@ -69,7 +72,16 @@ TEST( Completion, OffersCommandsOptionsFormsAndFiles ) {
    EXPECT_EQ( completed( { "key", "--family", "" } ), "ipv4 ipv6\n" );
    EXPECT_EQ( completed( { "key", "--rd", "" } ), "\n" );
    EXPECT_EQ( completed( { "key", "--sort", "examples/R" } ), "examples/README.md\n" );
+   EXPECT_EQ( completed( { "check", "--" } ), "--from --json --family --help\n" );
+   EXPECT_EQ( completed( { "check", "--from", "r" } ), "rd rd-len\n" );
+   EXPECT_EQ( completed( { "check", "examples/R" } ), "examples/README.md\n" );
+   EXPECT_EQ( completed( { "convert", "--" } ), "--to --vrf --family --help\n" );
+   EXPECT_EQ( completed( { "convert", "--to", "" } ),
+              "cli cli-len value diag json detail words\n" );
+   EXPECT_EQ( completed( { "convert", "--vrf", "" } ), "\n" );
+   EXPECT_EQ( completed( { "convert", "--family", "" } ), "ipv4 ipv6\n" );
    EXPECT_EQ( completed( { "vocab", "-" } ), "--json --help\n" );
+   EXPECT_EQ( completed( { "types", "-" } ), "--json --help\n" );
 }
 
 } // namespace

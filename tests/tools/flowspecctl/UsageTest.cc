@@ -28,7 +28,8 @@ TEST( Usage, HelpNamesEveryCommandAndOption ) {
       EXPECT_EQ( result.err, "" );
       return result.out;
    };
-   for ( const char* const text : { "Usage: flowspecctl", "--version", "key", "vocab" } ) {
+   for ( const char* const text :
+         { "Usage: flowspecctl", "--version", "key", "check", "convert", "vocab", "types" } ) {
       EXPECT_NE( help( { "--help" } ).find( text ), Vek::String::npos ) << text;
    }
    for ( const char* const text :

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Holds what flowspecctl writes, and what it reads, against the schema of a key.
+"""Holds what flowspecctl writes, and what it reads, against the schemas of a key and a filter.
 
-usage: schema.py FLOWSPECCTL SCHEMA RULES-FOLDER
+usage: schema.py FLOWSPECCTL KEY-SCHEMA FILTER-SCHEMA RULES-FOLDER
 """
 
 import copy
@@ -84,9 +84,71 @@ BAD = [
     (["terms", 0, "len"], 1),
 ]
 
+FILTER = {
+    "destPrefix": ["10.1.0.0/16"],
+    "srcPrefix": ["10.2.0.0/16"],
+    "protocols": [
+        {
+            "protocol": 6,
+            "ports": [{"srcPort": [[1024, 65535]], "destPort": [80, [8000, 8080]]}],
+            "icmpTypes": [{"type": 3, "codes": [1, [2, 4]]}],
+            "tcpFlags": [{"flag": 2, "mask": 18}],
+        }
+    ],
+    "length": [[64, 1500]],
+    "dscp": [46],
+    "fragment": "anyFragment",
+}
+IN_PROTOCOL = ["protocols", 0]
+GOOD_FILTERS = [
+    *[([name], KeyError) for name in FILTER],
+    *[([name], []) for name in FILTER if name != "fragment"],
+    *[(["fragment"], name) for name in (None, "firstFragment", "nonFirstFragment", "notFragment")],
+    *[([*IN_PROTOCOL, name], KeyError) for name in ("ports", "icmpTypes", "tcpFlags")],
+    ([*IN_PROTOCOL, "protocol"], [0, 255]),
+    ([*IN_PROTOCOL, "ports", 0], {}),
+    ([*IN_PROTOCOL, "icmpTypes", 0, "codes"], KeyError),
+    ([*IN_PROTOCOL, "icmpTypes", 0, "type"], [0, 255]),
+    ([*IN_PROTOCOL, "tcpFlags", 0, "mask"], 255),
+    (["srcPrefix", 0], "2001:DB8::/32"),
+    (["length", 0], 65535),
+    (["dscp", 0], [0, 63]),
+]
+BAD_FILTERS = [
+    *[([name], 1) for name in FILTER],
+    *[([name], None) for name in FILTER if name != "fragment"],
+    (["extra"], []),
+    (["destPrefix", 0], "*"),
+    (["destPrefix", 0], "10.0.0.0/08"),
+    (["srcPrefix", 0], None),
+    (["protocols", 0], 6),
+    ([*IN_PROTOCOL, "extra"], []),
+    ([*IN_PROTOCOL, "protocol"], KeyError),
+    ([*IN_PROTOCOL, "protocol"], 256),
+    ([*IN_PROTOCOL, "ports", 0], 80),
+    ([*IN_PROTOCOL, "ports", 0, "extra"], []),
+    ([*IN_PROTOCOL, "ports", 0, "srcPort"], 80),
+    ([*IN_PROTOCOL, "ports", 0, "srcPort", 0], 65536),
+    ([*IN_PROTOCOL, "ports", 0, "destPort", 1, 1], 65536),
+    ([*IN_PROTOCOL, "icmpTypes", 0, "type"], KeyError),
+    ([*IN_PROTOCOL, "icmpTypes", 0, "type"], 256),
+    ([*IN_PROTOCOL, "icmpTypes", 0, "codes", 0], 256),
+    ([*IN_PROTOCOL, "icmpTypes", 0, "extra"], []),
+    ([*IN_PROTOCOL, "tcpFlags", 0, "flag"], KeyError),
+    ([*IN_PROTOCOL, "tcpFlags", 0, "mask"], KeyError),
+    ([*IN_PROTOCOL, "tcpFlags", 0, "flag"], 256),
+    ([*IN_PROTOCOL, "tcpFlags", 0, "mask"], -1),
+    ([*IN_PROTOCOL, "tcpFlags", 0, "extra"], 0),
+    (["length", 0], [64]),
+    (["length", 0], [64, 65, 66]),
+    (["length", 0], 1.5),
+    (["dscp", 0], 64),
+    (["fragment"], "any"),
+]
 
-def changed(path, value):
-    key = copy.deepcopy(KEY)
+
+def changed(sound, path, value):
+    key = copy.deepcopy(sound)
     place = key
     for step in path[:-1]:
         place = place[step]
@@ -97,15 +159,17 @@ def changed(path, value):
     return key
 
 
-def main(program, schema_path, rules_folder):
+def main(program, schema_path, filter_schema_path, rules_folder):
     schema = json.loads(Path(schema_path).read_text())
     Draft202012Validator.check_schema(schema)
     key_schema = Draft202012Validator(schema)
+    filter_schema = Draft202012Validator(json.loads(Path(filter_schema_path).read_text()))
+    Draft202012Validator.check_schema(filter_schema.schema)
     line_schema = Draft202012Validator({**schema, "$ref": "#/$defs/line"})
 
-    def run(arguments, text):
+    def run(arguments, text, command="key"):
         return subprocess.run(
-            [program, "key", *arguments], input=text, capture_output=True, text=True, check=False
+            [program, command, *arguments], input=text, capture_output=True, text=True, check=False
         )
 
     faults = []
@@ -116,10 +180,18 @@ def main(program, schema_path, rules_folder):
 
     for expected, changes in ((True, GOOD), (False, BAD)):
         for path, value in changes:
-            key = changed(path, value)
+            key = changed(KEY, path, value)
             text = json.dumps(key)
             check(f"the schema on {text}", expected, key_schema.is_valid(key))
             check(f"flowspecctl on {text}", expected, run(["--from", "json"], text).returncode == 0)
+
+    for expected, changes in ((True, GOOD_FILTERS), (False, BAD_FILTERS)):
+        for path, value in changes:
+            packet_filter = changed(FILTER, path, value)
+            text = json.dumps(packet_filter)
+            check(f"the schema on {text}", expected, filter_schema.is_valid(packet_filter))
+            found = run([], text, "convert").returncode == 0
+            check(f"flowspecctl on {text}", expected, found)
 
     files = sorted(Path(rules_folder).glob("ipv[46]-*.jsonl"))
     check("files of rules", True, len(files) > 0)
@@ -152,6 +224,6 @@ def main(program, schema_path, rules_folder):
 
 
 if __name__ == "__main__":
-    if len(sys.argv) != 4:
+    if len(sys.argv) != 5:
         sys.exit(__doc__)
     sys.exit(main(*sys.argv[1:]))
