@@ -1,6 +1,6 @@
 #include "Flowspec/key/FlowspecKey.h"
 
-#include <bit>
+#include "Osk/Endian.h"
 
 namespace Flowspec {
 
@@ -14,21 +14,30 @@ __extension__ using U128 = unsigned __int128;
 // has a short code, so that as many attributes as possible find room.
 class OrderedBits {
 public:
-   bool full() const { return left_ <= 0; }
+   bool full() const { return used_ == size; }
 
-   // Appends the `count` low bits of `value`, 64 at the most; the others are 0.
+   // Appends the `count` low bits of `value`, 48 at the most; the others are 0.
    void put( U64 value, int count ) {
-      left_ -= count;
-      bits_ |= left_ >= 0 ? U128{ value } << left_ : U128{ value } >> std::min( -left_, 127 );
+      if ( used_ + count <= size ) [[likely]] {
+         bits_ = bits_ << count | value;
+         used_ += count;
+      } else {
+         bits_ = bits_ << ( size - used_ ) | value >> ( used_ + count - size );
+         used_ = size;
+      }
    }
 
+   // 0 behind what was appended, which is not nothing.
    Vek::Discriminator value() const {
-      return { static_cast< U64 >( bits_ >> 64 ), static_cast< U64 >( bits_ ) };
+      const U128 bits = bits_ << ( size - used_ );
+      return { static_cast< U64 >( bits >> 64 ), static_cast< U64 >( bits ) };
    }
 
 private:
+   static constexpr int size = 128;
+
    U128 bits_ = 0;
-   int left_ = 128;
+   int used_ = 0;
 };
 
 void putVrf( OrderedBits& bits, Vrf::VrfIdMap::VrfId id ) {
@@ -54,22 +63,25 @@ void putFamily( OrderedBits& bits, Zorv::AddressFamily family ) {
    }
 }
 
-void putPrefix( OrderedBits& bits, const Zorv::IpGenPrefix& prefix ) {
+OrderedBits withIpv6Prefix( OrderedBits bits, const Zorv::IpGenPrefix& prefix ) {
+   bits.put( 1, 2 );
+   const auto& bytes = prefix.address().bytes();
+   for ( std::size_t i = 0; i < bytes.size() && !bits.full(); i += 2 ) {
+      const U64 group = U64{ bytes[i] } << 8 | bytes[i + 1];
+      group == 0 ? bits.put( 0, 1 ) : bits.put( U64{ 1 } << 16 | group, 17 );
+   }
+   bits.put( prefix.length(), 8 );
+   return bits;
+}
+
+inline void putPrefix( OrderedBits& bits, const Zorv::IpGenPrefix& prefix ) {
    if ( prefix.empty() ) {
       bits.put( 1, 1 );
-   } else if ( prefix.family() == Zorv::AddressFamily::ipv4 ) {
-      // How many prefixes come before this one. Address and length side by side would take more.
-      const U64 address = prefix.address().ipv4Value();
-      const U64 ones = static_cast< U64 >( std::popcount( address ) );
-      bits.put( 2 * address - ones + prefix.length(), 2 + 33 );
+   } else if ( prefix.family() == Zorv::AddressFamily::ipv4 ) [[likely]] {
+      const U64 address = Osk::loadBig32( prefix.address().bytes().data() );
+      bits.put( address << 6 | prefix.length(), 2 + 32 + 6 );
    } else {
-      bits.put( 1, 2 );
-      const auto& bytes = prefix.address().bytes();
-      for ( std::size_t i = 0; i < bytes.size() && !bits.full(); i += 2 ) {
-         const U64 group = U64{ bytes[i] } << 8 | bytes[i + 1];
-         group == 0 ? bits.put( 0, 1 ) : bits.put( U64{ 1 } << 16 | group, 17 );
-      }
-      bits.put( prefix.length(), 8 );
+      bits = withIpv6Prefix( bits, prefix );
    }
 }
 

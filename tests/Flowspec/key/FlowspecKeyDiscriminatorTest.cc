@@ -129,23 +129,23 @@ TEST( FlowspecKeyDiscriminator, OrdersWordsWhereTheirCodesChange ) {
    expectAscending( keys );
 }
 
-TEST( FlowspecKeyDiscriminator, HoldsAnIpv4RulesDestinationProtocolAndPorts ) {
-   // A destination, a protocol and two ports are told apart down to the last port.
-   const auto rule = []( U32 vrf, U32 host, U32 port, U32 secondPort ) {
+TEST( FlowspecKeyDiscriminator, HoldsAnIpv4RulesDestinationProtocolAndPort ) {
+   const auto rule = []( U32 vrf, U32 protocol, U32 port, U32 secondPort ) {
       FlowspecKey key;
       key.vrfIdIs( vrf );
       key.addressFamilyIs( Zorv::AddressFamily::ipv4 );
-      key.destPrefixIs( { Zorv::IpGenAddr::ipv4( host ), 32 } );
-      key.setOpVal( 0, ipProto, 0x81, 6 );
+      key.destPrefixIs( { Zorv::IpGenAddr::ipv4( 0xFFFFFFFE ), 32 } );
+      key.setOpVal( 0, ipProto, 0x81, protocol );
       key.setOpVal( 1, destPort, 0x11, port );
       key.setOpVal( 2, destPort, 0x91, secondPort );
       return discriminator( key );
    };
-   EXPECT_LT( rule( 5, 0x0A000001, 80, 442 ), rule( 5, 0x0A000001, 80, 443 ) );
-   EXPECT_LT( rule( 5, 0x0A000001, 80, 443 ), rule( 5, 0x0A000001, 81, 443 ) );
-   EXPECT_LT( rule( 127, 0xFFFFFFFE, 80, 442 ), rule( 127, 0xFFFFFFFE, 80, 443 ) );
-   EXPECT_LT( rule( Vrf::VrfIdMap::invalid(), 1, 80, 442 ),
-              rule( Vrf::VrfIdMap::invalid(), 1, 80, 443 ) );
+   for ( const U32 vrf : { 0U, 127U, Vrf::VrfIdMap::invalid() } ) {
+      EXPECT_LT( rule( vrf, 6, 443, 80 ), rule( vrf, 7, 80, 80 ) );
+      EXPECT_LT( rule( vrf, 6, 79, 443 ), rule( vrf, 6, 80, 80 ) );
+      // The second port fits but for its last four bits.
+      EXPECT_LT( rule( vrf, 6, 80, 443 ), rule( vrf, 6, 80, 443 + 16 ) );
+   }
 }
 
 TEST( FlowspecKeyDiscriminator, DiffersForMostRules ) {
