@@ -1,0 +1,215 @@
+#include "Flowspec/config/CliConfig.h"
+#include "Flowspec/config/RuleConfig.h"
+#include "Flowspec/vocab/FlowspecUtil.h"
+#include "Vek/Inspect.h"
+#include "Vek/TypeRegistry.h"
+#include "tests/support/ExpectFailure.h"
+
+namespace Flowspec {
+namespace {
+
+using Vek::Any;
+using Vek::InspectAnswer;
+using enum Vek::InspectAnswer;
+
+using Arguments = std::vector< Any >;
+
+template < typename T >
+InspectAnswer inspect( T& value, std::optional< U16 > fieldId, unsigned code,
+                       const Arguments& arguments = {}, Any result = {} ) {
+   const Vek::FieldDescriptor field{ fieldId.value_or( 0 ) };
+   return inspectOperation( *Vek::TypeRegistry::find( Vek::valueType< T >.name ), &value,
+                            fieldId ? &field : nullptr, static_cast< U8 >( code ), arguments,
+                            result );
+}
+
+constexpr unsigned read = 0;
+constexpr unsigned write = 1;
+constexpr unsigned insert = 0;
+constexpr unsigned erase = 1;
+constexpr unsigned find = 3;
+constexpr unsigned call = 0;
+constexpr unsigned isSet = 11;
+constexpr unsigned isEqual = 12;
+
+/// Codes 11 and 12 on a value that differs from a default one.
+template < typename T >
+void checkWhole( T set ) {
+   SCOPED_TRACE( Vek::valueType< T >.name );
+   T none{};
+   bool answer = true;
+   EXPECT_EQ( inspect( none, {}, isSet, {}, Any::of( answer ) ), done );
+   EXPECT_FALSE( answer );
+   EXPECT_EQ( inspect( set, {}, isSet, {}, Any::of( answer ) ), done );
+   EXPECT_TRUE( answer );
+   EXPECT_EQ( inspect( set, {}, isEqual, { Any::of( none ) }, Any::of( answer ) ), done );
+   EXPECT_FALSE( answer );
+   T copy = set;
+   EXPECT_EQ( inspect( set, {}, isEqual, { Any::of( copy ) }, Any::of( answer ) ), done );
+   EXPECT_TRUE( answer );
+
+   U32 wrong = 1;
+   EXPECT_EQ( inspect( set, {}, isSet ), wrongArgument );
+   EXPECT_EQ( inspect( set, {}, isSet, {}, Any::of( wrong ) ), wrongArgument );
+   EXPECT_EQ( inspect( set, {}, isSet, { Any::of( copy ) }, Any::of( answer ) ), wrongArgument );
+   EXPECT_EQ( inspect( set, {}, isEqual, {}, Any::of( answer ) ), wrongArgument );
+   EXPECT_EQ( inspect( set, {}, isEqual, { Any::of( wrong ) }, Any::of( answer ) ), wrongArgument );
+   EXPECT_EQ( inspect( set, {}, isEqual, { Any::of( copy ), Any::of( copy ) }, Any::of( answer ) ),
+              wrongArgument );
+   EXPECT_EQ( inspect( set, {}, isEqual, { Any::of( copy ) } ), wrongArgument );
+   for ( unsigned code = 0; code < 256; ++code ) {
+      if ( code != isSet && code != isEqual ) {
+         EXPECT_EQ( inspect( set, {}, code, { Any::of( copy ) }, Any::of( answer ) ),
+                    noSuchOperation );
+      }
+   }
+   EXPECT_TRUE( answer );
+   EXPECT_EQ( set, copy );
+}
+
+TEST( InspectValue, IsSetAndIsEqual ) {
+   checkWhole( NumericalRange( 80, 443 ) );
+   checkWhole( IpBitMask( false, 1, 1 ) );
+   checkWhole( TcpBitMask( true, 2, 0x12 ) );
+   checkWhole( MatchOpVal( 5 ) );
+   checkWhole( MatchOpValIndex( 5 ) );
+   checkWhole( MatchOpValResult( port, 1, 2, 3 ) );
+   checkWhole( ActionFieldSet( 4 ) );
+   checkWhole( TrafficAction( 1 ) );
+   checkWhole( TrafficRedirect( 1, TrafficRedirectType::vrf, {}, {}, false ) );
+   checkWhole( FlowspecIntfSetId( 0 ) );
+   checkWhole( FlowspecIntfInterfaceSetConfig( Zorv::IntfId( 1 ) ) );
+   checkWhole( InterfaceEnableConfig( Zorv::IntfId( 1 ) ) );
+   checkWhole( MatchComponent( port ) );
+   checkWhole( destPort );
+   checkWhole( IpVersion( 1 ) );
+   FlowspecKey key;
+   key.interfaceSetPush( 1 );
+   checkWhole( key );
+}
+
+TEST( InspectValue, EntitiesHaveNoCodesAsAWhole ) {
+   const auto rule = ruleConfigFactory( FlowspecKey() );
+   bool answer = false;
+   for ( unsigned code = 0; code < 256; ++code ) {
+      EXPECT_EQ( inspectOperation( rule->typeInfo(), rule.get(), nullptr, static_cast< U8 >( code ),
+                                   {}, Any::of( answer ) ),
+                 noSuchOperation );
+   }
+}
+
+TEST( InspectValue, AttributesOfAKey ) {
+   FlowspecKey key;
+   U32 vrfId = 5;
+   EXPECT_EQ( inspect( key, 2, write, { Any::of( vrfId ) } ), done );
+   EXPECT_EQ( key.vrfId(), 5U );
+   Zorv::AddressFamily family = Zorv::AddressFamily::ipv6;
+   EXPECT_EQ( inspect( key, 3, write, { Any::of( family ) } ), done );
+   EXPECT_EQ( key.addressFamily(), Zorv::AddressFamily::ipv6 );
+   EXPECT_EQ( inspect( key, 3, write, { Any::of( vrfId ) } ), wrongArgument );
+   U32 got = 0;
+   EXPECT_EQ( inspect( key, 2, read, {}, Any::of( got ) ), done );
+   EXPECT_EQ( got, 5U );
+   for ( const U16 id : std::initializer_list< U16 >{ 0, 1, 27, 258, 65535 } ) {
+      EXPECT_EQ( inspect( key, id, read, {}, Any::of( got ) ), noSuchField );
+   }
+}
+
+TEST( InspectValue, CollectionsOfAKey ) {
+   FlowspecKey key;
+   MatchOpValIndex index( 0 );
+   MatchOpVal word( destPort, 0x91, 443 );
+   EXPECT_EQ( inspect( key, 6, insert, { Any::of( index ), Any::of( word ) } ), done );
+   EXPECT_EQ( key.matchOpVal( 0 ), word );
+   MatchOpVal got;
+   EXPECT_EQ( inspect( key, 6, find, { Any::of( index ) }, Any::of( got ) ), done );
+   EXPECT_EQ( got, word );
+   EXPECT_EQ( inspect( key, 6, erase, { Any::of( index ) } ), done );
+   EXPECT_EQ( key.matchOpVals(), 0U );
+   EXPECT_EQ( inspect( key, 6, find, { Any::of( index ) }, Any::of( got ) ), absent );
+
+   // Interface sets are overwritten at their positions, not inserted or erased.
+   key.interfaceSetPush( 3 );
+   U32 position = 0;
+   U16 id = 9;
+   EXPECT_EQ( inspect( key, 7, insert, { Any::of( position ), Any::of( id ) } ), done );
+   EXPECT_EQ( key.interfaceSet( 0 ), 9U );
+   EXPECT_EQ( inspect( key, 7, erase, { Any::of( position ) } ), readOnly );
+   position = 1;
+   EXPECT_THROW( inspect( key, 7, insert, { Any::of( position ), Any::of( id ) } ),
+                 Vek::VectorRangeException );
+   EXPECT_EQ( inspect( key, 7, find, { Any::of( position ) }, Any::of( id ) ), absent );
+   EXPECT_EQ( key.interfaceSets(), 1U );
+}
+
+TEST( InspectValue, ConstantsAndReadOnlyAttributes ) {
+   FlowspecKey key;
+   char separator = 0;
+   EXPECT_EQ( inspect( key, 8, read, {}, Any::of( separator ) ), done );
+   EXPECT_EQ( separator, ';' );
+   EXPECT_EQ( inspect( key, 8, write, { Any::of( separator ) } ), readOnly );
+   Vek::String anchor = "a text that is longer than what a string keeps inside";
+   EXPECT_EQ( inspect( key, 11, read, {}, Any::of( anchor ) ), done );
+   EXPECT_EQ( anchor, "Route Distinguisher: " );
+
+   NumericalRange range( 1, 2 );
+   U32 bound = 0;
+   EXPECT_EQ( inspect( range, 3, read, {}, Any::of( bound ) ), done );
+   EXPECT_EQ( bound, 2U );
+   EXPECT_EQ( inspect( range, 3, write, { Any::of( bound ) } ), readOnly );
+   EXPECT_EQ( inspect( range, 5, read, {}, Any::of( bound ) ), done );
+   EXPECT_EQ( bound, 16777216U );
+   EXPECT_EQ( range, NumericalRange( 1, 2 ) );
+}
+
+// Operations that take views of texts are handed strings.
+TEST( InspectValue, TextsAreStrings ) {
+   FlowspecUtil util;
+   Vek::String text = "5;ipv4;IFSET:=3,17;10.1.0.0/16;*;IP:=6;";
+   Vek::String found;
+   EXPECT_EQ( inspect( util, 5, call, { Any::of( text ) }, Any::of( found ) ), done );
+   EXPECT_EQ( found, "IFSET:=3,17;" );
+   MatchCompType type = destPort;
+   EXPECT_EQ( inspect( util, 3, call, { Any::of( type ) }, Any::of( found ) ), done );
+   EXPECT_EQ( found, "Destination Port" );
+
+   FlowspecKey key;
+   text = "10.1.0.0/16;*;IP:=6;DP:=80|=443;";
+   bool includesValueLength = false;
+   bool taken = false;
+   EXPECT_EQ( inspect( key, 22, call, { Any::of( text ), Any::of( includesValueLength ) },
+                       Any::of( taken ) ),
+              done );
+   EXPECT_TRUE( taken );
+   EXPECT_EQ( inspect( key, 17, call, { Any::of( includesValueLength ) }, Any::of( found ) ),
+              done );
+   EXPECT_EQ( found, text );
+}
+
+TEST( InspectValue, WhatASetterRaisesGoesThrough ) {
+   FlowspecKey key;
+   Vek::String text = "nothing of a key";
+   EXPECT_THROW( inspect( key, 25, call, { Any::of( text ) } ), Vek::RangeException );
+   EXPECT_EQ( key, FlowspecKey() );
+   U16 id = 0;
+   EXPECT_THROW( inspect( key, 15, call, {}, Any::of( id ) ), Vek::EmptyVectorException );
+}
+
+TEST( InspectValue, CollectionsOfAMatchComponent ) {
+   MatchComponent component( destPort );
+   NumericalRange range( 80, 443 );
+   EXPECT_EQ( inspect( component, 4, insert, { Any::of( range ) } ), done );
+   EXPECT_TRUE( component.numericalRange().contains( range ) );
+   EXPECT_EQ( inspect( component, 4, find, { Any::of( range ) } ), done );
+   EXPECT_EQ( inspect( component, 5, insert, { Any::of( range ) } ), wrongArgument );
+   MatchCompType type = port;
+   EXPECT_EQ( inspect( component, 2, write, { Any::of( type ) } ), readOnly );
+   EXPECT_EQ( inspect( component, 4, erase, { Any::of( range ) } ), done );
+   EXPECT_EQ( component, MatchComponent( destPort ) );
+   bool answer = false;
+   EXPECT_EQ( inspect( component, 8, call, {}, Any::of( answer ) ), done );
+   EXPECT_TRUE( answer );
+}
+
+} // namespace
+} // namespace Flowspec
