@@ -190,6 +190,11 @@ int run( int argc, char** argv, Output& output ) {
       return allGood;
    }
    if ( check.parsed() ) {
+      const FormInfo& from = info( checkOptions.from );
+      if ( checkOptions.family && from.hasInstance ) {
+         return misused(
+            Vek::concat( "--family is not for --from ", from.name, ": its rules have their own" ) );
+      }
       return runCheck( checkOptions, output ) ? allGood : someBad;
    }
    if ( convert.parsed() ) {

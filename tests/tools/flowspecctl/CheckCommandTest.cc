@@ -196,4 +196,11 @@ TEST( CheckCommand, ChecksItsOptions ) {
    EXPECT_EQ( family.status, 2 );
 }
 
+TEST( CheckCommand, FamilyIsNotForFormsThatHoldOne ) {
+   const Result result = flowspecctl( { "check", "--from", "value", "--family", "ipv4" } );
+   EXPECT_EQ( result.status, 2 );
+   EXPECT_EQ( result.err, "flowspecctl: error: --family is not for --from value: its rules have "
+                          "their own\nTry 'flowspecctl --help'.\n" );
+}
+
 } // namespace
