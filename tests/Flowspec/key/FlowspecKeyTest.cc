@@ -1,5 +1,6 @@
 #include "Flowspec/key/FlowspecKey.h"
 
+#include "tests/support/ExpectFailure.h"
 #include "tests/support/KeyGenerator.h"
 
 #include <functional>
@@ -220,6 +221,11 @@ TEST( FlowspecKey, AssigningAKeyToItselfKeepsIt ) {
       key = std::move( alias );
       EXPECT_EQ( key, original );
    }
+}
+
+TEST( FlowspecKeyDeathTest, HasNoConstructorFromText ) {
+   EXPECT_ASSERTION( FlowspecKey( Vek::String( "5;ipv4;*;*;" ) ),
+                     "\"No String constructor for FlowspecKey - has collection\" == nullptr" );
 }
 
 TEST( FlowspecKey, ConstantsOfTheTextForms ) {

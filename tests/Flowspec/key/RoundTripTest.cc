@@ -101,6 +101,37 @@ TEST( RoundTrip, KeyThatBreaksAConditionComesBackAsAnother ) {
    }
 }
 
+// Any operators and values, types that have labels.
+FlowspecKey labelledKey( KeyGenerator& generator ) {
+   FlowspecKey key;
+   U32 index = 0;
+   for ( U64 i = generator.below( 8 ); i > 0; --i ) {
+      const U32 type = static_cast< U32 >( 3 + generator.below( generator.oneIn( 2 ) ? 11 : 2 ) );
+      const U32 op = static_cast< U32 >( generator.any() ) & 0xDF; // one or two bytes
+      key.matchOpValIs( index++, MatchOpVal( type << 24 | op << 16 | generator.number( 16 ) ) );
+   }
+   if ( index > 0 && generator.oneIn( 2 ) ) {
+      key.matchOpValIs( index++, MatchOpVal( 0x0DA00001 ) );
+      key.matchOpValIs( index++, MatchOpVal( static_cast< U32 >( generator.any() ) ) );
+   }
+   return key;
+}
+
+TEST( RoundTrip, WhatTheFirstRoundMakesOfAKeyTheSecondGivesBack ) {
+   KeyGenerator generator( 85 );
+   int changed = 0;
+   for ( int i = 0; i < rounds; ++i ) {
+      const FlowspecKey key = labelledKey( generator );
+      FlowspecKey first;
+      ASSERT_TRUE( first.copyInStrCli( key.toStrepCli( true ), true ) ) << key.toStrep();
+      FlowspecKey second;
+      ASSERT_TRUE( second.copyInStrCli( first.toStrepCli( true ), true ) ) << key.toStrep();
+      ASSERT_EQ( second, first ) << key.toStrep();
+      changed += first != key;
+   }
+   EXPECT_GT( changed, rounds / 2 );
+}
+
 TEST( RoundTrip, KeyThatTheValueFormCannotHoldIsRefused ) {
    for ( const char* diagnostic : {
             "5;ipv4;;;6;",            // a term without a type
