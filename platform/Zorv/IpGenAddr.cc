@@ -2,6 +2,7 @@
 
 #include "Osk/Endian.h"
 #include "Osk/HashMix.h"
+#include "Vek/Exceptions.h"
 
 namespace Zorv {
 
@@ -178,6 +179,14 @@ std::optional< IpGenAddr > IpGenAddr::fromText( std::string_view text ) {
       return IpGenAddr( AddressFamily::ipv6, bytes );
    }
    return std::nullopt;
+}
+
+void IpGenAddr::stringValueIs( std::string_view text ) {
+   const auto address = text.empty() ? IpGenAddr() : fromText( text );
+   if ( !address ) {
+      Vek::throwRange( Vek::concat( typeName, ": '", text, "' is not an address" ) );
+   }
+   *this = *address;
 }
 
 U32 IpGenAddr::ipv4Value() const { return Osk::loadBig32( bytes_.data() ); }

@@ -32,6 +32,10 @@ public:
    /// zeros) or IPv6 (RFC 4291 section 2.2, in all its forms). Nothing for anything else.
    static std::optional< IpGenAddr > fromText( std::string_view text );
 
+   /// Reads `text` as `fromText` does, and "" as the empty address; `RangeException`
+   /// "Zorv::IpGenAddr: '<text>' is not an address" otherwise, and then this one is unchanged.
+   void stringValueIs( std::string_view text );
+
    constexpr AddressFamily family() const { return family_; }
    constexpr const Bytes& bytes() const { return bytes_; }
    constexpr bool empty() const { return family_ == AddressFamily::none; }
