@@ -35,7 +35,9 @@ function( flowspec_library_part target module )
    flowspec_warnings( ${target} )
    target_compile_features( ${target} PUBLIC cxx_std_20 )
    target_compile_definitions( ${target} PRIVATE OSK_MODULE="${module}" )
-   target_compile_options( ${target} PRIVATE -fno-semantic-interposition )
+   # A library with unique symbols stays in the process when it is unloaded.
+   target_compile_options( ${target} PRIVATE -fno-semantic-interposition
+      $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique> )
    set_target_properties( ${target} PROPERTIES
       POSITION_INDEPENDENT_CODE ON
       CXX_VISIBILITY_PRESET hidden
