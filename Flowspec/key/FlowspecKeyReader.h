@@ -41,9 +41,9 @@ using KeyTextResult = std::optional< KeyTextError >;
 /// end. Any words are taken; see `unprintableTerm`.
 [[nodiscard]] OSK_EXPORT KeyTextResult readStrep( std::string_view text, FlowspecKey& key );
 
-/// The first term that the walk of a key, or one of the command-line, detail and value forms, would
-/// end the process or throw at: a type above 13, an 8-byte value, half of a 4-byte value, or a term
-/// that ends above index 2047. Nothing when all these forms can be written.
+/// The first term that the walk of a key, or one of its text forms, would end the process or throw
+/// at: a type above 13, an 8-byte value, half of a 4-byte value, or a term that ends above index
+/// 2047. Nothing when all forms can be written.
 struct UnprintableTerm {
    U16 index;
    const char* reason;
