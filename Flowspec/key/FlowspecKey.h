@@ -3,7 +3,6 @@
 #include "Flowspec/key/TermWords.h"
 #include "Flowspec/vocab/InterfaceSetId.h"
 #include "Vek/Discriminator.h"
-#include "Vek/Discriminator.h"
 #include "Vek/Ptr.h"
 #include "Vrf/VrfIdMap.h"
 #include "Zorv/IpGenPrefix.h"
