@@ -183,19 +183,24 @@ U32 FlowspecKey::prefixHash( const Zorv::IpGenPrefix& prefix ) {
 }
 
 U32 FlowspecKey::hash() const {
+   // VRF and family, then the reduced prefixes, as they stand in memory.
+   U64 head[2];
+   std::memcpy( head, &head_, sizeof head );
    Osk::HashMix mix;
-   mix.mix( U64{ vrfId() } << 32 | static_cast< U8 >( addressFamily() ),
-            U64{ prefixHash( destPrefix() ) } << 32 | prefixHash( srcPrefix() ) );
+   mix.mixSmall( head[0], head[1] );
    const auto words = words_.packed();
-   std::size_t i = 0;
-   for ( ; i + 1 < words.size(); i += 2 ) {
-      mix.mix( words[i], words[i + 1] );
+   const U64* word = words.data();
+   const U64* const end = word + words.size();
+   if ( words.size() % 2 == 1 ) {
+      mix.mixSmall( *word++, 0 );
    }
-   if ( i < words.size() ) {
-      mix.mix( words[i] );
+   for ( ; word != end; word += 2 ) {
+      mix.mixSmall( word[0], word[1] );
    }
-   for ( const U16 id : interfaceSets_ ) {
-      mix.mix( id );
+   if ( !interfaceSets_.empty() ) [[unlikely]] {
+      for ( const U16 id : interfaceSets_ ) {
+         mix.mix( id );
+      }
    }
    return mix.value();
 }

@@ -58,10 +58,16 @@ public:
 
    /// The empty prefix stands for any address.
    const Zorv::IpGenPrefix& destPrefix() const { return head_.destPrefix; }
-   void destPrefixIs( const Zorv::IpGenPrefix& prefix ) { head_.destPrefix = prefix; }
+   void destPrefixIs( const Zorv::IpGenPrefix& prefix ) {
+      head_.destPrefix = prefix;
+      head_.destPrefixHash = prefixHash( prefix );
+   }
 
    const Zorv::IpGenPrefix& srcPrefix() const { return head_.srcPrefix; }
-   void srcPrefixIs( const Zorv::IpGenPrefix& prefix ) { head_.srcPrefix = prefix; }
+   void srcPrefixIs( const Zorv::IpGenPrefix& prefix ) {
+      head_.srcPrefix = prefix;
+      head_.srcPrefixHash = prefixHash( prefix );
+   }
 
    /// All words, in the order of their indices.
    const VekMatchOpVal& matchOpVal() const { return words_; }
@@ -198,15 +204,20 @@ public:
    MatchOpValIndex copyInStructuredFilterDscp( const FilterPtr& filter, MatchOpValIndex index );
 
 private:
-   // Compared as memory; the padding is there to be equal.
+   // Compared as memory; the padding is there to be equal. What is in front of the prefixes is
+   // hashed as memory. The hashes of the prefixes are kept, as keys are hashed more often than
+   // their prefixes are set.
    struct Head {
       Vrf::VrfIdMap::VrfId vrfId = Vrf::VrfIdMap::invalid();
       Zorv::AddressFamily addressFamily = Zorv::AddressFamily::none;
+      U8 padding[3] = {};
+      U32 destPrefixHash = 0;
+      U32 srcPrefixHash = 0;
       Zorv::IpGenPrefix destPrefix;
       Zorv::IpGenPrefix srcPrefix;
-      U8 padding[7] = {};
+      U8 morePadding[4] = {};
    };
-   static_assert( sizeof( Head ) == 48 && std::has_unique_object_representations_v< Head > );
+   static_assert( sizeof( Head ) == 56 && std::has_unique_object_representations_v< Head > );
 
    Head head_;
    VekMatchOpVal words_;
