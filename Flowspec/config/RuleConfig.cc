@@ -51,9 +51,10 @@ void RuleConfig::trafficRateLimitIs( float trafficRateLimit ) {
    put< Table, &RuleConfig::trafficRateLimit_ >( trafficRateLimit );
 }
 
-MatchComponent RuleConfig::matchSet( MatchCompType compType ) const {
+const MatchComponent& RuleConfig::matchSet( MatchCompType compType ) const {
+   static const MatchComponent empty;
    const auto at = matchSet_.find( compType );
-   return at == matchSet_.end() ? MatchComponent() : at->second;
+   return at == matchSet_.end() ? empty : at->second;
 }
 
 void RuleConfig::matchSetIs( const MatchComponent& component ) {

@@ -29,9 +29,10 @@ public:
 
    /// The components, ascending by the number of their type.
    const MatchSet& matchSet() const { return matchSet_; }
-   /// The component of a type; an empty one of type `invalid` when there is none.
-   MatchComponent matchSet( MatchCompType compType ) const;
-   /// The same under the name that says so.
+   /// The component of a type, until the match set changes; an empty one of type `invalid` when
+   /// there is none.
+   const MatchComponent& matchSet( MatchCompType compType ) const;
+   /// A copy of it.
    MatchComponent matchSetGet( MatchCompType compType ) const { return matchSet( compType ); }
    /// Stores the component under its own type; publishes nothing when an equal one is stored.
    void matchSetIs( const MatchComponent& component );

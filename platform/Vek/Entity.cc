@@ -7,10 +7,18 @@ namespace {
 // The next observation of a delivery that is under way, so that one which ends meanwhile can be
 // stepped over. Deliveries nest.
 struct Delivery {
+   explicit Delivery( Observation* first );
+   Delivery( const Delivery& ) = delete;
+   Delivery& operator=( const Delivery& ) = delete;
+   ~Delivery();
+
    Observation* next;
    Delivery* outer;
 };
 thread_local constinit Delivery* deliveries = nullptr;
+
+Delivery::Delivery( Observation* first ) : next( first ), outer( deliveries ) { deliveries = this; }
+Delivery::~Delivery() { deliveries = outer; }
 
 constexpr Field entityRows[] = {
    derived< &Entity::parentReference >( 257, "parent" ),
@@ -84,14 +92,12 @@ void Observation::end() {
 
 void Entity::publish( const Field& field, const void* key, const void* oldValue ) {
    const Ptr< Entity > hold( this );
-   Delivery delivery{ observations_, deliveries };
-   deliveries = &delivery;
+   Delivery delivery( observations_ );
    const Change change{ *this, field, key, oldValue };
    while ( Observation* const observation = delivery.next ) {
       delivery.next = observation->next_;
       observation->observer_->onChange( change );
    }
-   deliveries = delivery.outer;
 }
 
 Entity::~Entity() {

@@ -4,9 +4,8 @@
 
 namespace Vek {
 
-/// The text of a value of any registered value type: the type's own, where it has one that can be
-/// read; else its stored attributes in declared order, each followed by ";", as in "80;443;" for a
-/// range.
+/// The text of a value of any registered value type: for one that is built from its attributes
+/// these in declared order, each followed by ";", as in "80;443;" for a range; else the type's own.
 OSK_EXPORT String valueText( const TypeInfo& type, const void* value );
 
 /// Builds a value of a registered type from that text. Invariants hold as in its constructor.
