@@ -55,7 +55,7 @@ public:
    bool isConfigDriven() const { return isConfigDriven_; }
    void isConfigDrivenIs( bool isConfigDriven );
 
-   struct Table;
+   struct OSK_HIDDEN Table;
 
 protected:
    ~CliConfig() override = default;

@@ -39,7 +39,7 @@ public:
    /// Writes the rules of all VRFs, indented by `indent` columns.
    void dumpState( Osk::DumpContext& context, U32 indent ) const;
 
-   struct Table;
+   struct OSK_HIDDEN Table;
 
 protected:
    ~Config() override = default;

@@ -26,7 +26,7 @@ public:
    /// Writes the rule and the component's number, indented by `indent` columns.
    void dumpState( Osk::DumpContext& context, U32 indent ) const;
 
-   struct Table;
+   struct OSK_HIDDEN Table;
 
 protected:
    ~InfeasibleRule() override = default;

@@ -28,7 +28,7 @@ public:
 
    constexpr auto operator<=>( const FlowspecIntfSetId& ) const = default;
 
-   struct Table;
+   struct OSK_HIDDEN Table;
 
 private:
    std::optional< U16 > intfSetId_;
@@ -68,7 +68,7 @@ public:
 
    bool operator==( const FlowspecIntfInterfaceSetConfig& ) const = default;
 
-   struct Table;
+   struct OSK_HIDDEN Table;
 
 private:
    Zorv::IntfId intfId_;
@@ -100,7 +100,7 @@ public:
 
    bool operator==( const InterfaceEnableConfig& ) const = default;
 
-   struct Table;
+   struct OSK_HIDDEN Table;
 
 private:
    Zorv::IntfId intfId_;

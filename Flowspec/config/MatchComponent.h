@@ -61,7 +61,7 @@ public:
 
    bool operator==( const MatchComponent& ) const = default;
 
-   struct Table;
+   struct OSK_HIDDEN Table;
 
 private:
    MatchCompType compType_ = invalid;

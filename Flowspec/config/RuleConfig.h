@@ -65,7 +65,7 @@ public:
    /// Writes the rule, its components and its actions, indented by `indent` columns.
    void dumpState( Osk::DumpContext& context, U32 indent ) const;
 
-   struct Table;
+   struct OSK_HIDDEN Table;
 
 protected:
    ~RuleConfig() override = default;

@@ -100,7 +100,7 @@ public:
 
    bool operator==( const TrafficRedirect& ) const = default;
 
-   struct Table;
+   struct OSK_HIDDEN Table;
 
 private:
    Vrf::VrfIdMap::VrfId vrfId_ = Vrf::VrfIdMap::invalid();

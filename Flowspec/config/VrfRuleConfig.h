@@ -52,7 +52,7 @@ public:
    /// Writes the VRF and its rules, indented by `indent` columns.
    void dumpState( Osk::DumpContext& context, U32 indent ) const;
 
-   struct Table;
+   struct OSK_HIDDEN Table;
 
 protected:
    ~VrfRuleConfig() override = default;

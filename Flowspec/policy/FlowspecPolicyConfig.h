@@ -21,7 +21,7 @@ public:
    /// Whether `other` is a redirect to the same route target.
    bool equalTo( const PolicyMap::Action& other ) const override;
 
-   struct Table;
+   struct OSK_HIDDEN Table;
 
 private:
    U64 vrfRt_;
@@ -79,7 +79,7 @@ public:
    void redirectVrfRtActionDel( Osk::UniqueId id );
    void redirectVrfRtActionDelAll();
 
-   struct Table;
+   struct OSK_HIDDEN Table;
 
 private:
    template < auto Member, typename Action, typename... Arguments >
@@ -108,7 +108,7 @@ public:
    Vek::Ptr< FlowspecPolicyActionContainer > actionsIs( const Vek::String& name );
    void actionsDel();
 
-   struct Table;
+   struct OSK_HIDDEN Table;
 
 private:
    Vek::Ptr< FlowspecPolicyActionContainer > actions_;

@@ -16,3 +16,6 @@ using S64 = std::int64_t;
 
 /// Marks what a shared library exports; everything else is hidden.
 #define OSK_EXPORT __attribute__( ( visibility( "default" ) ) )
+
+/// Keeps a member of an exported class to the library.
+#define OSK_HIDDEN __attribute__( ( visibility( "hidden" ) ) )

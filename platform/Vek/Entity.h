@@ -208,7 +208,7 @@ private:
 
    // A copy, as observers may change the collection while its members go.
    template < auto Member >
-   auto keysOf() {
+   OSK_HIDDEN auto keysOf() {
       std::vector< typename Access< Member >::Key > keys;
       Access< Member >::visit( self< Member >().*Member, [&]( const void* key, const void* ) {
          keys.push_back( *static_cast< const typename Access< Member >::Key* >( key ) );
@@ -229,8 +229,6 @@ public:
    static const TypeInfo baseInfo;
 
 protected:
-   struct Table;
-
    explicit NamedEntity( String name ) : name_( std::move( name ) ) {}
 
 private:

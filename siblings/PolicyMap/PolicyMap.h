@@ -63,7 +63,7 @@ public:
    /// its name and identifier.
    virtual bool equalTo( const Action& other ) const = 0;
 
-   struct Table;
+   struct OSK_HIDDEN Table;
 
 protected:
    Action( const Vek::String& name, Osk::UniqueId id, U32 actionType )
@@ -101,7 +101,7 @@ public:
 
    bool equalTo( const Action& other ) const override;
 
-   struct Table;
+   struct OSK_HIDDEN Table;
 
 private:
    PoliceRate rate_;
@@ -121,7 +121,7 @@ public:
 
    bool equalTo( const Action& other ) const override;
 
-   struct Table;
+   struct OSK_HIDDEN Table;
 
 private:
    Dscp dscp_;
@@ -152,7 +152,7 @@ public:
    /// The policy-map type with its number.
    void pmapTypeIs( const Vek::String& pmapType, U32 mapType );
 
-   struct Table;
+   struct OSK_HIDDEN Table;
 
 protected:
    using NamedEntity::NamedEntity;
