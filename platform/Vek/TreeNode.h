@@ -37,42 +37,59 @@ struct alignas( 64 ) NodeOrder {
       return n;
    }
 
-   /// How many entries come before a key with the discriminator `d`. `isBefore( i )` tells it of an
-   /// entry with an equal one.
-   template < typename IsBefore >
-   U32 position( Discriminator d, IsBefore isBefore ) const {
+   /// The entries with the discriminator `d`, from `first` to before `last`.
+   struct Range {
+      U32 first;
+      U32 last;
+   };
+   Range equalTo( Discriminator d ) const {
       U32 first = below( d.high );
+      while ( first < count && high[first] == d.high && low[first] < d.low ) {
+         ++first;
+      }
       U32 last = first;
-      while ( last < count && high[last] == d.high ) {
+      while ( last < count && high[last] == d.high && low[last] == d.low ) {
          ++last;
       }
-      while ( first < last ) {
-         const U32 middle = ( first + last ) / 2;
-         if ( low[middle] < d.low || ( low[middle] == d.low && isBefore( middle ) ) ) {
-            first = middle + 1;
+      return { first, last };
+   }
+
+   /// The first entry of a range for which `isBefore( i )` does not hold, or its end.
+   template < typename IsBefore >
+   static U32 firstNotBefore( Range range, IsBefore isBefore ) {
+      while ( range.first < range.last ) {
+         const U32 middle = ( range.first + range.last ) / 2;
+         if ( isBefore( middle ) ) {
+            range.first = middle + 1;
          } else {
-            last = middle;
+            range.last = middle;
          }
       }
-      return first;
+      return range.first;
    }
 };
 
-/// A node with an item beside each discriminator: children, or the values of a leaf. It neither
-/// constructs nor destroys them.
+/// A node with an item beside each discriminator: children, or the values of a leaf.
 template < typename T >
 struct Node : NodeOrder {
    static_assert( std::is_nothrow_move_constructible_v< T > );
 
-   using Item = T;
    union {
-      T items[capacity];
+      T items[capacity]; ///< the first `count` of them exist
    };
 
    Node() {}
    Node( const Node& ) = delete;
    Node& operator=( const Node& ) = delete;
-   ~Node() {}
+   ~Node() { std::destroy_n( items, count ); }
+
+   /// Begins to fetch from memory what a search needs behind the high halves.
+   void prefetch() const {
+      for ( U32 i = 0; i < capacity; i += 8 ) {
+         __builtin_prefetch( low + i );
+         __builtin_prefetch( items + i );
+      }
+   }
 
    /// Inserts before `i`; there is room.
    void insert( U32 i, Discriminator d, T item ) {
