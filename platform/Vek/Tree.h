@@ -119,7 +119,7 @@ public:
          U32 index = childFor( inner, level, d, key );
          if ( inner.items[index]->count <= smallest && inner.count > 1 ) {
             index -= index == inner.count - 1;
-            level == 1 ? joinLeaves( inner, index ) : joinInner( inner, index );
+            level == 1 ? join< Leaf >( inner, index ) : join< Inner >( inner, index );
             index = childFor( inner, level, d, key );
          }
          node = inner.items[index];
@@ -243,44 +243,31 @@ private:
       return right;
    }
 
-   // Moves all entries of two neighbours into the left one, or half of them into each.
+   // Moves all entries of a child and its right neighbour into the left one, or half of them into
+   // each.
    template < typename N >
-   static bool joined( N& left, N& right ) {
-      if ( left.count + right.count <= largestJoined ) {
-         right.moveToBack( right.count, left );
-         return true;
+   void join( Inner& parent, U32 index ) {
+      N& left = static_cast< N& >( *parent.items[index] );
+      N& right = static_cast< N& >( *parent.items[index + 1] );
+      if constexpr ( std::is_same_v< N, Inner > ) {
+         right.set( 0, parent.at( index + 1 ) );
       }
-      if ( left.count < right.count ) {
-         right.moveToBack( ( right.count - left.count ) / 2, left );
-      } else {
-         left.moveToFront( ( left.count - right.count ) / 2, right );
+      if ( left.count + right.count > largestJoined ) {
+         if ( left.count < right.count ) {
+            right.moveToBack( ( right.count - left.count ) / 2, left );
+         } else {
+            left.moveToFront( ( left.count - right.count ) / 2, right );
+         }
+         parent.set( index + 1, right.at( 0 ) );
+         return;
       }
-      return false;
-   }
-
-   void joinLeaves( Inner& parent, U32 index ) {
-      Leaf& left = asLeaf( parent.items[index] );
-      Leaf& right = asLeaf( parent.items[index + 1] );
-      if ( joined( left, right ) ) {
+      right.moveToBack( right.count, left );
+      if constexpr ( std::is_same_v< N, Leaf > ) {
          left.next = right.next;
          ( left.next ? left.next->previous : last_ ) = &left;
-         parent.take( index + 1 );
-         delete &right;
-      } else {
-         parent.set( index + 1, right.at( 0 ) );
       }
-   }
-
-   static void joinInner( Inner& parent, U32 index ) {
-      Inner& left = asInner( parent.items[index] );
-      Inner& right = asInner( parent.items[index + 1] );
-      right.set( 0, parent.at( index + 1 ) );
-      if ( joined( left, right ) ) {
-         parent.take( index + 1 );
-         delete &right;
-      } else {
-         parent.set( index + 1, right.at( 0 ) );
-      }
+      parent.take( index + 1 );
+      delete &right;
    }
 
    static void destroy( NodeOrder* node, U32 level ) {
