@@ -3,8 +3,10 @@
 
 usage: symbols.py [--update] LIST LIBRARY
 
-The list holds demangled names in their order, one a line; --update writes it. Instantiations of
-the standard library's templates are passed over: they change with compiler and optimisation.
+The list holds the demangled names of what the library alone defines, functions and data, in their
+order, one a line; --update writes it. What its users may define too (inline functions, instances of
+templates, virtual tables and type information) is passed over: it changes with compiler and
+optimisation.
 """
 
 import difflib
@@ -13,20 +15,16 @@ import subprocess
 import sys
 from pathlib import Path
 
-STANDARD = re.compile(r"_Z(T[ISV]|GV|Z)?N?K?(St|9__gnu_cxx)")
-
-
-def lines_of(*command, text=None):
-    return subprocess.run(
-        command, input=text, stdout=subprocess.PIPE, text=True, check=True
-    ).stdout.splitlines()
+OWN = re.compile(r"[0-9a-f]+ [TDBR] (?!vtable for |VTT for |typeinfo )(.*)")
 
 
 def exported(library):
-    """The demangled names of a library's dynamic symbols, sorted."""
-    symbols = lines_of("nm", "--dynamic", "--defined-only", "--format=just-symbols", library)
-    own = [symbol for symbol in symbols if not STANDARD.match(symbol)]
-    return sorted(set(lines_of("c++filt", text="\n".join(own))))
+    """The demangled names of a library's own dynamic symbols, sorted."""
+    symbols = subprocess.run(
+        ["nm", "--dynamic", "--defined-only", "--demangle", library],
+        stdout=subprocess.PIPE, text=True, check=True,
+    ).stdout.splitlines()
+    return sorted({match.group(1) for match in map(OWN.fullmatch, symbols) if match})
 
 
 def main():
