@@ -82,8 +82,9 @@ private:
    }
 
    void putSlot( void* memory ) {
-      Page& page = *reinterpret_cast< Page* >( reinterpret_cast< std::uintptr_t >( memory ) &
-                                               ~( pageSize_ - 1 ) );
+      const std::uintptr_t offset =
+         reinterpret_cast< std::uintptr_t >( memory ) & ( pageSize_ - 1 );
+      Page& page = *reinterpret_cast< Page* >( static_cast< char* >( memory ) - offset );
       const bool wasFull = !page.free;
       page.free = ::new ( memory ) Slot{ page.free };
       --page.live;

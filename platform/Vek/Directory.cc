@@ -30,7 +30,7 @@ const TypeInfo& rootType( std::string_view typeName, std::span< const Any > argu
 Ptr< NamedEntity > Directory::create( std::string_view typeName, const String& name,
                                       std::span< const Any > arguments ) {
    const TypeInfo& type = rootType( typeName, arguments );
-   if ( const Ptr< NamedEntity > existing = entity( name ) ) {
+   if ( Ptr< NamedEntity > existing = entity( name ) ) {
       if ( &existing->typeInfo() != &type ) {
          throwRange( concat( "Vek::Directory: '", name, "' is a ", existing->typeInfo().name ) );
       }
@@ -39,7 +39,7 @@ Ptr< NamedEntity > Directory::create( std::string_view typeName, const String& n
    String argument = name;
    void* const constructorArguments[] = { &argument };
    const Ptr< Entity > made = type.construct( constructorArguments );
-   const Ptr< NamedEntity > root( static_cast< NamedEntity* >( made.get() ) );
+   Ptr< NamedEntity > root( static_cast< NamedEntity* >( made.get() ) );
    roots_.emplace( name, root );
    return root;
 }

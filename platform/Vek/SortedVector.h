@@ -74,9 +74,9 @@ public:
 protected:
    SortedVector() = default;
    SortedVector( const SortedVector& ) = default;
-   SortedVector( SortedVector&& ) = default;
+   SortedVector( SortedVector&& ) noexcept = default;
    SortedVector& operator=( const SortedVector& ) = default;
-   SortedVector& operator=( SortedVector&& ) = default;
+   SortedVector& operator=( SortedVector&& ) noexcept = default;
    ~SortedVector() = default;
 
    // Inserts what `make()` gives unless there is a member with `key`; the place, and whether it was

@@ -130,6 +130,7 @@ private:
       std::memmove( to.high + at, high + from, n * sizeof( U64 ) );
       std::memmove( to.low + at, low + from, n * sizeof( U64 ) );
       if constexpr ( std::is_trivially_copyable_v< T > ) {
+         // An item may well be a pointer. NOLINTNEXTLINE(bugprone-sizeof-expression)
          std::memmove( to.items + at, items + from, n * sizeof( T ) );
       } else if ( at > from ) {
          for ( U32 i = n; i-- > 0; ) {
