@@ -149,7 +149,7 @@ TEST( CollectionHoldersDeathTest, HaveNoGenericTextForm ) {
    const auto& type = *Vek::TypeRegistry::find( "Flowspec::FlowspecIntfInterfaceSetConfig" );
    EXPECT_ASSERTION( Vek::textToValue( type, "intf7;", &config ), setConfigText );
 
-   EXPECT_ASSERTION( FlowspecKey( Vek::String() ), keyText );
+   EXPECT_ASSERTION( FlowspecKey( Vek::String{} ), keyText );
    FlowspecKey key;
    EXPECT_ASSERTION( Vek::strepToValue( "1;ipv4;;;", &key ), keyText );
    EXPECT_ASSERTION(

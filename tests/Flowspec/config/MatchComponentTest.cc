@@ -142,7 +142,7 @@ constexpr const char* noString =
    "\"No String constructor for MatchComponent - has collection\" == nullptr";
 
 TEST( MatchComponentDeathTest, HasNoGenericTextForm ) {
-   EXPECT_ASSERTION( MatchComponent( Vek::String() ), noString );
+   EXPECT_ASSERTION( MatchComponent( Vek::String{} ), noString );
    EXPECT_ASSERTION( MatchComponent( Vek::String( "<compType=port>" ) ), noString );
    MatchComponent component;
    EXPECT_ASSERTION( Vek::strepToValue( "port", &component ), noString );

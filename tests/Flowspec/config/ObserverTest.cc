@@ -9,7 +9,7 @@ namespace Flowspec {
 namespace {
 
 /// Does something at each change.
-class Reaction : public Vek::Observer {
+class Reaction final : public Vek::Observer {
 public:
    template < typename Action >
    Reaction( Vek::Entity& entity, Action action )

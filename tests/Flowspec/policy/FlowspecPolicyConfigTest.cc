@@ -144,7 +144,7 @@ TEST( FlowspecPolicyActionContainer, Removal ) {
    for ( const Kind& kind : kinds ) {
       SCOPED_TRACE( kind.row );
       const auto container = flowspecPolicyActionContainerFactory( "actions" );
-      for ( const U64 id : { 3, 1, 2 } ) {
+      for ( const U64 id : { U64{ 3 }, U64{ 1 }, U64{ 2 } } ) {
          kind.is( *container, "a", id, 10, 20 );
       }
       const auto kept = kind.find( *container, 2 );
