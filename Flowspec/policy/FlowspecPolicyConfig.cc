@@ -70,7 +70,7 @@ Vek::Ptr< Action > FlowspecPolicyActionContainer::actionIs( const Vek::String& n
    const auto made = [&]( Osk::UniqueId key ) {
       return Vek::create< Action >( name, key, arguments... );
    };
-   const Vek::Ptr< Action > action = childAt( this->*Member, id );
+   Vek::Ptr< Action > action = childAt( this->*Member, id );
    if ( !action ) {
       return childIs< Table, Member >( id, made );
    }
@@ -176,7 +176,7 @@ FlowspecPolicyConfig::actionsIs( const Vek::String& name ) {
       return actions_;
    }
    // An observer may drop the container again, and this entity with it.
-   const auto made = flowspecPolicyActionContainerFactory( name );
+   auto made = flowspecPolicyActionContainerFactory( name );
    onlyChildIs< Table, &FlowspecPolicyConfig::actions_ >( made );
    return made;
 }
