@@ -84,4 +84,45 @@ Vek::String FlowspecIntfInterfaceSetConfig::toStrep() const {
    return Vek::concat( intfId_, ';', interfaceSetStrep() );
 }
 
+const Vek::TypeInfo& InterfaceEnableConfig::type() { return interfaceEnableConfigInfo; }
+
+void logWrite( Vek::LogWriter& out, const FlowspecIntfSetId& id ) {
+   out.boolean( id.intfSetId().has_value() );
+   out.u16( id.intfSetId().value_or( 0 ) );
+}
+
+void logRead( Vek::LogReader& in, FlowspecIntfSetId& id ) {
+   const bool set = in.boolean();
+   const U16 number = in.u16();
+   id = set ? FlowspecIntfSetId( number ) : FlowspecIntfSetId();
+}
+
+static_assert( std::size( FlowspecIntfInterfaceSetConfig::Table::rows ) == 3,
+               "the encoding below lists the attributes" );
+
+std::size_t logSize( const FlowspecIntfInterfaceSetConfig& config ) {
+   return logSize( config.intfId() ) + 4 +
+          config.interfaceSet().size() * logSize( FlowspecIntfSetId() );
+}
+
+void logWrite( Vek::LogWriter& out, const FlowspecIntfInterfaceSetConfig& config ) {
+   logWrite( out, config.intfId() );
+   out.u32( static_cast< U32 >( config.interfaceSet().size() ) );
+   for ( const FlowspecIntfSetId& id : config.interfaceSet() ) {
+      logWrite( out, id );
+   }
+}
+
+void logRead( Vek::LogReader& in, FlowspecIntfInterfaceSetConfig& config ) {
+   Zorv::IntfId intf;
+   logRead( in, intf );
+   FlowspecIntfInterfaceSetConfig read( intf );
+   for ( U32 left = in.count( logSize( FlowspecIntfSetId() ) ); left > 0; --left ) {
+      FlowspecIntfSetId id;
+      logRead( in, id );
+      read.interfaceSetIs( id );
+   }
+   config = std::move( read );
+}
+
 } // namespace Flowspec

@@ -34,6 +34,11 @@ private:
    std::optional< U16 > intfSetId_;
 };
 
+// In the attribute log: whether there is a number, and the number or 0 as U16.
+constexpr std::size_t logSize( const FlowspecIntfSetId& ) { return 3; }
+OSK_EXPORT void logWrite( Vek::LogWriter& out, const FlowspecIntfSetId& id );
+OSK_EXPORT void logRead( Vek::LogReader& in, FlowspecIntfSetId& id );
+
 /// The interface sets that one interface belongs to. A plain value with a set in it.
 class OSK_EXPORT FlowspecIntfInterfaceSetConfig {
 public:
@@ -75,10 +80,16 @@ private:
    InterfaceSet interfaceSet_;
 };
 
+// In the attribute log: the interface, a U32 count and the sets in ascending order.
+OSK_EXPORT std::size_t logSize( const FlowspecIntfInterfaceSetConfig& config );
+OSK_EXPORT void logWrite( Vek::LogWriter& out, const FlowspecIntfInterfaceSetConfig& config );
+OSK_EXPORT void logRead( Vek::LogReader& in, FlowspecIntfInterfaceSetConfig& config );
+
 /// How flow specification is enabled on one interface. A plain value.
 class OSK_EXPORT InterfaceEnableConfig {
 public:
    static constexpr std::string_view typeName = "Flowspec::InterfaceEnableConfig";
+   static const Vek::TypeInfo& type();
 
    InterfaceEnableConfig() = default;
    explicit InterfaceEnableConfig( Zorv::IntfId intfId ) : intfId_( intfId ) {}

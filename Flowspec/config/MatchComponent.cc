@@ -46,4 +46,59 @@ Vek::String MatchComponent::toStrep() const {
                        ">" );
 }
 
+namespace {
+
+static_assert( std::size( MatchComponent::Table::rows ) == 8,
+               "the encoding below lists the attributes" );
+
+constexpr std::size_t rangeSize = 8;
+constexpr std::size_t maskSize = 5;
+
+template < typename Member >
+void writeMembers( Vek::LogWriter& out, const Vek::HashSet< Member >& members ) {
+   out.u32( members.size() );
+   for ( const Member* const member : members.sorted() ) {
+      Vek::valueType< Member >.logWrite( out, member );
+   }
+}
+
+template < typename Member >
+Vek::HashSet< Member > readMembers( Vek::LogReader& in, std::size_t size ) {
+   Vek::HashSet< Member > members;
+   for ( U32 left = in.count( size ); left > 0; --left ) {
+      Member member;
+      Vek::valueType< Member >.logRead( in, &member );
+      members.insert( member );
+   }
+   return members;
+}
+
+} // namespace
+
+std::size_t logSize( const MatchComponent& component ) {
+   const std::size_t masks =
+      std::size_t{ component.ipBitMask().size() } + component.tcpBitMask().size();
+   return 4 + logSize( component.prefix() ) + 3 * 4 +
+          component.numericalRange().size() * rangeSize + masks * maskSize;
+}
+
+void logWrite( Vek::LogWriter& out, const MatchComponent& component ) {
+   out.u32( static_cast< U8 >( component.compType() ) );
+   logWrite( out, component.prefix() );
+   writeMembers( out, component.numericalRange() );
+   writeMembers( out, component.ipBitMask() );
+   writeMembers( out, component.tcpBitMask() );
+}
+
+void logRead( Vek::LogReader& in, MatchComponent& component ) {
+   MatchComponent read( static_cast< MatchCompType >( static_cast< U8 >( in.u32() ) ) );
+   Zorv::IpGenPrefix prefix;
+   logRead( in, prefix );
+   read.prefixIs( prefix );
+   read.numericalRange_ = readMembers< NumericalRange >( in, rangeSize );
+   read.ipBitMask_ = readMembers< IpBitMask >( in, maskSize );
+   read.tcpBitMask_ = readMembers< TcpBitMask >( in, maskSize );
+   component = std::move( read );
+}
+
 } // namespace Flowspec

@@ -64,11 +64,19 @@ public:
    struct OSK_HIDDEN Table;
 
 private:
+   friend OSK_EXPORT void logRead( Vek::LogReader& in, MatchComponent& component );
+
    MatchCompType compType_ = invalid;
    Zorv::IpGenPrefix prefix_;
    Vek::HashSet< NumericalRange > numericalRange_;
    Vek::HashSet< IpBitMask > ipBitMask_;
    Vek::HashSet< TcpBitMask > tcpBitMask_;
 };
+
+// In the attribute log: the type as U32, the prefix, and the three sets, each a U32 count and its
+// members in ascending order.
+OSK_EXPORT std::size_t logSize( const MatchComponent& component );
+OSK_EXPORT void logWrite( Vek::LogWriter& out, const MatchComponent& component );
+OSK_EXPORT void logRead( Vek::LogReader& in, MatchComponent& component );
 
 } // namespace Flowspec

@@ -1,6 +1,7 @@
 #include "Flowspec/config/TrafficActions.h"
 
 #include "Flowspec/types/Types.h"
+#include "Flowspec/vocab/FlagSetLog.h"
 #include "Vek/Rows.h"
 
 namespace Flowspec {
@@ -48,5 +49,14 @@ constinit const Vek::TypeInfo trafficActionInfo =
 constinit const Vek::TypeInfo trafficRedirectInfo =
    Vek::valueInfo< TrafficRedirect, U32, TrafficRedirectType, Zorv::IpGenAddr,
                    SrTePolicy::PolicyKey, bool >( TrafficRedirect::Table::rows );
+
+const Vek::TypeInfo& TrafficRedirect::type() { return trafficRedirectInfo; }
+
+void logWrite( Vek::LogWriter& out, const ActionFieldSet& set ) { out.u32( set.value() ); }
+void logRead( Vek::LogReader& in, ActionFieldSet& set ) {
+   set = readFlagSet< ActionFieldSet >( in );
+}
+void logWrite( Vek::LogWriter& out, const TrafficAction& set ) { out.u32( set.value() ); }
+void logRead( Vek::LogReader& in, TrafficAction& set ) { set = readFlagSet< TrafficAction >( in ); }
 
 } // namespace Flowspec

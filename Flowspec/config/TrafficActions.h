@@ -52,6 +52,14 @@ public:
    constexpr void continueMatchIs( bool on ) { flagIs( 1, on ); }
 };
 
+// Both in the attribute log: U32.
+constexpr std::size_t logSize( const ActionFieldSet& ) { return 4; }
+OSK_EXPORT void logWrite( Vek::LogWriter& out, const ActionFieldSet& set );
+OSK_EXPORT void logRead( Vek::LogReader& in, ActionFieldSet& set );
+constexpr std::size_t logSize( const TrafficAction& ) { return 4; }
+OSK_EXPORT void logWrite( Vek::LogWriter& out, const TrafficAction& set );
+OSK_EXPORT void logRead( Vek::LogReader& in, TrafficAction& set );
+
 /// What a redirect names.
 enum class TrafficRedirectType : U8 { vrf = 0, addr = 1, srTePolicy = 2 };
 
@@ -78,6 +86,7 @@ inline TrafficRedirectType TrafficRedirectTypeInstance( std::string_view name ) 
 class OSK_EXPORT TrafficRedirect {
 public:
    static constexpr std::string_view typeName = "Flowspec::TrafficRedirect";
+   static const Vek::TypeInfo& type();
 
    /// To no VRF.
    TrafficRedirect() = default;

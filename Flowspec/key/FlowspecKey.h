@@ -14,6 +14,8 @@ class StructuredFilter;
 
 namespace Flowspec {
 
+struct FlowspecKeyOrder;
+
 /// The identity of one flow-specification rule: its VRF and address family, its prefixes, its other
 /// match components as packed words (RFC 8955 section 4.2), and the interface sets it is bound to.
 ///
@@ -29,6 +31,7 @@ class OSK_EXPORT FlowspecKey {
 public:
    static constexpr std::string_view typeName = "Flowspec::FlowspecKey";
 
+   using Order = FlowspecKeyOrder; ///< of collections, instead of `<`
    using VekMatchOpVal = TermWords;
    using VE_InterfaceSet = Vek::SmallVector< U16, 4 >;
    using FilterPtr = Vek::Ptr< const Classification::StructuredFilter >;
@@ -256,6 +259,14 @@ OSK_EXPORT Vek::String valueToStrep( const FlowspecKey& key );
 /// Takes a value text, up to and including "@" or to the end. `Vek::RangeException` when it is
 /// none; the key is then unchanged.
 OSK_EXPORT void sequenceToValue( Vek::CharRange& range, FlowspecKey* key );
+
+// In the attribute log: VRF and family as U32, the prefixes, the words in the order of their
+// indices, each a U16 index and a U32, behind them a U16 2047, then a U32 count and the interface
+// sets as U16. A key with a word at index 2047 raises `Vek::DefaultKeyException`. The reader leaves
+// the key unchanged when it raises something.
+OSK_EXPORT std::size_t logSize( const FlowspecKey& key );
+OSK_EXPORT void logWrite( Vek::LogWriter& out, const FlowspecKey& key );
+OSK_EXPORT void logRead( Vek::LogReader& in, FlowspecKey& key );
 
 /// Appends the identifiers of an interface-set text, "IFSET:=3,17;", to the key and returns the
 /// position of the ";". Malformed text, or an identifier above 16383, fails an assertion.

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "Vek/FlagSet.h"
+#include "Vek/LogReader.h"
+#include "Vek/LogWriter.h"
 
 namespace Flowspec {
 
@@ -18,5 +20,10 @@ public:
    constexpr void ipv4Is( bool on ) { flagIs( 0, on ); }
    constexpr void ipv6Is( bool on ) { flagIs( 1, on ); }
 };
+
+// In the attribute log: U32.
+constexpr std::size_t logSize( const IpVersion& ) { return 4; }
+OSK_EXPORT void logWrite( Vek::LogWriter& out, const IpVersion& set );
+OSK_EXPORT void logRead( Vek::LogReader& in, IpVersion& set );
 
 } // namespace Flowspec

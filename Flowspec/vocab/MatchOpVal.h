@@ -51,6 +51,7 @@ private:
 class OSK_EXPORT MatchOpVal : public OpFlags< MatchOpVal > {
 public:
    static constexpr std::string_view typeName = "Flowspec::MatchOpVal";
+   static const Vek::TypeInfo& type();
 
    constexpr MatchOpVal() = default;
    constexpr explicit MatchOpVal( U32 storage ) : storage_( storage ) {}
@@ -78,6 +79,7 @@ private:
 class OSK_EXPORT MatchOpValIndex {
 public:
    static constexpr std::string_view typeName = "Flowspec::MatchOpValIndex";
+   static const Vek::TypeInfo& type();
 
    static constexpr U16 min() { return 0; }
    static constexpr U16 max() { return 2047; }
@@ -114,6 +116,7 @@ OSK_EXPORT void sequenceToValue( Vek::CharRange& range, MatchOpValIndex* value )
 class OSK_EXPORT MatchOpValResult : public OpFlags< MatchOpValResult > {
 public:
    static constexpr std::string_view typeName = "Flowspec::MatchOpValResult";
+   static const Vek::TypeInfo& type();
 
    /// The terminator of a walk: all zero, `nextIndex` 2047.
    constexpr MatchOpValResult() = default;

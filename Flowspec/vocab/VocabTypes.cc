@@ -1,5 +1,6 @@
 #include "Flowspec/types/Types.h"
 #include "Flowspec/vocab/BitMask.h"
+#include "Flowspec/vocab/FlagSetLog.h"
 #include "Flowspec/vocab/FlowspecUtil.h"
 #include "Flowspec/vocab/IpVersion.h"
 #include "Flowspec/vocab/MatchOpVal.h"
@@ -114,5 +115,15 @@ constinit const Vek::TypeInfo ipBitMaskInfo =
 constinit const Vek::TypeInfo tcpBitMaskInfo =
    Vek::valueInfo< TcpBitMask, bool, U16, U16 >( tcpBitMaskRows );
 constinit const Vek::TypeInfo flowspecUtilInfo = utilityType();
+
+const Vek::TypeInfo& MatchOpVal::type() { return matchOpValTypeInfo; }
+const Vek::TypeInfo& MatchOpValIndex::type() { return matchOpValIndexInfo; }
+const Vek::TypeInfo& MatchOpValResult::type() { return matchOpValResultInfo; }
+const Vek::TypeInfo& NumericalRange::type() { return numericalRangeInfo; }
+const Vek::TypeInfo& IpBitMask::type() { return ipBitMaskInfo; }
+const Vek::TypeInfo& TcpBitMask::type() { return tcpBitMaskInfo; }
+
+void logWrite( Vek::LogWriter& out, const IpVersion& set ) { out.u32( set.value() ); }
+void logRead( Vek::LogReader& in, IpVersion& set ) { set = readFlagSet< IpVersion >( in ); }
 
 } // namespace Flowspec

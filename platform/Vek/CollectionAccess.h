@@ -4,6 +4,7 @@
 #include "Vek/FlatSet.h"
 #include "Vek/HashMap.h"
 #include "Vek/HashSet.h"
+#include "Vek/KeyOrder.h"
 #include "Vek/OrderedMap.h"
 #include "Vek/Ptr.h"
 #include "Vek/SmallVector.h"
@@ -39,6 +40,7 @@ template < typename C, typename K, typename V >
 struct MapAccess {
    using Key = K;
    using Value = V;
+   using Order = KeyOrder< K >;
 
    static U32 size( const C& collection ) { return static_cast< U32 >( collection.size() ); }
    static const void* find( const C& collection, const Key& key ) {
@@ -58,6 +60,7 @@ template < typename C, typename K >
 struct SetAccess {
    using Key = K;
    using Value = void;
+   using Order = KeyOrder< K >;
 
    static U32 size( const C& collection ) { return static_cast< U32 >( collection.size() ); }
    static const void* find( const C& collection, const Key& key ) {
@@ -111,6 +114,7 @@ struct CollectionAccess< OrderedMap< V, KeyOf, Compare > > {
    using C = OrderedMap< V, KeyOf, Compare >;
    using Key = std::remove_cvref_t< decltype( KeyOf()( std::declval< const V& >() ) ) >;
    using Value = V;
+   using Order = Compare;
 
    static U32 size( const C& collection ) { return static_cast< U32 >( collection.size() ); }
    static const void* find( const C& collection, const Key& key ) {
@@ -132,6 +136,7 @@ template < typename T, U32 N >
 struct CollectionAccess< SmallVector< T, N > > {
    using Key = U32;
    using Value = T;
+   using Order = KeyOrder< U32 >;
 
    static U32 size( const SmallVector< T, N >& vector ) { return vector.size(); }
    static const void* find( const SmallVector< T, N >& vector, U32 position ) {

@@ -90,10 +90,10 @@ void Observation::end() {
    previous_ = nullptr;
 }
 
-void Entity::publish( const Field& field, const void* key, const void* oldValue ) {
+void Entity::publish( const Field& field, const void* key, const void* oldValue, Entity* removed ) {
    const Ptr< Entity > hold( this );
    Delivery delivery( observations_ );
-   const Change change{ *this, field, key, oldValue };
+   const Change change{ *this, field, key, oldValue, removed };
    while ( Observation* const observation = delivery.next ) {
       delivery.next = observation->next_;
       observation->observer_->onChange( change );

@@ -28,6 +28,8 @@ public:
 
    /// Begins an observation; ends with what is returned.
    [[nodiscard]] Observation observe( Observer& observer ) { return { *this, observer }; }
+   /// The first of the observations that are under way, or null.
+   const Observation* observations() const { return observations_; }
 
    /// The rows that every entity has: 257 `parent`.
    static const TypeInfo baseInfo;
@@ -141,7 +143,7 @@ protected:
       const auto removed = Access< Member >::child( at );
       collection.erase( at );
       abandon( *removed );
-      published< Table, Member >( key, nullptr );
+      published< Table, Member >( key, nullptr, removed.get() );
    }
 
    /// Ordered children: removes the child at `at` and returns the one that is then behind it,
@@ -176,15 +178,18 @@ protected:
          abandon( *child );
       }
       if ( observations_ ) [[unlikely]] {
-         publish( Table::rows[rowOf< Table, Member >()], nullptr, nullptr );
+         publish( Table::rows[rowOf< Table, Member >()], nullptr, nullptr, child.get() );
       }
    }
 
    /// Delivers a change to all observers.
-   void publish( const Field& field, const void* key, const void* oldValue );
+   void publish( const Field& field, const void* key, const void* oldValue,
+                 Entity* removed = nullptr );
 
 private:
    friend class Observation;
+   template < auto >
+   friend struct detail::Adoption;
 
    void destroy() const final;
 
@@ -197,9 +202,9 @@ private:
    }
 
    template < typename Table, auto Member >
-   void published( const auto& key, const void* oldValue ) {
+   void published( const auto& key, const void* oldValue, Entity* removed = nullptr ) {
       if ( observations_ ) [[unlikely]] {
-         publish( Table::rows[rowOf< Table, Member >()], &key, oldValue );
+         publish( Table::rows[rowOf< Table, Member >()], &key, oldValue, removed );
       }
    }
 
@@ -259,6 +264,34 @@ Ptr< T > create( Arguments&&... arguments ) {
 }
 
 namespace detail {
+
+template < auto Member >
+struct Adoption {
+   using Stored = typename Reads< Member >::Type;
+
+   static void adopt( Entity& parent, const Field& field, const void* key,
+                      const Ptr< Entity >& child ) {
+      auto& stored = at< typename Reads< Member >::Class >( &parent ).*Member;
+      const Ptr< Entity > hold( &parent );
+      if ( child ) {
+         parent.adopt( *child );
+      }
+      if constexpr ( requires { typename Stored::Object; } ) {
+         Stored other( static_cast< typename Stored::Object* >( child.get() ) );
+         std::swap( stored, other );
+         if ( other ) {
+            Entity::abandon( *other );
+         }
+         parent.publish( field, nullptr, nullptr, other.get() );
+      } else {
+         using Access = CollectionAccess< Stored >;
+         using Child = typename Access::Value;
+         Access::add( stored, at< const typename Access::Key >( key ),
+                      Child( static_cast< typename Child::Object* >( child.get() ) ) );
+         parent.publish( field, key, nullptr );
+      }
+   }
+};
 
 template < typename T, typename... Parameters, std::size_t... I >
 Ptr< Entity > createFrom( void* const* arguments, std::index_sequence< I... > ) {

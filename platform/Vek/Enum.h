@@ -10,6 +10,8 @@
 /// Enumerations with names: one table of rows each, from which number, name and text come.
 namespace Vek {
 
+struct TypeInfo;
+
 /// One enumerator: its number and its name.
 struct Enumerator {
    U8 number;

@@ -33,6 +33,20 @@ NewEntityArgsException::NewEntityArgsException( std::string_view module, std::st
 NewEntityArgsException::NewEntityArgsException( const NewEntityArgsException& ) noexcept = default;
 NewEntityArgsException::~NewEntityArgsException() = default;
 
+ReadOnlyProxyException::ReadOnlyProxyException( std::string_view type, std::string_view attribute )
+   : std::runtime_error( concat( type, ' ', attribute, " was written from a read-only proxy" ) ) {}
+ReadOnlyProxyException::ReadOnlyProxyException( const ReadOnlyProxyException& ) noexcept = default;
+ReadOnlyProxyException::~ReadOnlyProxyException() = default;
+
+DefaultKeyException::DefaultKeyException( std::string_view type, std::string_view attribute )
+   : std::runtime_error( concat( type, ' ', attribute, " holds the default key" ) ) {}
+DefaultKeyException::DefaultKeyException( const DefaultKeyException& ) noexcept = default;
+DefaultKeyException::~DefaultKeyException() = default;
+
+StreamException::StreamException( const String& message ) : std::runtime_error( message ) {}
+StreamException::StreamException( const StreamException& ) noexcept = default;
+StreamException::~StreamException() = default;
+
 void throwRange( const String& message ) { throw RangeException( message ); }
 void throwRange( const char* message ) { throw RangeException( message ); }
 void throwVectorRange() { throw VectorRangeException(); }

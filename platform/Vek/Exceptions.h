@@ -48,6 +48,32 @@ public:
    ~NewEntityArgsException() override;
 };
 
+/// A change that a peer made to an attribute of which it has a read-only copy.
+class OSK_EXPORT ReadOnlyProxyException : public std::runtime_error {
+public:
+   /// The message is "<type> <attribute> was written from a read-only proxy".
+   ReadOnlyProxyException( std::string_view type, std::string_view attribute );
+   ReadOnlyProxyException( const ReadOnlyProxyException& ) noexcept;
+   ~ReadOnlyProxyException() override;
+};
+
+/// A collection with the key that ends its list in the attribute log, and so cannot be written.
+class OSK_EXPORT DefaultKeyException : public std::runtime_error {
+public:
+   /// The message is "<type> <attribute> holds the default key".
+   DefaultKeyException( std::string_view type, std::string_view attribute );
+   DefaultKeyException( const DefaultKeyException& ) noexcept;
+   ~DefaultKeyException() override;
+};
+
+/// Something received that is no message of the attribute log, or a value in one that cannot be.
+class OSK_EXPORT StreamException : public std::runtime_error {
+public:
+   explicit StreamException( const String& message );
+   StreamException( const StreamException& ) noexcept;
+   ~StreamException() override;
+};
+
 /// Raises `RangeException`; out of line, so that checks in headers stay small.
 [[noreturn]] OSK_EXPORT void throwRange( const String& message );
 [[noreturn]] OSK_EXPORT void throwRange( const char* message );

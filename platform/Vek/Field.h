@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Vek/CollectionAccess.h"
+#include "Vek/DirtyKeys.h"
 #include "Vek/ValueType.h"
 
 #include <span>
@@ -35,6 +36,8 @@ struct CollectionOps {
    /// The type's own operations, so that changes are checked and published. Null when it has none.
    void ( *insert )( void* object, const void* key, const void* value );
    void ( *erase )( void* object, const void* key );
+   /// An empty list of this collection's keys.
+   std::unique_ptr< DirtyKeys > ( *dirtyKeys )();
 };
 
 /// The parameters of an operation and how to call it.
@@ -59,6 +62,10 @@ struct Field {
    void ( *set )( void* object, const void* value ) = nullptr;
    const CollectionOps* collection = nullptr;
    const OperationOps* operation = nullptr;
+   /// Takes in a child of the row's type that was made elsewhere, and publishes it. A collection of
+   /// children has none under `key` yet; a single child is replaced, by null to remove it.
+   void ( *adopt )( Entity& parent, const Field& field, const void* key,
+                    const Ptr< Entity >& child ) = nullptr;
 
    /// The same row, shown with another name of its type.
    constexpr Field as( std::string_view name_ ) const {

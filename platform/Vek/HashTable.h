@@ -2,6 +2,7 @@
 
 #include "Vek/HashIndex.h"
 #include "Vek/Hasher.h"
+#include "Vek/KeyOrder.h"
 #include "Vek/SortedVector.h"
 
 #include <cstddef>
@@ -105,8 +106,9 @@ public:
       for ( const Member& member : members_ ) {
          result.push_back( &member );
       }
-      std::sort( result.begin(), result.end(),
-                 []( const Member* a, const Member* b ) { return KeyOf()( *a ) < KeyOf()( *b ); } );
+      std::sort( result.begin(), result.end(), []( const Member* a, const Member* b ) {
+         return KeyOrder< Key >()( KeyOf()( *a ), KeyOf()( *b ) );
+      } );
       return result;
    }
 

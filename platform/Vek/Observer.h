@@ -15,6 +15,7 @@ struct Change {
    const void* key;      ///< of the member of a collection, of the row's key type; else null
    const void* oldValue; ///< before the change, of the row's value type; null for a new member,
                          ///< and for members of sets and of child collections
+   Entity* removed;      ///< the child that left the row, else null
 
    U16 fieldId() const { return field.id; }
    template < typename T >
@@ -50,6 +51,9 @@ public:
 
    /// The entity, or null when the observation has ended.
    Entity* entity() const { return entity_; }
+   Observer& observer() const { return *observer_; }
+   /// The observation of the same entity that is told next, or null.
+   const Observation* next() const { return next_; }
    void end();
 
 private:

@@ -137,6 +137,10 @@ struct CollectionRow {
    }
 };
 
+/// How a row's member takes in a child; in Entity.h.
+template < auto Member >
+struct Adoption;
+
 template < auto Member, auto Insert, auto Erase >
 constexpr CollectionOps describeCollection() {
    using Row = CollectionRow< Member, Insert, Erase >;
@@ -144,6 +148,7 @@ constexpr CollectionOps describeCollection() {
    ops.size = Row::size;
    ops.find = Row::find;
    ops.visit = Row::visit;
+   ops.dirtyKeys = DirtyKeysOf< typename Row::Key, typename Row::Access::Order >::make;
    if constexpr ( !std::is_null_pointer_v< decltype( Insert ) > ) {
       ops.insert = Row::insert;
    }
@@ -280,6 +285,7 @@ constexpr Field children( U16 id, std::string_view name, std::string_view childT
    field.typeName = childType;
    field.member = detail::memberIdentity< Member >();
    field.collection = &detail::collectionOps< Member, Insert, Erase >;
+   field.adopt = detail::Adoption< Member >::adopt;
    return field;
 }
 
@@ -293,6 +299,7 @@ constexpr Field child( U16 id, std::string_view name, std::string_view childType
    field.stored = []( const void* object ) -> const void* {
       return static_cast< const Entity* >( ( detail::at< Class >( object ).*Member ).get() );
    };
+   field.adopt = detail::Adoption< Member >::adopt;
    return field;
 }
 

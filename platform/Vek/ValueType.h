@@ -1,13 +1,18 @@
 #pragma once
 
 #include "Vek/Enum.h"
+#include "Vek/LogReader.h"
+#include "Vek/LogWriter.h"
 
+#include <bit>
 #include <cstddef>
 #include <limits>
 #include <memory>
 #include <new>
 
 namespace Vek {
+
+struct TypeInfo;
 
 /// How the runtime handles values of one C++ type that it knows by this description alone.
 /// Constant-initialised; there is one for each type, `valueType< T >`.
@@ -23,6 +28,10 @@ struct ValueType {
    /// Reads the value from all of a text; `RangeException` when the text is none. Null for types
    /// that have no such text.
    void ( *read )( std::string_view text, void* value );
+   // The encoding in the attribute log (LogWriter.h); null for types that are not streamed.
+   std::size_t ( *logSize )( const void* value );
+   void ( *logWrite )( LogWriter& out, const void* value );
+   void ( *logRead )( LogReader& in, void* value );
 
    /// By name: each shared library has descriptions of its own.
    bool operator==( const ValueType& other ) const { return name == other.name; }
@@ -136,6 +145,99 @@ struct ValueText {
    }
 };
 
+// The encoding of a value type that is built from its attributes: these in declared order.
+OSK_EXPORT std::size_t recordLogSize( const TypeInfo& type, const void* value );
+OSK_EXPORT void recordLogWrite( const TypeInfo& type, LogWriter& out, const void* value );
+OSK_EXPORT void recordLogRead( const TypeInfo& type, LogReader& in, void* value );
+
+/// The integer in whose form a value of a plain type is written.
+template < std::size_t Size >
+using LogInteger = std::conditional_t<
+   Size == 1, U8, std::conditional_t< Size == 2, U16, std::conditional_t< Size == 4, U32, U64 > > >;
+
+/// The encoding of one type, from what it offers.
+template < typename T >
+struct ValueLog {
+   static constexpr bool plain =
+      std::is_arithmetic_v< T > || std::is_enum_v< T > || std::is_same_v< T, String >;
+   static constexpr bool own = requires( LogWriter & out, LogReader& in, T& v ) {
+      { logSize( v ) } -> std::convertible_to< std::size_t >;
+      logWrite( out, v );
+      logRead( in, v );
+   };
+   static constexpr bool record = !own && requires {
+      { T::type() } -> std::same_as< const TypeInfo& >;
+   };
+   static constexpr bool streamed = plain || own || record;
+
+   static std::size_t size( [[maybe_unused]] const void* value ) {
+      if constexpr ( std::is_same_v< T, String > ) {
+         return 4 + static_cast< const String* >( value )->size();
+      } else if constexpr ( std::is_enum_v< T > ) {
+         return 4;
+      } else if constexpr ( plain ) {
+         return sizeof( T );
+      } else if constexpr ( own ) {
+         return logSize( *static_cast< const T* >( value ) );
+      } else {
+         return recordLogSize( T::type(), value );
+      }
+   }
+
+   static void write( LogWriter& out, const void* value ) {
+      const T& v = *static_cast< const T* >( value );
+      if constexpr ( std::is_same_v< T, String > ) {
+         out.string( v );
+      } else if constexpr ( std::is_enum_v< T > ) {
+         out.u32( static_cast< U32 >( v ) );
+      } else if constexpr ( std::is_same_v< T, bool > ) {
+         out.boolean( v );
+      } else if constexpr ( plain ) {
+         put( out, std::bit_cast< LogInteger< sizeof( T ) > >( v ) );
+      } else if constexpr ( own ) {
+         logWrite( out, v );
+      } else {
+         recordLogWrite( T::type(), out, value );
+      }
+   }
+
+   static void read( LogReader& in, void* value ) {
+      T& v = *static_cast< T* >( value );
+      if constexpr ( std::is_same_v< T, String > ) {
+         v = in.string();
+      } else if constexpr ( std::is_enum_v< T > ) {
+         v = static_cast< T >( static_cast< U8 >( in.u32() ) );
+      } else if constexpr ( std::is_same_v< T, bool > ) {
+         v = in.boolean();
+      } else if constexpr ( plain ) {
+         v = std::bit_cast< T >( get< LogInteger< sizeof( T ) > >( in ) );
+      } else if constexpr ( own ) {
+         logRead( in, v );
+      } else {
+         recordLogRead( T::type(), in, value );
+      }
+   }
+
+private:
+   static void put( LogWriter& out, U8 value ) { out.u8( value ); }
+   static void put( LogWriter& out, U16 value ) { out.u16( value ); }
+   static void put( LogWriter& out, U32 value ) { out.u32( value ); }
+   static void put( LogWriter& out, U64 value ) { out.u64( value ); }
+
+   template < typename Integer >
+   static Integer get( LogReader& in ) {
+      if constexpr ( sizeof( Integer ) == 1 ) {
+         return in.u8();
+      } else if constexpr ( sizeof( Integer ) == 2 ) {
+         return in.u16();
+      } else if constexpr ( sizeof( Integer ) == 4 ) {
+         return in.u32();
+      } else {
+         return in.u64();
+      }
+   }
+};
+
 template < typename T >
 constexpr ValueType describe() {
    ValueType type{};
@@ -158,6 +260,11 @@ constexpr ValueType describe() {
    }
    if constexpr ( ValueText< T >::readable ) {
       type.read = ValueText< T >::read;
+   }
+   if constexpr ( ValueLog< T >::streamed ) {
+      type.logSize = ValueLog< T >::size;
+      type.logWrite = ValueLog< T >::write;
+      type.logRead = ValueLog< T >::read;
    }
    return type;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Vek/LogReader.h"
+#include "Vek/LogWriter.h"
 #include "Vek/Text.h"
 
 #include <compare>
@@ -44,5 +46,10 @@ private:
 
 OSK_EXPORT Vek::TextWriter& operator<<( Vek::TextWriter& out, const IntfId& intf );
 OSK_EXPORT std::ostream& operator<<( std::ostream& out, const IntfId& intf );
+
+// In the attribute log: U64.
+constexpr std::size_t logSize( const IntfId& ) { return 8; }
+inline void logWrite( Vek::LogWriter& out, const IntfId& intf ) { out.u64( intf.value() ); }
+inline void logRead( Vek::LogReader& in, IntfId& intf ) { intf = IntfId( in.u64() ); }
 
 } // namespace Zorv

@@ -222,4 +222,25 @@ std::ostream& operator<<( std::ostream& out, const IpGenAddr& address ) {
    return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
 }
 
+void logRead( Vek::LogReader& in, IpGenAddr& address ) {
+   const U32 family = in.u32();
+   const U8* const from = in.take( 16 );
+   switch ( family ) {
+   case static_cast< U32 >( AddressFamily::none ):
+      address = IpGenAddr();
+      break;
+   case static_cast< U32 >( AddressFamily::ipv4 ):
+      address = IpGenAddr::ipv4( Osk::loadBig32( from ) );
+      break;
+   case static_cast< U32 >( AddressFamily::ipv6 ): {
+      IpGenAddr::Bytes bytes;
+      std::memcpy( bytes.data(), from, bytes.size() );
+      address = IpGenAddr::ipv6( bytes );
+      break;
+   }
+   default:
+      in.fail( Vek::concat( "no address has the family ", family ) );
+   }
+}
+
 } // namespace Zorv

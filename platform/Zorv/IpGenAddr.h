@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Vek/LogReader.h"
+#include "Vek/LogWriter.h"
 #include "Zorv/AddressFamily.h"
 
 #include <array>
@@ -73,5 +75,13 @@ static_assert( sizeof( IpGenAddr ) == 17 && std::has_unique_object_representatio
 
 OSK_EXPORT Vek::TextWriter& operator<<( Vek::TextWriter& out, const IpGenAddr& address );
 OSK_EXPORT std::ostream& operator<<( std::ostream& out, const IpGenAddr& address );
+
+// In the attribute log: the family as U32 and 16 bytes.
+constexpr std::size_t logSize( const IpGenAddr& ) { return 20; }
+inline void logWrite( Vek::LogWriter& out, const IpGenAddr& address ) {
+   out.u32( static_cast< U8 >( address.family() ) );
+   out.bytes( address.bytes().data(), address.bytes().size() );
+}
+OSK_EXPORT void logRead( Vek::LogReader& in, IpGenAddr& address );
 
 } // namespace Zorv

@@ -61,4 +61,14 @@ std::ostream& operator<<( std::ostream& out, const IpGenPrefix& prefix ) {
    return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
 }
 
+void logRead( Vek::LogReader& in, IpGenPrefix& prefix ) {
+   IpGenAddr address;
+   logRead( in, address );
+   const U32 length = in.u32();
+   if ( length > ( address.empty() ? 0 : maxLength( address.family() ) ) ) {
+      in.fail( Vek::concat( "no prefix has the length ", length ) );
+   }
+   prefix = address.empty() ? IpGenPrefix() : IpGenPrefix( address, length );
+}
+
 } // namespace Zorv

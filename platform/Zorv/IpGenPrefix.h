@@ -55,4 +55,12 @@ static_assert( sizeof( IpGenPrefix ) == 18 &&
 OSK_EXPORT Vek::TextWriter& operator<<( Vek::TextWriter& out, const IpGenPrefix& prefix );
 OSK_EXPORT std::ostream& operator<<( std::ostream& out, const IpGenPrefix& prefix );
 
+// In the attribute log: the address and the length as U32; host bits are cleared by the reader.
+constexpr std::size_t logSize( const IpGenPrefix& ) { return 24; }
+inline void logWrite( Vek::LogWriter& out, const IpGenPrefix& prefix ) {
+   logWrite( out, prefix.address() );
+   out.u32( prefix.length() );
+}
+OSK_EXPORT void logRead( Vek::LogReader& in, IpGenPrefix& prefix );
+
 } // namespace Zorv

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "Vek/Exceptions.h"
+#include "Vek/LogReader.h"
+#include "Vek/LogWriter.h"
 #include "Vek/Text.h"
 
 #include <compare>
@@ -57,5 +59,10 @@ inline std::ostream& operator<<( std::ostream& out, const IpTos& tos ) {
    const Vek::String text = tos.stringValue();
    return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
 }
+
+// In the attribute log: U8.
+constexpr std::size_t logSize( const IpTos& ) { return 1; }
+inline void logWrite( Vek::LogWriter& out, const IpTos& tos ) { out.u8( tos.value() ); }
+inline void logRead( Vek::LogReader& in, IpTos& tos ) { tos = IpTos( in.u8() ); }
 
 } // namespace Zorv

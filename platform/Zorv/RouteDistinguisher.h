@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Vek/LogReader.h"
+#include "Vek/LogWriter.h"
 #include "Vek/Text.h"
 
 #include <compare>
@@ -57,5 +59,12 @@ private:
 
 OSK_EXPORT Vek::TextWriter& operator<<( Vek::TextWriter& out, const RouteDistinguisher& rd );
 OSK_EXPORT std::ostream& operator<<( std::ostream& out, const RouteDistinguisher& rd );
+
+// In the attribute log: its 8 bytes.
+constexpr std::size_t logSize( const RouteDistinguisher& ) { return 8; }
+inline void logWrite( Vek::LogWriter& out, const RouteDistinguisher& rd ) { out.u64( rd.value() ); }
+inline void logRead( Vek::LogReader& in, RouteDistinguisher& rd ) {
+   rd = RouteDistinguisher( in.u64() );
+}
 
 } // namespace Zorv

@@ -68,4 +68,50 @@ std::ostream& operator<<( std::ostream& out, const ResolvedNexthopInfo& info ) {
    return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
 }
 
+namespace {
+
+constexpr std::size_t addressSize = logSize( Zorv::IpGenAddr() );
+constexpr std::size_t viaSize = addressSize + logSize( Zorv::IntfId() ) + 4 + 1;
+
+} // namespace
+
+std::size_t logSize( const ResolvedNexthopInfo& info ) {
+   return 4 + info.nexthopSet().size() * addressSize + 4 + info.vias().size() * viaSize;
+}
+
+void logWrite( Vek::LogWriter& out, const ResolvedNexthopInfo& info ) {
+   out.u32( static_cast< U32 >( info.nexthopSet().size() ) );
+   for ( const Zorv::IpGenAddr& address : info.nexthopSet() ) {
+      logWrite( out, address );
+   }
+   out.u32( static_cast< U32 >( info.vias().size() ) );
+   for ( const Via& via : info.vias() ) {
+      logWrite( out, via.address );
+      logWrite( out, via.intf );
+      out.u32( via.mplsLabel.value() );
+      out.boolean( via.active );
+   }
+}
+
+void logRead( Vek::LogReader& in, ResolvedNexthopInfo& info ) {
+   ResolvedNexthopInfo::NexthopSet nexthopSet;
+   for ( U32 left = in.count( addressSize ); left > 0; --left ) {
+      Zorv::IpGenAddr address;
+      logRead( in, address );
+      nexthopSet.insert( nexthopSet.end(), address );
+   }
+   ResolvedNexthopInfo::Vias vias( in.count( viaSize ) );
+   for ( Via& via : vias ) {
+      logRead( in, via.address );
+      logRead( in, via.intf );
+      const U32 label = in.u32();
+      if ( label > MplsLabel::none() ) {
+         in.fail( Vek::concat( "no MPLS label has the number ", label ) );
+      }
+      via.mplsLabel = MplsLabel( label );
+      via.active = in.boolean();
+   }
+   info = ResolvedNexthopInfo( std::move( nexthopSet ), std::move( vias ) );
+}
+
 } // namespace L3

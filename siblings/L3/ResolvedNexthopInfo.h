@@ -50,4 +50,10 @@ private:
 OSK_EXPORT Vek::TextWriter& operator<<( Vek::TextWriter& out, const ResolvedNexthopInfo& info );
 OSK_EXPORT std::ostream& operator<<( std::ostream& out, const ResolvedNexthopInfo& info );
 
+// In the attribute log: a count and the addresses of the next-hop set, ascending, then a count and
+// the vias, each its address, interface, label as U32 and active flag.
+OSK_EXPORT std::size_t logSize( const ResolvedNexthopInfo& info );
+OSK_EXPORT void logWrite( Vek::LogWriter& out, const ResolvedNexthopInfo& info );
+OSK_EXPORT void logRead( Vek::LogReader& in, ResolvedNexthopInfo& info );
+
 } // namespace L3

@@ -51,6 +51,21 @@ private:
    U8 value_ = 0;
 };
 
+// In the attribute log: rate and burst size as U64, a DSCP as U8.
+constexpr std::size_t logSize( const PoliceRate& ) { return 8; }
+inline void logWrite( Vek::LogWriter& out, const PoliceRate& rate ) { out.u64( rate.value() ); }
+inline void logRead( Vek::LogReader& in, PoliceRate& rate ) { rate = PoliceRate( in.u64() ); }
+constexpr std::size_t logSize( const PoliceBurstSize& ) { return 8; }
+inline void logWrite( Vek::LogWriter& out, const PoliceBurstSize& size ) {
+   out.u64( size.value() );
+}
+inline void logRead( Vek::LogReader& in, PoliceBurstSize& size ) {
+   size = PoliceBurstSize( in.u64() );
+}
+constexpr std::size_t logSize( const Dscp& ) { return 1; }
+inline void logWrite( Vek::LogWriter& out, const Dscp& dscp ) { out.u8( dscp.value() ); }
+inline void logRead( Vek::LogReader& in, Dscp& dscp ) { dscp = Dscp( in.u8() ); }
+
 /// Base of the actions: a name, an identifier and the number of the action's kind, all fixed.
 class OSK_EXPORT Action : public Vek::NamedEntity {
 public:

@@ -2,6 +2,9 @@
 
 #include "Osk/HashMix.h"
 
+#include <array>
+#include <bit>
+
 namespace QosLib {
 
 namespace {
@@ -39,6 +42,29 @@ Vek::TextWriter& operator<<( Vek::TextWriter& out, const ColoredCounters& counte
 std::ostream& operator<<( std::ostream& out, const ColoredCounters& counters ) {
    const Vek::String text = counters.stringValue();
    return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+}
+
+namespace {
+
+constexpr std::size_t counts = sizeof( ColoredCounters ) / sizeof( U64 );
+using Numbers = std::array< U64, counts >;
+
+} // namespace
+
+void logWrite( Vek::LogWriter& out, const ColoredCounters& counters ) {
+   for ( const U64 number : std::bit_cast< Numbers >( counters ) ) {
+      out.u64( number );
+   }
+}
+
+void logRead( Vek::LogReader& in, ColoredCounters& counters ) {
+   const U8* from = in.take( sizeof counters );
+   Numbers numbers;
+   for ( U64& number : numbers ) {
+      number = Osk::loadBig64( from );
+      from += sizeof number;
+   }
+   counters = std::bit_cast< ColoredCounters >( numbers );
 }
 
 } // namespace QosLib

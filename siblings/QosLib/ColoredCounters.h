@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Vek/LogReader.h"
+#include "Vek/LogWriter.h"
 #include "Vek/Text.h"
 
 #include <compare>
@@ -61,5 +63,10 @@ static_assert( sizeof( ColoredCounters ) == 88 &&
 
 OSK_EXPORT Vek::TextWriter& operator<<( Vek::TextWriter& out, const ColoredCounters& counters );
 OSK_EXPORT std::ostream& operator<<( std::ostream& out, const ColoredCounters& counters );
+
+// In the attribute log: the 11 numbers.
+constexpr std::size_t logSize( const ColoredCounters& ) { return sizeof( ColoredCounters ); }
+OSK_EXPORT void logWrite( Vek::LogWriter& out, const ColoredCounters& counters );
+OSK_EXPORT void logRead( Vek::LogReader& in, ColoredCounters& counters );
 
 } // namespace QosLib

@@ -50,4 +50,16 @@ std::ostream& operator<<( std::ostream& out, const PolicyKey& key ) {
    return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
 }
 
+void logWrite( Vek::LogWriter& out, const PolicyKey& key ) {
+   out.u32( key.color() );
+   logWrite( out, key.endpoint() );
+}
+
+void logRead( Vek::LogReader& in, PolicyKey& key ) {
+   const U32 color = in.u32();
+   Zorv::IpGenAddr endpoint;
+   logRead( in, endpoint );
+   key = PolicyKey( color, endpoint );
+}
+
 } // namespace SrTePolicy

@@ -50,4 +50,9 @@ private:
 OSK_EXPORT Vek::TextWriter& operator<<( Vek::TextWriter& out, const PolicyKey& key );
 OSK_EXPORT std::ostream& operator<<( std::ostream& out, const PolicyKey& key );
 
+// In the attribute log: the color as U32 and the endpoint.
+constexpr std::size_t logSize( const PolicyKey& ) { return 24; }
+OSK_EXPORT void logWrite( Vek::LogWriter& out, const PolicyKey& key );
+OSK_EXPORT void logRead( Vek::LogReader& in, PolicyKey& key );
+
 } // namespace SrTePolicy

@@ -1,0 +1,31 @@
+#include "Vek/LogReader.h"
+
+#include "Vek/Text.h"
+
+namespace Vek {
+
+String LogReader::string() {
+   const U32 length = count( 1 );
+   return String( reinterpret_cast< const char* >( take( length ) ), length );
+}
+
+U32 LogReader::count( std::size_t elementSize ) {
+   const U32 elements = u32();
+   if ( elements > left() / elementSize ) {
+      at_ -= sizeof elements;
+      fail( concat( "a count of ", elements, " does not fit into what follows" ) );
+   }
+   return elements;
+}
+
+void LogReader::fail( std::string_view reason ) const {
+   throw StreamException( concat( "byte ", offset(), ": ", reason ) );
+}
+
+void LogReader::failShort( std::size_t count ) const {
+   fail( concat( count, " bytes are wanted, ", left(), " are left" ) );
+}
+
+void LogReader::failLong() const { fail( concat( left(), " bytes too many" ) ); }
+
+} // namespace Vek

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "Osk/Endian.h"
+#include "Osk/UniqueId.h"
+#include "Vek/String.h"
+
+/// Values in the attribute log. Each type that is streamed has three functions beside it, found by
+/// the type of their arguments:
+///
+///     std::size_t logSize( const T& value );            // the bytes that logWrite takes
+///     void logWrite( LogWriter& out, const T& value );
+///     void logRead( LogReader& in, T& value );          // LogReader.h
+///
+/// Integers are in network order, a bool is one byte, an enumeration a U32, a double or a float the
+/// bits of its IEEE-754 form, a string a U32 length and its bytes.
+namespace Vek {
+
+/// Writes into memory that was reserved for exactly what is written: each value's size is asked for
+/// beforehand.
+class LogWriter {
+public:
+   /// Writes from `at` on.
+   explicit LogWriter( U8* at ) : at_( at ) {}
+
+   /// Behind the last byte written.
+   U8* at() const { return at_; }
+
+   void u8( U8 value ) { *at_++ = value; }
+   void boolean( bool value ) { u8( value ); }
+   void u16( U16 value ) {
+      at_[0] = static_cast< U8 >( value >> 8 );
+      at_[1] = static_cast< U8 >( value );
+      at_ += 2;
+   }
+   void u32( U32 value ) {
+      Osk::storeBig32( at_, value );
+      at_ += 4;
+   }
+   void u64( U64 value ) {
+      Osk::storeBig64( at_, value );
+      at_ += 8;
+   }
+   void bytes( const void* from, std::size_t count ) {
+      if ( count != 0 ) {
+         std::memcpy( at_, from, count );
+         at_ += count;
+      }
+   }
+   void string( std::string_view text ) {
+      u32( static_cast< U32 >( text.size() ) );
+      bytes( text.data(), text.size() );
+   }
+
+private:
+   U8* at_;
+};
+
+constexpr std::size_t logSize( const Osk::UniqueId& ) { return 8; }
+inline void logWrite( LogWriter& out, const Osk::UniqueId& id ) { out.u64( id.value() ); }
+
+} // namespace Vek

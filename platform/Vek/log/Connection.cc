@@ -1,0 +1,83 @@
+#include "Vek/log/Connection.h"
+
+namespace Vek::log {
+
+namespace {
+
+constexpr std::size_t roomSize = 1U << 16;
+
+// A peer that sends without end does not keep the others waiting.
+constexpr int maxPiecesAtOnce = 16;
+
+} // namespace
+
+Connection::Connection( std::unique_ptr< Transport > transport, Options options )
+   : transport_( std::move( transport ) ) {
+   if ( options.source ) {
+      sender_ = std::make_unique< Sender >( *options.source, options.bufferSize );
+   }
+   if ( options.directory ) {
+      receiver_ = std::make_unique< Receiver >( *options.directory, std::move( options.policy ) );
+   }
+}
+
+Connection::~Connection() = default;
+
+bool Connection::process() {
+   if ( !open_ ) {
+      return false;
+   }
+   try {
+      receive();
+      if ( open_ && sender_ ) {
+         send();
+      }
+   } catch ( const StreamException& exception ) {
+      close( exception.what() );
+   }
+   return open_;
+}
+
+void Connection::receive() {
+   U8 room[roomSize];
+   for ( int piece = 0; piece < maxPiecesAtOnce; ++piece ) {
+      const auto count = transport_->receive( room );
+      if ( !count ) {
+         close( receiver_ && !receiver_->atBoundary() ? "the peer closed inside a message" : "" );
+         return;
+      }
+      if ( *count == 0 ) {
+         return;
+      }
+      if ( !receiver_ ) {
+         throw StreamException( "nothing is received on this connection" );
+      }
+      receiver_->receive( std::span( room, *count ) );
+   }
+}
+
+void Connection::send() {
+   do {
+      sender_->fill();
+      if ( !sender_->error().empty() ) {
+         throw StreamException( sender_->error() );
+      }
+      while ( !sender_->pending().empty() ) {
+         const std::size_t count = transport_->send( sender_->pending() );
+         if ( count == 0 ) {
+            return;
+         }
+         sender_->sent( count );
+      }
+   } while ( !sender_->idle() );
+}
+
+void Connection::close( const String& error ) {
+   open_ = false;
+   error_ = error;
+   sender_.reset();
+   receiver_.reset();
+   transport_.reset();
+}
+
+} // namespace Vek::log

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "Vek/log/Receiver.h"
+#include "Vek/log/Source.h"
+#include "Vek/log/Transport.h"
+
+namespace Vek::log {
+
+/// A connection to a peer: sends what a source streams, receives what the peer streams, or both. It
+/// never waits: the owner's event loop calls `process` when the transport is ready.
+class OSK_EXPORT Connection {
+public:
+   struct Options {
+      Source* source = nullptr;          ///< what to send; null to send nothing
+      std::size_t bufferSize = 1U << 18; ///< of what is to be sent, in bytes
+      Directory* directory = nullptr;    ///< where to receive; null to refuse all that comes
+      Receiver::Policy policy = {};
+   };
+
+   /// What `options` points to lives as long as the connection.
+   Connection( std::unique_ptr< Transport > transport, Options options );
+   Connection( const Connection& ) = delete;
+   Connection& operator=( const Connection& ) = delete;
+   ~Connection();
+
+   /// Receives and sends what can be received and sent now. False when the connection has ended,
+   /// because the peer closed it or for the reason that `error` gives; it is of no use then.
+   bool process();
+
+   bool isOpen() const { return open_; }
+
+   /// Whether there is something that the transport did not take yet.
+   bool wantsToSend() const { return open_ && sender_ && !sender_->idle(); }
+
+   /// Whether all that the source held when the connection began, and all changes since, were given
+   /// to the transport.
+   bool allSent() const { return sender_ && sender_->synchronised() && sender_->idle(); }
+
+   /// Whether the peer has sent all that it held when the connection began.
+   bool synchronised() const { return receiver_ && receiver_->synchronised(); }
+
+   /// Why the connection ended; empty when the peer closed it between messages.
+   const String& error() const { return error_; }
+
+   Transport& transport() { return *transport_; }
+
+private:
+   void receive();
+   void send();
+   void close( const String& error );
+
+   std::unique_ptr< Transport > transport_;
+   std::unique_ptr< Sender > sender_;
+   std::unique_ptr< Receiver > receiver_;
+   bool open_ = true;
+   String error_;
+};
+
+} // namespace Vek::log

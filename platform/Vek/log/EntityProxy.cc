@@ -1,0 +1,89 @@
+#include "Vek/log/EntityProxy.h"
+
+namespace Vek::log {
+
+bool EntityProxy::doHandleAttrTransaction( U16 fieldId, U8 type ) {
+   const auto position = type_.position( fieldId );
+   if ( !position || !type_.rows()[*position]->isCollection() ) {
+      return false;
+   }
+   const Field& row = *type_.rows()[*position];
+   checkWritable( row );
+   if ( type == static_cast< U8 >( TransactionType::start ) ) {
+      if ( !stale_ ) {
+         stale_ = std::make_unique< std::unique_ptr< DirtyKeys >[] >( type_.rows().size() );
+      }
+      stale_[*position] = row.collection->dirtyKeys();
+      row.collection->visit(
+         object(), [&]( const void* key, const void* ) { stale_[*position]->insert( key ); } );
+   } else if ( type == static_cast< U8 >( TransactionType::end ) && inTransaction( *position ) ) {
+      const std::unique_ptr< DirtyKeys > keys = std::move( stale_[*position] );
+      for ( ; !keys->empty(); keys->eraseFirst() ) {
+         row.collection->erase( object(), keys->first() );
+      }
+   }
+   return true;
+}
+
+bool EntityProxy::doHandleAttrDeserialization( U16 fieldId, bool removed, std::size_t length,
+                                               LogReader& in ) {
+   const auto position = type_.position( fieldId );
+   if ( !position || type_.childRows() >> *position & 1 ) {
+      return false;
+   }
+   const Field& row = *type_.rows()[*position];
+   checkWritable( row );
+   const std::size_t begin = in.offset();
+   const auto readAll = [&]( const ValueType& type, void* value ) { type.logRead( in, value ); };
+   const auto checkLength = [&] {
+      if ( in.offset() - begin != length ) {
+         in.fail(
+            concat( "the value ends ", in.offset() - begin, " bytes into a payload of ", length ) );
+      }
+   };
+   if ( !row.isCollection() ) {
+      const Arguments value( std::span( &row.value, 1 ) );
+      readAll( *row.value, value[0] );
+      checkLength();
+      row.set( object(), value[0] );
+      return true;
+   }
+   const Arguments key( std::span( &row.key, 1 ) );
+   readAll( *row.key, key[0] );
+   if ( removed ) {
+      checkLength();
+      row.collection->erase( object(), key[0] );
+   } else if ( !row.value ) {
+      checkLength();
+      row.collection->insert( object(), key[0], nullptr );
+   } else {
+      const Arguments value( std::span( &row.value, 1 ) );
+      readAll( *row.value, value[0] );
+      checkLength();
+      row.collection->insert( object(), key[0], value[0] );
+   }
+   received( *position, key[0] );
+   return true;
+}
+
+void EntityProxy::received( U8 position, const void* key ) {
+   if ( inTransaction( position ) ) {
+      stale_[position]->erase( key );
+   }
+}
+
+void EntityProxy::checkWritable( const Field& row ) const {
+   if ( allowed_ && !( *allowed_ )( *entity_, row ) ) {
+      throw ReadOnlyProxyException( type_.info().name, row.name );
+   }
+}
+
+Ptr< Entity > newEntityForAttrLog( const TypeInfo& type, LogReader& in ) {
+   const Arguments arguments( type.parameters );
+   for ( std::size_t i = 0; i < type.parameters.size(); ++i ) {
+      type.parameters[i]->logRead( in, arguments[i] );
+   }
+   return type.construct( arguments.data() );
+}
+
+} // namespace Vek::log

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "Vek/log/Message.h"
+#include "Vek/log/StreamType.h"
+
+namespace Vek::log {
+
+class EntityProxy;
+
+/// Decides which attributes of a read-only proxy a peer may write all the same.
+using RemoteWrites = std::function< bool( const Entity& entity, const Field& row ) >;
+
+/// The local copy of an entity that a peer streams: applies the messages about it through the
+/// entity's own operations, so that its observers see ordinary changes.
+class OSK_EXPORT EntityProxy {
+public:
+   /// `number` is the peer's for the entity.
+   EntityProxy( U64 number, Entity& entity, const StreamType& type )
+      : number_( number ), entity_( &entity ), type_( type ) {}
+   EntityProxy( const EntityProxy& ) = delete;
+   EntityProxy& operator=( const EntityProxy& ) = delete;
+
+   U64 number() const { return number_; }
+   Entity& entity() const { return *entity_; }
+   const StreamType& type() const { return type_; }
+
+   /// Makes the proxy read-only: a message about a row that `allowed` does not let through raises
+   /// `ReadOnlyProxyException`. `allowed` lives as long as the proxy; null makes it writable.
+   void readOnlyIs( const RemoteWrites* allowed ) { allowed_ = allowed; }
+
+   /// Begins (type 0) or ends (type 2) the resynchronisation of a collection: members that are not
+   /// received in between are removed at the end. Nothing for other types. False when the field is
+   /// no collection.
+   bool doHandleAttrTransaction( U16 fieldId, U8 type );
+
+   /// Applies a message about an attribute or a member of a collection. `removed` says that the
+   /// member is gone, `length` is the length of the payload, all of which the value takes. False
+   /// when the type does not stream the field so. What `in` and the entity's operations raise goes
+   /// through, and then the entity is unchanged.
+   bool doHandleAttrDeserialization( U16 fieldId, bool removed, std::size_t length, LogReader& in );
+
+   /// Notes that a child or a member was received.
+   void received( U8 position, const void* key );
+   /// Whether a resynchronisation of the row is under way.
+   bool inTransaction( U8 position ) const { return stale_ && stale_[position]; }
+
+   /// `ReadOnlyProxyException` unless a peer may write the row.
+   void checkWritable( const Field& row ) const;
+
+   void* object() const { return entity_.get(); }
+
+private:
+   friend class Receiver;
+
+   U64 number_;
+   Ptr< Entity > entity_;
+   const StreamType& type_;
+   const RemoteWrites* allowed_ = nullptr;
+   /// The keys not received yet of each row that is resynchronised.
+   std::unique_ptr< std::unique_ptr< DirtyKeys >[] > stale_;
+   EntityProxy* parent_ = nullptr;
+   EntityProxy* firstChild_ = nullptr;
+   EntityProxy* next_ = nullptr;
+   EntityProxy* previous_ = nullptr;
+};
+
+/// Makes an entity from the constructor parameters that `in` gives, in their declared order.
+OSK_EXPORT Ptr< Entity > newEntityForAttrLog( const TypeInfo& type, LogReader& in );
+
+} // namespace Vek::log

@@ -1,0 +1,150 @@
+#include "Vek/log/EntityStreamAdapter.h"
+
+#include "Vek/log/RowMessage.h"
+#include "Vek/log/Source.h"
+
+namespace Vek::log {
+
+namespace {
+
+constinit Mell::Slab adapterSlab{ sizeof( EntityStreamAdapter ), alignof( EntityStreamAdapter ) };
+
+constexpr U32 bitOf( U8 position ) { return 1U << position; }
+
+} // namespace
+
+void* EntityStreamAdapter::operator new( std::size_t ) { return adapterSlab.allocate(); }
+void EntityStreamAdapter::operator delete( void* memory ) { adapterSlab.free( memory ); }
+
+EntityStreamAdapter::EntityStreamAdapter( Source& source, Entity& entity, const StreamType& type,
+                                          EntityStreamAdapter* parent, U8 parentPosition )
+   : observation_( entity.observe( *this ) ), source_( source ), type_( type ),
+     number_( ++source.lastNumber_ ), parent_( parent ), parentPosition_( parentPosition ) {
+   if ( parent_ ) {
+      next_ = std::exchange( parent_->firstChild_, this );
+      if ( next_ ) {
+         next_->previous_ = this;
+      }
+   }
+   forEachChild( [&]( U8 position, Entity& child ) {
+      new EntityStreamAdapter( source_, child, source_.types_.of( child.typeInfo() ), this,
+                               position );
+   } );
+}
+
+EntityStreamAdapter::~EntityStreamAdapter() {
+   while ( firstChild_ ) {
+      delete firstChild_;
+   }
+   while ( flowOuts_ ) {
+      delete flowOuts_;
+   }
+   if ( parent_ ) {
+      ( previous_ ? previous_->next_ : parent_->firstChild_ ) = next_;
+      if ( next_ ) {
+         next_->previous_ = previous_;
+      }
+   }
+}
+
+EntityStreamAdapter* EntityStreamAdapter::of( const Entity& entity, const Source& source ) {
+   for ( const Observation* at = entity.observations(); at; at = at->next() ) {
+      auto* const adapter = dynamic_cast< EntityStreamAdapter* >( &at->observer() );
+      if ( adapter && &adapter->source_ == &source ) {
+         return adapter;
+      }
+   }
+   return nullptr;
+}
+
+std::size_t EntityStreamAdapter::attrLogSizeCtorParams() const {
+   std::size_t size = 0;
+   for ( const Field* const row : type_.parameters() ) {
+      withValue( *row, object(),
+                 [&]( const void* value ) { size += row->value->logSize( value ); } );
+   }
+   return size;
+}
+
+void EntityStreamAdapter::serializeConstructorParams( LogWriter& out ) const {
+   for ( const Field* const row : type_.parameters() ) {
+      withValue( *row, object(), [&]( const void* value ) { row->value->logWrite( out, value ); } );
+   }
+}
+
+bool EntityStreamAdapter::streamAdapterOnAttribute( U16 fieldId ) {
+   const auto position = type_.position( fieldId );
+   if ( !position || type_.rows()[*position]->kind != FieldKind::attribute ) {
+      return false;
+   }
+   publish( *position, nullptr );
+   return true;
+}
+
+void EntityStreamAdapter::onChange( const Change& change ) {
+   const auto position = type_.position( change.fieldId() );
+   if ( !position ) {
+      return;
+   }
+   try {
+      if ( type_.childRows() & bitOf( *position ) ) {
+         onChildren( change, *position );
+      } else {
+         publish( *position, change.key );
+      }
+   } catch ( const std::exception& exception ) {
+      source_.fail( exception.what() );
+   }
+}
+
+void EntityStreamAdapter::publish( U8 position, const void* key ) {
+   source_.multicast( RowMessage( number_, *type_.rows()[position], object(), key ),
+                      [&]( Sender& sender ) { mark( sender, position, key ); } );
+}
+
+// Observers that were told before may have changed the row again: what stands in it now counts.
+void EntityStreamAdapter::onChildren( const Change& change, U8 position ) {
+   const Field& row = *type_.rows()[position];
+   if ( change.removed ) {
+      if ( EntityStreamAdapter* const child = of( *change.removed, source_ ) ) {
+         onRemoved( *child, change.key, position );
+      }
+   }
+   const void* const stored =
+      row.isCollection() ? row.collection->find( object(), change.key ) : row.stored( object() );
+   if ( !stored ) {
+      return;
+   }
+   Entity& child = *static_cast< Entity* >( const_cast< void* >( stored ) );
+   if ( of( child, source_ ) ) {
+      return;
+   }
+   EntityStreamAdapter& adapter = *new EntityStreamAdapter(
+      source_, child, source_.types_.of( child.typeInfo() ), this, position );
+   for ( Sender* const sender : source_.senders_ ) {
+      FlowOut* const waiting = flowOut( *sender );
+      if ( waiting && waiting->rowKeys && row.isCollection() ) {
+         waiting->keys( position ).erase( change.key );
+      }
+      adapter.newFlowOut( *sender );
+      adapter.vekInstantiateSerialize( *sender );
+   }
+}
+
+void EntityStreamAdapter::onRemoved( EntityStreamAdapter& child, const void* key, U8 position ) {
+   std::vector< const Sender* > unaware;
+   for ( const FlowOut* waiting = child.flowOuts_; waiting; waiting = waiting->nextOfAdapter ) {
+      if ( !waiting->announced ) {
+         unaware.push_back( &waiting->sender );
+      }
+   }
+   delete &child;
+   source_.multicast(
+      RowMessage( number_, *type_.rows()[position], object(), key ), [&]( Sender& sender ) {
+         if ( std::find( unaware.begin(), unaware.end(), &sender ) == unaware.end() ) {
+            mark( sender, position, key );
+         }
+      } );
+}
+
+} // namespace Vek::log

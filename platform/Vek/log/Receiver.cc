@@ -1,0 +1,327 @@
+#include "Vek/log/Receiver.h"
+
+#include "Vek/TypeRegistry.h"
+#include "Vek/log/Schema.h"
+
+namespace Vek::log {
+
+namespace {
+
+// Whether two entities were made from the same constructor parameters.
+bool sameParameters( const StreamType& type, const Entity& a, const Entity& b ) {
+   return std::all_of( type.parameters().begin(), type.parameters().end(), [&]( const Field* row ) {
+      bool same = false;
+      withValue( *row, &a, [&]( const void* valueOfA ) {
+         withValue( *row, &b, [&]( const void* valueOfB ) {
+            same = row->value->equal( valueOfA, valueOfB );
+         } );
+      } );
+      return same;
+   } );
+}
+
+} // namespace
+
+Receiver::Receiver( Directory& directory, Policy policy )
+   : directory_( directory ), policy_( std::move( policy ) ) {}
+
+Receiver::~Receiver() = default;
+
+void Receiver::receive( std::span< const U8 > bytes ) {
+   if ( partial_.empty() ) {
+      const std::size_t taken = takeAll( bytes );
+      partial_.assign( bytes.begin() + static_cast< std::ptrdiff_t >( taken ), bytes.end() );
+   } else {
+      partial_.insert( partial_.end(), bytes.begin(), bytes.end() );
+      const std::size_t taken = takeAll( partial_ );
+      partial_.erase( partial_.begin(), partial_.begin() + static_cast< std::ptrdiff_t >( taken ) );
+   }
+}
+
+Entity* Receiver::entity( U64 number ) const {
+   const auto at = proxies_.find( number );
+   return at == proxies_.end() ? nullptr : &at->second->entity();
+}
+
+std::size_t Receiver::takeAll( std::span< const U8 > bytes ) {
+   std::size_t taken = 0;
+   while ( const std::size_t size = takeOne( bytes.subspan( taken ) ) ) {
+      taken += size;
+   }
+   return taken;
+}
+
+// Takes the preamble or one message; 0 when it is not complete.
+std::size_t Receiver::takeOne( std::span< const U8 > bytes ) {
+   if ( !preambleRead_ ) {
+      if ( bytes.size() < preambleSize ) {
+         return 0;
+      }
+      readPreamble( LogReader( bytes.first( preambleSize ) ) );
+      preambleRead_ = true;
+      return preambleSize;
+   }
+   if ( bytes.size() < Header::size ) {
+      return 0;
+   }
+   const Header header = readHeader( bytes );
+   const std::size_t size = Header::size + header.length;
+   if ( bytes.size() < size ) {
+      return 0;
+   }
+   ++messages_;
+   apply( header, bytes.subspan( Header::size, header.length ) );
+   return size;
+}
+
+void Receiver::readPreamble( LogReader in ) {
+   if ( in.u32() != streamMagic ) {
+      throw StreamException( "the peer does not speak the attribute log" );
+   }
+   const U16 version = in.u16();
+   if ( version != streamVersion ) {
+      throw StreamException( concat( "the peer speaks version ", version,
+                                     " of the attribute log, this process version ",
+                                     streamVersion ) );
+   }
+   in.take( 2 );
+   digest_ = in.u64();
+}
+
+void Receiver::apply( const Header& header, std::span< const U8 > payload ) {
+   LogReader in( payload, LogReader::Trust::checked );
+   try {
+      if ( ( header.kind == MessageKind::types ) == typesChecked_ ) {
+         throw StreamException( typesChecked_ ? "the types were told before"
+                                              : "the types were not told" );
+      }
+      if ( policy_.sees ) {
+         const auto at = proxies_.find( header.entity );
+         policy_.sees( header, payload, at == proxies_.end() ? nullptr : &at->second->type() );
+      }
+      switch ( header.kind ) {
+      case MessageKind::types:
+         applyTypes( in, payload );
+         break;
+      case MessageKind::root:
+         applyRoot( header, in );
+         break;
+      case MessageKind::child:
+         applyChild( header, in );
+         break;
+      case MessageKind::attribute:
+      case MessageKind::member:
+         if ( !applyValue( header, in ) ) {
+            throw StreamException( "the type does not stream such a field" );
+         }
+         break;
+      case MessageKind::transaction: {
+         EntityProxy& proxy = proxyOf( header );
+         const U8 type = in.u8();
+         in.end();
+         if ( !proxy.doHandleAttrTransaction( header.fieldId, type ) ) {
+            throw StreamException( "the field is no collection" );
+         }
+         break;
+      }
+      case MessageKind::synchronised:
+         in.end();
+         synchronised_ = true;
+         break;
+      default:
+         throw StreamException( "there is no such kind of message" );
+      }
+   } catch ( const std::bad_alloc& ) {
+      throw;
+   } catch ( const std::exception& exception ) {
+      refuse( header, exception.what() );
+   }
+}
+
+void Receiver::applyTypes( LogReader& in, std::span< const U8 > payload ) {
+   const std::string_view theirs( reinterpret_cast< const char* >( in.take( payload.size() ) ),
+                                  payload.size() );
+   if ( typesDigest( theirs ) != digest_ ) {
+      throw StreamException( "the types do not have the digest that was told" );
+   }
+   if ( const String difference = typesDifference( theirs ); !difference.empty() ) {
+      throw StreamException( difference );
+   }
+   typesChecked_ = true;
+}
+
+bool Receiver::applyValue( const Header& header, LogReader& in ) {
+   EntityProxy& proxy = proxyOf( header );
+   const Field* const row = proxy.type().info().field( header.fieldId );
+   const bool member = header.kind == MessageKind::member;
+   return row && member == row->isCollection() && ( member || !header.removed() ) &&
+          proxy.doHandleAttrDeserialization( header.fieldId, header.removed(), header.length, in );
+}
+
+void Receiver::applyRoot( const Header& header, LogReader& in ) {
+   if ( header.removed() ) {
+      in.end();
+      EntityProxy& proxy = proxyOf( header );
+      if ( proxy.parent_ ) {
+         throw StreamException( "the entity is no root" );
+      }
+      const Ptr< Entity > entity = proxy.entity_;
+      drop( proxy );
+      const String& name = static_cast< const NamedEntity& >( *entity ).name();
+      if ( directory_.entity( name ).get() == entity.get() ) {
+         directory_.erase( name );
+      }
+      return;
+   }
+   checkNew( header.entity, in );
+   const String typeName = in.string();
+   const String name = in.string();
+   in.end();
+   if ( policy_.refusesRoot ) {
+      if ( const String reason = policy_.refusesRoot( typeName, name ); !reason.empty() ) {
+         throw StreamException( reason );
+      }
+   }
+   const Ptr< NamedEntity > root = directory_.create( typeName, name );
+   dropProxyOf( *root );
+   add( header.entity, *root, types_.of( root->typeInfo() ), nullptr );
+}
+
+void Receiver::applyChild( const Header& header, LogReader& in ) {
+   EntityProxy& parent = proxyOf( header );
+   const auto position = parent.type().position( header.fieldId );
+   if ( !position || !( parent.type().childRows() >> *position & 1 ) ) {
+      throw StreamException( "the field holds no children" );
+   }
+   const Field& row = *parent.type().rows()[*position];
+   parent.checkWritable( row );
+   const U64 number = in.u64();
+   if ( header.removed() ) {
+      if ( number != 0 ) {
+         in.fail( "a removed child has a number" );
+      }
+      removeChild( parent, row, in );
+      return;
+   }
+   checkNew( number, in );
+   const StreamType& type = types_.ofChildren( row );
+   const std::size_t begin = in.offset();
+   const Ptr< Entity > child = newEntityForAttrLog( type.info(), in );
+   in.end();
+   if ( !row.isCollection() ) {
+      add( number, take( parent, row, *position, nullptr, *child ), type, &parent );
+      return;
+   }
+   const Field& keyRow = type.keyRow( *row.key );
+   const Arguments key( std::span( &keyRow.value, 1 ) );
+   keyRow.get( child.get(), key[0] );
+   parent.received( *position, key[0] );
+   add( number, take( parent, row, *position, key[0], *child ), type, &parent );
+}
+
+// Puts a child that was received into its row and returns it, or the one that is there already and
+// is the same by its constructor parameters. Outside of a resynchronisation a child of a collection
+// is always a new one, as its sender does not announce one twice.
+Entity& Receiver::take( EntityProxy& parent, const Field& row, U8 position, const void* key,
+                        Entity& child ) {
+   const void* const present = row.isCollection() ? row.collection->find( parent.object(), key )
+                                                  : row.stored( parent.object() );
+   if ( present ) {
+      const Ptr< Entity > old( static_cast< Entity* >( const_cast< void* >( present ) ) );
+      dropProxyOf( *old );
+      const bool keeps = !row.isCollection() || parent.inTransaction( position );
+      if ( keeps && sameParameters( types_.ofChildren( row ), *old, child ) ) {
+         return *old;
+      }
+      if ( row.isCollection() ) {
+         row.collection->erase( parent.object(), key );
+      }
+   }
+   row.adopt( parent.entity(), row, key, Ptr< Entity >( &child ) );
+   return child;
+}
+
+void Receiver::removeChild( EntityProxy& parent, const Field& row, LogReader& in ) {
+   if ( !row.isCollection() ) {
+      in.end();
+      if ( const void* const child = row.stored( parent.object() ) ) {
+         dropProxyOf( *static_cast< const Entity* >( child ) );
+         row.adopt( parent.entity(), row, nullptr, Ptr< Entity >() );
+      }
+      return;
+   }
+   const Arguments key( std::span( &row.key, 1 ) );
+   row.key->logRead( in, key[0] );
+   in.end();
+   if ( const void* const child = row.collection->find( parent.object(), key[0] ) ) {
+      dropProxyOf( *static_cast< const Entity* >( child ) );
+      row.collection->erase( parent.object(), key[0] );
+   }
+}
+
+EntityProxy& Receiver::proxyOf( const Header& header ) const {
+   const auto at = proxies_.find( header.entity );
+   if ( at == proxies_.end() ) {
+      throw StreamException( concat( "no entity has the number ", header.entity ) );
+   }
+   return *at->second;
+}
+
+void Receiver::checkNew( U64 number, const LogReader& in ) const {
+   if ( number == 0 || proxies_.contains( number ) ) {
+      in.fail( concat( "a new entity cannot have the number ", number ) );
+   }
+}
+
+EntityProxy& Receiver::add( U64 number, Entity& entity, const StreamType& type,
+                            EntityProxy* parent ) {
+   auto created = std::make_unique< EntityProxy >( number, entity, type );
+   EntityProxy& proxy = *created;
+   proxy.readOnlyIs( policy_.allows ? &policy_.allows : nullptr );
+   proxies_.emplace( number, std::move( created ) );
+   proxyOfEntity_[&entity] = &proxy;
+   if ( parent ) {
+      proxy.parent_ = parent;
+      proxy.next_ = std::exchange( parent->firstChild_, &proxy );
+      if ( proxy.next_ ) {
+         proxy.next_->previous_ = &proxy;
+      }
+   }
+   return proxy;
+}
+
+void Receiver::drop( EntityProxy& proxy ) {
+   while ( proxy.firstChild_ ) {
+      drop( *proxy.firstChild_ );
+   }
+   if ( proxy.parent_ ) {
+      ( proxy.previous_ ? proxy.previous_->next_ : proxy.parent_->firstChild_ ) = proxy.next_;
+      if ( proxy.next_ ) {
+         proxy.next_->previous_ = proxy.previous_;
+      }
+   }
+   proxyOfEntity_.erase( &proxy.entity() );
+   proxies_.erase( proxy.number() );
+}
+
+void Receiver::dropProxyOf( const Entity& entity ) {
+   if ( const auto at = proxyOfEntity_.find( &entity ); at != proxyOfEntity_.end() ) {
+      drop( *at->second );
+   }
+}
+
+void Receiver::refuse( const Header& header, std::string_view reason ) const {
+   String where = concat( "message ", messages_, " (", stringValue( header.kind ), ')' );
+   if ( const auto at = proxies_.find( header.entity ); at != proxies_.end() ) {
+      const TypeInfo& info = at->second->type().info();
+      where += concat( ", ", info.name );
+      if ( const Field* const row = info.field( header.fieldId ) ) {
+         where += concat( ' ', row->id, ' ', row->name );
+      } else if ( header.fieldId != 0 ) {
+         where += concat( ' ', header.fieldId );
+      }
+   }
+   throw StreamException( concat( where, ": ", reason ) );
+}
+
+} // namespace Vek::log

@@ -1,0 +1,86 @@
+#pragma once
+
+#include "Vek/Directory.h"
+#include "Vek/log/EntityProxy.h"
+
+#include <unordered_map>
+
+namespace Vek::log {
+
+/// The receiving half of a connection: takes a peer's stream in pieces of any size and keeps the
+/// roots that it streams in a directory, with all that they own, equal to the peer's.
+///
+/// The stream is not trusted. Whatever is malformed raises `StreamException`, which names the
+/// message, the attribute and the byte; the entities then stand as the last whole message left
+/// them, and nothing more may be given to this receiver. What a resynchronisation that was cut off
+/// had not named yet stays.
+class OSK_EXPORT Receiver {
+public:
+   /// What a receiver asks its owner; any of them may be empty.
+   struct Policy {
+      /// Whether a root may be received; "" for yes, else the reason.
+      std::function< String( std::string_view type, std::string_view name ) > refusesRoot = {};
+      /// Which rows of its entities a peer may write; empty for all.
+      RemoteWrites allows = {};
+      /// Told of every message before it is applied, with its type when the entity is known.
+      std::function< void( const Header& header, std::span< const U8 > payload,
+                           const StreamType* type ) >
+         sees = {};
+   };
+
+   /// Roots are looked up and created in `directory`, which lives as long as the receiver.
+   explicit Receiver( Directory& directory ) : Receiver( directory, Policy() ) {}
+   Receiver( Directory& directory, Policy policy );
+   Receiver( const Receiver& ) = delete;
+   Receiver& operator=( const Receiver& ) = delete;
+   ~Receiver();
+
+   /// Takes the next bytes of the stream and applies the messages that are complete.
+   void receive( std::span< const U8 > bytes );
+
+   /// Whether the peer has said that all it had when the connection began was sent.
+   bool synchronised() const { return synchronised_; }
+
+   /// Messages applied so far.
+   U64 messages() const { return messages_; }
+
+   /// Whether the stream ended between messages.
+   bool atBoundary() const { return partial_.empty(); }
+
+   /// The entity that the peer streams under a number, or null.
+   Entity* entity( U64 number ) const;
+
+private:
+   std::size_t takeAll( std::span< const U8 > bytes );
+   std::size_t takeOne( std::span< const U8 > bytes );
+   void readPreamble( LogReader in );
+   void apply( const Header& header, std::span< const U8 > payload );
+   void applyTypes( LogReader& in, std::span< const U8 > payload );
+   void applyRoot( const Header& header, LogReader& in );
+   bool applyValue( const Header& header, LogReader& in );
+   void applyChild( const Header& header, LogReader& in );
+   Entity& take( EntityProxy& parent, const Field& row, U8 position, const void* key,
+                 Entity& child );
+   void removeChild( EntityProxy& parent, const Field& row, LogReader& in );
+
+   EntityProxy& proxyOf( const Header& header ) const;
+   EntityProxy& add( U64 number, Entity& entity, const StreamType& type, EntityProxy* parent );
+   void checkNew( U64 number, const LogReader& in ) const;
+   void drop( EntityProxy& proxy );
+   void dropProxyOf( const Entity& entity );
+   [[noreturn]] void refuse( const Header& header, std::string_view reason ) const;
+
+   Directory& directory_;
+   const Policy policy_;
+   StreamTypes types_;
+   std::unordered_map< U64, std::unique_ptr< EntityProxy > > proxies_;
+   std::unordered_map< const Entity*, EntityProxy* > proxyOfEntity_;
+   std::vector< U8 > partial_;
+   U64 digest_ = 0;
+   U64 messages_ = 0;
+   bool preambleRead_ = false;
+   bool typesChecked_ = false;
+   bool synchronised_ = false;
+};
+
+} // namespace Vek::log

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Osk/Types.h"
+#include "Vek/String.h"
+
+/// The types of a process as they are told to its peers, so that two processes with different ones
+/// do not misread each other.
+namespace Vek::log {
+
+/// What decides the encoding of every registered entity and value type: a line for the type and one
+/// for each streamed row, the types ascending by name.
+OSK_EXPORT String typesText();
+
+/// A digest of such a text (64-bit FNV-1a).
+OSK_EXPORT U64 typesDigest( std::string_view text );
+
+/// Compares the types of a peer with those of this process, which may have more: why it cannot be
+/// understood, naming the first difference, or "" when it can.
+OSK_EXPORT String typesDifference( std::string_view theirs );
+
+} // namespace Vek::log

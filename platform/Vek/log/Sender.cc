@@ -1,0 +1,138 @@
+#include "Vek/log/Sender.h"
+
+#include "Vek/log/RowMessage.h"
+#include "Vek/log/Schema.h"
+#include "Vek/log/Source.h"
+
+namespace Vek::log {
+
+Sender::Sender( Source& source, std::size_t capacity ) : source_( source ), buffer_( capacity ) {
+   source_.senders_.push_back( this );
+   for ( const Source::Root& root : source_.roots_ ) {
+      root.adapter->newFlowOut( *this );
+      root.adapter->vekInstantiateSerialize( *this );
+   }
+}
+
+Sender::~Sender() {
+   std::erase( source_.senders_, this );
+   while ( unannounced_.first ) {
+      delete unannounced_.first;
+   }
+   while ( changed_.first ) {
+      delete changed_.first;
+   }
+}
+
+void Sender::fill() {
+   if ( !error_.empty() ) {
+      return;
+   }
+   try {
+      flowOut();
+   } catch ( const std::exception& exception ) {
+      fail( exception.what() );
+   }
+}
+
+void Sender::fail( const String& reason ) {
+   if ( error_.empty() ) {
+      error_ = reason;
+   }
+}
+
+bool Sender::put( const RowMessage& message ) {
+   U8* const at = reserve( message.size() );
+   if ( !at ) {
+      return false;
+   }
+   message.write( at );
+   commit( message.size() );
+   return true;
+}
+
+bool Sender::put( const Header& header ) {
+   U8* const at = reserve( Header::size );
+   if ( !at ) {
+      return false;
+   }
+   LogWriter out( at );
+   writeHeader( out, header );
+   commit( Header::size );
+   return true;
+}
+
+void Sender::enqueue( FlowOut& flowOut ) { queueOf( flowOut ).push( flowOut ); }
+
+void Sender::remove( FlowOut& flowOut ) { queueOf( flowOut ).erase( flowOut ); }
+
+void Sender::Queue::push( FlowOut& flowOut ) {
+   flowOut.previous = last;
+   flowOut.next = nullptr;
+   ( last ? last->next : first ) = &flowOut;
+   last = &flowOut;
+}
+
+void Sender::Queue::erase( FlowOut& flowOut ) {
+   ( flowOut.previous ? flowOut.previous->next : first ) = flowOut.next;
+   ( flowOut.next ? flowOut.next->previous : last ) = flowOut.previous;
+}
+
+Sender::Queue& Sender::queueOf( const FlowOut& flowOut ) {
+   return flowOut.announced ? changed_ : unannounced_;
+}
+
+bool Sender::flowOut() {
+   if ( !preambleWritten_ && !writePreamble() ) {
+      return false;
+   }
+   preambleWritten_ = true;
+   while ( !goneRoots_.empty() ) {
+      if ( !put( Header{
+              .kind = MessageKind::root, .entity = goneRoots_.back(), .flags = removedFlag } ) ) {
+         return false;
+      }
+      goneRoots_.pop_back();
+   }
+   while ( FlowOut* const waiting = unannounced_.first ) {
+      if ( !waiting->adapter.announce( *waiting ) ) {
+         return false;
+      }
+      unannounced_.erase( *waiting );
+      changed_.push( *waiting );
+   }
+   while ( FlowOut* const waiting = changed_.first ) {
+      waiting->resumeAt = waiting->adapter.handleAttrFlowOut( waiting->resumeAt, *waiting );
+      if ( waiting->resumeAt != 0 ) {
+         return false;
+      }
+      // Rows in front of the one at which it went on may have changed meanwhile.
+      if ( waiting->dirty == 0 ) {
+         delete waiting;
+      }
+   }
+   if ( !synchronised_ ) {
+      synchronised_ = put( Header{ .kind = MessageKind::synchronised } );
+   }
+   return synchronised_;
+}
+
+bool Sender::writePreamble() {
+   const String types = typesText();
+   const std::size_t size = preambleSize + messageSize( types.size() );
+   U8* const at = reserve( size );
+   if ( !at ) {
+      return false;
+   }
+   LogWriter out( at );
+   out.u32( streamMagic );
+   out.u16( streamVersion );
+   out.u16( 0 );
+   out.u64( typesDigest( types ) );
+   writeHeader( out, { .length = static_cast< U32 >( types.size() ), .kind = MessageKind::types } );
+   out.bytes( types.data(), types.size() );
+   commit( size );
+   return true;
+}
+
+} // namespace Vek::log

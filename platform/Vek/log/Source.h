@@ -1,0 +1,67 @@
+#pragma once
+
+#include "Vek/log/EntityStreamAdapter.h"
+#include "Vek/log/RowMessage.h"
+#include "Vek/log/Sender.h"
+
+namespace Vek::log {
+
+/// The root entities that a process streams, to any number of connections. While it streams them,
+/// every change of them and of what they own is sent: encoded once for all connections that are up
+/// to date, and kept as a mark or a key for each of the others. One thread.
+class OSK_EXPORT Source {
+public:
+   Source() = default;
+   Source( const Source& ) = delete;
+   Source& operator=( const Source& ) = delete;
+   ~Source();
+
+   /// Begins to stream a root entity; nothing when it is streamed already.
+   void rootIs( NamedEntity& root );
+   /// Ends to stream one; readers are told that it is gone.
+   void rootDel( NamedEntity& root );
+
+   /// Ends all connections with a reason, such as a value that has no encoding.
+   void fail( const String& reason );
+
+private:
+   friend class EntityStreamAdapter;
+   friend class Sender;
+
+   struct Root {
+      Ptr< NamedEntity > entity;
+      std::unique_ptr< EntityStreamAdapter > adapter;
+   };
+
+   void senderIs( Sender& sender );
+   void senderDel( Sender& sender );
+
+   /// Writes a message to every connection that is up to date and has room for it, and calls
+   /// `missed( Sender& )` for each of the others. It is encoded once.
+   template < typename Missed >
+   void multicast( const RowMessage& message, Missed missed ) {
+      const U8* encoded = nullptr;
+      const std::size_t size = message.size();
+      for ( Sender* const sender : senders_ ) {
+         U8* const at = sender->upToDate() ? sender->reserve( size ) : nullptr;
+         if ( !at ) {
+            missed( *sender );
+            continue;
+         }
+         if ( encoded ) {
+            std::memcpy( at, encoded, size );
+         } else {
+            message.write( at );
+            encoded = at;
+         }
+         sender->commit( size );
+      }
+   }
+
+   StreamTypes types_;
+   std::vector< Root > roots_;
+   std::vector< Sender* > senders_;
+   U64 lastNumber_ = 0;
+};
+
+} // namespace Vek::log

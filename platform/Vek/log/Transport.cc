@@ -1,0 +1,123 @@
+#include "Vek/log/Transport.h"
+
+#include "Vek/Exceptions.h"
+#include "Vek/Text.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace Vek::log {
+
+namespace {
+
+// One direction of a pair in memory.
+struct Pipe {
+   explicit Pipe( std::size_t capacity ) : bytes( capacity ) {}
+
+   std::vector< U8 > bytes; ///< a ring
+   std::size_t begin = 0;
+   std::size_t used = 0;
+   bool closed = false;
+};
+
+class MemoryTransport final : public Transport {
+public:
+   MemoryTransport( std::shared_ptr< Pipe > out, std::shared_ptr< Pipe > in )
+      : out_( std::move( out ) ), in_( std::move( in ) ) {}
+   MemoryTransport( const MemoryTransport& ) = delete;
+   MemoryTransport& operator=( const MemoryTransport& ) = delete;
+   ~MemoryTransport() override {
+      out_->closed = true;
+      in_->closed = true;
+   }
+
+   std::size_t send( std::span< const U8 > bytes ) override {
+      if ( out_->closed ) {
+         throw StreamException( "the other end is closed" );
+      }
+      std::vector< U8 >& ring = out_->bytes;
+      const std::size_t count = std::min( bytes.size(), ring.size() - out_->used );
+      const std::size_t end = ( out_->begin + out_->used ) % ring.size();
+      const std::size_t first = std::min( count, ring.size() - end );
+      std::copy_n( bytes.begin(), first, ring.begin() + static_cast< std::ptrdiff_t >( end ) );
+      std::copy_n( bytes.begin() + static_cast< std::ptrdiff_t >( first ), count - first,
+                   ring.begin() );
+      out_->used += count;
+      return count;
+   }
+
+   std::optional< std::size_t > receive( std::span< U8 > room ) override {
+      if ( in_->used == 0 && in_->closed ) {
+         return std::nullopt;
+      }
+      const std::vector< U8 >& ring = in_->bytes;
+      const std::size_t count = std::min( room.size(), in_->used );
+      const std::size_t first = std::min( count, ring.size() - in_->begin );
+      std::copy_n( ring.begin() + static_cast< std::ptrdiff_t >( in_->begin ), first,
+                   room.begin() );
+      std::copy_n( ring.begin(), count - first,
+                   room.begin() + static_cast< std::ptrdiff_t >( first ) );
+      in_->begin = ( in_->begin + count ) % ring.size();
+      in_->used -= count;
+      return count;
+   }
+
+private:
+   const std::shared_ptr< Pipe > out_;
+   const std::shared_ptr< Pipe > in_;
+};
+
+[[noreturn]] void throwErrno( std::string_view doing ) {
+   const int error = errno;
+   throw StreamException( concat( doing, ": ", std::strerror( error ) ) );
+}
+
+bool wouldWait() { return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR; }
+
+} // namespace
+
+Transport::~Transport() = default;
+
+std::pair< std::unique_ptr< Transport >, std::unique_ptr< Transport > >
+memoryTransports( std::size_t capacity ) {
+   const auto there = std::make_shared< Pipe >( capacity );
+   const auto back = std::make_shared< Pipe >( capacity );
+   return { std::make_unique< MemoryTransport >( there, back ),
+            std::make_unique< MemoryTransport >( back, there ) };
+}
+
+FdTransport::FdTransport( int fd ) : fd_( fd ) {
+   const int flags = ::fcntl( fd_, F_GETFL );
+   if ( flags < 0 || ::fcntl( fd_, F_SETFL, flags | O_NONBLOCK ) < 0 ) {
+      throwErrno( "cannot make a connection non-blocking" );
+   }
+}
+
+FdTransport::~FdTransport() { ::close( fd_ ); }
+
+std::size_t FdTransport::send( std::span< const U8 > bytes ) {
+   ssize_t count = ::send( fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL );
+   if ( count < 0 && errno == ENOTSOCK ) {
+      count = ::write( fd_, bytes.data(), bytes.size() );
+   }
+   if ( count < 0 && !wouldWait() ) {
+      throwErrno( "cannot send" );
+   }
+   return count < 0 ? 0 : static_cast< std::size_t >( count );
+}
+
+std::optional< std::size_t > FdTransport::receive( std::span< U8 > room ) {
+   const ssize_t count = ::read( fd_, room.data(), room.size() );
+   if ( count == 0 ) {
+      return std::nullopt;
+   }
+   if ( count < 0 && !wouldWait() ) {
+      throwErrno( "cannot receive" );
+   }
+   return count < 0 ? 0 : static_cast< std::size_t >( count );
+}
+
+} // namespace Vek::log

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "Osk/Types.h"
+#include "Vek/String.h"
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <utility>
+#include <vector>
+
+namespace Vek::log {
+
+/// What carries the bytes of a connection, both ways, without ever waiting.
+class OSK_EXPORT Transport {
+public:
+   virtual ~Transport();
+
+   /// Sends the first of `bytes` and returns how many; 0 when none can be sent for the moment.
+   /// `StreamException` when the other end is gone.
+   virtual std::size_t send( std::span< const U8 > bytes ) = 0;
+
+   /// Receives into the first of `room` and returns how many bytes; 0 when there are none for the
+   /// moment, nothing when the other end has closed and all was received. `StreamException` when
+   /// the connection broke.
+   virtual std::optional< std::size_t > receive( std::span< U8 > room ) = 0;
+};
+
+/// Two transports in one process, of which each receives what the other sends. `capacity` bounds
+/// what is under way in each direction, in bytes.
+OSK_EXPORT std::pair< std::unique_ptr< Transport >, std::unique_ptr< Transport > >
+memoryTransports( std::size_t capacity = 1U << 16 );
+
+/// A connected stream socket (Unix or TCP) or another file descriptor that reads and writes; made
+/// non-blocking here and closed with the transport.
+class OSK_EXPORT FdTransport final : public Transport {
+public:
+   explicit FdTransport( int fd );
+   FdTransport( const FdTransport& ) = delete;
+   FdTransport& operator=( const FdTransport& ) = delete;
+   ~FdTransport() override;
+
+   int fd() const { return fd_; }
+
+   std::size_t send( std::span< const U8 > bytes ) override;
+   std::optional< std::size_t > receive( std::span< U8 > room ) override;
+
+private:
+   int fd_;
+};
+
+} // namespace Vek::log
