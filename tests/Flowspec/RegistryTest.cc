@@ -1,7 +1,5 @@
 #include "Vek/TypeRegistry.h"
 
-#include <algorithm>
-
 #include <gmock/gmock.h>
 
 namespace Flowspec {
@@ -35,6 +33,19 @@ const std::vector< Type > flowspecDalb = {
        "Flowspec::FlowspecIntfInterfaceSetConfig",
        "261 collection sourceVrfOverride Zorv::IntfId -> Vek::String",
        "262 attribute interfaceSetCountLimit U32", "263 attribute isConfigDriven bool" } },
+   { "Flowspec::Status",
+     "root",
+     { "256 derived name Vek::String", "257 derived parent Vek::Entity",
+       "258 children vrfRuleStatus U32 -> Flowspec::VrfRuleStatus",
+       "259 attribute counterUpdateTime Vek::Duration", "260 attribute flowspecSupported bool",
+       "261 collection unsupportedQual Zorv::AddressFamily -> Flowspec::UnsupportedQual",
+       "262 children interfaceSet U16 -> Flowspec::InterfaceSet",
+       "263 operation dumpState (context Osk::DumpContext, indent U32)" } },
+   { "Flowspec::Counter",
+     "root",
+     { "256 derived name Vek::String", "257 derived parent Vek::Entity",
+       "258 collection snapshot Flowspec::FlowspecKey -> Flowspec::CounterVersion",
+       "259 attribute timestamp Vek::Duration" } },
    { "Flowspec::VrfRuleConfig",
      "child",
      { "257 derived parent Vek::Entity", "258 key vrfId Vrf::VrfIdMap::VrfId",
@@ -58,6 +69,31 @@ const std::vector< Type > flowspecDalb = {
      { "257 derived parent Vek::Entity", "258 key ruleKey Flowspec::FlowspecKey",
        "259 attribute ruleId U64", "260 attribute matchCompType Flowspec::MatchCompType",
        "261 operation dumpState (context Osk::DumpContext, indent U32)" } },
+   { "Flowspec::VrfRuleStatus",
+     "child",
+     { "257 derived parent Vek::Entity", "258 key vrfId Vrf::VrfIdMap::VrfId",
+       "259 children activeIntfPerAf Zorv::AddressFamily -> Flowspec::AfIntfColl",
+       "260 collection intfError Flowspec::IntfErrorKey -> Vek::String",
+       "261 children ruleStatus Flowspec::FlowspecKey -> Flowspec::RuleStatus",
+       "262 operation dumpState (context Osk::DumpContext, indent U32)" } },
+   { "Flowspec::RuleStatus",
+     "child",
+     { "257 derived parent Vek::Entity", "258 key key Flowspec::FlowspecKey",
+       "259 key ruleKey Flowspec::FlowspecKey",
+       "260 attribute statusCode Flowspec::HwRuleProgrammingStatus",
+       "261 attribute errorReason Vek::String",
+       "262 attribute coloredCounters QosLib::ColoredCounters", "263 view packetCount U64",
+       "264 view byteCount U64", "265 attribute version Osk::UniqueId",
+       "266 attribute resolvedNexthopInfo L3::ResolvedNexthopInfo", "267 derived isProgrammed bool",
+       "268 operation dumpState (context Osk::DumpContext, indent U32)" } },
+   { "Flowspec::AfIntfColl",
+     "child",
+     { "257 derived parent Vek::Entity", "258 key addressFamily Zorv::AddressFamily",
+       "259 collection intf Zorv::IntfId" } },
+   { "Flowspec::InterfaceSet",
+     "child",
+     { "257 derived parent Vek::Entity", "258 key interfaceSetId U16",
+       "259 collection intf Zorv::IntfId" } },
    { "Flowspec::FlowspecKey",
      "value",
      { "2 attribute vrfId Vrf::VrfIdMap::VrfId",
@@ -153,7 +189,21 @@ const std::vector< Type > flowspecDalb = {
      "value",
      { "2 key intfId Zorv::IntfId", "3 attribute ipVersion Flowspec::IpVersion",
        "4 attribute sourceVrfOverride Vek::String", "5 operation isDefaults () -> bool" } },
+   { "Flowspec::IntfErrorKey",
+     "value",
+     { "2 attribute intfId Zorv::IntfId", "3 attribute addressFamily Zorv::AddressFamily" } },
+   { "Flowspec::UnsupportedQual",
+     "value",
+     { "2 key addressFamily Zorv::AddressFamily",
+       "3 collection qual Flowspec::MatchCompType -> Vek::String",
+       "4 attribute unsupportedActions Flowspec::ActionFieldSet",
+       "5 operation dumpState (context Osk::DumpContext, indent U32)" } },
+   { "Flowspec::CounterVersion",
+     "value",
+     { "2 attribute coloredCounters QosLib::ColoredCounters",
+       "3 attribute version Osk::UniqueId" } },
    { "Flowspec::MatchCompType", "enumeration", {} },
+   { "Flowspec::HwRuleProgrammingStatus", "enumeration", {} },
    { "Flowspec::IpVersion", "enumeration", {} },
    { "Flowspec::TrafficRedirectType", "enumeration", {} },
    { "Flowspec::IpBitMask::IpBit", "enumeration", {} },
@@ -163,7 +213,9 @@ const std::vector< Type > flowspecDalb = {
      { "2 operation compTypeToLabel (compType Flowspec::MatchCompType) -> Vek::String",
        "3 operation compTypeToDetailLabel (compType Flowspec::MatchCompType) -> Vek::String",
        "4 operation dscpMeaningFromValue (value U32) -> Vek::String",
-       "5 operation findInterfaceSet (text Vek::String) -> Vek::String" } },
+       "5 operation findInterfaceSet (text Vek::String) -> Vek::String",
+       "6 operation statusCodeToStrep (statusCode Flowspec::HwRuleProgrammingStatus) -> "
+       "Vek::String" } },
 };
 
 const std::vector< Type > flowspecPolicy = {
@@ -224,16 +276,12 @@ Vek::String typeText( const Vek::Field& row ) {
    return row.operation->result ? Vek::concat( text, " -> ", row.operation->result->name ) : text;
 }
 
-// Rows of bases are met first; ids tell the rows of a type apart, so they are put in order here.
 std::vector< Vek::String > rowsOf( const Vek::TypeInfo& type ) {
-   std::vector< const Vek::Field* > rows;
-   type.forEachField( [&]( const Vek::Field& row ) { rows.push_back( &row ); } );
-   std::ranges::sort( rows, {}, &Vek::Field::id );
    std::vector< Vek::String > texts;
-   for ( const Vek::Field* const row : rows ) {
-      texts.push_back( Vek::concat( row->id, ' ', stringValue( row->kind ), ' ', row->name, ' ',
-                                    typeText( *row ) ) );
-   }
+   type.forEachField( [&]( const Vek::Field& row ) {
+      texts.push_back(
+         Vek::concat( row.id, ' ', stringValue( row.kind ), ' ', row.name, ' ', typeText( row ) ) );
+   } );
    return texts;
 }
 
@@ -298,6 +346,11 @@ TEST( Registry, Enumerators ) {
                 ElementsAre( "0 invalid", "1 destPrefix", "2 srcPrefix", "3 ipProto", "4 port",
                              "5 destPort", "6 srcPort", "7 icmpType", "8 icmpCode", "9 tcpFlags",
                              "10 packetLength", "11 dscp", "12 fragment", "13 flowLabel" ) );
+   EXPECT_THAT( enumerators( "Flowspec::HwRuleProgrammingStatus" ),
+                ElementsAre( "0 unprocessed", "1 programmed", "2 programmedWithFailures",
+                             "3 unsupportedMatch", "4 unsupportedTcamProfile",
+                             "5 unsupportedAction", "6 resourceExhausted",
+                             "7 intfSetResourceExhausted" ) );
    EXPECT_THAT( enumerators( "Flowspec::IpVersion" ), ElementsAre( "1 ipv4", "2 ipv6" ) );
    EXPECT_THAT( enumerators( "Flowspec::TrafficRedirectType" ),
                 ElementsAre( "0 vrf", "1 addr", "2 srTePolicy" ) );
