@@ -1,4 +1,5 @@
 #include "Flowspec/config/Config.h"
+#include "Flowspec/status/Status.h"
 
 namespace Flowspec {
 
@@ -65,6 +66,49 @@ void Config::dumpState( Osk::DumpContext& context, U32 indent ) const {
                  static_cast< U32 >( vrfRuleConfig_.size() ) );
    for ( const auto* const member : vrfRuleConfig_.sorted() ) {
       member->second->dumpState( context, indent + 2 );
+   }
+}
+
+void RuleStatus::dumpState( Osk::DumpContext& context, U32 indent ) const {
+   context.line( indent, "key: %s\n", key_.toStrepCli( false ).c_str() );
+   context.line( indent, "statusCode %d, errorReason %s, version %s\n",
+                 int{ static_cast< U8 >( statusCode_ ) }, errorReason_.c_str(),
+                 version_.stringValue().c_str() );
+   context.line( indent, "resolvedNexthopInfo nexthopSet: %s\n",
+                 resolvedNexthopInfo_.nexthopSetStrep().c_str() );
+   const L3::ResolvedNexthopInfo::Vias active = resolvedNexthopInfo_.viasActive();
+   context.line( indent, "resolvedNexthopInfo viasActive #%u\n",
+                 static_cast< U32 >( active.size() ) );
+   for ( const L3::Via& via : active ) {
+      context.line( indent + 2, "%s, %s, %s\n", via.address.stringValue().c_str(),
+                    via.intf.stringValue().c_str(), via.mplsLabel.stringValue().c_str() );
+   }
+}
+
+void VrfRuleStatus::dumpState( Osk::DumpContext& context, U32 indent ) const {
+   context.line( indent, "vrfId is %u, ruleStatuses #%u\n", vrfId_, ruleStatus_.size() );
+   for ( const auto& status : ruleStatus_ ) {
+      status->dumpState( context, indent + 2 );
+   }
+}
+
+void UnsupportedQual::dumpState( Osk::DumpContext& context, U32 indent ) const {
+   context.line( indent, "AF %s\n", stringValue( addressFamily_ ).c_str() );
+   for ( const auto& [compType, reason] : qual_ ) {
+      context.line( indent + 2, "%s --> %s\n", stringValue( compType ).c_str(), reason.c_str() );
+   }
+   context.line( indent + 2, "Unsupported actions: 0x%x\n",
+                 unsigned{ unsupportedActions_.value() } );
+}
+
+void Status::dumpState( Osk::DumpContext& context, U32 indent ) const {
+   context.line( indent, "FlowspecStatus: vrfRuleStatuses #%u\n", vrfRuleStatus_.size() );
+   for ( const auto* const member : vrfRuleStatus_.sorted() ) {
+      member->second->dumpState( context, indent + 2 );
+   }
+   context.line( indent, "Unsupported AF quals: #%u\n", unsupportedQual_.size() );
+   for ( const auto* const member : unsupportedQual_.sorted() ) {
+      member->second.dumpState( context, indent + 2 );
    }
 }
 

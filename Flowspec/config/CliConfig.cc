@@ -7,11 +7,13 @@ namespace Flowspec {
 struct CliConfig::Table {
    using T = CliConfig;
    static constexpr Vek::Field rows[] = {
-      Vek::coll< &T::enabledIntf_, &T::enabledIntfIs, &T::enabledIntfDel >( 258, "enabledIntf" ),
+      Vek::coll< &T::enabledIntf_, &T::enabledIntfIs, &T::enabledIntfDel,
+                 &InterfaceEnableConfig::intfId >( 258, "enabledIntf" ),
       Vek::attr< &T::counterUpdateRequestTime_, &T::counterUpdateRequestTimeIs >(
          259, "counterUpdateRequestTime" ),
       Vek::coll< &T::intfInterfaceSetConfig_, &T::intfInterfaceSetConfigIs,
-                 &T::intfInterfaceSetConfigDel >( 260, "intfInterfaceSetConfig" ),
+                 &T::intfInterfaceSetConfigDel, &FlowspecIntfInterfaceSetConfig::intfId >(
+         260, "intfInterfaceSetConfig" ),
       Vek::coll< &T::sourceVrfOverride_, &T::sourceVrfOverrideIs, &T::sourceVrfOverrideDel >(
          261, "sourceVrfOverride" ),
       Vek::attr< &T::interfaceSetCountLimit_, &T::interfaceSetCountLimitIs >(

@@ -9,7 +9,8 @@ struct RuleConfig::Table {
    static constexpr Vek::Field rows[] = {
       Vek::derived< &T::ruleKey >( 258, "ruleKey" ).asKey(),
       Vek::attr< &T::ruleId_, &T::ruleIdIs >( 259, "ruleId" ),
-      Vek::coll< &T::matchSet_, &T::matchSetIs, &T::matchSetDel >( 260, "matchSet" ),
+      Vek::coll< &T::matchSet_, &T::matchSetIs, &T::matchSetDel, &MatchComponent::compType >(
+         260, "matchSet" ),
       Vek::attr< &T::actionFieldSet_, &T::actionFieldSetIs >( 261, "actionFieldSet" ),
       Vek::attr< &T::trafficAction_, &T::trafficActionIs >( 262, "trafficAction" ),
       Vek::attr< &T::trafficRedirect_, &T::trafficRedirectIs >( 263, "trafficRedirect" ),

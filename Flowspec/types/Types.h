@@ -34,4 +34,16 @@ extern const Vek::TypeInfo ruleConfigInfo;
 extern const Vek::TypeInfo infeasibleRuleInfo;
 extern const Vek::TypeInfo cliConfigInfo;
 
+extern const Vek::TypeInfo hwRuleProgrammingStatusTypeInfo;
+extern const Vek::TypeInfo intfErrorKeyInfo;
+extern const Vek::TypeInfo unsupportedQualInfo;
+extern const Vek::TypeInfo counterVersionInfo;
+
+extern const Vek::TypeInfo statusInfo;
+extern const Vek::TypeInfo vrfRuleStatusInfo;
+extern const Vek::TypeInfo ruleStatusInfo;
+extern const Vek::TypeInfo afIntfCollInfo;
+extern const Vek::TypeInfo interfaceSetInfo;
+extern const Vek::TypeInfo counterInfo;
+
 } // namespace Flowspec

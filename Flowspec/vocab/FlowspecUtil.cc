@@ -18,6 +18,18 @@ constexpr DscpName dscpTable[] = {
 };
 static_assert( std::ranges::is_sorted( dscpTable, {}, &DscpName::value ) );
 
+constexpr std::string_view statusTexts[] = {
+   "Not processed",
+   "Programmed",
+   "Programmed with some failures",
+   "Unsupported Match",
+   "Unsupported TCAM Profile",
+   "Unsupported Action",
+   "Resource Exhausted",
+   "Interface-set Resource Exhausted",
+};
+static_assert( std::size( statusTexts ) == std::size( hwRuleProgrammingStatusRows ) );
+
 } // namespace
 
 Vek::String FlowspecUtil::compTypeToLabel( MatchCompType compType ) {
@@ -49,6 +61,12 @@ Vek::String FlowspecUtil::findInterfaceSet( std::string_view text ) {
       return "";
    }
    return Vek::String( text.substr( begin, end + 1 - begin ) );
+}
+
+Vek::String FlowspecUtil::statusCodeToStrep( HwRuleProgrammingStatus statusCode ) {
+   const U8 number = static_cast< U8 >( statusCode );
+   OSK_ASSERT( number < std::size( statusTexts ), "false && \"Unexpected status code\"" );
+   return Vek::String( statusTexts[number] );
 }
 
 } // namespace Flowspec

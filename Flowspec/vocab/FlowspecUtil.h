@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Flowspec/status/HwRuleProgrammingStatus.h"
 #include "Flowspec/vocab/MatchCompType.h"
 
 #include <span>
@@ -33,6 +34,10 @@ public:
    /// The first interface-set segment of `text`: from "IFSET:=" up to and including the next ";".
    /// Empty when there is none, or no ";" behind it.
    static Vek::String findInterfaceSet( std::string_view text );
+
+   /// A programming status in words for people, such as "Unsupported Match". A number without a
+   /// name fails the assertion "false && \"Unexpected status code\"".
+   static Vek::String statusCodeToStrep( HwRuleProgrammingStatus statusCode );
 
    bool operator==( const FlowspecUtil& ) const = default;
 };

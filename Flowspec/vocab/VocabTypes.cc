@@ -79,6 +79,7 @@ constexpr Field flowspecUtilRows[] = {
    operation< &FlowspecUtil::compTypeToDetailLabel >( 3, "compTypeToDetailLabel", "compType" ),
    operation< &FlowspecUtil::dscpMeaningFromValue >( 4, "dscpMeaningFromValue", "value" ),
    operation< &FlowspecUtil::findInterfaceSet >( 5, "findInterfaceSet", "text" ),
+   operation< &FlowspecUtil::statusCodeToStrep >( 6, "statusCodeToStrep", "statusCode" ),
 };
 
 consteval Vek::TypeInfo ipVersionType() {

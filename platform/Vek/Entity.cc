@@ -26,14 +26,16 @@ constexpr Field entityRows[] = {
 
 constexpr Field namedEntityRows[] = {
    derived< &NamedEntity::name >( 256, "name" ),
+   entityRows[0],
 };
+static_assert( idsAscend( namedEntityRows ) );
 
 } // namespace
 
 constinit const TypeInfo Entity::baseInfo{ .name = Entity::typeName, .rows = entityRows };
 
-constinit const TypeInfo NamedEntity::baseInfo{
-   .name = "Vek::NamedEntity", .rows = namedEntityRows, .base = &Entity::baseInfo };
+constinit const TypeInfo NamedEntity::baseInfo{ .name = "Vek::NamedEntity",
+                                                .rows = namedEntityRows };
 
 Observation::Observation( Entity& entity, Observer& observer )
    : entity_( &entity ), observer_( &observer ), next_( entity.observations_ ) {

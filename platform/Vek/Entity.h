@@ -59,21 +59,25 @@ protected:
       }
    }
 
-   /// Map of values: inserts or replaces.
+   /// Map of values: inserts or replaces. Nothing is copied when an equal value is there; what is
+   /// stored and published are copies, as the arguments may live in the collection.
    template < typename Table, auto Member, typename K, typename V >
-   void memberIs( K key, V value ) {
+   void memberIs( const K& key, const V& value ) {
       auto& collection = self< Member >().*Member;
       const auto at = collection.find( key );
       if ( at == collection.end() ) {
-         collection.insert( key, std::move( value ) );
-         published< Table, Member >( key, nullptr );
+         const K added = key;
+         collection.insert( added, value );
+         published< Table, Member >( added, nullptr );
          return;
       }
-      auto& stored = Access< Member >::valueAt( collection, at );
-      if ( !( stored == value ) ) {
-         std::swap( stored, value );
-         published< Table, Member >( key, &value );
+      V& stored = Access< Member >::valueAt( collection, at );
+      if ( &stored == &value || stored == value ) {
+         return;
       }
+      const K changed = key;
+      const V old = std::exchange( stored, V( value ) );
+      published< Table, Member >( changed, &old );
    }
 
    /// Set or map of values: removes a member, if it is there.

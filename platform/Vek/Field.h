@@ -34,7 +34,8 @@ struct CollectionOps {
    /// Visits the members in ascending order of their keys.
    void ( *visit )( const void* object, const MemberVisitor& visitor );
    /// The type's own operations, so that changes are checked and published. Null when it has none.
-   void ( *insert )( void* object, const void* key, const void* value );
+   /// `insert` changes nothing and returns false when the value itself says another key.
+   bool ( *insert )( void* object, const void* key, const void* value );
    void ( *erase )( void* object, const void* key );
    /// An empty list of this collection's keys.
    std::unique_ptr< DirtyKeys > ( *dirtyKeys )();

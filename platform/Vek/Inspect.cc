@@ -57,9 +57,10 @@ InspectAnswer insertMember( const Field& field, void* object, std::span< const A
    if ( !field.collection->insert ) {
       return InspectAnswer::readOnly;
    }
-   field.collection->insert( object, arguments[0].value,
-                             field.value ? arguments[1].value : nullptr );
-   return InspectAnswer::done;
+   const void* const value = field.value ? arguments[1].value : nullptr;
+   return field.collection->insert( object, arguments[0].value, value )
+             ? InspectAnswer::done
+             : InspectAnswer::wrongArgument;
 }
 
 InspectAnswer findMember( const Field& field, const void* object, const void* key, Any result ) {

@@ -29,7 +29,8 @@ enum class InspectAnswer : U8 {
    noSuchField,     ///< the type has no field with that id
    noSuchOperation, ///< the field does not know that code
    readOnly,        ///< the field cannot be written
-   wrongArgument,   ///< number or type of the arguments, or the type of the result
+   wrongArgument,   ///< number or type of the arguments, the type of the result, or a key that is
+                    ///< not the value's own
    absent,          ///< no member under that key or position
 };
 

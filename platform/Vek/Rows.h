@@ -105,7 +105,7 @@ struct Reads {
    using Type = std::remove_cvref_t< std::invoke_result_t< decltype( Member ), const Class& > >;
 };
 
-template < auto Member, auto Insert, auto Erase >
+template < auto Member, auto Insert, auto Erase, auto... KeyOf >
 struct CollectionRow {
    using Class = typename Reads< Member >::Class;
    using Access = CollectionAccess< typename Reads< Member >::Type >;
@@ -121,16 +121,20 @@ struct CollectionRow {
    static void visit( const void* object, const MemberVisitor& visitor ) {
       Access::visit( std::invoke( Member, at< Class >( object ) ), visitor );
    }
-   static void insert( void* object, const void* key, [[maybe_unused]] const void* value ) {
+   static bool insert( void* object, const void* key, [[maybe_unused]] const void* value ) {
       Class& self = at< Class >( object );
       using F = decltype( Insert );
-      if constexpr ( std::is_void_v< Value > || std::is_invocable_v< F, Class&, const Key& > ) {
-         std::invoke( Insert, self, at< Key >( key ) );
-      } else if constexpr ( std::is_invocable_v< F, Class&, const Key&, const Value& > ) {
-         std::invoke( Insert, self, at< Key >( key ), at< Value >( value ) );
-      } else {
+      if constexpr ( sizeof...( KeyOf ) == 1 ) {
+         if ( !( ( std::invoke( KeyOf, at< Value >( value ) ) == at< Key >( key ) ) && ... ) ) {
+            return false;
+         }
          std::invoke( Insert, self, at< Value >( value ) );
+      } else if constexpr ( std::is_invocable_v< F, Class&, const Key& > ) {
+         std::invoke( Insert, self, at< Key >( key ) );
+      } else {
+         std::invoke( Insert, self, at< Key >( key ), at< Value >( value ) );
       }
+      return true;
    }
    static void erase( void* object, const void* key ) {
       std::invoke( Erase, at< Class >( object ), at< Key >( key ) );
@@ -141,9 +145,9 @@ struct CollectionRow {
 template < auto Member >
 struct Adoption;
 
-template < auto Member, auto Insert, auto Erase >
+template < auto Member, auto Insert, auto Erase, auto... KeyOf >
 constexpr CollectionOps describeCollection() {
-   using Row = CollectionRow< Member, Insert, Erase >;
+   using Row = CollectionRow< Member, Insert, Erase, KeyOf... >;
    CollectionOps ops{};
    ops.size = Row::size;
    ops.find = Row::find;
@@ -158,8 +162,9 @@ constexpr CollectionOps describeCollection() {
    return ops;
 }
 
-template < auto Member, auto Insert, auto Erase >
-inline constexpr CollectionOps collectionOps = describeCollection< Member, Insert, Erase >();
+template < auto Member, auto Insert, auto Erase, auto... KeyOf >
+inline constexpr CollectionOps
+   collectionOps = describeCollection< Member, Insert, Erase, KeyOf... >();
 
 template < auto Method >
 struct OperationRow {
@@ -262,8 +267,9 @@ constexpr Field constant( U16 id, std::string_view name ) {
 }
 
 /// A collection of values, a data member or a getter, with the operations that insert and erase a
-/// member; null for an operation that the type does not have.
-template < auto Member, auto Insert, auto Erase >
+/// member; null for an operation that the type does not have. `Insert` takes key and value, the key
+/// alone of a set, or, when values know their keys by a getter `KeyOf`, the value alone.
+template < auto Member, auto Insert, auto Erase, auto... KeyOf >
 constexpr Field coll( U16 id, std::string_view name ) {
    using Row = detail::CollectionRow< Member, Insert, Erase >;
    Field field{ .id = id, .kind = FieldKind::collection, .name = name };
@@ -272,7 +278,7 @@ constexpr Field coll( U16 id, std::string_view name ) {
       field.value = &valueType< typename Row::Value >;
    }
    field.member = detail::memberIdentity< Member >();
-   field.collection = &detail::collectionOps< Member, Insert, Erase >;
+   field.collection = &detail::collectionOps< Member, Insert, Erase, KeyOf... >;
    return field;
 }
 

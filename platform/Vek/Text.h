@@ -39,11 +39,15 @@ public:
 
    /// An integer in decimal.
    template < std::integral T >
-   TextWriter& operator<<( T value ) {
+   requires( !std::same_as< T, bool > ) TextWriter& operator<<( T value ) {
       need( 20 );
       next_ = std::to_chars( next_, buffer_ + size, value ).ptr;
       return *this;
    }
+
+   /// Writers of truth values say themselves how they are spelled.
+   template < std::same_as< bool > T >
+   TextWriter& operator<<( T ) = delete;
 
    /// `value` in lower-case hexadecimal without leading zeros.
    TextWriter& hex( U64 value ) {

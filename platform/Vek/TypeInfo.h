@@ -26,7 +26,7 @@ struct TypeInfo {
    std::string_view name{}; ///< with its namespace
    TypeKind kind{};
    std::span< const Field > rows{}; ///< own rows, ids ascending
-   const TypeInfo* base = nullptr;  ///< whose rows come first
+   const TypeInfo* base = nullptr;  ///< whose rows come first, all with lower ids
    const EnumInfo* enumeration = nullptr;
    const ValueType* value = nullptr; ///< of values and enumerations
    /// The constructor's parameters; for a value its stored attributes in declared order.
@@ -43,7 +43,7 @@ struct TypeInfo {
    OSK_EXPORT const Field* field( U16 id ) const;
    OSK_EXPORT const Field* field( std::string_view fieldName ) const;
 
-   /// Visits all rows, those of the base first.
+   /// Visits all rows, ids ascending.
    template < typename Visit >
    void forEachField( Visit visit ) const {
       if ( base ) {

@@ -1,6 +1,17 @@
 #include "Vek/ValueType.h"
 
-namespace Vek::detail {
+namespace Vek {
+
+void sequenceToValue( CharRange& range, Osk::UniqueId* id ) {
+   const std::string_view digits = range.takeName();
+   const auto read = Osk::UniqueId::fromText( digits );
+   if ( !read ) {
+      throwRange( concat( Osk::UniqueId::typeName, ": '", digits, "' is not an identifier" ) );
+   }
+   *id = *read;
+}
+
+namespace detail {
 
 namespace {
 
@@ -47,4 +58,6 @@ U64 readInteger( std::string_view text, std::string_view type, U64 max ) {
    return *value;
 }
 
-} // namespace Vek::detail
+} // namespace detail
+
+} // namespace Vek

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Osk/UniqueId.h"
 #include "Vek/Enum.h"
 #include "Vek/LogReader.h"
 #include "Vek/LogWriter.h"
@@ -13,6 +14,9 @@
 namespace Vek {
 
 struct TypeInfo;
+
+/// Takes an identifier of 16 hexadecimal digits; `RangeException` when there is none.
+OSK_EXPORT void sequenceToValue( CharRange& range, Osk::UniqueId* id );
 
 /// How the runtime handles values of one C++ type that it knows by this description alone.
 /// Constant-initialised; there is one for each type, `valueType< T >`.

@@ -1,9 +1,11 @@
 #include "QosLib/ColoredCounters.h"
 
 #include "Osk/HashMix.h"
+#include "Vek/Exceptions.h"
 
 #include <array>
 #include <bit>
+#include <limits>
 
 namespace QosLib {
 
@@ -14,9 +16,10 @@ void mixColor( Osk::HashMix& mix, const ColorCounters& color ) {
    mix.mix( color.drops );
 }
 
-void writeColor( Vek::TextWriter& out, std::string_view label, const ColorCounters& color ) {
-   out << label << color.packets << '/' << color.bytes << '/' << color.drops;
-}
+// What stands in front of each number in the text.
+constexpr std::string_view labels[] = {
+   "<packetHits=", ",byteHits=", ",green=", "/", "/", ",yellow=", "/", "/", ",red=", "/", "/" };
+using Numbers = std::array< U64, std::size( labels ) >;
 
 } // namespace
 
@@ -31,11 +34,27 @@ U32 ColoredCounters::hash() const {
 
 Vek::String ColoredCounters::stringValue() const { return Vek::concat( *this ); }
 
+void ColoredCounters::stringValueIs( std::string_view text ) {
+   Numbers numbers{};
+   Vek::CharRange range( text );
+   bool isRead = true;
+   for ( std::size_t i = 0; i < numbers.size() && isRead; ++i ) {
+      isRead = range.take( labels[i].size() ) == labels[i];
+      const auto number = Vek::decimal( range.takeName(), std::numeric_limits< U64 >::max() );
+      isRead = isRead && number;
+      numbers[i] = number.value_or( 0 );
+   }
+   if ( !isRead || range.rest() != ">" ) {
+      Vek::throwRange( Vek::concat( typeName, ": '", text, "' is not counters" ) );
+   }
+   *this = std::bit_cast< ColoredCounters >( numbers );
+}
+
 Vek::TextWriter& operator<<( Vek::TextWriter& out, const ColoredCounters& counters ) {
-   out << "<packetHits=" << counters.packetHits() << ";byteHits=" << counters.byteHits();
-   writeColor( out, ";green=", counters.green() );
-   writeColor( out, ";yellow=", counters.yellow() );
-   writeColor( out, ";red=", counters.red() );
+   const auto numbers = std::bit_cast< Numbers >( counters );
+   for ( std::size_t i = 0; i < numbers.size(); ++i ) {
+      out << labels[i] << numbers[i];
+   }
    return out << '>';
 }
 
@@ -43,13 +62,6 @@ std::ostream& operator<<( std::ostream& out, const ColoredCounters& counters ) {
    const Vek::String text = counters.stringValue();
    return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
 }
-
-namespace {
-
-constexpr std::size_t counts = sizeof( ColoredCounters ) / sizeof( U64 );
-using Numbers = std::array< U64, counts >;
-
-} // namespace
 
 void logWrite( Vek::LogWriter& out, const ColoredCounters& counters ) {
    for ( const U64 number : std::bit_cast< Numbers >( counters ) ) {

@@ -44,9 +44,12 @@ public:
    /// A hash of all counters that is the same in all processes of one build.
    U32 hash() const;
 
-   /// "<packetHits=3;byteHits=192;green=2/128/0;yellow=0/0/0;red=1/64/1>": packets, bytes and drops
+   /// "<packetHits=3,byteHits=192,green=2/128/0,yellow=0/0/0,red=1/64/1>": packets, bytes and drops
    /// of each color.
    Vek::String stringValue() const;
+   /// Reads what `stringValue` writes; `RangeException` "QosLib::ColoredCounters: '<text>' is not
+   /// counters" for anything else, and then these are unchanged.
+   void stringValueIs( std::string_view text );
 
    constexpr auto operator<=>( const ColoredCounters& ) const = default;
 

@@ -3,6 +3,8 @@
 #include "Flowspec/config/CliConfig.h"
 #include "Flowspec/config/Config.h"
 #include "Flowspec/policy/FlowspecPolicyConfig.h"
+#include "Flowspec/status/Counter.h"
+#include "Flowspec/status/Status.h"
 #include "Vek/TypeRegistry.h"
 #include "tests/support/ExpectFailure.h"
 #include "tests/support/TraceRecorder.h"
@@ -31,17 +33,21 @@ TEST( Directory, CreatesRootsByNameAndKeepsThem ) {
 
    const auto cli = directory.create( "Flowspec::CliConfig", "cli" );
    EXPECT_EQ( &cli->typeInfo(), &CliConfig::type() );
+   EXPECT_EQ( &directory.create( "Flowspec::Status", "status" )->typeInfo(), &Status::type() );
+   EXPECT_EQ( &directory.create( "Flowspec::Counter", "counter" )->typeInfo(), &Counter::type() );
    const auto policy = directory.create( "Flowspec::FlowspecPolicyConfig", "policy" );
    EXPECT_TRUE( dynamic_cast< FlowspecPolicyConfig& >( *policy ).actions() );
    EXPECT_NE( directory.create( "Flowspec::Config", "more rules" ), rules );
    EXPECT_TRUE( directory.create( "Flowspec::Config", "" ) );
-   EXPECT_THAT( directory.names(), ElementsAre( "", "cli", "more rules", "policy", "rules" ) );
+   EXPECT_THAT( directory.names(),
+                ElementsAre( "", "cli", "counter", "more rules", "policy", "rules", "status" ) );
 
    directory.erase( "nothing" );
    directory.erase( "rules" );
    EXPECT_EQ( directory.entity( "rules" ), nullptr );
    EXPECT_EQ( rules->useCount(), 1U );
-   EXPECT_THAT( directory.names(), ElementsAre( "", "cli", "more rules", "policy" ) );
+   EXPECT_THAT( directory.names(),
+                ElementsAre( "", "cli", "counter", "more rules", "policy", "status" ) );
    EXPECT_NE( directory.create( "Flowspec::Config", "rules" ), rules );
 }
 
@@ -65,9 +71,9 @@ TEST( Directory, RefusesWhatIsNoRootType ) {
                    raisesRange( "Vek::Directory: type '" + type + "' is not loaded" ) );
    }
    for ( const std::string type :
-         { "Flowspec::RuleConfig", "Flowspec::FlowspecPolicyActionContainer",
-           "Flowspec::NumericalRange", "Flowspec::MatchCompType", "Flowspec::FlowspecUtil",
-           "Vek::String" } ) {
+         { "Flowspec::RuleConfig", "Flowspec::RuleStatus",
+           "Flowspec::FlowspecPolicyActionContainer", "Flowspec::NumericalRange",
+           "Flowspec::MatchCompType", "Flowspec::FlowspecUtil", "Vek::String" } ) {
       EXPECT_THAT( [&] { directory.create( type, "x" ); },
                    raisesRange( "Vek::Directory: '" + type + "' is not a root type" ) );
    }
@@ -95,6 +101,8 @@ TEST( Directory, RefusesArgumentsBeyondTheName ) {
    };
    refused( "FlowspecDalb", "Flowspec::Config" );
    refused( "FlowspecDalb", "Flowspec::CliConfig" );
+   refused( "FlowspecDalb", "Flowspec::Status" );
+   refused( "FlowspecDalb", "Flowspec::Counter" );
    refused( "FlowspecPolicy", "Flowspec::FlowspecPolicyConfig" );
    EXPECT_THAT( directory.names(), IsEmpty() );
    EXPECT_EQ( Vek::TypeRegistry::liveInstances( Config::type() ), live );

@@ -1,7 +1,10 @@
 #include "Flowspec/config/CliConfig.h"
 #include "Flowspec/config/Config.h"
 #include "Flowspec/policy/FlowspecPolicyConfig.h"
+#include "Flowspec/status/Counter.h"
+#include "Flowspec/status/Status.h"
 #include "Vek/TypeRegistry.h"
+#include "tests/support/AllocationCounter.h"
 
 #include <gmock/gmock.h>
 
@@ -57,6 +60,13 @@ TEST( Entity, FactoriesGiveOneReference ) {
    checkFactory( VrfRuleConfig::type(), [] { return vrfRuleConfigFactory( 1 ); } );
    checkFactory( RuleConfig::type(), [] { return ruleConfigFactory( keyOf( 1 ) ); } );
    checkFactory( InfeasibleRule::type(), [] { return infeasibleRuleFactory( keyOf( 1 ) ); } );
+   checkFactory( Status::type(), [] { return statusFactory( "a" ); } );
+   checkFactory( Counter::type(), [] { return counterFactory( "a" ); } );
+   checkFactory( VrfRuleStatus::type(), [] { return vrfRuleStatusFactory( 1 ); } );
+   checkFactory( RuleStatus::type(), [] { return ruleStatusFactory( keyOf( 1 ) ); } );
+   checkFactory( AfIntfColl::type(),
+                 [] { return afIntfCollFactory( Zorv::AddressFamily::ipv6 ); } );
+   checkFactory( InterfaceSet::type(), [] { return interfaceSetFactory( 1 ); } );
    checkFactory( FlowspecPolicyConfig::type(), [] { return flowspecPolicyConfigFactory( "a" ); } );
    checkFactory( FlowspecPolicyActionContainer::type(),
                  [] { return flowspecPolicyActionContainerFactory( "a" ); } );
@@ -68,6 +78,8 @@ TEST( Entity, IsConstructedFromAnArrayOfArguments ) {
    Vek::String name = "a";
    U32 vrfId = 7;
    FlowspecKey key = keyOf( 7 );
+   Zorv::AddressFamily family = Zorv::AddressFamily::ipv6;
+   U16 setId = 9;
    UniqueId id( 1 );
    U64 number = 5;
    PolicyMap::PoliceRate rate( 8000 );
@@ -83,6 +95,12 @@ TEST( Entity, IsConstructedFromAnArrayOfArguments ) {
       { "Flowspec::VrfRuleConfig", { &vrfId } },
       { "Flowspec::RuleConfig", { &key } },
       { "Flowspec::InfeasibleRule", { &key } },
+      { "Flowspec::Status", { &name } },
+      { "Flowspec::Counter", { &name } },
+      { "Flowspec::VrfRuleStatus", { &vrfId } },
+      { "Flowspec::RuleStatus", { &key } },
+      { "Flowspec::AfIntfColl", { &family } },
+      { "Flowspec::InterfaceSet", { &setId } },
       { "Flowspec::FlowspecPolicyConfig", { &name } },
       { "Flowspec::FlowspecPolicyActionContainer", { &name } },
       { "Flowspec::FlowspecRedirectVrfRtAction", { &name, &id, &number } },
@@ -107,6 +125,12 @@ TEST( Entity, IsConstructedFromAnArrayOfArguments ) {
    EXPECT_EQ( dynamic_cast< VrfRuleConfig& >( *vrf ).vrfId(), 7U );
    const auto rule = construct( "Flowspec::RuleConfig" );
    EXPECT_EQ( dynamic_cast< RuleConfig& >( *rule ).ruleKey(), key );
+   const auto status = construct( "Flowspec::RuleStatus" );
+   EXPECT_EQ( dynamic_cast< RuleStatus& >( *status ).key(), key );
+   const auto active = construct( "Flowspec::AfIntfColl" );
+   EXPECT_EQ( dynamic_cast< AfIntfColl& >( *active ).addressFamily(), family );
+   const auto set = construct( "Flowspec::InterfaceSet" );
+   EXPECT_EQ( dynamic_cast< InterfaceSet& >( *set ).interfaceSetId(), 9U );
    const auto police = construct( "PolicyMap::PoliceAction" );
    EXPECT_EQ( dynamic_cast< PolicyMap::PoliceAction& >( *police ).burstSize(), burstSize );
    const auto redirect = construct( "Flowspec::FlowspecRedirectVrfRtAction" );
@@ -125,6 +149,8 @@ TEST( Entity, ParametersHaveTypes ) {
    EXPECT_EQ( parameters( "Flowspec::VrfRuleConfig" ), "U32 " );
    EXPECT_EQ( parameters( "Flowspec::RuleConfig" ), "Flowspec::FlowspecKey " );
    EXPECT_EQ( parameters( "Flowspec::InfeasibleRule" ), "Flowspec::FlowspecKey " );
+   EXPECT_EQ( parameters( "Flowspec::AfIntfColl" ), "Zorv::AddressFamily " );
+   EXPECT_EQ( parameters( "Flowspec::InterfaceSet" ), "U16 " );
    EXPECT_EQ( parameters( "Flowspec::FlowspecRedirectVrfRtAction" ),
               "Vek::String Osk::UniqueId U64 " );
 }
@@ -179,6 +205,26 @@ TEST( Entity, PolicyActionsLiveWithTheirContainer ) {
    }
    EXPECT_EQ( containers.more(), 0 );
    EXPECT_EQ( drops.more(), 0 );
+}
+
+// Statuses of rules are on the heap, one by one; all others share the pages of their types.
+TEST( Entity, RuleStatusTakesTheHeap ) {
+   const Vek::Ptr< RuleStatus > status = ruleStatusFactory( keyOf( 1 ) );
+   const auto another = vrfRuleStatusFactory( 1 );
+   const Live statuses( RuleStatus::type() );
+   const U64 bytes = RuleStatus::type().allocator->bytes();
+   {
+      const TestSupport::AllocationCounter allocations;
+      const auto onTheHeap = ruleStatusFactory( keyOf( 1 ) );
+      EXPECT_EQ( allocations.count(), 1U );
+      EXPECT_EQ( statuses.more(), 1 );
+      EXPECT_EQ( RuleStatus::type().allocator->bytes(), bytes + sizeof( RuleStatus ) );
+      const TestSupport::AllocationCounter slabs;
+      const auto inAPage = vrfRuleStatusFactory( 1 );
+      EXPECT_EQ( slabs.count(), Mell::slabsUseHeap ? 1U : 0U );
+   }
+   EXPECT_EQ( statuses.more(), 0 );
+   EXPECT_EQ( RuleStatus::type().allocator->bytes(), bytes );
 }
 
 TEST( Entity, ValuesHaveNoInstancesToCount ) {

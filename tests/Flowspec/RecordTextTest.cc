@@ -1,6 +1,8 @@
 #include "Vek/RecordText.h"
 
 #include "Flowspec/config/RuleConfig.h"
+#include "Flowspec/status/HwRuleProgrammingStatus.h"
+#include "Flowspec/status/IntfErrorKey.h"
 #include "Vek/TypeRegistry.h"
 #include "Zorv/IntfId.h"
 #include "tests/support/ExpectFailure.h"
@@ -55,6 +57,10 @@ TEST( RecordText, OwnTextsOfTypes ) {
    goesAndComes( Vek::String( "a;b" ), "a;b" );
    goesAndComes( Zorv::IntfId( 7 ), "intf7" );
    goesAndComes( Zorv::IpGenAddr(), "" );
+   goesAndComes( Osk::UniqueId( 0xABC ), "0000000000000abc" );
+   goesAndComes( Osk::UniqueId( 0 ), "0000000000000000" );
+   goesAndComes( IntfErrorKey( Zorv::IntfId( 7 ), Zorv::AddressFamily::ipv6 ), "intf7,ipv6" );
+   goesAndComes( programmedWithFailures, "programmedWithFailures" );
    goesAndComes( Zorv::IpGenAddr::ipv4( 0xC0000201 ), "192.0.2.1" );
 }
 
@@ -76,6 +82,12 @@ TEST( RecordText, WhatIsNoRecordChangesNothing ) {
    isRefused( destPort, "DestPort", "Flowspec::MatchCompType: 'DestPort' is not an enumerator" );
    isRefused( destPort, "port;", "Flowspec::MatchCompType: 'port;' is not a value" );
    isRefused( TrafficAction( 1 ), "drop", "Flowspec::TrafficAction: 'drop' is not a flag" );
+   isRefused( Osk::UniqueId( 5 ), "abc", "Osk::UniqueId: 'abc' is not an identifier" );
+   isRefused( Osk::UniqueId( 5 ), "0000000000000abg",
+              "Osk::UniqueId: '0000000000000abg' is not an identifier" );
+   isRefused( Osk::UniqueId( 5 ), "0000000000000abc;",
+              "Osk::UniqueId: '0000000000000abc;' is not a value" );
+   isRefused( programmed, "9", "Flowspec::HwRuleProgrammingStatus: '9' is not an enumerator" );
    isRefused( 1.5, "1,5", "Vek::Duration: '1,5' is not a value" );
    isRefused( Zorv::IpGenAddr(), "192.0.2", "Zorv::IpGenAddr: '192.0.2' is not an address" );
 }

@@ -1,6 +1,6 @@
-#include "Vek/TypeRegistry.h"
+#include "tests/Flowspec/RegistryTable.h"
 
-#include <algorithm>
+#include "Vek/TypeRegistry.h"
 
 #include <gmock/gmock.h>
 
@@ -9,206 +9,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-
-/// A type as it is declared, each row as "id kind name type". The type of a keyed collection is
-/// "key -> member", that of a set its element, that of an operation its parameters and "-> result".
-struct Type {
-   std::string_view name;
-   std::string_view kind;
-   std::vector< Vek::String > rows;
-};
-
-const std::vector< Type > flowspecDalb = {
-   { "Flowspec::Config",
-     "root",
-     { "256 derived name Vek::String", "257 derived parent Vek::Entity",
-       "258 collection enabledIntf Zorv::IntfId",
-       "259 children vrfRuleConfig U32 -> Flowspec::VrfRuleConfig",
-       "260 attribute twoColorCounterEnabled bool",
-       "261 operation dumpState (context Osk::DumpContext, indent U32)" } },
-   { "Flowspec::CliConfig",
-     "root",
-     { "256 derived name Vek::String", "257 derived parent Vek::Entity",
-       "258 collection enabledIntf Zorv::IntfId -> Flowspec::InterfaceEnableConfig",
-       "259 attribute counterUpdateRequestTime Vek::Duration",
-       "260 collection intfInterfaceSetConfig Zorv::IntfId -> "
-       "Flowspec::FlowspecIntfInterfaceSetConfig",
-       "261 collection sourceVrfOverride Zorv::IntfId -> Vek::String",
-       "262 attribute interfaceSetCountLimit U32", "263 attribute isConfigDriven bool" } },
-   { "Flowspec::VrfRuleConfig",
-     "child",
-     { "257 derived parent Vek::Entity", "258 key vrfId Vrf::VrfIdMap::VrfId",
-       "259 children rule Flowspec::FlowspecKey -> Flowspec::RuleConfig",
-       "260 children infeasibleRule Flowspec::FlowspecKey -> Flowspec::InfeasibleRule",
-       "261 operation dumpState (context Osk::DumpContext, indent U32)" } },
-   { "Flowspec::RuleConfig",
-     "child",
-     { "257 derived parent Vek::Entity", "258 key ruleKey Flowspec::FlowspecKey",
-       "259 attribute ruleId U64",
-       "260 collection matchSet Flowspec::MatchCompType -> Flowspec::MatchComponent",
-       "261 attribute actionFieldSet Flowspec::ActionFieldSet",
-       "262 attribute trafficAction Flowspec::TrafficAction",
-       "263 attribute trafficRedirect Flowspec::TrafficRedirect",
-       "264 attribute trafficMarkingDscp Zorv::IpTos", "265 attribute trafficRateLimit float",
-       "266 operation infeasibleMatchInMatchSet () -> Flowspec::MatchCompType",
-       "267 operation sanitizeMatchSet () -> Flowspec::MatchCompType",
-       "268 operation dumpState (context Osk::DumpContext, indent U32)" } },
-   { "Flowspec::InfeasibleRule",
-     "child",
-     { "257 derived parent Vek::Entity", "258 key ruleKey Flowspec::FlowspecKey",
-       "259 attribute ruleId U64", "260 attribute matchCompType Flowspec::MatchCompType",
-       "261 operation dumpState (context Osk::DumpContext, indent U32)" } },
-   { "Flowspec::FlowspecKey",
-     "value",
-     { "2 attribute vrfId Vrf::VrfIdMap::VrfId",
-       "3 attribute addressFamily Zorv::AddressFamily",
-       "4 attribute destPrefix Zorv::IpGenPrefix",
-       "5 attribute srcPrefix Zorv::IpGenPrefix",
-       "6 collection matchOpVal Flowspec::MatchOpValIndex -> Flowspec::MatchOpVal",
-       "7 collection interfaceSet U32 -> U16",
-       "8 constant compSeparator char",
-       "9 constant compEnd char",
-       "10 constant cliStrRdAnchor Vek::String",
-       "11 constant cliStrRdDetail Vek::String",
-       "12 operation setOpVal (index Flowspec::MatchOpValIndex, type Flowspec::MatchCompType, "
-       "op U8, value U32) -> U32",
-       "13 operation getOptVal (index Flowspec::MatchOpValIndex) -> Flowspec::MatchOpValResult",
-       "14 operation interfaceSetPush (id U16)",
-       "15 operation interfaceSetPop () -> U16",
-       "16 operation interfaceSetPopAll ()",
-       "17 operation toStrepCli (includeValueLength bool) -> Vek::String",
-       "18 operation toStrepCliWithRd (rd Zorv::RouteDistinguisher, includeValueLength bool) -> "
-       "Vek::String",
-       "19 operation toStrepCliDetail () -> Vek::String",
-       "20 operation toStrepCliDetailWithRd (rd Zorv::RouteDistinguisher) -> Vek::String",
-       "21 operation copyInStrCliAtOffset (text Vek::String, offset U32, includesValueLength "
-       "bool) -> bool",
-       "22 operation copyInStrCli (text Vek::String, includesValueLength bool) -> bool",
-       "23 operation copyInStrCliWithRd (text Vek::String, includesValueLength bool) -> "
-       "Zorv::RouteDistinguisher",
-       "24 operation copyInStringValue (text Vek::String)",
-       "25 operation copyInStr (text Vek::String)",
-       "26 operation copyInStructuredFilter (filter Classification::StructuredFilter)" } },
-   { "Flowspec::MatchOpVal",
-     "value",
-     { "2 attribute storage U32", "3 derived matchType Flowspec::MatchCompType", "4 derived op U8",
-       "5 derived val U16", "6 operation toStrep () -> Vek::String" } },
-   { "Flowspec::MatchOpValIndex",
-     "value",
-     { "2 attribute value U16", "3 constant min U16", "4 constant max U16" } },
-   { "Flowspec::MatchOpValResult",
-     "value",
-     { "2 attribute matchType Flowspec::MatchCompType", "3 attribute op U8",
-       "4 attribute val32 U32", "5 attribute nextIndex Flowspec::MatchOpValIndex",
-       "6 operation toStrep () -> Vek::String" } },
-   { "Flowspec::MatchComponent",
-     "value",
-     { "2 key compType Flowspec::MatchCompType", "3 attribute prefix Zorv::IpGenPrefix",
-       "4 collection numericalRange Flowspec::NumericalRange",
-       "5 collection ipBitMask Flowspec::IpBitMask", "6 collection tcpBitMask Flowspec::TcpBitMask",
-       "7 operation matchTypePrefix () -> bool", "8 operation matchTypeNumericalRange () -> bool",
-       "9 operation matchTypeBitMask () -> bool" } },
-   { "Flowspec::NumericalRange",
-     "value",
-     { "2 attribute rangeMin U32", "3 attribute rangeMax U32", "4 constant min U32",
-       "5 constant invalidValue U32", "6 operation isValid () -> bool",
-       "7 operation contains (value U32) -> bool",
-       "8 operation isRangeOverlap (otherRange Flowspec::NumericalRange) -> bool",
-       "9 operation rangeIntersection (otherRange Flowspec::NumericalRange) -> "
-       "Flowspec::NumericalRange",
-       "10 operation rangeUnion (otherRange Flowspec::NumericalRange) -> Flowspec::NumericalRange",
-       "11 operation matchCompTypeMax (matchCompType Flowspec::MatchCompType) -> U32",
-       "12 operation toStrep () -> Vek::String" } },
-   { "Flowspec::IpBitMask",
-     "value",
-     { "2 attribute matchAll bool", "3 attribute val U16", "4 attribute mask U16",
-       "5 constant supportedIpBits U8", "6 constant lastBit U8", "7 constant maskForAllBits U16",
-       "8 operation isValid () -> bool", "9 operation toStrep () -> Vek::String",
-       "10 operation toStrepCli () -> Vek::String" } },
-   { "Flowspec::TcpBitMask",
-     "value",
-     { "2 attribute matchAll bool", "3 attribute val U16", "4 attribute mask U16",
-       "5 constant supportedTcpBits U8", "6 constant lastBit U8", "7 constant maskForAllBits U16",
-       "8 operation toStrep () -> Vek::String", "9 operation toStrepCli () -> Vek::String" } },
-   { "Flowspec::TrafficAction",
-     "value",
-     { "2 attribute sampleAndLog bool", "3 attribute continueMatch bool" } },
-   { "Flowspec::TrafficRedirect",
-     "value",
-     { "2 attribute vrfId Vrf::VrfIdMap::VrfId", "3 attribute type Flowspec::TrafficRedirectType",
-       "4 attribute addr Zorv::IpGenAddr", "5 attribute srTePolicyKey SrTePolicy::PolicyKey",
-       "6 attribute copy bool" } },
-   { "Flowspec::ActionFieldSet",
-     "value",
-     { "2 attribute invalid bool", "3 attribute trafficPermit bool", "4 attribute trafficDrop bool",
-       "5 attribute trafficRate bool", "6 attribute trafficAction bool",
-       "7 attribute trafficRedirect bool", "8 attribute trafficMarking bool",
-       "9 attribute trafficRatePkt bool" } },
-   { "Flowspec::FlowspecIntfSetId", "value", { "2 attribute intfSetId optional U16" } },
-   { "Flowspec::FlowspecIntfInterfaceSetConfig",
-     "value",
-     { "2 key intfId Zorv::IntfId", "3 collection interfaceSet Flowspec::FlowspecIntfSetId",
-       "4 operation interfaceSetStrep () -> Vek::String" } },
-   { "Flowspec::InterfaceEnableConfig",
-     "value",
-     { "2 key intfId Zorv::IntfId", "3 attribute ipVersion Flowspec::IpVersion",
-       "4 attribute sourceVrfOverride Vek::String", "5 operation isDefaults () -> bool" } },
-   { "Flowspec::MatchCompType", "enumeration", {} },
-   { "Flowspec::IpVersion", "enumeration", {} },
-   { "Flowspec::TrafficRedirectType", "enumeration", {} },
-   { "Flowspec::IpBitMask::IpBit", "enumeration", {} },
-   { "Flowspec::TcpBitMask::TcpBit", "enumeration", {} },
-   { "Flowspec::FlowspecUtil",
-     "utility",
-     { "2 operation compTypeToLabel (compType Flowspec::MatchCompType) -> Vek::String",
-       "3 operation compTypeToDetailLabel (compType Flowspec::MatchCompType) -> Vek::String",
-       "4 operation dscpMeaningFromValue (value U32) -> Vek::String",
-       "5 operation findInterfaceSet (text Vek::String) -> Vek::String" } },
-};
-
-const std::vector< Type > flowspecPolicy = {
-   { "Flowspec::FlowspecPolicyConfig",
-     "root",
-     { "256 derived name Vek::String", "257 derived parent Vek::Entity",
-       "258 attribute cmapType Vek::String", "259 attribute pmapType Vek::String",
-       "260 attribute mapType U32", "261 child actions Flowspec::FlowspecPolicyActionContainer" } },
-   { "Flowspec::FlowspecPolicyActionContainer",
-     "child",
-     { "256 derived name Vek::String", "257 derived parent Vek::Entity",
-       "258 children dropAction Osk::UniqueId -> PolicyMap::DropAction",
-       "259 children policeAction Osk::UniqueId -> PolicyMap::PoliceAction",
-       "260 children setDscpAction Osk::UniqueId -> PolicyMap::SetDscpAction",
-       "261 children setNexthopAction Osk::UniqueId -> PolicyMap::NexthopAction",
-       "262 children redirectVrfRtAction Osk::UniqueId -> "
-       "Flowspec::FlowspecRedirectVrfRtAction" } },
-   { "Flowspec::FlowspecRedirectVrfRtAction",
-     "child",
-     { "256 derived name Vek::String", "257 derived parent Vek::Entity", "258 key id Osk::UniqueId",
-       "259 key actionType U32", "260 key vrfRt U64" } },
-};
-
-const std::vector< Type > policyMap = {
-   { "PolicyMap::DropAction",
-     "child",
-     { "256 derived name Vek::String", "257 derived parent Vek::Entity", "258 key id Osk::UniqueId",
-       "259 key actionType U32" } },
-   { "PolicyMap::PoliceAction",
-     "child",
-     { "256 derived name Vek::String", "257 derived parent Vek::Entity", "258 key id Osk::UniqueId",
-       "259 key actionType U32", "260 key rate PolicyMap::PoliceRate",
-       "261 key burstSize PolicyMap::PoliceBurstSize" } },
-   { "PolicyMap::SetDscpAction",
-     "child",
-     { "256 derived name Vek::String", "257 derived parent Vek::Entity", "258 key id Osk::UniqueId",
-       "259 key actionType U32", "260 key dscp PolicyMap::Dscp" } },
-   { "PolicyMap::NexthopAction",
-     "child",
-     { "256 derived name Vek::String", "257 derived parent Vek::Entity", "258 key id Osk::UniqueId",
-       "259 key actionType U32" } },
-   { "PolicyMap::PoliceRate", "value", {} },
-   { "PolicyMap::PoliceBurstSize", "value", {} },
-   { "PolicyMap::Dscp", "value", {} },
-};
 
 Vek::String typeText( const Vek::Field& row ) {
    if ( !row.operation ) {
@@ -224,16 +24,12 @@ Vek::String typeText( const Vek::Field& row ) {
    return row.operation->result ? Vek::concat( text, " -> ", row.operation->result->name ) : text;
 }
 
-// Rows of bases are met first; ids tell the rows of a type apart, so they are put in order here.
 std::vector< Vek::String > rowsOf( const Vek::TypeInfo& type ) {
-   std::vector< const Vek::Field* > rows;
-   type.forEachField( [&]( const Vek::Field& row ) { rows.push_back( &row ); } );
-   std::ranges::sort( rows, {}, &Vek::Field::id );
    std::vector< Vek::String > texts;
-   for ( const Vek::Field* const row : rows ) {
-      texts.push_back( Vek::concat( row->id, ' ', stringValue( row->kind ), ' ', row->name, ' ',
-                                    typeText( *row ) ) );
-   }
+   type.forEachField( [&]( const Vek::Field& row ) {
+      texts.push_back(
+         Vek::concat( row.id, ' ', stringValue( row.kind ), ' ', row.name, ' ', typeText( row ) ) );
+   } );
    return texts;
 }
 
@@ -298,6 +94,11 @@ TEST( Registry, Enumerators ) {
                 ElementsAre( "0 invalid", "1 destPrefix", "2 srcPrefix", "3 ipProto", "4 port",
                              "5 destPort", "6 srcPort", "7 icmpType", "8 icmpCode", "9 tcpFlags",
                              "10 packetLength", "11 dscp", "12 fragment", "13 flowLabel" ) );
+   EXPECT_THAT( enumerators( "Flowspec::HwRuleProgrammingStatus" ),
+                ElementsAre( "0 unprocessed", "1 programmed", "2 programmedWithFailures",
+                             "3 unsupportedMatch", "4 unsupportedTcamProfile",
+                             "5 unsupportedAction", "6 resourceExhausted",
+                             "7 intfSetResourceExhausted" ) );
    EXPECT_THAT( enumerators( "Flowspec::IpVersion" ), ElementsAre( "1 ipv4", "2 ipv6" ) );
    EXPECT_THAT( enumerators( "Flowspec::TrafficRedirectType" ),
                 ElementsAre( "0 vrf", "1 addr", "2 srTePolicy" ) );

@@ -43,13 +43,13 @@ bool EntityProxy::doHandleAttrDeserialization( U16 fieldId, bool removed, std::s
    };
    if ( !row.isCollection() ) {
       const Arguments value( std::span( &row.value, 1 ) );
-      readAll( *row.value, value[0] );
+      row.value->logRead( in, value[0] );
       checkLength();
       row.set( object(), value[0] );
       return true;
    }
    const Arguments key( std::span( &row.key, 1 ) );
-   readAll( *row.key, key[0] );
+   row.key->logRead( in, key[0] );
    if ( removed ) {
       checkLength();
       row.collection->erase( object(), key[0] );
@@ -58,9 +58,11 @@ bool EntityProxy::doHandleAttrDeserialization( U16 fieldId, bool removed, std::s
       row.collection->insert( object(), key[0], nullptr );
    } else {
       const Arguments value( std::span( &row.value, 1 ) );
-      readAll( *row.value, value[0] );
+      row.value->logRead( in, value[0] );
       checkLength();
-      row.collection->insert( object(), key[0], value[0] );
+      if ( !row.collection->insert( object(), key[0], value[0] ) ) {
+         in.fail( "the value has another key than its own" );
+      }
    }
    received( *position, key[0] );
    return true;

@@ -1,3 +1,4 @@
+#include "tests/support/Dump.h"
 #include "Flowspec/config/Config.h"
 
 #include <gmock/gmock.h>
@@ -5,24 +6,8 @@
 namespace Flowspec {
 namespace {
 
-template < typename T >
-std::string dump( const T& entity, U32 indent ) {
-   std::string text;
-   Osk::DumpContext context( text );
-   entity.dumpState( context, indent );
-   return text;
-}
-
-/// `lines` behind `indent` blanks each.
-std::string indented( U32 indent, const std::string& lines ) {
-   std::string text;
-   for ( std::size_t at = 0; at < lines.size(); ) {
-      const std::size_t end = lines.find( '\n', at ) + 1;
-      text += std::string( indent, ' ' ) + lines.substr( at, end - at );
-      at = end;
-   }
-   return text;
-}
+using TestSupport::dump;
+using TestSupport::indented;
 
 FlowspecKey portKey( U16 value ) {
    FlowspecKey key;

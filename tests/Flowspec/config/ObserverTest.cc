@@ -2,32 +2,14 @@
 #include "Flowspec/config/Config.h"
 #include "Flowspec/policy/FlowspecPolicyConfig.h"
 #include "tests/support/ChangeRecorder.h"
+#include "tests/support/Reaction.h"
 
 #include <gmock/gmock.h>
 
 namespace Flowspec {
 namespace {
 
-/// Does something at each change.
-class Reaction final : public Vek::Observer {
-public:
-   template < typename Action >
-   Reaction( Vek::Entity& entity, Action action )
-      : action_( std::move( action ) ), observation_( entity.observe( *this ) ) {}
-
-   void onChange( const Vek::Change& change ) override {
-      ++calls_;
-      action_( change );
-   }
-
-   unsigned calls() const { return calls_; }
-   Vek::Observation& observation() { return observation_; }
-
-private:
-   std::function< void( const Vek::Change& ) > action_;
-   unsigned calls_ = 0;
-   Vek::Observation observation_;
-};
+using TestSupport::Reaction;
 
 FlowspecKey keyOf( U32 vrfId ) {
    FlowspecKey key;

@@ -1,36 +1,13 @@
+#include "tests/support/Publication.h"
 #include "Flowspec/config/CliConfig.h"
 #include "Flowspec/config/Config.h"
-#include "tests/support/ChangeRecorder.h"
 
 #include <cmath>
-
-#include <gmock/gmock.h>
 
 namespace Flowspec {
 namespace {
 
-/// One call of a mutator, and what it publishes.
-template < typename T >
-struct Step {
-   const char* call;
-   void ( *change )( T& );
-   std::vector< Vek::String > published;
-};
-
-template < typename T >
-void check( T& entity, const std::vector< Step< T > >& steps ) {
-   TestSupport::ChangeRecorder changes( entity );
-   for ( const Step< T >& step : steps ) {
-      step.change( entity );
-      EXPECT_THAT( changes.take(), testing::ElementsAreArray( step.published ) ) << step.call;
-   }
-}
-
-// A row of the tables below whose text is the call itself.
-#define STEP( T, call, ... )                                                                       \
-   Step< T > {                                                                                     \
-#call, []( T & e ) { e.call; }, { __VA_ARGS__ }                                              \
-   }
+using TestSupport::checkPublications;
 
 FlowspecKey keyOf( U32 vrfId ) {
    FlowspecKey key;
@@ -42,7 +19,7 @@ Zorv::IntfId intf( U64 number ) { return Zorv::IntfId( number ); }
 
 TEST( Publication, Config ) {
    const auto config = configFactory( "config" );
-   check< Config >(
+   checkPublications< Config >(
       *config,
       {
          STEP( Config, enabledIntfIs( intf( 2 ) ), "258 enabledIntf[intf2]" ),
@@ -75,7 +52,7 @@ TEST( Publication, VrfRuleConfig ) {
    const Vek::String two = Vek::concat( '[', valueToStrep( keyOf( 2 ) ), ']' );
    const Vek::String three = Vek::concat( '[', valueToStrep( keyOf( 3 ) ), ']' );
    const auto vrf = vrfRuleConfigFactory( 7 );
-   check< VrfRuleConfig >(
+   checkPublications< VrfRuleConfig >(
       *vrf, {
                STEP( VrfRuleConfig, ruleIs( keyOf( 2 ) ), "259 rule" + two ),
                STEP( VrfRuleConfig, ruleIs( keyOf( 2 ) ) ),
@@ -112,7 +89,7 @@ MatchComponent component( MatchCompType type, U32 value ) {
 TEST( Publication, RuleConfigMatchSet ) {
    const auto rule = ruleConfigFactory( keyOf( 1 ) );
    const Vek::String one = ";prefix=;numericalRanges=1;ipBitMasks=0;tcpBitMasks=0>";
-   check< RuleConfig >(
+   checkPublications< RuleConfig >(
       *rule,
       {
          STEP( RuleConfig, matchSetIs( component( destPort, 80 ) ), "260 matchSet[destPort]" ),
@@ -139,7 +116,7 @@ TEST( Publication, RuleConfigMatchSet ) {
 
 TEST( Publication, RuleConfigScalars ) {
    const auto rule = ruleConfigFactory( keyOf( 1 ) );
-   check< RuleConfig >(
+   checkPublications< RuleConfig >(
       *rule,
       {
          STEP( RuleConfig, ruleIdIs( 0 ) ),
@@ -181,7 +158,7 @@ TEST( Publication, RuleConfigScalars ) {
 
 TEST( Publication, InfeasibleRule ) {
    const auto rule = infeasibleRuleFactory( keyOf( 1 ) );
-   check< InfeasibleRule >(
+   checkPublications< InfeasibleRule >(
       *rule,
       {
          STEP( InfeasibleRule, ruleIdIs( 0 ) ),
@@ -208,7 +185,7 @@ FlowspecIntfInterfaceSetConfig sets( U64 number, std::initializer_list< U16 > id
 
 TEST( Publication, CliConfigCollections ) {
    const auto config = cliConfigFactory( "cli" );
-   check< CliConfig >(
+   checkPublications< CliConfig >(
       *config,
       {
          STEP( CliConfig, enabledIntfIs( enable( 2, 1, "red" ) ), "258 enabledIntf[intf2]" ),
@@ -258,7 +235,7 @@ TEST( Publication, CliConfigCollections ) {
 
 TEST( Publication, CliConfigScalars ) {
    const auto config = cliConfigFactory( "cli" );
-   check< CliConfig >(
+   checkPublications< CliConfig >(
       *config,
       {
          STEP( CliConfig, counterUpdateRequestTimeIs( 0 ) ),

@@ -1,5 +1,6 @@
 #include "Flowspec/config/VrfRuleConfig.h"
 #include "tests/support/ChangeRecorder.h"
+#include "tests/support/EntangledKeys.h"
 #include "tests/support/KeyGenerator.h"
 
 #include <algorithm>
@@ -10,29 +11,7 @@
 namespace Flowspec {
 namespace {
 
-FlowspecKey keyOf( std::initializer_list< U32 > words, std::initializer_list< U16 > sets ) {
-   FlowspecKey key;
-   U32 index = 0;
-   for ( const U32 word : words ) {
-      key.matchOpValIs( index++, MatchOpVal( word ) );
-   }
-   for ( const U16 set : sets ) {
-      key.interfaceSetPush( set );
-   }
-   return key;
-}
-
-// Among these are pairs of which each is less than the other under the key's own operator.
-std::vector< FlowspecKey > entangledKeys() {
-   std::vector< FlowspecKey > keys;
-   for ( U16 set = 1; set <= 3; ++set ) {
-      keys.push_back( keyOf( {}, { set } ) );
-      keys.push_back( keyOf( { 0x03810006 }, { set } ) );
-      keys.push_back( keyOf( { 0x03810006, 0x05910050 }, { set } ) );
-      keys.push_back( keyOf( { 0x03810006, 0x05910050, 0x05910051 }, { set } ) );
-   }
-   return keys;
-}
+using TestSupport::entangledKeys;
 
 std::vector< FlowspecKey > keysOf( const VrfRuleConfig& vrf ) {
    std::vector< FlowspecKey > keys;

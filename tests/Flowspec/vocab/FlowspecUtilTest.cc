@@ -81,6 +81,28 @@ TEST( FlowspecUtil, DscpTableHasTwentyOneEntriesAscendingAlsoAfterMisses ) {
    }
 }
 
+TEST( FlowspecUtil, StatusCodesHaveTexts ) {
+   EXPECT_EQ( FlowspecUtil::statusCodeToStrep( unprocessed ), "Not processed" );
+   EXPECT_EQ( FlowspecUtil::statusCodeToStrep( programmed ), "Programmed" );
+   EXPECT_EQ( FlowspecUtil::statusCodeToStrep( programmedWithFailures ),
+              "Programmed with some failures" );
+   EXPECT_EQ( FlowspecUtil::statusCodeToStrep( unsupportedMatch ), "Unsupported Match" );
+   EXPECT_EQ( FlowspecUtil::statusCodeToStrep( unsupportedTcamProfile ),
+              "Unsupported TCAM Profile" );
+   EXPECT_EQ( FlowspecUtil::statusCodeToStrep( unsupportedAction ), "Unsupported Action" );
+   EXPECT_EQ( FlowspecUtil::statusCodeToStrep( resourceExhausted ), "Resource Exhausted" );
+   EXPECT_EQ( FlowspecUtil::statusCodeToStrep( intfSetResourceExhausted ),
+              "Interface-set Resource Exhausted" );
+}
+
+TEST( FlowspecUtilDeathTest, CodeWithoutANameHasNoText ) {
+   for ( const unsigned code : { 8U, 9U, 255U } ) {
+      EXPECT_ASSERTION(
+         FlowspecUtil::statusCodeToStrep( static_cast< HwRuleProgrammingStatus >( code ) ),
+         "false && \"Unexpected status code\"" );
+   }
+}
+
 TEST( FlowspecUtil, AllInstancesAreEqual ) { EXPECT_EQ( FlowspecUtil(), FlowspecUtil() ); }
 
 TEST( InterfaceSetId, RangeAndTextOfIdentifiers ) {

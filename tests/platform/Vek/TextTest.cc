@@ -29,6 +29,15 @@ String letters( std::size_t length ) {
    return text;
 }
 
+template < typename T >
+concept Writable = requires( TextWriter& out, T value ) {
+   out << value;
+};
+// Whoever writes a truth value says how it is spelled; it is neither a number nor a character.
+static_assert( !Writable< bool > && !Writable< const bool& > );
+static_assert( Writable< char > && Writable< signed char > && Writable< U8 > && Writable< U64 > &&
+               Writable< int > && Writable< const char* > && Writable< std::string_view > );
+
 TEST( TextWriter, AppendsToWhatTheStringHolds ) {
    String text = "before ";
    {

@@ -1,12 +1,12 @@
 #include "QosLib/ColoredCounters.h"
 
+#include "tests/support/ExpectFailure.h"
+
 #include <array>
 #include <bit>
 #include <iomanip>
 #include <set>
 #include <sstream>
-
-#include <gtest/gtest.h>
 
 namespace {
 
@@ -33,7 +33,7 @@ TEST( ColoredCounters, DefaultIsAllZero ) {
                   zero.red() == ColorCounters() );
    EXPECT_EQ( ( std::bit_cast< std::array< U64, words > >( zero ) ),
               ( std::array< U64, words >{} ) );
-   EXPECT_EQ( zero.stringValue(), "<packetHits=0;byteHits=0;green=0/0/0;yellow=0/0/0;red=0/0/0>" );
+   EXPECT_EQ( zero.stringValue(), "<packetHits=0,byteHits=0,green=0/0/0,yellow=0/0/0,red=0/0/0>" );
 }
 
 TEST( ColoredCounters, GettersGiveWhatTheSettersTook ) {
@@ -44,7 +44,7 @@ TEST( ColoredCounters, GettersGiveWhatTheSettersTook ) {
    EXPECT_EQ( counters.yellow(), ( ColorCounters{ 6, 7, 8 } ) );
    EXPECT_EQ( counters.red(), ( ColorCounters{ 9, 10, 11 } ) );
    EXPECT_EQ( counters.stringValue(),
-              "<packetHits=1;byteHits=2;green=3/4/5;yellow=6/7/8;red=9/10/11>" );
+              "<packetHits=1,byteHits=2,green=3/4/5,yellow=6/7/8,red=9/10/11>" );
 }
 
 TEST( ColoredCounters, MemoryHoldsTheNumbersInTheirOrder ) {
@@ -76,11 +76,45 @@ TEST( ColoredCounters, EveryNumberCountsInComparisonAndHash ) {
 TEST( ColoredCounters, StreamAndWriterGiveTheText ) {
    const auto counters = countersOf( { 10, ~U64{ 0 }, 0, 0, 0, 0, 0, 0, 0, 0, 16 } );
    const std::string text =
-      "<packetHits=10;byteHits=18446744073709551615;green=0/0/0;yellow=0/0/0;red=0/0/16>";
+      "<packetHits=10,byteHits=18446744073709551615,green=0/0/0,yellow=0/0/0,red=0/0/16>";
    std::ostringstream out;
    out << std::hex << std::setw( 100 ) << counters;
    EXPECT_EQ( out.str(), text );
    EXPECT_EQ( Vek::concat( counters ), text );
+}
+
+TEST( ColoredCounters, TextIsReadBack ) {
+   for ( const auto& written :
+         { ColoredCounters(), countersOf( { 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11 } ),
+           countersOf( { ~U64{ 0 }, 0, ~U64{ 0 }, 0, 0, 0, 0, 0, 0, 0, ~U64{ 0 } } ) } ) {
+      auto read = countersOf( { 9, 9 } );
+      read.stringValueIs( written.stringValue() );
+      EXPECT_EQ( read, written );
+   }
+}
+
+TEST( ColoredCounters, WhatIsNoTextChangesNothing ) {
+   const std::string text = countersOf( { 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11 } ).stringValue();
+   std::vector< std::string > refused{ "", ">", text + ">", text + " ", " " + text };
+   for ( std::size_t length = 0; length < text.size(); ++length ) {
+      refused.push_back( text.substr( 0, length ) );
+   }
+   for ( std::size_t at = 0; at < text.size(); ++at ) {
+      for ( const char c : { ';', '-', 'x' } ) {
+         refused.push_back( text );
+         refused.back()[at] = c;
+      }
+   }
+   refused.push_back(
+      "<packetHits=18446744073709551616,byteHits=0,green=0/0/0,yellow=0/0/0,red=0/0/0>" );
+   refused.push_back( "<packetHits=01,byteHits=0,green=0/0/0,yellow=0/0/0,red=0/0/0>" );
+   ColoredCounters counters = countersOf( { 5, 6, 7 } );
+   for ( const std::string& bad : refused ) {
+      EXPECT_THAT(
+         [&] { counters.stringValueIs( bad ); },
+         TestSupport::raisesRange( "QosLib::ColoredCounters: '" + bad + "' is not counters" ) );
+      EXPECT_EQ( counters, countersOf( { 5, 6, 7 } ) ) << bad;
+   }
 }
 
 } // namespace

@@ -1,0 +1,72 @@
+#include "Flowspec/status/RuleStatus.h"
+
+#include "Flowspec/types/Types.h"
+
+namespace Flowspec {
+
+struct RuleStatus::Table {
+   using T = RuleStatus;
+   static constexpr Vek::Field rows[] = {
+      Vek::derived< &T::key >( 258, "key" ).asKey(),
+      Vek::derived< &T::ruleKey >( 259, "ruleKey" ).asKey(),
+      Vek::attr< &T::statusCode_, &T::statusCodeIs >( 260, "statusCode" ),
+      Vek::attr< &T::errorReason_, &T::errorReasonIs >( 261, "errorReason" ),
+      Vek::attr< &T::coloredCounters_, &T::coloredCountersIs >( 262, "coloredCounters" ),
+      Vek::view< &T::packetCount, &T::packetCountIs >( 263, "packetCount" ),
+      Vek::view< &T::byteCount, &T::byteCountIs >( 264, "byteCount" ),
+      Vek::attr< &T::version_, &T::versionIs >( 265, "version" ),
+      Vek::attr< &T::resolvedNexthopInfo_, &T::resolvedNexthopInfoIs >( 266,
+                                                                        "resolvedNexthopInfo" ),
+      Vek::derived< &T::isProgrammed >( 267, "isProgrammed" ),
+      Vek::operation< &T::dumpState >( 268, "dumpState", "context", "indent" ),
+   };
+   static_assert( Vek::idsAscend( rows ) );
+   static inline constinit Mell::TrackedHeap heap{ sizeof( T ), alignof( T ) };
+};
+
+constinit const Vek::TypeInfo hwRuleProgrammingStatusTypeInfo =
+   Vek::enumerationInfo< HwRuleProgrammingStatus >();
+
+constinit const Vek::TypeInfo ruleStatusInfo = Vek::entityInfo< RuleStatus, FlowspecKey >(
+   "Flowspec::RuleStatus", Vek::TypeKind::child, RuleStatus::Table::rows, RuleStatus::Table::heap,
+   &Vek::Entity::baseInfo );
+
+const Vek::TypeInfo& RuleStatus::type() { return ruleStatusInfo; }
+
+void RuleStatus::statusCodeIs( HwRuleProgrammingStatus statusCode ) {
+   put< Table, &RuleStatus::statusCode_ >( statusCode );
+}
+
+void RuleStatus::errorReasonIs( const Vek::String& errorReason ) {
+   put< Table, &RuleStatus::errorReason_ >( errorReason );
+}
+
+void RuleStatus::coloredCountersIs( const QosLib::ColoredCounters& coloredCounters ) {
+   put< Table, &RuleStatus::coloredCounters_ >( coloredCounters );
+}
+
+void RuleStatus::packetCountIs( U64 packetCount ) {
+   QosLib::ColoredCounters counters = coloredCounters_;
+   counters.packetHitsIs( packetCount );
+   coloredCountersIs( counters );
+}
+
+void RuleStatus::byteCountIs( U64 byteCount ) {
+   QosLib::ColoredCounters counters = coloredCounters_;
+   counters.byteHitsIs( byteCount );
+   coloredCountersIs( counters );
+}
+
+void RuleStatus::versionIs( Osk::UniqueId version ) {
+   put< Table, &RuleStatus::version_ >( version );
+}
+
+void RuleStatus::resolvedNexthopInfoIs( const L3::ResolvedNexthopInfo& resolvedNexthopInfo ) {
+   put< Table, &RuleStatus::resolvedNexthopInfo_ >( resolvedNexthopInfo );
+}
+
+Vek::Ptr< RuleStatus > ruleStatusFactory( const FlowspecKey& key ) {
+   return Vek::create< RuleStatus >( key );
+}
+
+} // namespace Flowspec

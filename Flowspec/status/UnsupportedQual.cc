@@ -1,0 +1,80 @@
+#include "Flowspec/status/UnsupportedQual.h"
+
+#include "Flowspec/types/Types.h"
+#include "Osk/Assert.h"
+#include "Vek/Rows.h"
+
+namespace Flowspec {
+
+struct UnsupportedQual::Table {
+   using T = UnsupportedQual;
+   static constexpr Vek::Field rows[] = {
+      Vek::key< &T::addressFamily_ >( 2, "addressFamily" ),
+      Vek::coll< &T::qual_, &T::qualIs, &T::qualDel >( 3, "qual" ),
+      Vek::attr< &T::unsupportedActions_, &T::unsupportedActionsIs >( 4, "unsupportedActions" ),
+      Vek::operation< &T::dumpState >( 5, "dumpState", "context", "indent" ),
+   };
+   static_assert( Vek::idsAscend( rows ) );
+};
+
+constinit const Vek::TypeInfo unsupportedQualInfo =
+   Vek::valueInfo< UnsupportedQual >( UnsupportedQual::Table::rows );
+
+UnsupportedQual::UnsupportedQual( const Vek::String& ) {
+   OSK_ASSERT( false, "\"No String constructor for UnsupportedQual - has collection\" == nullptr" );
+}
+
+Vek::String UnsupportedQual::qual( MatchCompType compType ) const {
+   const auto at = qual_.find( compType );
+   return at == qual_.end() ? "" : at->second;
+}
+
+void UnsupportedQual::qualIs( MatchCompType compType, const Vek::String& reason ) {
+   qual_.insertOrAssign( compType, reason );
+}
+
+Vek::String UnsupportedQual::toStrep() const {
+   return Vek::concat( "<addressFamily=", addressFamily_, ";quals=", qual_.size(),
+                       ";unsupportedActions=", unsupportedActions_.stringValue(), '>' );
+}
+
+static_assert( std::size( UnsupportedQual::Table::rows ) == 4,
+               "the encoding below lists the attributes" );
+
+std::size_t logSize( const UnsupportedQual& value ) {
+   std::size_t size = 4 + 4 + 4;
+   for ( const auto& [type, reason] : value.qual() ) {
+      size += 4 + 4 + reason.size();
+   }
+   return size;
+}
+
+void logWrite( Vek::LogWriter& out, const UnsupportedQual& value ) {
+   if ( value.qual().find( invalid ) != value.qual().end() ) {
+      throw Vek::DefaultKeyException( UnsupportedQual::typeName, "qual" );
+   }
+   out.u32( static_cast< U8 >( value.addressFamily() ) );
+   for ( const auto& [type, reason] : value.qual() ) {
+      out.u32( static_cast< U8 >( type ) );
+      out.string( reason );
+   }
+   out.u32( invalid );
+   logWrite( out, value.unsupportedActions() );
+}
+
+void logRead( Vek::LogReader& in, UnsupportedQual& value ) {
+   UnsupportedQual read( static_cast< Zorv::AddressFamily >( static_cast< U8 >( in.u32() ) ) );
+   for ( ;; ) {
+      const auto type = static_cast< MatchCompType >( static_cast< U8 >( in.u32() ) );
+      if ( type == invalid ) {
+         break;
+      }
+      read.qualIs( type, in.string() );
+   }
+   ActionFieldSet actions;
+   logRead( in, actions );
+   read.unsupportedActionsIs( actions );
+   value = std::move( read );
+}
+
+} // namespace Flowspec

@@ -1,0 +1,84 @@
+#include "Flowspec/status/VrfRuleStatus.h"
+
+#include "Flowspec/types/Types.h"
+
+namespace Flowspec {
+
+struct VrfRuleStatus::Table {
+   using T = VrfRuleStatus;
+   static constexpr auto ruleStatusDel =
+      static_cast< void ( T::* )( const FlowspecKey& ) >( &T::ruleStatusDel );
+   static constexpr Vek::Field rows[] = {
+      Vek::key< &T::vrfId_ >( 258, "vrfId" ).as( "Vrf::VrfIdMap::VrfId" ),
+      Vek::children< &T::activeIntfPerAf_, &T::activeIntfPerAfIs, &T::activeIntfPerAfDel >(
+         259, "activeIntfPerAf", "Flowspec::AfIntfColl" ),
+      Vek::coll< &T::intfError_, &T::intfErrorIs, &T::intfErrorDel >( 260, "intfError" ),
+      Vek::children< &T::ruleStatus_, &T::ruleStatusIs, ruleStatusDel >( 261, "ruleStatus",
+                                                                         "Flowspec::RuleStatus" ),
+      Vek::operation< &T::dumpState >( 262, "dumpState", "context", "indent" ),
+   };
+   static_assert( Vek::idsAscend( rows ) );
+   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+};
+
+constinit const Vek::TypeInfo vrfRuleStatusInfo =
+   Vek::entityInfo< VrfRuleStatus, Vrf::VrfIdMap::VrfId >(
+      "Flowspec::VrfRuleStatus", Vek::TypeKind::child, VrfRuleStatus::Table::rows,
+      VrfRuleStatus::Table::slab, &Vek::Entity::baseInfo );
+
+const Vek::TypeInfo& VrfRuleStatus::type() { return vrfRuleStatusInfo; }
+
+Vek::Ptr< AfIntfColl > VrfRuleStatus::activeIntfPerAf( Zorv::AddressFamily addressFamily ) const {
+   return childAt( activeIntfPerAf_, addressFamily );
+}
+
+Vek::Ptr< AfIntfColl > VrfRuleStatus::activeIntfPerAfIs( Zorv::AddressFamily addressFamily ) {
+   return childIs< Table, &VrfRuleStatus::activeIntfPerAf_ >( addressFamily, afIntfCollFactory );
+}
+
+void VrfRuleStatus::activeIntfPerAfDel( Zorv::AddressFamily addressFamily ) {
+   childDel< Table, &VrfRuleStatus::activeIntfPerAf_ >( addressFamily );
+}
+
+void VrfRuleStatus::activeIntfPerAfDelAll() {
+   childDelAll< Table, &VrfRuleStatus::activeIntfPerAf_ >();
+}
+
+Vek::String VrfRuleStatus::intfError( const IntfErrorKey& key ) const {
+   return memberAt( intfError_, key );
+}
+
+void VrfRuleStatus::intfErrorIs( const IntfErrorKey& key, const Vek::String& error ) {
+   memberIs< Table, &VrfRuleStatus::intfError_ >( key, error );
+}
+
+void VrfRuleStatus::intfErrorDel( const IntfErrorKey& key ) {
+   memberDel< Table, &VrfRuleStatus::intfError_ >( key );
+}
+
+void VrfRuleStatus::intfErrorDelAll() { memberDelAll< Table, &VrfRuleStatus::intfError_ >(); }
+
+Vek::Ptr< RuleStatus > VrfRuleStatus::ruleStatus( const FlowspecKey& key ) const {
+   return childAt( ruleStatus_, key );
+}
+
+Vek::Ptr< RuleStatus > VrfRuleStatus::ruleStatusIs( const FlowspecKey& key ) {
+   return childIs< Table, &VrfRuleStatus::ruleStatus_ >( key, ruleStatusFactory );
+}
+
+void VrfRuleStatus::ruleStatusDel( const FlowspecKey& key ) {
+   childDel< Table, &VrfRuleStatus::ruleStatus_ >( key );
+}
+
+VrfRuleStatus::RuleStatuses::const_iterator
+VrfRuleStatus::ruleStatusDel( RuleStatuses::const_iterator at ) {
+   return childDelAt< Table, &VrfRuleStatus::ruleStatus_ >( at );
+}
+
+void VrfRuleStatus::ruleStatusDelAll() { childDelAll< Table, &VrfRuleStatus::ruleStatus_ >(); }
+
+Vek::Ptr< VrfRuleStatus > vrfRuleStatusFactory( Vrf::VrfIdMap::VrfId vrfId ) {
+   return Vek::create< VrfRuleStatus >( vrfId );
+}
+
+} // namespace Flowspec
