@@ -84,7 +84,7 @@ Vek::String FlowspecIntfInterfaceSetConfig::toStrep() const {
    return Vek::concat( intfId_, ';', interfaceSetStrep() );
 }
 
-const Vek::TypeInfo& InterfaceEnableConfig::type() { return interfaceEnableConfigInfo; }
+const Vek::TypeInfo& InterfaceEnableConfig::typeInfo() { return interfaceEnableConfigInfo; }
 
 void logWrite( Vek::LogWriter& out, const FlowspecIntfSetId& id ) {
    out.boolean( id.intfSetId().has_value() );

@@ -89,7 +89,7 @@ OSK_EXPORT void logRead( Vek::LogReader& in, FlowspecIntfInterfaceSetConfig& con
 class OSK_EXPORT InterfaceEnableConfig {
 public:
    static constexpr std::string_view typeName = "Flowspec::InterfaceEnableConfig";
-   static const Vek::TypeInfo& type();
+   static const Vek::TypeInfo& typeInfo();
 
    InterfaceEnableConfig() = default;
    explicit InterfaceEnableConfig( Zorv::IntfId intfId ) : intfId_( intfId ) {}

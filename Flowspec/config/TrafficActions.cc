@@ -50,7 +50,7 @@ constinit const Vek::TypeInfo trafficRedirectInfo =
    Vek::valueInfo< TrafficRedirect, U32, TrafficRedirectType, Zorv::IpGenAddr,
                    SrTePolicy::PolicyKey, bool >( TrafficRedirect::Table::rows );
 
-const Vek::TypeInfo& TrafficRedirect::type() { return trafficRedirectInfo; }
+const Vek::TypeInfo& TrafficRedirect::typeInfo() { return trafficRedirectInfo; }
 
 void logWrite( Vek::LogWriter& out, const ActionFieldSet& set ) { out.u32( set.value() ); }
 void logRead( Vek::LogReader& in, ActionFieldSet& set ) {

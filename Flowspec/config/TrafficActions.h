@@ -86,7 +86,7 @@ inline TrafficRedirectType TrafficRedirectTypeInstance( std::string_view name ) 
 class OSK_EXPORT TrafficRedirect {
 public:
    static constexpr std::string_view typeName = "Flowspec::TrafficRedirect";
-   static const Vek::TypeInfo& type();
+   static const Vek::TypeInfo& typeInfo();
 
    /// To no VRF.
    TrafficRedirect() = default;

@@ -8,6 +8,7 @@ template <>
 struct Vek::CollectionAccess< Flowspec::TermWords > {
    using Key = Flowspec::MatchOpValIndex;
    using Value = Flowspec::MatchOpVal;
+   using Order = Vek::KeyOrder< Key >;
 
    static U32 size( const Flowspec::TermWords& words ) { return words.size(); }
    static const void* find( const Flowspec::TermWords& words, Key index ) {

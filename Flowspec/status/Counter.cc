@@ -33,7 +33,7 @@ constinit const Vek::TypeInfo counterInfo = Vek::entityInfo< Counter, Vek::Strin
 
 const Vek::TypeInfo& Counter::type() { return counterInfo; }
 
-const Vek::TypeInfo& CounterVersion::type() { return counterVersionInfo; }
+const Vek::TypeInfo& CounterVersion::typeInfo() { return counterVersionInfo; }
 
 CounterVersion Counter::snapshot( const FlowspecKey& key ) const {
    return memberAt( snapshot_, key );

@@ -12,7 +12,7 @@ namespace Flowspec {
 class OSK_EXPORT CounterVersion {
 public:
    static constexpr std::string_view typeName = "Flowspec::CounterVersion";
-   static const Vek::TypeInfo& type();
+   static const Vek::TypeInfo& typeInfo();
 
    /// All zero, under a version of its own: two default values differ.
    CounterVersion() = default;

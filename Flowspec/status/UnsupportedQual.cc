@@ -58,7 +58,7 @@ void logWrite( Vek::LogWriter& out, const UnsupportedQual& value ) {
       out.u32( static_cast< U8 >( type ) );
       out.string( reason );
    }
-   out.u32( invalid );
+   out.u32( static_cast< U8 >( invalid ) );
    logWrite( out, value.unsupportedActions() );
 }
 

@@ -52,7 +52,7 @@ private:
 class OSK_EXPORT IpBitMask : public BitMask {
 public:
    static constexpr std::string_view typeName = "Flowspec::IpBitMask";
-   static const Vek::TypeInfo& type();
+   static const Vek::TypeInfo& typeInfo();
 
    /// Positions of the bits.
    enum class IpBit : U8 { dontFragment = 0, isFragment = 1, firstFragment = 2, lastFragment = 3 };
@@ -80,7 +80,7 @@ public:
 class OSK_EXPORT TcpBitMask : public BitMask {
 public:
    static constexpr std::string_view typeName = "Flowspec::TcpBitMask";
-   static const Vek::TypeInfo& type();
+   static const Vek::TypeInfo& typeInfo();
 
    /// Positions of the bits.
    enum class TcpBit : U8 {

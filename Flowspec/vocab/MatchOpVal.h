@@ -51,7 +51,7 @@ private:
 class OSK_EXPORT MatchOpVal : public OpFlags< MatchOpVal > {
 public:
    static constexpr std::string_view typeName = "Flowspec::MatchOpVal";
-   static const Vek::TypeInfo& type();
+   static const Vek::TypeInfo& typeInfo();
 
    constexpr MatchOpVal() = default;
    constexpr explicit MatchOpVal( U32 storage ) : storage_( storage ) {}
@@ -79,7 +79,7 @@ private:
 class OSK_EXPORT MatchOpValIndex {
 public:
    static constexpr std::string_view typeName = "Flowspec::MatchOpValIndex";
-   static const Vek::TypeInfo& type();
+   static const Vek::TypeInfo& typeInfo();
 
    static constexpr U16 min() { return 0; }
    static constexpr U16 max() { return 2047; }
@@ -116,7 +116,7 @@ OSK_EXPORT void sequenceToValue( Vek::CharRange& range, MatchOpValIndex* value )
 class OSK_EXPORT MatchOpValResult : public OpFlags< MatchOpValResult > {
 public:
    static constexpr std::string_view typeName = "Flowspec::MatchOpValResult";
-   static const Vek::TypeInfo& type();
+   static const Vek::TypeInfo& typeInfo();
 
    /// The terminator of a walk: all zero, `nextIndex` 2047.
    constexpr MatchOpValResult() = default;

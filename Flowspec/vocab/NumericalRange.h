@@ -14,7 +14,7 @@ namespace Flowspec {
 class OSK_EXPORT NumericalRange {
 public:
    static constexpr std::string_view typeName = "Flowspec::NumericalRange";
-   static const Vek::TypeInfo& type();
+   static const Vek::TypeInfo& typeInfo();
 
    static constexpr U32 min() { return 0; }
    /// One above the largest 24-bit value: the bound of a range that is not valid.

@@ -117,12 +117,12 @@ constinit const Vek::TypeInfo tcpBitMaskInfo =
    Vek::valueInfo< TcpBitMask, bool, U16, U16 >( tcpBitMaskRows );
 constinit const Vek::TypeInfo flowspecUtilInfo = utilityType();
 
-const Vek::TypeInfo& MatchOpVal::type() { return matchOpValTypeInfo; }
-const Vek::TypeInfo& MatchOpValIndex::type() { return matchOpValIndexInfo; }
-const Vek::TypeInfo& MatchOpValResult::type() { return matchOpValResultInfo; }
-const Vek::TypeInfo& NumericalRange::type() { return numericalRangeInfo; }
-const Vek::TypeInfo& IpBitMask::type() { return ipBitMaskInfo; }
-const Vek::TypeInfo& TcpBitMask::type() { return tcpBitMaskInfo; }
+const Vek::TypeInfo& MatchOpVal::typeInfo() { return matchOpValTypeInfo; }
+const Vek::TypeInfo& MatchOpValIndex::typeInfo() { return matchOpValIndexInfo; }
+const Vek::TypeInfo& MatchOpValResult::typeInfo() { return matchOpValResultInfo; }
+const Vek::TypeInfo& NumericalRange::typeInfo() { return numericalRangeInfo; }
+const Vek::TypeInfo& IpBitMask::typeInfo() { return ipBitMaskInfo; }
+const Vek::TypeInfo& TcpBitMask::typeInfo() { return tcpBitMaskInfo; }
 
 void logWrite( Vek::LogWriter& out, const IpVersion& set ) { out.u32( set.value() ); }
 void logRead( Vek::LogReader& in, IpVersion& set ) { set = readFlagSet< IpVersion >( in ); }

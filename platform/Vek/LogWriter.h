@@ -15,6 +15,8 @@
 /// bits of its IEEE-754 form, a string a U32 length and its bytes.
 namespace Vek {
 
+struct TypeInfo;
+
 /// Writes into memory that was reserved for exactly what is written: each value's size is asked for
 /// beforehand.
 class LogWriter {

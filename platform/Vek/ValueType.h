@@ -170,7 +170,7 @@ struct ValueLog {
       logRead( in, v );
    };
    static constexpr bool record = !own && requires {
-      { T::type() } -> std::same_as< const TypeInfo& >;
+      { T::typeInfo() } -> std::same_as< const TypeInfo& >;
    };
    static constexpr bool streamed = plain || own || record;
 
@@ -184,7 +184,7 @@ struct ValueLog {
       } else if constexpr ( own ) {
          return logSize( *static_cast< const T* >( value ) );
       } else {
-         return recordLogSize( T::type(), value );
+         return recordLogSize( T::typeInfo(), value );
       }
    }
 
@@ -201,7 +201,7 @@ struct ValueLog {
       } else if constexpr ( own ) {
          logWrite( out, v );
       } else {
-         recordLogWrite( T::type(), out, value );
+         recordLogWrite( T::typeInfo(), out, value );
       }
    }
 
@@ -218,7 +218,7 @@ struct ValueLog {
       } else if constexpr ( own ) {
          logRead( in, v );
       } else {
-         recordLogRead( T::type(), in, value );
+         recordLogRead( T::typeInfo(), in, value );
       }
    }
 

@@ -34,7 +34,6 @@ bool EntityProxy::doHandleAttrDeserialization( U16 fieldId, bool removed, std::s
    const Field& row = *type_.rows()[*position];
    checkWritable( row );
    const std::size_t begin = in.offset();
-   const auto readAll = [&]( const ValueType& type, void* value ) { type.logRead( in, value ); };
    const auto checkLength = [&] {
       if ( in.offset() - begin != length ) {
          in.fail(

@@ -122,29 +122,21 @@ void EntityStreamAdapter::onChildren( const Change& change, U8 position ) {
    EntityStreamAdapter& adapter = *new EntityStreamAdapter(
       source_, child, source_.types_.of( child.typeInfo() ), this, position );
    for ( Sender* const sender : source_.senders_ ) {
-      FlowOut* const waiting = flowOut( *sender );
-      if ( waiting && waiting->rowKeys && row.isCollection() ) {
-         waiting->keys( position ).erase( change.key );
-      }
       adapter.newFlowOut( *sender );
       adapter.vekInstantiateSerialize( *sender );
    }
 }
 
 void EntityStreamAdapter::onRemoved( EntityStreamAdapter& child, const void* key, U8 position ) {
-   std::vector< const Sender* > unaware;
-   for ( const FlowOut* waiting = child.flowOuts_; waiting; waiting = waiting->nextOfAdapter ) {
-      if ( !waiting->announced ) {
-         unaware.push_back( &waiting->sender );
-      }
-   }
+   // While the child waits to be announced, its connection is not up to date.
+   source_.multicast( RowMessage( number_, *type_.rows()[position], object(), key ),
+                      [&]( Sender& sender ) {
+                         const FlowOut* const waiting = child.flowOut( sender );
+                         if ( !waiting || waiting->announced ) {
+                            mark( sender, position, key );
+                         }
+                      } );
    delete &child;
-   source_.multicast(
-      RowMessage( number_, *type_.rows()[position], object(), key ), [&]( Sender& sender ) {
-         if ( std::find( unaware.begin(), unaware.end(), &sender ) == unaware.end() ) {
-            mark( sender, position, key );
-         }
-      } );
 }
 
 } // namespace Vek::log

@@ -180,7 +180,10 @@ bool EntityStreamAdapter::writeKeys( U8 position, FlowOut& waiting ) {
                              [&]( const void* key, const void* ) { keys.insert( key ); } );
    }
    while ( !keys.empty() ) {
-      if ( !sender.put( RowMessage( number_, row, object(), keys.first() ) ) ) {
+      // A child that was made again was announced before, which replaced the one that is gone.
+      const bool isBack =
+         row.kind == FieldKind::children && row.collection->find( object(), keys.first() );
+      if ( !isBack && !sender.put( RowMessage( number_, row, object(), keys.first() ) ) ) {
          return false;
       }
       keys.eraseFirst();

@@ -205,7 +205,6 @@ void Receiver::applyChild( const Header& header, LogReader& in ) {
    }
    checkNew( number, in );
    const StreamType& type = types_.ofChildren( row );
-   const std::size_t begin = in.offset();
    const Ptr< Entity > child = newEntityForAttrLog( type.info(), in );
    in.end();
    if ( !row.isCollection() ) {

@@ -26,7 +26,8 @@ void writeType( TextWriter& out, const TypeInfo& info ) {
    }
    out << ")\n";
    if ( info.isEntity() ) {
-      for ( const Field* const row : StreamType( info ).rows() ) {
+      const StreamType type( info );
+      for ( const Field* const row : type.rows() ) {
          writeRow( out, *row );
       }
       return;

@@ -3,6 +3,7 @@
 #include "Vek/Exceptions.h"
 #include "Vek/Text.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>

@@ -1,0 +1,113 @@
+#include "Flowspec/key/FlowspecKey.h"
+#include "tests/support/Hex.h"
+#include "tests/support/KeyGenerator.h"
+
+#include <gtest/gtest.h>
+
+namespace Flowspec {
+namespace {
+
+using TestSupport::bytesOf;
+using TestSupport::hexOf;
+using TestSupport::KeyGenerator;
+using TestSupport::logBytes;
+using TestSupport::logValue;
+using Trust = Vek::LogReader::Trust;
+
+const std::string noPrefix( 48, '0' );
+const std::string head = "00000005 00000001" + noPrefix + noPrefix;
+
+std::string refusal( const std::string& hex ) {
+   try {
+      logValue< FlowspecKey >( bytesOf( hex ) );
+   } catch ( const std::exception& exception ) {
+      return exception.what();
+   }
+   return "";
+}
+
+TEST( FlowspecKeyLog, ADefaultKeyTakes62Bytes ) {
+   const std::vector< U8 > bytes = logBytes( FlowspecKey() );
+   EXPECT_EQ( bytes.size(), 62U );
+   EXPECT_EQ( hexOf( bytes ), "00FFFFFF00000000" + noPrefix + noPrefix + "07FF00000000" );
+   EXPECT_EQ( logValue< FlowspecKey >( bytes ), FlowspecKey() );
+}
+
+TEST( FlowspecKeyLog, AKeyWithAllAttributes ) {
+   FlowspecKey key;
+   key.vrfIdIs( 5 );
+   key.addressFamilyIs( Zorv::AddressFamily::ipv4 );
+   key.destPrefixIs( *Zorv::IpGenPrefix::fromText( "10.1.0.0/16" ) );
+   U32 index = key.setOpVal( 0, MatchCompType::ipProto, 0x81, 6 );
+   index = key.setOpVal( index, MatchCompType::destPort, 0x11, 80 );
+   key.setOpVal( index, MatchCompType::destPort, 0x91, 443 );
+   key.interfaceSetPush( 3 );
+   key.interfaceSetPush( 17 );
+   const std::vector< U8 > expected =
+      bytesOf( "00000005 00000001 00000001 0A010000 00000000 00000000 00000000 00000010" +
+               noPrefix + "0000 03810006 0001 05110050 0002 059101BB 07FF 00000002 0003 0011" );
+   EXPECT_EQ( expected.size(), 84U );
+   EXPECT_EQ( hexOf( logBytes( key ) ), hexOf( expected ) );
+   EXPECT_EQ( logValue< FlowspecKey >( expected ), key );
+}
+
+TEST( FlowspecKeyLog, RandomKeysAreReadBackAndAsLongAsIsSaid ) {
+   KeyGenerator random( 20 );
+   for ( int i = 0; i < 20000; ++i ) {
+      const FlowspecKey canonical = random.canonicalKey();
+      EXPECT_EQ( logValue< FlowspecKey >( logBytes( canonical ) ), canonical );
+      const FlowspecKey any = random.arbitraryKey();
+      const std::vector< U8 > bytes = logBytes( any );
+      EXPECT_EQ( bytes.size(), 62U + 6 * any.matchOpVals() + 2 * any.interfaceSets() );
+      EXPECT_EQ( logValue< FlowspecKey >( bytes, Trust::trusted ), any );
+   }
+}
+
+TEST( FlowspecKeyLog, EveryTruncationIsRefused ) {
+   KeyGenerator random( 21 );
+   for ( int i = 0; i < 200; ++i ) {
+      const std::vector< U8 > bytes = logBytes( random.canonicalKey() );
+      for ( std::size_t size = 0; size < bytes.size(); ++size ) {
+         EXPECT_THROW( logValue< FlowspecKey >( std::span( bytes ).first( size ) ),
+                       Vek::StreamException );
+      }
+   }
+}
+
+TEST( FlowspecKeyLog, AWordAtTheLastIndexCannotBeWritten ) {
+   FlowspecKey key;
+   key.matchOpValIs( 2046, MatchOpVal( 1 ) );
+   EXPECT_EQ( logValue< FlowspecKey >( logBytes( key ), Trust::trusted ), key );
+   key.matchOpValIs( 2047, MatchOpVal( 1 ) );
+   std::vector< U8 > bytes( logSize( key ), 0xEE );
+   Vek::LogWriter out( bytes.data() );
+   try {
+      logWrite( out, key );
+      ADD_FAILURE() << "it was written";
+   } catch ( const Vek::DefaultKeyException& exception ) {
+      EXPECT_STREQ( exception.what(), "Flowspec::FlowspecKey matchOpVal holds the default key" );
+   }
+   EXPECT_EQ( bytes, std::vector< U8 >( bytes.size(), 0xEE ) );
+}
+
+TEST( FlowspecKeyLog, KeysThatCouldNotBeWalkedAreRefusedFromAPeer ) {
+   EXPECT_EQ( refusal( head + "0000 0E810006 07FF 00000000" ),
+              "byte 68: no component has the type of a word" );
+   EXPECT_EQ( refusal( head + "0000 03B10006 07FF 00000000" ),
+              "byte 68: a word has a value of 8 bytes" );
+   EXPECT_EQ( refusal( head + "0000 05A10001 07FF 00000000" ),
+              "byte 68: the second word of a 4-byte value is missing" );
+   EXPECT_EQ( refusal( head + "0001 03810006 0000 03810006 07FF 00000000" ),
+              "byte 64: the words are not in the order of their indices" );
+   EXPECT_EQ( refusal( head + "0000 05A10001 0001 05A10002 07FF 00000000" ), "" );
+}
+
+TEST( FlowspecKeyLog, CountsAreCheckedBeforeMemoryIsTaken ) {
+   EXPECT_EQ( refusal( head + "07FF 00000002 0003" ),
+              "byte 58: a count of 2 does not fit into what follows" );
+   EXPECT_EQ( refusal( head + "07FF FFFFFFFF 0003" ),
+              "byte 58: a count of 4294967295 does not fit into what follows" );
+}
+
+} // namespace
+} // namespace Flowspec
