@@ -35,17 +35,24 @@ U32 ColoredCounters::hash() const {
 Vek::String ColoredCounters::stringValue() const { return Vek::concat( *this ); }
 
 void ColoredCounters::stringValueIs( std::string_view text ) {
+   const auto refuse = [text] {
+      Vek::throwRange( Vek::concat( typeName, ": '", text, "' is not counters" ) );
+   };
    Numbers numbers{};
    Vek::CharRange range( text );
-   bool isRead = true;
-   for ( std::size_t i = 0; i < numbers.size() && isRead; ++i ) {
-      isRead = range.take( labels[i].size() ) == labels[i];
+   for ( std::size_t i = 0; i < numbers.size(); ++i ) {
+      if ( !range.rest().starts_with( labels[i] ) ) {
+         refuse();
+      }
+      range.take( labels[i].size() );
       const auto number = Vek::decimal( range.takeName(), std::numeric_limits< U64 >::max() );
-      isRead = isRead && number;
-      numbers[i] = number.value_or( 0 );
+      if ( !number ) {
+         refuse();
+      }
+      numbers[i] = *number;
    }
-   if ( !isRead || range.rest() != ">" ) {
-      Vek::throwRange( Vek::concat( typeName, ": '", text, "' is not counters" ) );
+   if ( range.rest() != ">" ) {
+      refuse();
    }
    *this = std::bit_cast< ColoredCounters >( numbers );
 }

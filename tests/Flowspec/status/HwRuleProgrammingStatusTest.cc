@@ -32,7 +32,8 @@ TEST( HwRuleProgrammingStatus, NumbersAndNames ) {
       std::ostringstream out;
       out << status;
       EXPECT_EQ( out.str(), name );
-      Vek::CharRange range( Vek::concat( name, ";rest" ) );
+      const Vek::String text = Vek::concat( name, ";rest" );
+      Vek::CharRange range( text );
       HwRuleProgrammingStatus read{ 99 };
       sequenceToValue( range, &read );
       EXPECT_EQ( read, status );

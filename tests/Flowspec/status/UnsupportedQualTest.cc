@@ -124,7 +124,7 @@ constexpr const char* noText =
 
 TEST( UnsupportedQualDeathTest, HasNoGenericTextForm ) {
    EXPECT_ASSERTION( UnsupportedQual( Vek::String( "ipv4" ) ), noText );
-   EXPECT_ASSERTION( UnsupportedQual( Vek::String() ), noText );
+   EXPECT_ASSERTION( UnsupportedQual( Vek::String{} ), noText );
    UnsupportedQual value;
    EXPECT_ASSERTION( Vek::strepToValue( "", &value ), noText );
    EXPECT_ASSERTION(
