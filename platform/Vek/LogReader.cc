@@ -6,7 +6,11 @@ namespace Vek {
 
 String LogReader::string() {
    const U32 length = count( 1 );
-   return String( reinterpret_cast< const char* >( take( length ) ), length );
+   const U8* const text = take( length );
+   if ( length != 0 && std::memchr( text, '\0', length ) ) {
+      fail( "a string holds a NUL" );
+   }
+   return String( reinterpret_cast< const char* >( text ), length );
 }
 
 U32 LogReader::count( std::size_t elementSize ) {

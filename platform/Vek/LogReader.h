@@ -36,6 +36,7 @@ public:
    }
    U32 u32() { return Osk::loadBig32( take( 4 ) ); }
    U64 u64() { return Osk::loadBig64( take( 8 ) ); }
+   /// A string without NULs.
    String string();
 
    /// The next `count` bytes.

@@ -72,6 +72,7 @@ TEST_F( RuleProxy, AValueTakesTheWholePayload ) {
    EXPECT_THROW( receive( 260, "00000004 00" ), Vek::StreamException );
    EXPECT_THROW( receive( 261, "00000002 6E6F 00" ), Vek::StreamException );
    EXPECT_THROW( receive( 261, "00000003 6E6F" ), Vek::StreamException );
+   EXPECT_THROW( receive( 261, "00000002 6E00" ), Vek::StreamException );
    EXPECT_THAT( changes.take(), IsEmpty() );
 }
 

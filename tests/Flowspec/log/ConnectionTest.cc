@@ -1,0 +1,197 @@
+#include "Vek/log/Connection.h"
+
+#include "Flowspec/FlowspecDalb.h"
+#include "tests/support/EntangledKeys.h"
+#include "tests/support/LogStream.h"
+
+#include <gtest/gtest.h>
+
+namespace Flowspec {
+namespace {
+
+using TestSupport::difference;
+using Vek::Directory;
+using Vek::log::Connection;
+using Vek::log::memoryTransports;
+using Vek::log::Source;
+using Vek::log::Transport;
+
+class Connections : public testing::Test {
+protected:
+   Connections() {
+      status = Vek::Ptr< Status >(
+         static_cast< Status* >( here.create( "Flowspec::Status", "status" ).get() ) );
+      counter = Vek::Ptr< Counter >(
+         static_cast< Counter* >( here.create( "Flowspec::Counter", "counter" ).get() ) );
+      source.rootIs( *status );
+      source.rootIs( *counter );
+   }
+
+   // Opens a connection whose buffers hold `size` bytes each.
+   void open( std::size_t size = 4096 ) {
+      auto [near, far] = memoryTransports( size );
+      sending = std::make_unique< Connection >(
+         std::move( near ), Connection::Options{ .source = &source, .bufferSize = size } );
+      receiving = std::make_unique< Connection >( std::move( far ),
+                                                  Connection::Options{ .directory = &there } );
+   }
+
+   void settle() {
+      for ( int i = 0; i < 100000 && sending->process() && receiving->process(); ++i ) {
+         if ( sending->allSent() && receiving->process() ) {
+            return;
+         }
+      }
+   }
+
+   Directory here;
+   Directory there;
+   Vek::Ptr< Status > status;
+   Vek::Ptr< Counter > counter;
+   Source source;
+   std::unique_ptr< Connection > sending;
+   std::unique_ptr< Connection > receiving;
+};
+
+TEST_F( Connections, DirtyKeysThatAreMutuallyLessAreEachSentOnce ) {
+   open( 300 );
+   settle();
+   const auto vrf = status->vrfRuleStatusIs( 1 );
+   const std::vector< FlowspecKey > keys = TestSupport::entangledKeys();
+   for ( int round = 0; round < 3; ++round ) {
+      for ( const FlowspecKey& key : keys ) {
+         counter->snapshotIs( key, CounterVersion() );
+         vrf->ruleStatusIs( key )->packetCountIs( counter->snapshot().size() );
+      }
+      settle();
+      ASSERT_EQ( difference( here, there ), "" );
+      for ( std::size_t i = 0; i < keys.size(); i += 2 ) {
+         counter->snapshotDel( keys[i] );
+         vrf->ruleStatusDel( keys[i] );
+      }
+      settle();
+      ASSERT_EQ( difference( here, there ), "" );
+   }
+}
+
+TEST_F( Connections, AMessageMayBeLargerThanTheBuffers ) {
+   open( 64 );
+   status->vrfRuleStatusIs( 1 )
+      ->ruleStatusIs( FlowspecKey() )
+      ->errorReasonIs( Vek::String( 100000, 'x' ) );
+   settle();
+   EXPECT_EQ( difference( here, there ), "" );
+}
+
+TEST_F( Connections, AValueThatHasNoEncodingEndsThemWithItsReason ) {
+   open();
+   settle();
+   UnsupportedQual value( Zorv::AddressFamily::ipv4 );
+   value.qualIs( MatchCompType::invalid, "what" );
+   status->unsupportedQualIs( value );
+   EXPECT_FALSE( sending->process() );
+   EXPECT_EQ( sending->error(), "Flowspec::UnsupportedQual qual holds the default key" );
+   EXPECT_FALSE( receiving->process() );
+   EXPECT_EQ( receiving->error(), "" );
+   EXPECT_TRUE( static_cast< Status& >( *there.entity( "status" ) ).unsupportedQual().empty() );
+}
+
+TEST_F( Connections, AMessageThatIsTooLongEndsThemWithItsReason ) {
+   open();
+   settle();
+   status->vrfRuleStatusIs( 1 )
+      ->ruleStatusIs( FlowspecKey() )
+      ->errorReasonIs( Vek::String( 1 << 24, 'x' ) );
+   settle();
+   EXPECT_EQ( sending->error(), "a payload of 16777220 bytes is longer than 16777216" );
+}
+
+TEST_F( Connections, OneThatIsClosedInsideAMessageSaysSo ) {
+   auto [near, far] = memoryTransports();
+   Connection reader( std::move( far ), { .directory = &there } );
+   const U8 half[] = { 0x56, 0x45, 0x4B };
+   near->send( half );
+   EXPECT_TRUE( reader.process() );
+   near.reset();
+   EXPECT_FALSE( reader.process() );
+   EXPECT_EQ( reader.error(), "the peer closed inside a message" );
+   EXPECT_FALSE( reader.process() );
+}
+
+TEST_F( Connections, WhatIsNotTheAttributeLogIsRefused ) {
+   auto [near, far] = memoryTransports();
+   Connection reader( std::move( far ), { .directory = &there } );
+   const Vek::String text = "GET / HTTP/1.1\r\n\r\n";
+   near->send( { reinterpret_cast< const U8* >( text.data() ), text.size() } );
+   EXPECT_FALSE( reader.process() );
+   EXPECT_EQ( reader.error(), "the peer does not speak the attribute log" );
+   EXPECT_FALSE( reader.isOpen() );
+}
+
+TEST_F( Connections, OneThatOnlySendsTakesNothing ) {
+   auto [near, far] = memoryTransports();
+   Connection writer( std::move( far ), { .source = &source } );
+   const U8 byte[] = { 1 };
+   near->send( byte );
+   EXPECT_FALSE( writer.process() );
+   EXPECT_EQ( writer.error(), "nothing is received on this connection" );
+}
+
+TEST_F( Connections, BothWaysAtOnce ) {
+   Source back;
+   Directory theirs;
+   const auto config = theirs.create( "Flowspec::Config", "config" );
+   back.rootIs( *config );
+   auto [near, far] = memoryTransports( 100 );
+   Connection one( std::move( near ), { .source = &source, .directory = &here } );
+   Connection other( std::move( far ), { .source = &back, .directory = &theirs } );
+   for ( int i = 0; i < 2000; ++i ) {
+      ASSERT_TRUE( one.process() ) << one.error();
+      ASSERT_TRUE( other.process() ) << other.error();
+   }
+   EXPECT_TRUE( one.synchronised() && other.synchronised() );
+   EXPECT_FALSE( one.wantsToSend() || other.wantsToSend() );
+   EXPECT_EQ( difference( here, theirs ), "" );
+}
+
+TEST_F( Connections, RootsThatComeAndGo ) {
+   open();
+   settle();
+   const auto config = here.create( "Flowspec::Config", "config" );
+   source.rootIs( *config );
+   source.rootIs( *config );
+   settle();
+   EXPECT_EQ( difference( here, there ), "" );
+   source.rootDel( *counter );
+   here.erase( "counter" );
+   source.rootDel( *counter );
+   settle();
+   EXPECT_EQ( there.names(), ( std::vector< Vek::String >{ "config", "status" } ) );
+   EXPECT_EQ( difference( here, there ), "" );
+}
+
+TEST_F( Connections, ARootMayBeRefused ) {
+   auto [near, far] = memoryTransports();
+   Connection writer( std::move( near ), { .source = &source } );
+   Vek::log::Receiver::Policy policy;
+   policy.refusesRoot = []( std::string_view type, std::string_view name ) {
+      return Vek::concat( type, ' ', name, " has a writer already" );
+   };
+   Connection reader( std::move( far ), { .directory = &there, .policy = policy } );
+   writer.process();
+   EXPECT_FALSE( reader.process() );
+   EXPECT_EQ( reader.error(), "message 2 (root): Flowspec::Status status has a writer already" );
+   EXPECT_TRUE( there.names().empty() );
+}
+
+TEST_F( Connections, ARootOfAnotherTypeIsNotReplaced ) {
+   there.create( "Flowspec::Config", "status" );
+   open();
+   settle();
+   EXPECT_FALSE( receiving->isOpen() );
+   EXPECT_NE( receiving->error(), "" );
+   EXPECT_EQ( there.entity( "status" )->typeInfo().name, "Flowspec::Config" );
+}
+
+} // namespace
+} // namespace Flowspec
