@@ -8,19 +8,46 @@ namespace Flowspec {
 
 namespace {
 
+using Osk::DumpContext;
+
+// Writes a line of parts: texts, characters, integers, and what prints to a text writer.
+template < typename... Parts >
+void line( DumpContext& context, U32 indent, const Parts&... parts ) {
+   Vek::TextWriter out( context.beginLine( indent ) );
+   ( out << ... << parts );
+   out << '\n';
+   out.flush();
+   context.endLine();
+}
+
+// A line with a rule key in the middle.
+template < typename... Parts >
+void keyLine( DumpContext& context, U32 indent, std::string_view label, const FlowspecKey& key,
+              bool includeValueLength, const Parts&... parts ) {
+   std::string& text = context.beginLine( indent );
+   text += label;
+   key.appendStrepCli( text, includeValueLength );
+   Vek::TextWriter out( text );
+   ( out << ... << parts );
+   out << '\n';
+   out.flush();
+   context.endLine();
+}
+
+constexpr unsigned number( auto enumerator ) { return static_cast< U8 >( enumerator ); }
+
 template < typename Members >
-void dumpMembers( Osk::DumpContext& context, U32 indent, const char* name,
+void dumpMembers( DumpContext& context, U32 indent, std::string_view name,
                   const Members& members ) {
-   context.line( indent, "%s #%u\n", name, members.size() );
+   line( context, indent, name, " #", members.size() );
    for ( const auto* const member : members.sorted() ) {
-      context.line( indent, "%s\n", member->toStrep().c_str() );
+      line( context, indent, member->toStrep() );
    }
 }
 
-void dumpComponent( Osk::DumpContext& context, U32 indent, const MatchComponent& component ) {
-   context.line( indent, "compType is %u, prefix is %s\n",
-                 unsigned{ static_cast< U8 >( component.compType() ) },
-                 component.prefix().stringValue().c_str() );
+void dumpComponent( DumpContext& context, U32 indent, const MatchComponent& component ) {
+   line( context, indent, "compType is ", number( component.compType() ), ", prefix is ",
+         component.prefix() );
    dumpMembers( context, indent, "numericalRanges", component.numericalRange() );
    dumpMembers( context, indent, "ipBitMasks", component.ipBitMask() );
    dumpMembers( context, indent, "tcpBitMasks", component.tcpBitMask() );
@@ -28,85 +55,81 @@ void dumpComponent( Osk::DumpContext& context, U32 indent, const MatchComponent&
 
 } // namespace
 
-void RuleConfig::dumpState( Osk::DumpContext& context, U32 indent ) const {
-   context.line( indent, "ruleKey: %s, ruleId: %lu\n", ruleKey_.toStrepCli( false ).c_str(),
-                 ruleId_ );
-   context.line( indent, "ruleKey with value length: %s\n", ruleKey_.toStrepCli( true ).c_str() );
-   context.line( indent, "matchSets #%u\n", matchSet_.size() );
+void RuleConfig::dumpState( DumpContext& context, U32 indent ) const {
+   keyLine( context, indent, "ruleKey: ", ruleKey_, false, ", ruleId: ", ruleId_ );
+   keyLine( context, indent, "ruleKey with value length: ", ruleKey_, true );
+   line( context, indent, "matchSets #", matchSet_.size() );
    for ( const auto& [type, component] : matchSet_ ) {
       dumpComponent( context, indent + 2, component );
    }
-   context.line( indent,
-                 "actionFieldSet is %u, trafficAction is %u, trafficRedirect is (vrf=%u, addr=%s, "
-                 "copy=%d), trafficMarkingDscp is %d\n",
-                 unsigned{ actionFieldSet_.value() }, unsigned{ trafficAction_.value() },
-                 trafficRedirect_.vrfId(), trafficRedirect_.addr().stringValue().c_str(),
-                 int{ trafficRedirect_.copy() }, int{ trafficMarkingDscp_.value() } );
+   line( context, indent, "actionFieldSet is ", actionFieldSet_.value(), ", trafficAction is ",
+         trafficAction_.value(), ", trafficRedirect is (vrf=", trafficRedirect_.vrfId(),
+         ", addr=", trafficRedirect_.addr(), ", copy=", int{ trafficRedirect_.copy() },
+         "), trafficMarkingDscp is ", trafficMarkingDscp_.value() );
 }
 
-void InfeasibleRule::dumpState( Osk::DumpContext& context, U32 indent ) const {
-   context.line( indent, "ruleKey: %s, ruleId: %lu\n", ruleKey_.toStrepCli( false ).c_str(),
-                 ruleId_ );
-   context.line( indent, "matchCompType is %u\n", unsigned{ static_cast< U8 >( matchCompType_ ) } );
+void InfeasibleRule::dumpState( DumpContext& context, U32 indent ) const {
+   keyLine( context, indent, "ruleKey: ", ruleKey_, false, ", ruleId: ", ruleId_ );
+   line( context, indent, "matchCompType is ", number( matchCompType_ ) );
 }
 
-void VrfRuleConfig::dumpState( Osk::DumpContext& context, U32 indent ) const {
-   context.line( indent, "vrfId is %u, rules #%u\n", vrfId_, static_cast< U32 >( rule_.size() ) );
+void VrfRuleConfig::dumpState( DumpContext& context, U32 indent ) const {
+   line( context, indent, "vrfId is ", vrfId_, ", rules #", rule_.size() );
    for ( const auto& rule : rule_ ) {
       rule->dumpState( context, indent + 2 );
    }
-   context.line( indent, "infeasibleRules #%u\n", static_cast< U32 >( infeasibleRule_.size() ) );
+   line( context, indent, "infeasibleRules #", infeasibleRule_.size() );
    for ( const auto& rule : infeasibleRule_ ) {
       rule->dumpState( context, indent + 2 );
    }
 }
 
-void Config::dumpState( Osk::DumpContext& context, U32 indent ) const {
-   context.line( indent, "FlowspecConfig: vrfRuleConfigs #%u\n",
-                 static_cast< U32 >( vrfRuleConfig_.size() ) );
+void Config::dumpState( DumpContext& context, U32 indent ) const {
+   line( context, indent, "FlowspecConfig: vrfRuleConfigs #", vrfRuleConfig_.size() );
    for ( const auto* const member : vrfRuleConfig_.sorted() ) {
       member->second->dumpState( context, indent + 2 );
    }
 }
 
-void RuleStatus::dumpState( Osk::DumpContext& context, U32 indent ) const {
-   context.line( indent, "key: %s\n", key_.toStrepCli( false ).c_str() );
-   context.line( indent, "statusCode %d, errorReason %s, version %s\n",
-                 int{ static_cast< U8 >( statusCode_ ) }, errorReason_.c_str(),
-                 version_.stringValue().c_str() );
-   context.line( indent, "resolvedNexthopInfo nexthopSet: %s\n",
-                 resolvedNexthopInfo_.nexthopSetStrep().c_str() );
+void RuleStatus::dumpState( DumpContext& context, U32 indent ) const {
+   keyLine( context, indent, "key: ", key_, false );
+   line( context, indent, "statusCode ", number( statusCode_ ), ", errorReason ", errorReason_,
+         ", version ", version_.stringValue() );
+   line( context, indent,
+         "resolvedNexthopInfo nexthopSet: ", resolvedNexthopInfo_.nexthopSetStrep() );
    const L3::ResolvedNexthopInfo::Vias active = resolvedNexthopInfo_.viasActive();
-   context.line( indent, "resolvedNexthopInfo viasActive #%u\n",
-                 static_cast< U32 >( active.size() ) );
+   line( context, indent, "resolvedNexthopInfo viasActive #", active.size() );
    for ( const L3::Via& via : active ) {
-      context.line( indent + 2, "%s, %s, %s\n", via.address.stringValue().c_str(),
-                    via.intf.stringValue().c_str(), via.mplsLabel.stringValue().c_str() );
+      line( context, indent + 2, via.address, ", ", via.intf, ", ", via.mplsLabel );
    }
 }
 
-void VrfRuleStatus::dumpState( Osk::DumpContext& context, U32 indent ) const {
-   context.line( indent, "vrfId is %u, ruleStatuses #%u\n", vrfId_, ruleStatus_.size() );
+void VrfRuleStatus::dumpState( DumpContext& context, U32 indent ) const {
+   line( context, indent, "vrfId is ", vrfId_, ", ruleStatuses #", ruleStatus_.size() );
    for ( const auto& status : ruleStatus_ ) {
       status->dumpState( context, indent + 2 );
    }
 }
 
-void UnsupportedQual::dumpState( Osk::DumpContext& context, U32 indent ) const {
-   context.line( indent, "AF %s\n", stringValue( addressFamily_ ).c_str() );
+void UnsupportedQual::dumpState( DumpContext& context, U32 indent ) const {
+   line( context, indent, "AF ", addressFamily_ );
    for ( const auto& [compType, reason] : qual_ ) {
-      context.line( indent + 2, "%s --> %s\n", stringValue( compType ).c_str(), reason.c_str() );
+      line( context, indent + 2, stringValue( compType ), " --> ", reason );
    }
-   context.line( indent + 2, "Unsupported actions: 0x%x\n",
-                 unsigned{ unsupportedActions_.value() } );
+   std::string& text = context.beginLine( indent + 2 );
+   Vek::TextWriter out( text );
+   out << "Unsupported actions: 0x";
+   out.hex( unsupportedActions_.value() ) << '\n';
+   out.flush();
+   context.endLine();
 }
 
-void Status::dumpState( Osk::DumpContext& context, U32 indent ) const {
-   context.line( indent, "FlowspecStatus: vrfRuleStatuses #%u\n", vrfRuleStatus_.size() );
+void Status::dumpState( DumpContext& context, U32 indent ) const {
+   line( context, indent, "FlowspecStatus: vrfRuleStatuses #", vrfRuleStatus_.size() );
    for ( const auto* const member : vrfRuleStatus_.sorted() ) {
       member->second->dumpState( context, indent + 2 );
    }
-   context.line( indent, "Unsupported AF quals: #%u\n", unsupportedQual_.size() );
+   line( context, indent, "Unsupported AF quals: #", unsupportedQual_.size() );
    for ( const auto* const member : unsupportedQual_.sorted() ) {
       member->second.dumpState( context, indent + 2 );
    }

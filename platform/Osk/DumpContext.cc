@@ -27,6 +27,11 @@ void DumpContext::line( U32 indent, const char* format, ... ) {
    va_end( arguments );
 }
 
+std::string& DumpContext::beginLine( U32 indent ) {
+   buffer_.assign( indent, ' ' );
+   return buffer_;
+}
+
 void DumpContext::write( U32 indent, const char* format, std::va_list arguments ) {
    std::va_list forLength;
    va_copy( forLength, arguments );

@@ -36,6 +36,11 @@ public:
    /// The same behind exactly `indent` blanks.
    void line( U32 indent, const char* format, ... ) __attribute__( ( format( printf, 3, 4 ) ) );
 
+   /// A line that is written part by part: its beginning of exactly `indent` blanks, to which the
+   /// caller appends the rest and the newline. `endLine` writes it.
+   std::string& beginLine( U32 indent );
+   void endLine() { sink_( buffer_ ); }
+
 private:
    void write( U32 indent, const char* format, std::va_list arguments )
       __attribute__( ( format( printf, 3, 0 ) ) );
