@@ -1,5 +1,7 @@
 #include "Flowspec/key/CliReader.h"
 
+#include "Flowspec/key/CliTables.h"
+
 #include <algorithm>
 #include <limits>
 
@@ -24,19 +26,9 @@ bool isHexadecimalDigit( char c ) {
 // Reads the number that begins with the digit at `at`: hexadecimal behind "0x", octal behind "0",
 // else decimal. A number beyond 64 bits counts as the largest one of 64 bits; then all are cut
 // to 32.
-U32 readNumber( const char*& at, const char* end ) {
+U32 readAnyNumber( const char*& at, const char* end ) {
    int base = 10;
-   if ( *at != '0' ) [[likely]] {
-      U64 value = 0;
-      const char* next = at;
-      for ( unsigned digit; next != end && ( digit = Vek::digitValue( *next ) ) < 10; ++next ) {
-         value = value * 10 + digit;
-      }
-      if ( next - at <= std::numeric_limits< U64 >::digits10 ) [[likely]] {
-         at = next;
-         return static_cast< U32 >( value );
-      }
-   } else {
+   if ( *at == '0' ) {
       const bool hexadecimal = end - at > 2 && at[1] == 'x' && isHexadecimalDigit( at[2] );
       base = hexadecimal ? 16 : 8;
       at += hexadecimal ? 2 : 0;
@@ -45,30 +37,6 @@ U32 readNumber( const char*& at, const char* end ) {
    at = std::from_chars( at, end, value, base ).ptr;
    return static_cast< U32 >( value );
 }
-
-// What each character adds to the operator byte of a numeric or a bitmask component.
-struct Operators {
-   static constexpr U8 none = 0xFF;
-   U8 bits[256];
-
-   constexpr explicit Operators( bool bitmask ) {
-      std::fill_n( bits, 256, none );
-      at( '=' ) = OpBits::eq;
-      at( '&' ) = OpBits::andPrevious;
-      at( '|' ) = 0;
-      if ( bitmask ) {
-         at( '!' ) = OpBits::invert;
-      } else {
-         at( '<' ) = OpBits::lt;
-         at( '>' ) = OpBits::gt;
-      }
-   }
-
-   constexpr U8& at( char c ) { return bits[static_cast< U8 >( c )]; }
-   U8 operator[]( char c ) const { return bits[static_cast< U8 >( c )]; }
-};
-constexpr Operators numericOperators( false );
-constexpr Operators bitmaskOperators( true );
 
 // One pass over the text; the bounds of a field are looked for only when it is bad.
 class CliReader {
@@ -81,9 +49,9 @@ public:
 
    bool read() {
       if ( !readPrefix( "Did not find a destination prefix ", "Could not parse dest prefix ",
-                        &FlowspecKey::destPrefixIs ) ||
+                        [this]( const auto& prefix ) { key_.destPrefixIs( prefix ); } ) ||
            !readPrefix( "Did not find a source prefix ", "Could not parse source prefix ",
-                        &FlowspecKey::srcPrefixIs ) ) {
+                        [this]( const auto& prefix ) { key_.srcPrefixIs( prefix ); } ) ) {
          return false;
       }
       while ( at_ != end_ ) {
@@ -116,54 +84,67 @@ private:
 
    bool atFieldEnd() const { return at_ == end_ || *at_ == FlowspecKey::compSeparator(); }
 
+   // The next eight characters; there is at least one.
+   U64 next() const { return Vek::eightCharacters( text_, offset() ); }
+
+   std::size_t offset() const { return static_cast< std::size_t >( at_ - text_.data() ); }
+
    // Goes behind the separator that ends the field, if there is one.
    void leaveField() { at_ += at_ != end_; }
 
-   bool readPrefix( std::string_view missing, std::string_view malformed,
-                    void ( FlowspecKey::*assign )( const Zorv::IpGenPrefix& ) ) {
+   template < typename Assign >
+   bool readPrefix( std::string_view missing, std::string_view malformed, Assign assign ) {
       if ( at_ == end_ ) {
          return fail( end_, missing, text_ );
       }
-      const std::string_view text = field( at_ );
-      if ( text != "*" ) {
-         const auto prefix = Zorv::IpGenPrefix::fromText( text );
-         if ( !prefix ) {
-            failure_.cause = Zorv::IpGenPrefix::badTextMessage;
-            failure_.causeSubject = text;
-            return fail( at_, malformed, text_ );
+      const char* const begin = at_;
+      if ( *at_ == '*' ) {
+         ++at_;
+         if ( atFieldEnd() ) {
+            leaveField();
+            return true;
          }
-         ( key_.*assign )( *prefix );
+      } else {
+         std::size_t offset = this->offset();
+         const auto prefix = Zorv::IpGenPrefix::takeFrom( text_, offset );
+         at_ = text_.data() + offset;
+         if ( prefix && atFieldEnd() ) {
+            assign( *prefix );
+            leaveField();
+            return true;
+         }
       }
-      at_ += text.size();
-      leaveField();
-      return true;
+      failure_.cause = Zorv::IpGenPrefix::badTextMessage;
+      failure_.causeSubject = field( begin );
+      return fail( begin, malformed, text_ );
    }
 
    bool readComponent() {
       const char* const begin = at_;
-      while ( !atFieldEnd() && *at_ != ':' ) {
-         ++at_;
+      const U64 characters = next();
+      const ComponentHead& head = componentHeads[characters];
+      MatchCompType type = head.type;
+      if ( ( characters & head.mask ) == head.characters ) [[likely]] {
+         at_ += head.length;
+      } else if ( !readLabel( type ) ) {
+         return false;
       }
-      if ( atFieldEnd() ) {
-         return fail( begin, "Did not find a match component in ", field( begin ) );
-      }
-      const MatchCompType type = getCompType( { begin, end_ } );
-      if ( type == invalid ) {
-         return fail( begin, "Did not find a valid component label in ", field( begin ) );
-      }
-      const Operators& operators = isBitfieldType( type ) ? bitmaskOperators : numericOperators;
-      ++at_;
+      const Operators& operators = isBitmask( type ) ? bitmaskOperators : numericOperators;
       U8 op = 0;
-      while ( !atFieldEnd() ) {
-         if ( const U8 bits = operators[*at_]; bits != Operators::none ) {
+      while ( at_ != end_ ) {
+         const U8 bits = operators[*at_];
+         if ( bits < Operators::digit ) {
             op |= bits;
             ++at_;
-         } else if ( !Vek::isDigit( *at_ ) ) {
-            return failAtCharacter( begin );
-         } else if ( readTerm( begin, type, op ) ) {
+         } else if ( bits == Operators::digit ) {
+            if ( !readTerm( begin, type, op ) ) {
+               return false;
+            }
             op = 0;
+         } else if ( *at_ == FlowspecKey::compSeparator() ) {
+            break;
          } else {
-            return false;
+            return failAtCharacter( begin );
          }
       }
       if ( op & ( OpBits::lt | OpBits::gt | OpBits::eq ) ) {
@@ -171,6 +152,33 @@ private:
       }
       leaveField();
       return true;
+   }
+
+   // Reads a label and whatever is between it and the ":".
+   bool readLabel( MatchCompType& type ) {
+      const char* const begin = at_;
+      while ( !atFieldEnd() && *at_ != ':' ) {
+         ++at_;
+      }
+      if ( atFieldEnd() ) {
+         return fail( begin, "Did not find a match component in ", field( begin ) );
+      }
+      type = getCompType( { begin, end_ } );
+      if ( type == invalid ) {
+         return fail( begin, "Did not find a valid component label in ", field( begin ) );
+      }
+      ++at_;
+      return true;
+   }
+
+   // Reads the number that begins with the digit at hand.
+   U32 readNumber() {
+      const Vek::LeadingNumber number( next() );
+      if ( *at_ == '0' || number.length == 8 ) [[unlikely]] {
+         return readAnyNumber( at_, end_ );
+      }
+      at_ += number.length;
+      return number.value;
    }
 
    // A character that is no operator of the component is one of the other kind, or none.
@@ -197,22 +205,22 @@ private:
          }
          at_ += 2;
       }
-      const U32 value = readNumber( at_, end_ );
+      const U32 value = readNumber();
       if ( !includesValueLength_ ) {
          op |= value <= 0xFF ? 0x00 : value <= 0xFFFF ? 0x10 : 0x20;
       }
       if ( atFieldEnd() ) {
          op |= OpBits::endOfList;
       }
-      const auto next = key_.trySetOpVal( index_, type, op, value );
-      if ( !next ) {
+      const auto index = key_.trySetOpVal( index_, type, op, value );
+      if ( !index ) {
          const bool tooLong = ( op & OpBits::len ) == OpBits::len;
          return tooLong ? fail( ReadFailure::Kind::valueTooLong, term,
                                 "8-byte values are not supported in ", field( begin ) )
                         : fail( ReadFailure::Kind::indexTooLarge, term,
                                 "Too many terms for a rule key at ", field( begin ) );
       }
-      index_ = *next;
+      index_ = *index;
       return true;
    }
 

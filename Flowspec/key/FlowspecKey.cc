@@ -35,24 +35,6 @@ std::optional< MatchOpVal > FlowspecKey::matchOpValGet( MatchOpValIndex index ) 
    return member ? std::optional( MatchOpVal( static_cast< U32 >( *member ) ) ) : std::nullopt;
 }
 
-std::optional< U32 > FlowspecKey::trySetOpVal( MatchOpValIndex index, MatchCompType type, U8 op,
-                                               U32 value ) {
-   const U8 len = op & OpBits::len;
-   if ( len == OpBits::len ) {
-      return std::nullopt;
-   }
-   U32 next = index.value();
-   if ( len == 0x20 ) {
-      words_.set( next++, MatchOpVal( type, op, static_cast< U16 >( value >> 16 ) ) );
-   }
-   if ( next <= MatchOpValIndex::max() ) {
-      const U32 mask = len == 0x00 ? 0xFF : 0xFFFF;
-      words_.set( next, MatchOpVal( type, op, static_cast< U16 >( value & mask ) ) );
-   }
-   ++next;
-   return next <= MatchOpValIndex::max() ? std::optional( next ) : std::nullopt;
-}
-
 U32 FlowspecKey::setOpVal( MatchOpValIndex index, MatchCompType type, U8 op, U32 value ) {
    OSK_ASSERT( ( op & OpBits::len ) != OpBits::len, "byteLength < 8" );
    const auto next = trySetOpVal( index, type, op, value );

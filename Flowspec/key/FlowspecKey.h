@@ -94,7 +94,22 @@ public:
 
    /// The same for input that is not trusted: nothing instead of the exception (the words that fit
    /// are stored all the same) and instead of the assertion (nothing is stored).
-   std::optional< U32 > trySetOpVal( MatchOpValIndex index, MatchCompType type, U8 op, U32 value );
+   std::optional< U32 > trySetOpVal( MatchOpValIndex index, MatchCompType type, U8 op, U32 value ) {
+      const U8 len = op & OpBits::len;
+      if ( len == OpBits::len ) [[unlikely]] {
+         return std::nullopt;
+      }
+      U32 next = index.value();
+      if ( len == 0x20 ) [[unlikely]] {
+         words_.set( next++, MatchOpVal( type, op, static_cast< U16 >( value >> 16 ) ) );
+      }
+      if ( next <= MatchOpValIndex::max() ) [[likely]] {
+         const U32 mask = len == 0x00 ? 0xFF : 0xFFFF;
+         words_.set( next, MatchOpVal( type, op, static_cast< U16 >( value & mask ) ) );
+      }
+      ++next;
+      return next <= MatchOpValIndex::max() ? std::optional( next ) : std::nullopt;
+   }
 
    /// The term that begins at `index`; the terminator when `index` is not below `matchOpVals()`,
    /// and a term of type `invalid` at a hole. Raises the range exception of `MatchOpValIndex` when

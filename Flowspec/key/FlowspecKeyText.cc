@@ -1,4 +1,5 @@
 #include "Flowspec/key/FlowspecKey.h"
+#include "Flowspec/vocab/TermText.h"
 
 namespace Flowspec {
 
@@ -12,16 +13,36 @@ void writePrefix( Vek::TextWriter& out, const Zorv::IpGenPrefix& prefix ) {
    }
 }
 
+// The term at `index` as `getOptVal` gives it. Nearly all are one word, at the place of their
+// index.
+inline MatchOpValResult termAt( const FlowspecKey& key, MatchOpValIndex index ) {
+   const auto words = key.matchOpVal().packed();
+   const U16 at = index.value();
+   if ( at >= words.size() ) {
+      return MatchOpValResult();
+   }
+   const MatchOpVal word( static_cast< U32 >( words[at] ) );
+   if ( words[at] >> 32 != at || word.byteLength() >= 4 ) [[unlikely]] {
+      return key.getOptVal( index );
+   }
+   return MatchOpValResult( word.matchType(), word.op(), word.val(), MatchOpValIndex( at + 1U ) );
+}
+
 // Calls `write( term, newComponent )` for each term of the walk.
 template < typename Write >
 void writeTerms( const FlowspecKey& key, Write write ) {
-   bool newComponent = true;
-   MatchOpValResult term = key.getOptVal( 0 );
-   while ( !term.isEnd() ) {
-      write( term, newComponent );
-      const MatchOpValResult next = key.getOptVal( term.nextIndex() );
-      newComponent = next.matchType() != term.matchType();
-      term = next;
+   constexpr int none = -1;
+   int component = none;
+   MatchOpValIndex index = 0;
+   for ( ;; ) {
+      const MatchOpValResult term = termAt( key, index );
+      if ( term.isEnd() ) {
+         return;
+      }
+      const int type = static_cast< int >( term.matchType() );
+      write( term, type != component );
+      component = type;
+      index = term.nextIndex();
    }
 }
 

@@ -25,10 +25,13 @@ bool fail( ReadFailure& failure, Kind kind, const char* where, std::string_view 
 bool readSignedLong( std::string_view field, long& value, ReadFailure& failure ) {
    static constexpr std::string_view blanks = " \t\n\v\f\r";
    std::string_view digits = field;
-   digits.remove_prefix( std::min( digits.find_first_not_of( blanks ), digits.size() ) );
-   const bool negative = digits.starts_with( '-' );
-   if ( negative || digits.starts_with( '+' ) ) {
-      digits.remove_prefix( 1 );
+   bool negative = false;
+   if ( !Vek::isDigit( digits.front() ) ) [[unlikely]] {
+      digits.remove_prefix( std::min( digits.find_first_not_of( blanks ), digits.size() ) );
+      negative = digits.starts_with( '-' );
+      if ( negative || digits.starts_with( '+' ) ) {
+         digits.remove_prefix( 1 );
+      }
    }
    // The largest magnitude that fits, as `std::stol` knows it.
    const U64 max = static_cast< U64 >( std::numeric_limits< long >::max() ) + negative;

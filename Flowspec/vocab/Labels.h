@@ -28,4 +28,9 @@ inline constexpr Labels labels[numComponentTypes] = {
    { "FL", "Flow Label" },
 };
 
+/// What `isBitfieldType` says, without its trace record.
+constexpr bool isBitmask( MatchCompType type ) {
+   return type == tcpFlags || type == fragment || type > flowLabel;
+}
+
 } // namespace Flowspec

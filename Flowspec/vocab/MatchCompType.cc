@@ -6,27 +6,10 @@
 namespace Flowspec {
 
 bool isBitfieldType( MatchCompType type ) {
-   switch ( type ) {
-   case invalid:
+   if ( type == invalid ) {
       VEK_TRACE( traceHandle, 2, "Found invalid type in routeKey" );
-      return false;
-   case destPrefix:
-   case srcPrefix:
-   case ipProto:
-   case port:
-   case destPort:
-   case srcPort:
-   case icmpType:
-   case icmpCode:
-   case packetLength:
-   case dscp:
-   case flowLabel:
-      return false;
-   case tcpFlags:
-   case fragment:
-      break;
    }
-   return true;
+   return isBitmask( type );
 }
 
 namespace {

@@ -1,7 +1,7 @@
 #include "Flowspec/vocab/MatchOpVal.h"
 
 #include "Flowspec/vocab/BitMask.h"
-#include "Flowspec/vocab/Labels.h"
+#include "Flowspec/vocab/TermText.h"
 #include "Osk/Assert.h"
 
 namespace Flowspec {
@@ -15,12 +15,6 @@ void writeFlags( Vek::TextWriter& out, const T& term ) {
        << ";andPrevious=" << int{ term.andPrevious() } << ";lt=" << int{ term.lt() }
        << ";gt=" << int{ term.gt() } << ";eq=" << int{ term.eq() }
        << ";invert=" << int{ term.invert() } << ";match=" << int{ term.match() };
-}
-
-const Labels& checkedLabels( MatchCompType compType ) {
-   const U8 number = static_cast< U8 >( compType );
-   OSK_ASSERT( number < numComponentTypes, "compType < numComponentTypes" );
-   return labels[number];
 }
 
 template < typename Mask >
@@ -74,27 +68,14 @@ Vek::String MatchOpValResult::toStrep() const {
    return text;
 }
 
-void writeTerm( Vek::TextWriter& out, const MatchOpValResult& term, bool newComponent,
-                bool includeValueLength ) {
-   if ( newComponent ) {
-      out << ';' << checkedLabels( term.matchType() ).brief << ':';
-   } else {
-      out << ( term.andPrevious() ? '&' : '|' );
-   }
-   if ( isBitfieldType( term.matchType() ) ) {
-      out << ( term.invert() ? "!" : "" ) << ( term.match() ? "=" : "" );
-   } else {
-      writeComparison( out, term );
-   }
-   if ( includeValueLength ) {
-      out << static_cast< char >( '0' + term.len() ) << 'L';
-   }
-   out << term.val32();
+void requireLabel( MatchCompType compType ) {
+   OSK_ASSERT( static_cast< U8 >( compType ) < numComponentTypes, "compType < numComponentTypes" );
 }
 
-void writeTermDetail( Vek::TextWriter& out, const MatchOpValResult& term, bool newComponent ) {
+void writeTermDetail( Vek::TextWriter& out, MatchOpValResult term, bool newComponent ) {
    if ( newComponent ) {
-      out << ';' << checkedLabels( term.matchType() ).detail << ": ";
+      requireLabel( term.matchType() );
+      out << ';' << labels[static_cast< U8 >( term.matchType() )].detail << ": ";
    } else {
       out << ( term.andPrevious() ? " & " : " | " );
    }

@@ -155,9 +155,4 @@ private:
    U8 op_ = 0;
 };
 
-/// What the two formatting operations of a term write.
-void writeTerm( Vek::TextWriter& out, const MatchOpValResult& term, bool newComponent,
-                bool includeValueLength );
-void writeTermDetail( Vek::TextWriter& out, const MatchOpValResult& term, bool newComponent );
-
 } // namespace Flowspec

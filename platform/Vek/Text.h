@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Osk/Types.h"
+#include "Vek/Digits.h"
 #include "Vek/String.h"
 
 #include <charconv>
@@ -41,7 +41,9 @@ public:
    template < std::integral T >
    requires( !std::same_as< T, bool > ) TextWriter& operator<<( T value ) {
       need( 20 );
-      next_ = std::to_chars( next_, buffer_ + size, value ).ptr;
+      next_ = static_cast< U64 >( value ) <= 0xFFFF'FFFF
+                 ? writeDecimal( next_, static_cast< U32 >( value ) )
+                 : std::to_chars( next_, buffer_ + size, value ).ptr;
       return *this;
    }
 
@@ -55,6 +57,14 @@ public:
       next_ = std::to_chars( next_, buffer_ + size, value, 16 ).ptr;
       return *this;
    }
+
+   /// Room for `bytes` characters, 480 at the most. The caller writes there and passes the end of
+   /// its text to `written` before anything else is done with the writer.
+   char* room( std::size_t bytes ) {
+      need( bytes );
+      return next_;
+   }
+   void written( char* end ) { next_ = end; }
 
    void flush() {
       out_.append( buffer_, static_cast< std::size_t >( next_ - buffer_ ) );

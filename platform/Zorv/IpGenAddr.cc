@@ -1,8 +1,9 @@
 #include "Zorv/IpGenAddr.h"
 
-#include "Osk/Endian.h"
 #include "Osk/HashMix.h"
 #include "Vek/Exceptions.h"
+
+#include <emmintrin.h>
 
 namespace Zorv {
 
@@ -12,31 +13,23 @@ using Bytes = IpGenAddr::Bytes;
 
 constexpr unsigned groupCount = 8;
 
+// A dotted address and one character more.
+constexpr std::size_t dottedWindow = 16;
+
+// A bit for each character of a window that is no digit, the lowest for the first one, and one for
+// the end. The lengths of the numbers vary too much for a loop over the digits to be guessed well.
+unsigned otherThanDigits( const char* window ) {
+   const __m128i digits = _mm_sub_epi8(
+      _mm_loadu_si128( reinterpret_cast< const __m128i* >( window ) ), _mm_set1_epi8( '0' ) );
+   const __m128i others = _mm_cmpeq_epi8( _mm_max_epu8( digits, _mm_set1_epi8( 10 ) ), digits );
+   return static_cast< unsigned >( _mm_movemask_epi8( others ) ) | 1U << dottedWindow;
+}
+
 // The host-order integer of the dotted IPv4 address that all of `text` spells.
 std::optional< U32 > readDotted( std::string_view text ) {
-   const char* at = text.data();
-   const char* const end = at + text.size();
-   const auto digit = [&] { return at == end ? ~0U : Vek::digitValue( *at ); };
-   U32 address = 0;
-   for ( unsigned i = 0; i < 4; ++i ) {
-      if ( i > 0 && ( at == end || *at++ != '.' ) ) {
-         return std::nullopt;
-      }
-      unsigned value = digit();
-      if ( value > 9 ) {
-         return std::nullopt;
-      }
-      ++at;
-      // A zero in front of another digit, and a fourth digit, are taken for a missing dot.
-      for ( unsigned more = 0; more < 2 && value != 0 && digit() <= 9; ++more ) {
-         value = value * 10 + Vek::digitValue( *at++ );
-      }
-      if ( value > 255 ) {
-         return std::nullopt;
-      }
-      address = address << 8 | value;
-   }
-   return at == end ? std::optional( address ) : std::nullopt;
+   std::size_t at = 0;
+   const auto address = IpGenAddr::takeDotted( text, at );
+   return at == text.size() ? address : std::nullopt;
 }
 
 int hexValue( char c ) {
@@ -115,8 +108,34 @@ bool readColons( std::string_view text, Bytes& bytes ) {
    return true;
 }
 
+// The decimal text of a byte.
+struct ByteText {
+   char digits[3];
+   U8 length;
+};
+
+constexpr auto byteTexts = [] {
+   std::array< ByteText, 256 > texts{};
+   for ( unsigned byte = 0; byte < texts.size(); ++byte ) {
+      ByteText& text = texts[byte];
+      for ( const unsigned unit : { 100U, 10U, 1U } ) {
+         if ( byte >= unit || unit == 1 ) {
+            text.digits[text.length++] = static_cast< char >( '0' + byte / unit % 10 );
+         }
+      }
+   }
+   return texts;
+}();
+
 void writeDotted( Vek::TextWriter& out, const U8* bytes ) {
-   out << bytes[0] << '.' << bytes[1] << '.' << bytes[2] << '.' << bytes[3];
+   char* at = out.room( 4 * sizeof( ByteText ) );
+   for ( unsigned i = 0; i < 4; ++i ) {
+      const ByteText& text = byteTexts[bytes[i]];
+      std::memcpy( at, &text, sizeof text ); // a fixed length; the dot or the next text covers it
+      at += text.length;
+      *at++ = '.';
+   }
+   out.written( at - 1 );
 }
 
 // The 64-bit number whose first `length` bits are set: none below 1, all from 64 on.
@@ -164,12 +183,6 @@ void writeColons( Vek::TextWriter& out, const Bytes& bytes ) {
 
 } // namespace
 
-IpGenAddr IpGenAddr::ipv4( U32 address ) {
-   Bytes bytes{};
-   Osk::storeBig32( bytes.data(), address );
-   return IpGenAddr( AddressFamily::ipv4, bytes );
-}
-
 std::optional< IpGenAddr > IpGenAddr::fromText( std::string_view text ) {
    if ( const auto dotted = readDotted( text ) ) {
       return ipv4( *dotted );
@@ -181,6 +194,38 @@ std::optional< IpGenAddr > IpGenAddr::fromText( std::string_view text ) {
    return std::nullopt;
 }
 
+std::optional< U32 > IpGenAddr::takeDotted( std::string_view text, std::size_t& at ) {
+   char padded[dottedWindow] = {};
+   const char* begin = text.data() + at;
+   if ( text.size() - at < dottedWindow ) {
+      text.copy( padded, dottedWindow, at );
+      begin = padded;
+   }
+   unsigned ends = otherThanDigits( begin );
+   unsigned from = 0;
+   U32 address = 0;
+   for ( unsigned i = 0; i < 4; ++i ) {
+      const unsigned to = static_cast< unsigned >( std::countr_zero( ends ) );
+      const unsigned length = to - from;
+      if ( length == 0 || length > 3 || ( length > 1 && begin[from] == '0' ) ) {
+         return std::nullopt;
+      }
+      U32 digits;
+      std::memcpy( &digits, begin + from, sizeof digits );
+      digits = ( digits ^ 0x3030'3030 ) << ( 4 - length ) * 8; // the last one is the highest byte
+      const U32 value =
+         ( digits >> 8 & 0xFF ) * 100 + ( digits >> 16 & 0xFF ) * 10 + ( digits >> 24 );
+      if ( value > 255 || ( i < 3 && begin[to] != '.' ) ) {
+         return std::nullopt;
+      }
+      address = address << 8 | value;
+      from = to + 1;
+      ends &= ends - 1;
+   }
+   at += from - 1;
+   return address;
+}
+
 void IpGenAddr::stringValueIs( std::string_view text ) {
    const auto address = text.empty() ? IpGenAddr() : fromText( text );
    if ( !address ) {
@@ -188,8 +233,6 @@ void IpGenAddr::stringValueIs( std::string_view text ) {
    }
    *this = *address;
 }
-
-U32 IpGenAddr::ipv4Value() const { return Osk::loadBig32( bytes_.data() ); }
 
 IpGenAddr IpGenAddr::masked( unsigned length ) const {
    IpGenAddr result = *this;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Osk/Endian.h"
 #include "Vek/LogReader.h"
 #include "Vek/LogWriter.h"
 #include "Zorv/AddressFamily.h"
@@ -23,7 +24,11 @@ public:
    constexpr IpGenAddr() = default;
 
    /// The IPv4 address with the given host-order integer.
-   static IpGenAddr ipv4( U32 address );
+   static IpGenAddr ipv4( U32 address ) {
+      Bytes bytes{};
+      Osk::storeBig32( bytes.data(), address );
+      return IpGenAddr( AddressFamily::ipv4, bytes );
+   }
 
    /// The IPv6 address with the given bytes.
    static constexpr IpGenAddr ipv6( const Bytes& bytes ) {
@@ -34,6 +39,10 @@ public:
    /// zeros) or IPv6 (RFC 4291 section 2.2, in all its forms). Nothing for anything else.
    static std::optional< IpGenAddr > fromText( std::string_view text );
 
+   /// The host-order integer of the dotted IPv4 address that stands in `text` at `at`, which is
+   /// moved behind it. Nothing when there is none.
+   static std::optional< U32 > takeDotted( std::string_view text, std::size_t& at );
+
    /// Reads `text` as `fromText` does, and "" as the empty address; `RangeException`
    /// "Zorv::IpGenAddr: '<text>' is not an address" otherwise, and then this one is unchanged.
    void stringValueIs( std::string_view text );
@@ -43,7 +52,7 @@ public:
    constexpr bool empty() const { return family_ == AddressFamily::none; }
 
    /// The host-order integer of an IPv4 address.
-   U32 ipv4Value() const;
+   U32 ipv4Value() const { return Osk::loadBig32( bytes_.data() ); }
 
    /// The address with all bits behind the first `length` cleared.
    IpGenAddr masked( unsigned length ) const;

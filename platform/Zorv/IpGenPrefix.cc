@@ -2,11 +2,32 @@
 
 #include "Vek/Exceptions.h"
 
+#include <algorithm>
+
 namespace Zorv {
 
 namespace {
 
 unsigned maxLength( AddressFamily family ) { return family == AddressFamily::ipv4 ? 32 : 128; }
+
+// Takes "/" and a decimal number without leading zeros, at most `max`, off the text at `at`.
+std::optional< U8 > takeLength( std::string_view text, std::size_t& at, unsigned max ) {
+   std::size_t next = at;
+   if ( next == text.size() || text[next++] != '/' ) {
+      return std::nullopt;
+   }
+   const std::size_t begin = next;
+   unsigned length = 0;
+   while ( next < text.size() && next < begin + 3 && Vek::isDigit( text[next] ) ) {
+      length = length * 10 + Vek::digitValue( text[next++] );
+   }
+   const bool leadingZero = next > begin + 1 && text[begin] == '0';
+   if ( next == begin || leadingZero || length > max ) {
+      return std::nullopt;
+   }
+   at = next;
+   return static_cast< U8 >( length );
+}
 
 } // namespace
 
@@ -19,18 +40,32 @@ IpGenPrefix::IpGenPrefix( const IpGenAddr& address, unsigned length ) {
 }
 
 std::optional< IpGenPrefix > IpGenPrefix::fromText( std::string_view text ) {
+   std::size_t at = 0;
+   const auto prefix = takeFrom( text, at );
+   return at == text.size() ? prefix : std::nullopt;
+}
+
+std::optional< IpGenPrefix > IpGenPrefix::takeFrom( std::string_view text, std::size_t& at ) {
    std::optional< IpGenPrefix > prefix;
-   const std::size_t slash = text.find( '/' );
-   if ( slash == std::string_view::npos ) {
+   std::size_t next = at;
+   if ( const auto dotted = IpGenAddr::takeDotted( text, next ) ) {
+      if ( const auto length = takeLength( text, next, 32 ) ) {
+         const U64 mask = ~U64{ 0 } << ( 32 - *length );
+         prefix.emplace();
+         prefix->address_ = IpGenAddr::ipv4( *dotted & static_cast< U32 >( mask ) );
+         prefix->length_ = *length;
+         at = next;
+      }
       return prefix;
    }
-   const auto address = IpGenAddr::fromText( text.substr( 0, slash ) );
+   next = std::min( text.find( '/', at ), text.size() );
+   const auto address = IpGenAddr::fromText( text.substr( at, next - at ) );
    if ( !address ) {
       return prefix;
    }
-   const auto length = Vek::decimal( text.substr( slash + 1 ), maxLength( address->family() ) );
-   if ( length ) {
-      prefix.emplace( *address, static_cast< unsigned >( *length ) );
+   if ( const auto length = takeLength( text, next, 128 ) ) {
+      prefix.emplace( *address, *length );
+      at = next;
    }
    return prefix;
 }

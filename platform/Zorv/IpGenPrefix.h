@@ -21,6 +21,10 @@ public:
    /// zeros, at most 32 or 128. Host bits are cleared. Nothing for anything else, "" included.
    static std::optional< IpGenPrefix > fromText( std::string_view text );
 
+   /// The prefix that stands in `text` at `at`, which is moved behind it; nothing when there is
+   /// none.
+   static std::optional< IpGenPrefix > takeFrom( std::string_view text, std::size_t& at );
+
    /// Reads `text` as `fromText` does; `RangeException` with `badTextMessage( text )` when it is
    /// no prefix, and then this prefix is unchanged.
    void stringValueIs( std::string_view text );

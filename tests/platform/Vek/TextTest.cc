@@ -2,6 +2,7 @@
 
 #include "tests/support/AllocationCounter.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <limits>
 #include <random>
@@ -84,6 +85,21 @@ TEST( TextWriter, PieceOfEveryKindMayCrossTheEndOfTheBuffer ) {
          writer.hex( 0xFEDCBA9876543210 ) << S64{ -5 } << "tail" << '.';
       }
       EXPECT_EQ( pieces, start + "fedcba9876543210-5tail." );
+   }
+}
+
+TEST( TextWriter, RoomIsFoundAtEveryPlaceOfTheBuffer ) {
+   for ( std::size_t before = 440; before < 500; ++before ) {
+      const String start = letters( before );
+      String text;
+      {
+         TextWriter writer( text );
+         writer << start;
+         char* const at = writer.room( 30 );
+         writer.written( std::fill_n( at, 20, '#' ) );
+         writer << 'X';
+      }
+      EXPECT_EQ( text, start + String( 20, '#' ) + 'X' );
    }
 }
 

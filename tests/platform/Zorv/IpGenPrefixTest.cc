@@ -145,6 +145,46 @@ TEST( IpGenPrefix, OtherTextsAreRejectedByNameAndChangeNothing ) {
    EXPECT_EQ( IpGenPrefix::fromText( std::string_view( "10.0.0.0/8\0", 11 ) ), std::nullopt );
 }
 
+TEST( IpGenPrefix, IsTakenFromTheMiddleOfAText ) {
+   for ( const std::string_view spelled :
+         { "0.0.0.0/0", "10.1.2.0/24", "255.255.255.255/32", "::/0", "2001:db8::/32",
+           "2001:db8:1:2:3:4:5:6/128", "::ffff:10.0.0.0/104" } ) {
+      for ( const std::string_view rest : { "", ";", ";*;IP:=6;", "x", "/8" } ) {
+         const std::string text = "5;" + std::string( spelled ) + std::string( rest );
+         std::size_t at = 2;
+         EXPECT_EQ( IpGenPrefix::takeFrom( text, at ), prefix( spelled ) ) << text;
+         EXPECT_EQ( at, 2 + spelled.size() ) << text;
+      }
+   }
+}
+
+TEST( IpGenPrefix, NothingIsTakenOfWhatIsNone ) {
+   for ( const std::string_view text : { "",
+                                         ";",
+                                         "*;*;",
+                                         "/8",
+                                         "10.0.0.0",
+                                         "10.0.0.0;/8",
+                                         "10.0.0/8",
+                                         "10.0.0.0.0/8",
+                                         "10.0.0.256/8",
+                                         "10.0.0.0000/8",
+                                         "10.0.0.01/8",
+                                         "10.0.0.0/",
+                                         "10.0.0.0/;",
+                                         "10.0.0.0/08",
+                                         "10.0.0.0/33",
+                                         "10..0.0/8",
+                                         ".10.0.0.0/8",
+                                         "2001:db8::",
+                                         "2001:db8::;/32",
+                                         "2001:db8::/129" } ) {
+      std::size_t at = 0;
+      EXPECT_EQ( IpGenPrefix::takeFrom( text, at ), std::nullopt ) << text;
+      EXPECT_EQ( at, 0U ) << text;
+   }
+}
+
 TEST( IpGenPrefix, StringValueIsReadsAPrefix ) {
    IpGenPrefix read = prefix( "2001:db8::/32" );
    read.stringValueIs( "10.9.8.7/8" );
