@@ -14,8 +14,7 @@ using Osk::DumpContext;
 template < typename... Parts >
 void line( DumpContext& context, U32 indent, const Parts&... parts ) {
    Vek::TextWriter out( context.beginLine( indent ) );
-   ( out << ... << parts );
-   out << '\n';
+   ( out << ... << parts ) << '\n';
    out.flush();
    context.endLine();
 }
@@ -28,8 +27,7 @@ void keyLine( DumpContext& context, U32 indent, std::string_view label, const Fl
    text += label;
    key.appendStrepCli( text, includeValueLength );
    Vek::TextWriter out( text );
-   ( out << ... << parts );
-   out << '\n';
+   ( out << ... << parts ) << '\n';
    out.flush();
    context.endLine();
 }

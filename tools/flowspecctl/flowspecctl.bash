@@ -18,7 +18,7 @@ _flowspecctl() {
    convert:--to) words='cli cli-len value diag json detail words' ;;
    key:--family | check:--family | convert:--family) words='ipv4 ipv6' ;;
    key:--rd | key:--vrf | convert:--vrf) return ;;
-   key:* | check:* | convert:*)
+   key:* | check:* | convert:* | decode-log:*)
       if [[ $current != -* ]]; then
          compopt -o filenames
          mapfile -t COMPREPLY < <( compgen -f -- "$current" )
@@ -28,10 +28,11 @@ _flowspecctl() {
       key) words='--from --to --sort --unique --json --table --rd --vrf --family --help' ;;
       check) words='--from --json --family --help' ;;
       convert) words='--to --vrf --family --help' ;;
+      decode-log) words='--dump --json --help' ;;
       esac
       ;;
    vocab:* | types:*) words='--json --help' ;;
-   *) words='key check convert vocab types --help --version' ;;
+   *) words='key check convert vocab decode-log types --help --version' ;;
    esac
    mapfile -t COMPREPLY < <( compgen -P "$front" -W "$words" -- "${current#"$front"}" )
 }

@@ -1,6 +1,7 @@
 #include "Vek/Text.h"
 #include "tools/flowspecctl/CheckCommand.h"
 #include "tools/flowspecctl/ConvertCommand.h"
+#include "tools/flowspecctl/DecodeLogCommand.h"
 #include "tools/flowspecctl/KeyCommand.h"
 #include "tools/flowspecctl/TypesCommand.h"
 #include "tools/flowspecctl/VocabCommand.h"
@@ -149,6 +150,19 @@ CLI::App& addConvertCommand( CLI::App& app, ConvertOptions& options ) {
    return convert;
 }
 
+CLI::App& addDecodeLogCommand( CLI::App& app, DecodeLogOptions& options ) {
+   CLI::App& decode =
+      *app.add_subcommand( "decode-log", "Print the messages of a captured attribute-log stream" );
+   decode.add_flag( "--dump", options.dump, "Print the state that the stream leaves instead" );
+   decode.add_flag( "--json", options.json, "Write an object for each message, or for each root" );
+   decode
+      .add_option( "FILE", options.file, "File to read; standard input when there is none, or -" )
+      ->type_name( "" );
+   decode.footer(
+      "Exit status: 0 when the stream was whole, 1 when it was not, 2 for wrong usage." );
+   return decode;
+}
+
 int misused( std::string_view message ) {
    reportFile( program, message );
    const Vek::String hint = Vek::concat( "Try '", std::string_view( program ), " --help'.\n" );
@@ -169,6 +183,8 @@ int run( int argc, char** argv, Output& output ) {
    const CLI::App& check = addCheckCommand( app, checkOptions );
    ConvertOptions convertOptions;
    const CLI::App& convert = addConvertCommand( app, convertOptions );
+   DecodeLogOptions decodeLogOptions;
+   const CLI::App& decodeLog = addDecodeLogCommand( app, decodeLogOptions );
    CLI::App& types = *app.add_subcommand( "types", "Show the type registry, or one type of it" );
    Vek::String typeName;
    types.add_option( "TYPE", typeName, "Name of a type, such as Flowspec::RuleConfig" )
@@ -199,6 +215,9 @@ int run( int argc, char** argv, Output& output ) {
    }
    if ( convert.parsed() ) {
       return runConvert( convertOptions, output ) ? allGood : someBad;
+   }
+   if ( decodeLog.parsed() ) {
+      return runDecodeLog( decodeLogOptions, output ) ? allGood : someBad;
    }
    if ( types.parsed() ) {
       return runTypes( typeName, json, output ) ? allGood : someBad;

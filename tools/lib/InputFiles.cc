@@ -21,6 +21,16 @@ bool isPassedOver( std::string_view line ) {
 
 } // namespace
 
+InputFile::InputFile( const Vek::String& file )
+   : name_( file == "-" ? "<stdin>" : file ),
+     fd_( file == "-" ? STDIN_FILENO : ::open( file.c_str(), O_RDONLY | O_CLOEXEC ) ) {}
+
+InputFile::~InputFile() {
+   if ( fd_ > STDIN_FILENO ) {
+      ::close( fd_ );
+   }
+}
+
 bool InputFiles::read( const std::vector< Vek::String >& files ) {
    if ( files.empty() ) {
       readFile( "-" );
@@ -31,16 +41,12 @@ bool InputFiles::read( const std::vector< Vek::String >& files ) {
    return good_;
 }
 
-void InputFiles::readFile( const Vek::String& file ) {
-   const bool standardInput = file == "-";
-   const int fd = standardInput ? STDIN_FILENO : ::open( file.c_str(), O_RDONLY | O_CLOEXEC );
-   if ( fd < 0 ) {
-      badFile( file, "cannot open" );
-      return;
-   }
-   readLines( fd, standardInput ? std::string_view( "<stdin>" ) : file );
-   if ( !standardInput ) {
-      ::close( fd );
+void InputFiles::readFile( const Vek::String& name ) {
+   const InputFile file( name );
+   if ( file.fd() < 0 ) {
+      badFile( file.name(), "cannot open" );
+   } else {
+      readLines( file.fd(), file.name() );
    }
 }
 

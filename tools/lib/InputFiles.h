@@ -24,6 +24,24 @@ protected:
    ~LineSink() = default;
 };
 
+/// A file that is open for reading; standard input for "-".
+class InputFile {
+public:
+   explicit InputFile( const Vek::String& file );
+   InputFile( const InputFile& ) = delete;
+   InputFile& operator=( const InputFile& ) = delete;
+   ~InputFile();
+
+   /// Below 0 when the file could not be opened, and then `errno` says why.
+   int fd() const { return fd_; }
+   /// What messages call it: the path, or "<stdin>".
+   std::string_view name() const { return name_; }
+
+private:
+   Vek::String name_;
+   int fd_;
+};
+
 /// Goes through the lines of files, for commands that read one thing a line. Blank lines and those
 /// that begin with "#" are passed over. A file that cannot be read is reported and the next one
 /// taken. Shows how far it has come, and writes out what is known before it waits for more.

@@ -34,6 +34,15 @@ unsigned terminalWidth() {
    return defaultWidth;
 }
 
+} // namespace
+
+bool mayColour( int fd ) {
+   const char* const noColour = std::getenv( "NO_COLOR" );
+   return ::isatty( fd ) == 1 && !( noColour && *noColour );
+}
+
+unsigned lineWidth() { return std::max( terminalWidth(), leastWidth ); }
+
 void appendPrintable( Vek::String& out, std::string_view text ) {
    static constexpr char digits[] = "0123456789abcdef";
    for ( const char c : text ) {
@@ -47,15 +56,6 @@ void appendPrintable( Vek::String& out, std::string_view text ) {
       }
    }
 }
-
-} // namespace
-
-bool mayColour( int fd ) {
-   const char* const noColour = std::getenv( "NO_COLOR" );
-   return ::isatty( fd ) == 1 && !( noColour && *noColour );
-}
-
-unsigned lineWidth() { return std::max( terminalWidth(), leastWidth ); }
 
 Vek::String printable( std::string_view text ) {
    constexpr std::size_t longest = 1000;

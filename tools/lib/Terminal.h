@@ -14,8 +14,11 @@ bool mayColour( int fd );
 /// the terminal's width, else 100; at least 60.
 unsigned lineWidth();
 
-/// `text` as it may stand on a terminal and in a JSON string of ASCII: control characters and bytes
-/// above 126 as `\xNN`; of a text that is longer than 1,000 bytes the middle left out.
+/// Appends `text` as it may stand on a terminal and in a JSON string of ASCII: control characters
+/// and bytes above 126 as `\xNN`.
+void appendPrintable( Vek::String& out, std::string_view text );
+
+/// The same for a message; of a text that is longer than 1,000 bytes the middle is left out.
 Vek::String printable( std::string_view text );
 
 /// Tells on standard error how far reading has come: only when that is a terminal and standard

@@ -28,8 +28,8 @@ TEST( Usage, HelpNamesEveryCommandAndOption ) {
       EXPECT_EQ( result.err, "" );
       return result.out;
    };
-   for ( const char* const text :
-         { "Usage: flowspecctl", "--version", "key", "check", "convert", "vocab", "types" } ) {
+   for ( const char* const text : { "Usage: flowspecctl", "--version", "key", "check", "convert",
+                                    "vocab", "decode-log", "types" } ) {
       EXPECT_NE( help( { "--help" } ).find( text ), Vek::String::npos ) << text;
    }
    for ( const char* const text :
@@ -37,6 +37,11 @@ TEST( Usage, HelpNamesEveryCommandAndOption ) {
            "--unique", "--json", "--table", "--rd RD", "--vrf NUMBER", "--family FAMILY",
            "Exit status: 0 when all lines were good, 1 when one was not, 2 for wrong usage." } ) {
       EXPECT_NE( help( { "key", "--help" } ).find( text ), Vek::String::npos ) << text;
+   }
+   for ( const char* const text :
+         { "Usage: flowspecctl decode-log [OPTIONS] [FILE]", "--dump", "--json",
+           "Exit status: 0 when the stream was whole, 1 when it was not, 2 for wrong usage." } ) {
+      EXPECT_NE( help( { "decode-log", "--help" } ).find( text ), Vek::String::npos ) << text;
    }
    EXPECT_NE( help( { "vocab", "-h" } ).find( "--json" ), Vek::String::npos );
 }

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "Osk/Types.h"
+
+#include <vector>
+
+namespace TestSupport {
+
+/// A captured stream that holds a root of every type, every streamed row and every kind of message:
+/// what a peer is told first, and changes behind it. It is examples/log/roots.vekl.
+std::vector< U8 > exampleLog();
+
+} // namespace TestSupport

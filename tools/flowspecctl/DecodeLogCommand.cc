@@ -1,0 +1,141 @@
+#include "tools/flowspecctl/DecodeLogCommand.h"
+
+#include "Vek/Text.h"
+#include "Vek/log/Receiver.h"
+#include "tools/lib/Diagnostics.h"
+#include "tools/lib/InputFiles.h"
+#include "tools/lib/KeyForms.h"
+#include "tools/lib/LogMessage.h"
+#include "tools/lib/ValueText.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+namespace Flowspec::Tools {
+
+namespace {
+
+class DecodeRun {
+public:
+   DecodeRun( const DecodeLogOptions& options, Output& output )
+      : options_( options ), output_( output ), receiver_( directory_, policy() ) {}
+
+   bool run() {
+      const InputFile file( options_.file );
+      const Reason reason = read( file );
+      if ( options_.dump ) {
+         dump();
+      }
+      output_.flush();
+      if ( reason ) {
+         reportFile( file.name(), *reason );
+      }
+      return !reason;
+   }
+
+private:
+   Vek::log::Receiver::Policy policy() {
+      if ( options_.dump ) {
+         return {};
+      }
+      return { .sees = [this]( const Vek::log::Header& header, std::span< const U8 > payload,
+                               const Vek::log::StreamType* type ) {
+         writeMessage();
+         message_ = decodeMessage( header, payload, type,
+                                   options_.json ? Strings::plain : Strings::quoted );
+         if ( message_ ) {
+            message_->position = receiver_.messages();
+         }
+      } };
+   }
+
+   // Gives the receiver all of a file; why that was not possible.
+   Reason read( const InputFile& file ) {
+      if ( file.fd() < 0 ) {
+         return systemReason( "cannot open" );
+      }
+      std::vector< U8 > block( std::size_t{ 256 } * 1024 );
+      U64 taken = 0;
+      try {
+         for ( ;; ) {
+            output_.flush();
+            const ssize_t got = ::read( file.fd(), block.data(), block.size() );
+            if ( got < 0 && errno != EINTR ) {
+               return systemReason( "cannot read" );
+            }
+            if ( got == 0 ) {
+               return truncation( taken );
+            }
+            if ( got > 0 ) {
+               receiver_.receive( std::span( block ).first( static_cast< std::size_t >( got ) ) );
+               writeMessage();
+               taken += static_cast< U64 >( got );
+            }
+         }
+      } catch ( const Vek::StreamException& exception ) {
+         return exception.what();
+      }
+   }
+
+   static Reason systemReason( std::string_view what ) {
+      return Vek::concat( what, ": ", std::string_view( std::strerror( errno ) ) );
+   }
+
+   // Why a stream of that many bytes is not whole.
+   Reason truncation( U64 size ) const {
+      if ( size < Vek::log::preambleSize ) {
+         return Vek::concat( "the stream ends at byte ", size, ", inside its preamble" );
+      }
+      if ( !receiver_.atBoundary() ) {
+         return Vek::concat( "the stream ends at byte ", size, ", inside message ",
+                             receiver_.messages() + 1 );
+      }
+      return std::nullopt;
+   }
+
+   // Writes the last message, which was applied.
+   void writeMessage() {
+      if ( message_ ) {
+         options_.json ? appendJson( output_.text(), *message_ )
+                       : appendLine( output_.text(), *message_ );
+         message_.reset();
+         output_.flushIfLarge();
+      }
+   }
+
+   void dump() {
+      for ( const Vek::String& name : directory_.names() ) {
+         const Vek::Ptr< Vek::NamedEntity > root = directory_.entity( name );
+         const Vek::String state = stateText( *root );
+         const Vek::String shownName = printable( name );
+         if ( options_.json ) {
+            output_.text() += nlohmann::ordered_json{
+               { "root", shownName },
+               { "type", root->typeInfo().name },
+               { "state",
+                 state } }.dump();
+            output_.text() += '\n';
+         } else {
+            output_.text() += Vek::concat( root->typeInfo().name, ' ', shownName, '\n', state );
+         }
+         output_.flushIfLarge();
+      }
+   }
+
+   const DecodeLogOptions& options_;
+   Output& output_;
+   Vek::Directory directory_;
+   Vek::log::Receiver receiver_;
+   std::optional< LogMessage > message_; // seen, but perhaps refused
+};
+
+} // namespace
+
+bool runDecodeLog( const DecodeLogOptions& options, Output& output ) {
+   return DecodeRun( options, output ).run();
+}
+
+} // namespace Flowspec::Tools
