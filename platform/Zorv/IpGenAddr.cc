@@ -218,8 +218,7 @@ Vek::TextWriter& operator<<( Vek::TextWriter& out, const IpGenAddr& address ) {
 }
 
 std::ostream& operator<<( std::ostream& out, const IpGenAddr& address ) {
-   const Vek::String text = address.stringValue();
-   return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+   return Vek::writeText( out, address.stringValue() );
 }
 
 } // namespace Zorv

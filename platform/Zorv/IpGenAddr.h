@@ -5,7 +5,7 @@
 #include <array>
 #include <compare>
 #include <cstring>
-#include <ostream>
+#include <iosfwd>
 
 namespace Zorv {
 

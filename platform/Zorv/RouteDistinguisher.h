@@ -3,8 +3,8 @@
 #include "Vek/Text.h"
 
 #include <compare>
+#include <iosfwd>
 #include <optional>
-#include <ostream>
 
 namespace Zorv {
 
