@@ -59,6 +59,23 @@ FlowspecIntfInterfaceSetConfig::FlowspecIntfInterfaceSetConfig( const Vek::Strin
                       "collection\" == nullptr" );
 }
 
+void FlowspecIntfInterfaceSetConfig::interfaceSetIs( FlowspecIntfSetId id ) {
+   interfaceSet_.insert( id );
+}
+
+void FlowspecIntfInterfaceSetConfig::interfaceSetDel( FlowspecIntfSetId id ) {
+   interfaceSet_.erase( id );
+}
+
+void FlowspecIntfInterfaceSetConfig::interfaceSetDelAll() { interfaceSet_.clear(); }
+
+bool FlowspecIntfInterfaceSetConfig::interfaceSetHas( FlowspecIntfSetId id ) const {
+   return interfaceSet_.contains( id );
+}
+
+bool FlowspecIntfInterfaceSetConfig::operator==( const FlowspecIntfInterfaceSetConfig& ) const =
+   default;
+
 Vek::String FlowspecIntfInterfaceSetConfig::interfaceSetStrep() const {
    Vek::String text;
    Vek::TextWriter out( text );

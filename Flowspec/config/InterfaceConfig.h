@@ -57,12 +57,10 @@ public:
 
    /// Ascending, none first.
    const InterfaceSet& interfaceSet() const { return interfaceSet_; }
-   void interfaceSetIs( FlowspecIntfSetId id ) { interfaceSet_.insert( id ); }
-   void interfaceSetDel( FlowspecIntfSetId id ) { interfaceSet_.erase( id ); }
-   void interfaceSetDelAll() { interfaceSet_.clear(); }
-   bool interfaceSetHas( FlowspecIntfSetId id ) const {
-      return interfaceSet_.find( id ) != interfaceSet_.end();
-   }
+   void interfaceSetIs( FlowspecIntfSetId id );
+   void interfaceSetDel( FlowspecIntfSetId id );
+   void interfaceSetDelAll();
+   bool interfaceSetHas( FlowspecIntfSetId id ) const;
 
    /// "IFSET:=3,10,200;" as rule keys embed it, or "" for no sets. The identifier none is not
    /// written, as it has no number.
@@ -71,7 +69,7 @@ public:
    /// The interface, ";" and `interfaceSetStrep()`.
    Vek::String toStrep() const;
 
-   bool operator==( const FlowspecIntfInterfaceSetConfig& ) const = default;
+   bool operator==( const FlowspecIntfInterfaceSetConfig& ) const;
 
    struct OSK_HIDDEN Table;
 

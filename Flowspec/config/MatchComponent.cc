@@ -29,6 +29,20 @@ MatchComponent::MatchComponent( const Vek::String& ) {
    OSK_ASSERT( false, "\"No String constructor for MatchComponent - has collection\" == nullptr" );
 }
 
+void MatchComponent::numericalRangeIs( const NumericalRange& range ) {
+   numericalRange_.insert( range );
+}
+void MatchComponent::numericalRangeDel( const NumericalRange& range ) {
+   numericalRange_.erase( range );
+}
+void MatchComponent::numericalRangeDelAll() { numericalRange_.clear(); }
+void MatchComponent::ipBitMaskIs( const IpBitMask& mask ) { ipBitMask_.insert( mask ); }
+void MatchComponent::ipBitMaskDel( const IpBitMask& mask ) { ipBitMask_.erase( mask ); }
+void MatchComponent::ipBitMaskDelAll() { ipBitMask_.clear(); }
+void MatchComponent::tcpBitMaskIs( const TcpBitMask& mask ) { tcpBitMask_.insert( mask ); }
+void MatchComponent::tcpBitMaskDel( const TcpBitMask& mask ) { tcpBitMask_.erase( mask ); }
+void MatchComponent::tcpBitMaskDelAll() { tcpBitMask_.clear(); }
+
 bool MatchComponent::matchTypePrefix() const {
    return compType_ == destPrefix || compType_ == srcPrefix;
 }
@@ -100,5 +114,9 @@ void logRead( Vek::LogReader& in, MatchComponent& component ) {
    read.tcpBitMask_ = readMembers< TcpBitMask >( in, maskSize );
    component = std::move( read );
 }
+
+MatchComponent::operator bool() const { return !( *this == MatchComponent() ); }
+
+bool MatchComponent::operator==( const MatchComponent& ) const = default;
 
 } // namespace Flowspec

@@ -31,19 +31,19 @@ public:
    void prefixIs( const Zorv::IpGenPrefix& prefix ) { prefix_ = prefix; }
 
    const Vek::HashSet< NumericalRange >& numericalRange() const { return numericalRange_; }
-   void numericalRangeIs( const NumericalRange& range ) { numericalRange_.insert( range ); }
-   void numericalRangeDel( const NumericalRange& range ) { numericalRange_.erase( range ); }
-   void numericalRangeDelAll() { numericalRange_.clear(); }
+   void numericalRangeIs( const NumericalRange& range );
+   void numericalRangeDel( const NumericalRange& range );
+   void numericalRangeDelAll();
 
    const Vek::HashSet< IpBitMask >& ipBitMask() const { return ipBitMask_; }
-   void ipBitMaskIs( const IpBitMask& mask ) { ipBitMask_.insert( mask ); }
-   void ipBitMaskDel( const IpBitMask& mask ) { ipBitMask_.erase( mask ); }
-   void ipBitMaskDelAll() { ipBitMask_.clear(); }
+   void ipBitMaskIs( const IpBitMask& mask );
+   void ipBitMaskDel( const IpBitMask& mask );
+   void ipBitMaskDelAll();
 
    const Vek::HashSet< TcpBitMask >& tcpBitMask() const { return tcpBitMask_; }
-   void tcpBitMaskIs( const TcpBitMask& mask ) { tcpBitMask_.insert( mask ); }
-   void tcpBitMaskDel( const TcpBitMask& mask ) { tcpBitMask_.erase( mask ); }
-   void tcpBitMaskDelAll() { tcpBitMask_.clear(); }
+   void tcpBitMaskIs( const TcpBitMask& mask );
+   void tcpBitMaskDel( const TcpBitMask& mask );
+   void tcpBitMaskDelAll();
 
    /// Whether the type is `destPrefix` or `srcPrefix`.
    bool matchTypePrefix() const;
@@ -57,9 +57,9 @@ public:
    Vek::String toStrep() const;
 
    /// True when the component differs from an empty one of type `invalid`.
-   explicit operator bool() const { return !( *this == MatchComponent() ); }
+   explicit operator bool() const;
 
-   bool operator==( const MatchComponent& ) const = default;
+   bool operator==( const MatchComponent& ) const;
 
    struct OSK_HIDDEN Table;
 

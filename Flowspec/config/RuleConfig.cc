@@ -73,10 +73,9 @@ Vek::Ptr< RuleConfig > ruleConfigFactory( const FlowspecKey& ruleKey ) {
 }
 
 std::ostream& operator<<( std::ostream& out, const Vek::Ptr< RuleConfig >& rule ) {
-   const Vek::String text =
-      Vek::concat( "<matchSets=", rule->matchSet().size(),
-                   ";actionFieldSet=", rule->actionFieldSet().stringValue(), '>' );
-   return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+   return Vek::writeText(
+      out, Vek::concat( "<matchSets=", rule->matchSet().size(),
+                        ";actionFieldSet=", rule->actionFieldSet().stringValue(), '>' ) );
 }
 
 } // namespace Flowspec

@@ -119,7 +119,7 @@ Vek::String written( Write write ) {
 template < typename Write >
 void writeTo( std::ostream& stream, Write write ) {
    const Vek::String text = written( write );
-   stream.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+   Vek::writeText( stream, text );
 }
 
 } // namespace

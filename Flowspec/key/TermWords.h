@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Flowspec/vocab/MatchOpVal.h"
+#include "Vek/Search.h"
 #include "Vek/SmallVector.h"
 
 #include <span>
@@ -102,9 +103,8 @@ private:
       if ( value < size() && members_.data()[value] >> 32 == value ) [[likely]] {
          return value;
       }
-      return static_cast< U32 >(
-         std::lower_bound( members_.begin(), members_.end(), U64{ value } << 32 ) -
-         members_.begin() );
+      return Vek::detail::firstNotBefore(
+         0, size(), [&]( U32 i ) { return members_.data()[i] >> 32 < value; } );
    }
 
    Vek::SmallVector< U64, 8 > members_;

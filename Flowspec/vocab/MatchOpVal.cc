@@ -28,9 +28,7 @@ void writeComparison( Vek::TextWriter& out, const MatchOpValResult& term ) {
    out << texts[term.op() & ( OpBits::lt | OpBits::gt | OpBits::eq )];
 }
 
-void writeTo( std::ostream& out, const Vek::String& text ) {
-   out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
-}
+void writeTo( std::ostream& out, const Vek::String& text ) { Vek::writeText( out, text ); }
 
 } // namespace
 

@@ -7,7 +7,7 @@
 namespace Mell {
 
 namespace detail {
-constinit std::atomic< bool > threadSafe{ false };
+constinit Osk::Atomic< bool > threadSafe{ false };
 }
 
 static_assert( std::is_trivially_destructible_v< Slab > );
@@ -25,7 +25,7 @@ class Allocator::Lock {
 public:
    explicit Lock( Allocator& allocator ) : locked_( allocator.locked_ ) {
       if ( isOn_ ) {
-         while ( locked_.exchange( true, std::memory_order_acquire ) ) {
+         while ( locked_.exchange( true ) ) {
             std::this_thread::yield();
          }
       }
@@ -34,12 +34,12 @@ public:
    Lock& operator=( const Lock& ) = delete;
    ~Lock() {
       if ( isOn_ ) {
-         locked_.store( false, std::memory_order_release );
+         locked_.release( false );
       }
    }
 
 private:
-   std::atomic< bool >& locked_;
+   Osk::Atomic< bool >& locked_;
    const bool isOn_ = threadSafeMode();
 };
 
@@ -78,12 +78,12 @@ void Allocator::addPage() {
       last = &( *last )->next;
    }
    open_ = page;
-   pages_.fetch_add( 1, std::memory_order_relaxed );
+   pages_.add( 1 );
 }
 
 void Allocator::removePage( Page& page ) {
    unlink( page );
-   pages_.fetch_sub( 1, std::memory_order_relaxed );
+   pages_.subtract( 1 );
    ::operator delete( &page, std::align_val_t( pageSize_ ) );
 }
 
@@ -117,8 +117,6 @@ void Allocator::trim() {
    }
 }
 
-U64 Allocator::bytes() const {
-   return pageSize_ == 0 ? live() * size_ : pages_.load( std::memory_order_relaxed ) * pageSize_;
-}
+U64 Allocator::bytes() const { return pageSize_ == 0 ? live() * size_ : pages_.load() * pageSize_; }
 
 } // namespace Mell

@@ -2,9 +2,9 @@
 
 #include "Mell/Tracker.h"
 
-#include <algorithm>
 #include <bit>
 #include <cstddef>
+#include <new>
 
 /// Memory for the objects of the runtime, one allocator for each type.
 namespace Mell {
@@ -47,9 +47,11 @@ public:
 protected:
    // A page size of 0 stands for the heap.
    constexpr Allocator( std::size_t size, std::size_t alignment, std::size_t pageSize )
-      : size_( roundUp( std::max( size, sizeof( Slot ) ), alignment ) ), alignment_( alignment ),
+      : size_( roundUp( larger( size, sizeof( Slot ) ), alignment ) ), alignment_( alignment ),
         pageSize_( pageSize ) {}
    ~Allocator() = default;
+
+   static constexpr std::size_t larger( std::size_t a, std::size_t b ) { return a < b ? b : a; }
 
 private:
    struct Slot {
@@ -107,8 +109,8 @@ private:
    const std::size_t alignment_;
    const std::size_t pageSize_;
    Page* open_ = nullptr;
-   std::atomic< U64 > pages_{ 0 };
-   std::atomic< bool > locked_{ false };
+   Osk::Atomic< U64 > pages_{ 0 };
+   Osk::Atomic< bool > locked_{ false };
    Tracker tracker_;
 };
 
@@ -135,7 +137,7 @@ public:
 
 private:
    static constexpr std::size_t pageSizeFor( std::size_t size ) {
-      return std::bit_ceil( std::max< std::size_t >( 16'384, 64 * size ) );
+      return std::bit_ceil( larger( 16'384, 64 * size ) );
    }
 };
 

@@ -1,22 +1,18 @@
 #pragma once
 
-#include "Osk/Types.h"
-
-#include <atomic>
+#include "Osk/Atomic.h"
 
 namespace Mell {
 
 namespace detail {
-extern OSK_EXPORT std::atomic< bool > threadSafe;
+extern OSK_EXPORT Osk::Atomic< bool > threadSafe;
 }
 
 /// Whether several threads may create, count and drop objects of the runtime; off at first, when
 /// one thread at a time does.
-inline bool threadSafeMode() { return detail::threadSafe.load( std::memory_order_relaxed ); }
+inline bool threadSafeMode() { return detail::threadSafe.load(); }
 
 /// Turns the thread-safe mode on or off. To be called while one thread alone uses such objects.
-inline void threadSafeModeIs( bool on ) {
-   detail::threadSafe.store( on, std::memory_order_relaxed );
-}
+inline void threadSafeModeIs( bool on ) { detail::threadSafe.store( on ); }
 
 } // namespace Mell

@@ -9,25 +9,25 @@ namespace Mell {
 class Tracker {
 public:
    /// How many objects were ever created.
-   U64 created() const { return created_.load( std::memory_order_relaxed ); }
+   U64 created() const { return created_.load(); }
 
    /// How many live; exact while no other thread creates or drops objects.
-   U64 live() const { return created() - dropped_.load( std::memory_order_relaxed ); }
+   U64 live() const { return created() - dropped_.load(); }
 
    void objectCreated() { addOne( created_ ); }
    void objectDropped() { addOne( dropped_ ); }
 
 private:
-   static void addOne( std::atomic< U64 >& count ) {
+   static void addOne( Osk::Atomic< U64 >& count ) {
       if ( threadSafeMode() ) [[unlikely]] {
-         count.fetch_add( 1, std::memory_order_relaxed );
+         count.add( 1 );
       } else {
-         count.store( count.load( std::memory_order_relaxed ) + 1, std::memory_order_relaxed );
+         count.store( count.load() + 1 );
       }
    }
 
-   std::atomic< U64 > created_{ 0 };
-   std::atomic< U64 > dropped_{ 0 };
+   Osk::Atomic< U64 > created_{ 0 };
+   Osk::Atomic< U64 > dropped_{ 0 };
 };
 
 } // namespace Mell

@@ -108,11 +108,8 @@ Entity::~Entity() {
    }
 }
 
-void Entity::destroy() const {
-   const TypeInfo& info = typeInfo();
-   void* const object = const_cast< void* >( dynamic_cast< const void* >( this ) );
-   // Children that others still hold lose their link before their owner goes.
-   info.forEachField( [&]( const Field& row ) {
+void Entity::abandonChildren( const void* object, std::span< const Field > rows ) {
+   for ( const Field& row : rows ) {
       if ( row.kind == FieldKind::children ) {
          row.collection->visit( object, []( const void*, const void* child ) {
             abandon( *static_cast< Entity* >( const_cast< void* >( child ) ) );
@@ -122,7 +119,18 @@ void Entity::destroy() const {
             abandon( *static_cast< Entity* >( const_cast< void* >( child ) ) );
          }
       }
-   } );
+   }
+}
+
+void Entity::destroy() const {
+   const TypeInfo& info = typeInfo();
+   void* const object = const_cast< void* >( dynamic_cast< const void* >( this ) );
+   // Children that others still hold lose their link before their owner goes.
+   for ( const TypeInfo* part = &info; part; part = part->base ) {
+      if ( part->ownsEntities ) {
+         abandonChildren( object, part->rows );
+      }
+   }
    this->~Entity();
    info.allocator->free( object );
 }

@@ -4,7 +4,6 @@
 #include "Vek/Observer.h"
 #include "Vek/Rows.h"
 
-#include <algorithm>
 #include <vector>
 
 namespace Vek {
@@ -199,6 +198,7 @@ private:
 
    void adopt( Entity& childEntity ) { childEntity.parent_ = this; }
    static void abandon( Entity& childEntity ) { childEntity.parent_ = nullptr; }
+   OSK_HIDDEN static void abandonChildren( const void* object, std::span< const Field > rows );
 
    template < auto Member >
    auto& self() {
@@ -312,6 +312,9 @@ consteval TypeInfo entityInfo( std::string_view name, TypeKind kind, std::span< 
    info.name = name;
    info.kind = kind;
    info.rows = rows;
+   for ( const Field& row : rows ) {
+      info.ownsEntities |= row.kind == FieldKind::children || row.kind == FieldKind::child;
+   }
    info.base = base;
    info.parameters = detail::ParameterList< Parameters... >::types;
    info.construct = []( void* const* arguments ) {

@@ -4,7 +4,7 @@
 #include "Vek/Text.h"
 
 #include <concepts>
-#include <ostream>
+#include <iosfwd>
 #include <type_traits>
 
 /// Enumerations with names: one table of rows each, from which number, name and text come.
@@ -102,8 +102,7 @@ void sequenceToValue( CharRange& range, E* value ) {
 /// Writes the name.
 template < NamedEnum E >
 std::ostream& operator<<( std::ostream& out, E value ) {
-   const String text = stringValue( value );
-   return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+   return writeText( out, stringValue( value ) );
 }
 
 } // namespace Vek

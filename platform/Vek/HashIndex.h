@@ -3,7 +3,7 @@
 #include "Osk/Types.h"
 
 #include <bit>
-#include <emmintrin.h>
+#include <cstring>
 
 namespace Vek::detail {
 
@@ -84,10 +84,13 @@ private:
       U8 passed;   ///< members that went on from here; 255 and more stay 255
       U32 positions[capacity];
 
+      // In vectors as the compilers know them: <emmintrin.h> declares hundreds of functions.
       U32 with( U8 tag ) const {
-         const __m128i group = _mm_load_si128( reinterpret_cast< const __m128i* >( tags ) );
-         const __m128i same = _mm_cmpeq_epi8( group, _mm_set1_epi8( static_cast< char >( tag ) ) );
-         return static_cast< U32 >( _mm_movemask_epi8( same ) ) & all;
+         using Group = char __attribute__( ( vector_size( 16 ) ) );
+         Group group;
+         std::memcpy( &group, this, sizeof group );
+         const auto same = reinterpret_cast< Group >( group == static_cast< char >( tag ) );
+         return static_cast< U32 >( __builtin_ia32_pmovmskb128( same ) ) & all;
       }
    };
 

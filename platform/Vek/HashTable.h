@@ -6,6 +6,7 @@
 #include "Vek/SortedVector.h"
 
 #include <cstddef>
+#include <cstdlib>
 #include <iterator>
 
 namespace Vek::detail {
@@ -106,19 +107,22 @@ public:
       for ( const Member& member : members_ ) {
          result.push_back( &member );
       }
-      std::sort( result.begin(), result.end(), []( const Member* a, const Member* b ) {
-         return KeyOrder< Key >()( KeyOf()( *a ), KeyOf()( *b ) );
-      } );
+      std::qsort( result.data(), result.size(), sizeof( const Member* ), compareKeys );
       return result;
    }
 
    /// Whether both have the same members, in whatever order they came.
    bool operator==( const HashTable& other ) const {
-      return size() == other.size() &&
-             std::all_of( members_.begin(), members_.end(), [&]( const Member& member ) {
-                const const_iterator at = other.find( KeyOf()( member ) );
-                return at != other.end() && *at == member;
-             } );
+      if ( size() != other.size() ) {
+         return false;
+      }
+      for ( const Member& member : members_ ) {
+         const const_iterator at = other.find( KeyOf()( member ) );
+         if ( at == other.end() || !( *at == member ) ) {
+            return false;
+         }
+      }
+      return true;
    }
 
 protected:
@@ -163,6 +167,14 @@ protected:
    }
 
 private:
+   // The order of two pointers to members, as the C library's sort asks for it.
+   static int compareKeys( const void* a, const void* b ) {
+      const Key& left = KeyOf()( **static_cast< const Member* const* >( a ) );
+      const Key& right = KeyOf()( **static_cast< const Member* const* >( b ) );
+      constexpr KeyOrder< Key > isLess;
+      return isLess( right, left ) - isLess( left, right );
+   }
+
    U32 position( const Key& key, U32 hash ) const {
       return index_.find( hash, [&]( U32 i ) { return KeyOf()( members_[i] ) == key; } );
    }

@@ -1,5 +1,7 @@
 #include "Vek/Inspect.h"
 
+#include "Vek/ValueBuffer.h"
+
 namespace Vek {
 
 namespace {

@@ -1,14 +1,19 @@
 #pragma once
 
-#include <functional>
-
 namespace Vek {
 
 namespace detail {
 
+struct Less {
+   template < typename Key >
+   bool operator()( const Key& a, const Key& b ) const {
+      return a < b;
+   }
+};
+
 template < typename Key >
 struct OrderOf {
-   using Type = std::less< Key >;
+   using Type = Less;
 };
 template < typename Key >
 requires requires { typename Key::Order; }

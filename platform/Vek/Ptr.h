@@ -21,23 +21,23 @@ public:
    Counted& operator=( const Counted& ) = delete;
 
    /// The number of references; of use to tests and diagnostics.
-   U32 useCount() const { return count_.load( std::memory_order_relaxed ); }
+   U32 useCount() const { return count_.load(); }
 
    void addReference() const {
       if ( threadSafeMode() ) [[unlikely]] {
-         count_.fetch_add( 1, std::memory_order_relaxed );
+         count_.add( 1 );
       } else {
-         count_.store( useCount() + 1, std::memory_order_relaxed );
+         count_.store( useCount() + 1 );
       }
    }
 
    void dropReference() const {
       U32 left = 0;
       if ( threadSafeMode() ) [[unlikely]] {
-         left = count_.fetch_sub( 1, std::memory_order_acq_rel ) - 1;
+         left = count_.subtract( 1 ) - 1;
       } else {
          left = useCount() - 1;
-         count_.store( left, std::memory_order_relaxed );
+         count_.store( left );
       }
       if ( left == 0 ) {
          destroy();
@@ -52,7 +52,7 @@ protected:
    virtual void destroy() const;
 
 private:
-   mutable std::atomic< U32 > count_{ 1 };
+   mutable Osk::Atomic< U32 > count_{ 1 };
 };
 
 /// A counted reference to a `T`, which derives from `Counted`, or to nothing.

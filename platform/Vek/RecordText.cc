@@ -1,5 +1,7 @@
 #include "Vek/RecordText.h"
 
+#include "Vek/ValueBuffer.h"
+
 #include <list>
 #include <vector>
 

@@ -3,7 +3,6 @@
 #include "Osk/Types.h"
 #include "Vek/Exceptions.h"
 
-#include <algorithm>
 #include <cstring>
 #include <type_traits>
 
@@ -107,7 +106,11 @@ public:
    void clear() { size_ = 0; }
 
    bool operator==( const SmallVector& other ) const {
-      return size_ == other.size_ && std::equal( begin(), end(), other.begin() );
+      bool equal = size_ == other.size_;
+      for ( U32 i = 0; equal && i < size_; ++i ) {
+         equal = data()[i] == other.data()[i];
+      }
+      return equal;
    }
 
 private:

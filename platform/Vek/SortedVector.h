@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Osk/Types.h"
+#include "Vek/Search.h"
 
-#include <algorithm>
+#include <functional>
 #include <utility>
 #include <vector>
 
@@ -48,9 +48,8 @@ public:
 
    /// The first member whose key is not below `key`, or `end()`.
    const_iterator lowerBound( const Key& key ) const {
-      return std::lower_bound( begin(), end(), key, []( const Member& member, const Key& k ) {
-         return KeyOf()( member ) < k;
-      } );
+      return begin() +
+             firstNotBefore( 0, size(), [&]( U32 i ) { return KeyOf()( members_[i] ) < key; } );
    }
 
    /// Removes the member with `key`; whether there was one.

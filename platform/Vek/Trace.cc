@@ -25,9 +25,9 @@ void traceSinkIs( TraceSink newSink, void* context ) {
 void TraceHandle::levelIs( unsigned level, bool on ) {
    const U32 bit = U32{ 1 } << level;
    if ( on ) {
-      levels_.fetch_or( bit, std::memory_order_relaxed );
+      levels_.setBits( bit );
    } else {
-      levels_.fetch_and( ~bit, std::memory_order_relaxed );
+      levels_.clearBits( bit );
    }
 }
 

@@ -1,9 +1,8 @@
 #pragma once
 
+#include "Osk/Atomic.h"
 #include "Vek/String.h"
 #include "Vek/Text.h"
-
-#include <atomic>
 
 /// The trace facility: records with a level, built only when their level is on.
 namespace Vek {
@@ -34,9 +33,7 @@ public:
    TraceHandle& operator=( const TraceHandle& ) = delete;
 
    /// Whether records of `level` are written.
-   bool levelIsOn( unsigned level ) const {
-      return ( levels_.load( std::memory_order_relaxed ) >> level ) & 1U;
-   }
+   bool levelIsOn( unsigned level ) const { return ( levels_.load() >> level ) & 1U; }
 
    /// Turns `level` (0 to 31) on or off.
    void levelIs( unsigned level, bool on );
@@ -46,7 +43,7 @@ public:
 
 private:
    const char* file_;
-   std::atomic< U32 > levels_{ 0 };
+   Osk::Atomic< U32 > levels_{ 0 };
 };
 
 } // namespace Vek

@@ -5,7 +5,13 @@
 #include <functional>
 #include <utility>
 
-namespace Vek::detail {
+namespace Vek {
+
+/// Defined by the tests.
+template < typename Map >
+struct TreeCheck;
+
+namespace detail {
 
 /// The B+ tree under `OrderedMap`: leaves hold the discriminator and the value of each member, the
 /// nodes above them a discriminator and a child each. Nodes are split and joined on the way down,
@@ -153,7 +159,7 @@ public:
 
 private:
    template < typename >
-   friend struct TreeCheck;
+   friend struct Vek::TreeCheck;
 
    using Inner = Node< NodeOrder* >;
    static constexpr U32 smallest = NodeOrder::capacity / 4;
@@ -289,4 +295,6 @@ private:
    U32 size_ = 0;
 };
 
-} // namespace Vek::detail
+} // namespace detail
+
+} // namespace Vek

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "Vek/Discriminator.h"
+#include "Vek/Search.h"
 
 #include <cstring>
-#include <memory>
+#include <new>
 #include <type_traits>
+#include <utility>
 
 namespace Vek::detail {
 
@@ -57,15 +59,7 @@ struct alignas( 64 ) NodeOrder {
    /// The first entry of a range for which `isBefore( i )` does not hold, or its end.
    template < typename IsBefore >
    static U32 firstNotBefore( Range range, IsBefore isBefore ) {
-      while ( range.first < range.last ) {
-         const U32 middle = ( range.first + range.last ) / 2;
-         if ( isBefore( middle ) ) {
-            range.first = middle + 1;
-         } else {
-            range.last = middle;
-         }
-      }
-      return range.first;
+      return detail::firstNotBefore( range.first, range.last, isBefore );
    }
 };
 
@@ -81,7 +75,11 @@ struct Node : NodeOrder {
    Node() {}
    Node( const Node& ) = delete;
    Node& operator=( const Node& ) = delete;
-   ~Node() { std::destroy_n( items, count ); }
+   ~Node() {
+      for ( U32 i = 0; i < count; ++i ) {
+         items[i].~T();
+      }
+   }
 
    /// Begins to fetch from memory what a search needs behind the high halves.
    void prefetch() const {
@@ -95,14 +93,14 @@ struct Node : NodeOrder {
    void insert( U32 i, Discriminator d, T item ) {
       move( i, count - i, *this, i + 1 );
       set( i, d );
-      std::construct_at( items + i, std::move( item ) );
+      ::new ( static_cast< void* >( items + i ) ) T( std::move( item ) );
       ++count;
    }
 
    /// Takes the item at `i` out.
    T take( U32 i ) {
       T item = std::move( items[i] );
-      std::destroy_at( items + i );
+      items[i].~T();
       move( i + 1, count - i - 1, *this, i );
       high[--count] = ~U64{ 0 };
       return item;
@@ -144,8 +142,8 @@ private:
    }
 
    static void relocate( T* from, T* to ) {
-      std::construct_at( to, std::move( *from ) );
-      std::destroy_at( from );
+      ::new ( static_cast< void* >( to ) ) T( std::move( *from ) );
+      from->~T();
    }
 
    void shrink( U32 n ) {

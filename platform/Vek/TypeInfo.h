@@ -36,6 +36,7 @@ struct TypeInfo {
    /// Makes a value from its stored attributes and assigns it; raises what its constructor raises.
    void ( *build )( void* const* attributes, void* value ) = nullptr;
    Mell::Allocator* allocator = nullptr; ///< of entities; counts their instances
+   bool ownsEntities = false;            ///< whether a row of its own holds children or a child
 
    bool isEntity() const { return kind == TypeKind::root || kind == TypeKind::child; }
 

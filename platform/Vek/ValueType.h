@@ -8,7 +8,6 @@
 #include <bit>
 #include <cstddef>
 #include <limits>
-#include <memory>
 #include <new>
 
 namespace Vek {
@@ -295,28 +294,6 @@ struct Any {
    T* as() const {
       return type && *type == valueType< T > ? static_cast< T* >( value ) : nullptr;
    }
-};
-
-/// A default value of a type that is known by its description alone.
-class ValueBuffer {
-public:
-   explicit ValueBuffer( const ValueType& type )
-      : type_( type ), memory_( std::make_unique< std::max_align_t[] >( words( type.size ) ) ) {
-      type_.construct( memory_.get() );
-   }
-   ValueBuffer( const ValueBuffer& ) = delete;
-   ValueBuffer& operator=( const ValueBuffer& ) = delete;
-   ~ValueBuffer() { type_.destroy( memory_.get() ); }
-
-   void* get() const { return memory_.get(); }
-
-private:
-   static std::size_t words( std::size_t bytes ) {
-      return ( bytes + sizeof( std::max_align_t ) - 1 ) / sizeof( std::max_align_t );
-   }
-
-   const ValueType& type_;
-   const std::unique_ptr< std::max_align_t[] > memory_;
 };
 
 /// Builds a value from its text: the runtime's parse entry. `RangeException` when the text is none;

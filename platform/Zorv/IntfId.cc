@@ -47,8 +47,7 @@ Vek::TextWriter& operator<<( Vek::TextWriter& out, const IntfId& intf ) {
 }
 
 std::ostream& operator<<( std::ostream& out, const IntfId& intf ) {
-   const Vek::String text = intf.stringValue();
-   return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+   return Vek::writeText( out, intf.stringValue() );
 }
 
 } // namespace Zorv

@@ -261,8 +261,7 @@ Vek::TextWriter& operator<<( Vek::TextWriter& out, const IpGenAddr& address ) {
 }
 
 std::ostream& operator<<( std::ostream& out, const IpGenAddr& address ) {
-   const Vek::String text = address.stringValue();
-   return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+   return Vek::writeText( out, address.stringValue() );
 }
 
 void logRead( Vek::LogReader& in, IpGenAddr& address ) {

@@ -8,7 +8,7 @@
 #include <array>
 #include <compare>
 #include <cstring>
-#include <ostream>
+#include <iosfwd>
 
 namespace Zorv {
 

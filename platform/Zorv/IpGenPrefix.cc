@@ -92,8 +92,7 @@ Vek::TextWriter& operator<<( Vek::TextWriter& out, const IpGenPrefix& prefix ) {
 }
 
 std::ostream& operator<<( std::ostream& out, const IpGenPrefix& prefix ) {
-   const Vek::String text = prefix.stringValue();
-   return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+   return Vek::writeText( out, prefix.stringValue() );
 }
 
 void logRead( Vek::LogReader& in, IpGenPrefix& prefix ) {

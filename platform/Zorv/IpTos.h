@@ -6,8 +6,8 @@
 #include "Vek/Text.h"
 
 #include <compare>
+#include <iosfwd>
 #include <optional>
-#include <ostream>
 
 namespace Zorv {
 
@@ -56,8 +56,7 @@ inline Vek::TextWriter& operator<<( Vek::TextWriter& out, const IpTos& tos ) {
    return out << tos.value();
 }
 inline std::ostream& operator<<( std::ostream& out, const IpTos& tos ) {
-   const Vek::String text = tos.stringValue();
-   return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+   return Vek::writeText( out, tos.stringValue() );
 }
 
 // In the attribute log: U8.

@@ -93,8 +93,7 @@ Vek::TextWriter& operator<<( Vek::TextWriter& out, const RouteDistinguisher& rd 
 }
 
 std::ostream& operator<<( std::ostream& out, const RouteDistinguisher& rd ) {
-   const Vek::String text = rd.stringValue();
-   return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+   return Vek::writeText( out, rd.stringValue() );
 }
 
 } // namespace Zorv

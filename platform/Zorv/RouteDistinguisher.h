@@ -5,8 +5,8 @@
 #include "Vek/Text.h"
 
 #include <compare>
+#include <iosfwd>
 #include <optional>
-#include <ostream>
 
 namespace Zorv {
 

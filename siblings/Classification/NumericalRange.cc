@@ -31,8 +31,7 @@ Vek::TextWriter& operator<<( Vek::TextWriter& out, const NumericalRange& range )
 }
 
 std::ostream& operator<<( std::ostream& out, const NumericalRange& range ) {
-   const Vek::String text = range.stringValue();
-   return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+   return Vek::writeText( out, range.stringValue() );
 }
 
 } // namespace Classification

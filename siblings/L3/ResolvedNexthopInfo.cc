@@ -64,8 +64,7 @@ Vek::TextWriter& operator<<( Vek::TextWriter& out, const ResolvedNexthopInfo& in
 }
 
 std::ostream& operator<<( std::ostream& out, const ResolvedNexthopInfo& info ) {
-   const Vek::String text = info.stringValue();
-   return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+   return Vek::writeText( out, info.stringValue() );
 }
 
 namespace {

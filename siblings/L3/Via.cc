@@ -17,8 +17,7 @@ Vek::TextWriter& operator<<( Vek::TextWriter& out, const MplsLabel& label ) {
 }
 
 std::ostream& operator<<( std::ostream& out, const MplsLabel& label ) {
-   const Vek::String text = label.stringValue();
-   return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+   return Vek::writeText( out, label.stringValue() );
 }
 
 Vek::TextWriter& operator<<( Vek::TextWriter& out, const Via& via ) {
@@ -27,8 +26,7 @@ Vek::TextWriter& operator<<( Vek::TextWriter& out, const Via& via ) {
 }
 
 std::ostream& operator<<( std::ostream& out, const Via& via ) {
-   const Vek::String text = Vek::concat( via );
-   return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+   return Vek::writeText( out, Vek::concat( via ) );
 }
 
 } // namespace L3

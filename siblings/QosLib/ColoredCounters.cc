@@ -66,8 +66,7 @@ Vek::TextWriter& operator<<( Vek::TextWriter& out, const ColoredCounters& counte
 }
 
 std::ostream& operator<<( std::ostream& out, const ColoredCounters& counters ) {
-   const Vek::String text = counters.stringValue();
-   return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+   return Vek::writeText( out, counters.stringValue() );
 }
 
 void logWrite( Vek::LogWriter& out, const ColoredCounters& counters ) {

@@ -46,8 +46,7 @@ Vek::TextWriter& operator<<( Vek::TextWriter& out, const PolicyKey& key ) {
 }
 
 std::ostream& operator<<( std::ostream& out, const PolicyKey& key ) {
-   const Vek::String text = key.stringValue();
-   return out.write( text.data(), static_cast< std::streamsize >( text.size() ) );
+   return Vek::writeText( out, key.stringValue() );
 }
 
 void logWrite( Vek::LogWriter& out, const PolicyKey& key ) {

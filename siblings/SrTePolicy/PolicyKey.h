@@ -3,8 +3,8 @@
 #include "Zorv/IpGenAddr.h"
 
 #include <compare>
+#include <iosfwd>
 #include <optional>
-#include <ostream>
 
 namespace SrTePolicy {
 

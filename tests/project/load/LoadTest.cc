@@ -1,6 +1,7 @@
 #include "Vek/Directory.h"
 #include "Vek/Inspect.h"
 #include "Vek/TypeRegistry.h"
+#include "Vek/ValueBuffer.h"
 
 #include <dlfcn.h>
 
