@@ -2,6 +2,8 @@
 
 #include "Vek/ValueType.h"
 
+#include <cstddef>
+#include <memory>
 #include <span>
 
 namespace Vek {
