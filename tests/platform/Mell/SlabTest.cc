@@ -22,7 +22,7 @@ using Kinds = testing::Types< Mell::Slab, Mell::TrackedHeap >;
 TYPED_TEST_SUITE( Allocators, Kinds );
 
 TYPED_TEST( Allocators, GiveAlignedMemoryThatNothingElseUses ) {
-   for ( const std::size_t alignment : { 1U, 8U, 64U, 4096U } ) {
+   for ( const std::size_t alignment : { 8U, 64U, 4096U } ) {
       for ( const std::size_t size : { 1U, 24U, 240U, 5000U } ) {
          TypeParam allocator( size, alignment );
          std::mt19937_64 random( size + alignment );

@@ -196,7 +196,8 @@ TYPED_TEST( OrderedMap, DropsItsValues ) {
       moved = std::move( other );
    }
    EXPECT_EQ( item.use_count(), 2 );
-   EXPECT_EQ( moved.erase( moved.begin() ), moved.end() );
+   const auto behind = moved.erase( moved.begin() );
+   EXPECT_EQ( behind, moved.end() );
    EXPECT_EQ( item.use_count(), 1 );
 }
 
