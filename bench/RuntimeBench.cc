@@ -88,8 +88,8 @@ void createShared( benchmark::State& state ) {
    createAndDrop( state, [] { return std::make_shared< SharedItem >(); } );
 }
 
-// One more reference to each of some objects that are at hand, dropped at once. It need not stand in
-// memory: a forced store and load would take as long as the count.
+// One more reference to each of some objects that are at hand, dropped at once. It need not stand
+// in memory: a forced store and load would take as long as the count.
 template < typename Make >
 void reference( benchmark::State& state, Make make ) {
    startThread();

@@ -72,8 +72,36 @@ for kind in ("Numbers", "Rules"):
             )
         )
 
+FIGURES += [
+    ("LogBench", work, f"{figure}/1000000", f"{rival}/1000000", wanted)
+    for work, figure, rival, wanted in (
+        ("a record to bytes and back, FlatBuffers", "encodeDecode", "encodeDecodeFlat", 2.5),
+        ("a record to bytes and back, Protocol Buffers", "encodeDecode", "encodeDecodeProto", 6),
+        ("all records to bytes and back, memcpy", "encodeAllDecodeAll", "copyEncoded", 0.4),
+        ("a record through a socket", "throughSocket", "throughSocketProto", 2.3),
+        ("refresh an unchanged record, look-up", "refreshUnchanged", "lookUp", 1 / 1.5),
+        ("synchronise a rule status, sender", "synchroniseSending", "encodeTheSameBytes", 0.5),
+        (
+            "synchronise a rule status, receiver",
+            "synchroniseReceiving",
+            "decodeAndInsertTheSameBytes",
+            0.5,
+        ),
+    )
+]
+FIGURES += [
+    (
+        "LogBench",
+        "a change to 100 connections, three to one and 100 copies",
+        "changeTo100",
+        "threeChangesTo1AndCopies",
+        1,
+    ),
+    ("LogBench", "dump a rule status of 100,000", "dump/100000", "dumpPlain/100000", 3),
+]
+
 # Those with a million members are filled anew for every repetition.
-REPETITIONS = {"OrderedMapBench": 5, "HashMapBench": 7}
+REPETITIONS = {"OrderedMapBench": 5, "HashMapBench": 7, "LogBench": 5}
 
 
 def names(program):

@@ -7,7 +7,7 @@ namespace Flowspec {
 struct RuleConfig::Table {
    using T = RuleConfig;
    static constexpr Vek::Field rows[] = {
-      Vek::derived< &T::ruleKey >( 258, "ruleKey" ).asKey(),
+      Vek::key< &T::ruleKey_ >( 258, "ruleKey" ),
       Vek::attr< &T::ruleId_, &T::ruleIdIs >( 259, "ruleId" ),
       Vek::coll< &T::matchSet_, &T::matchSetIs, &T::matchSetDel, &MatchComponent::compType >(
          260, "matchSet" ),

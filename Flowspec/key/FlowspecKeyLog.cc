@@ -8,16 +8,18 @@ constexpr U16 endOfWords = MatchOpValIndex::max();
 
 // Why a key that was received could not be walked or printed; empty when it can.
 std::string_view flaw( const FlowspecKey& key ) {
-   const U32 words = key.matchOpVals();
-   for ( U32 index = 0; index < words; ++index ) {
-      const MatchOpVal word = key.matchOpVal( index );
+   const std::span< const U64 > words = key.matchOpVal().packed();
+   const bool dense = words.empty() || words.back() >> 32 == words.size() - 1;
+   for ( U32 index = 0; index < words.size(); ++index ) {
+      const MatchOpVal word = dense ? MatchOpVal( static_cast< U32 >( words[index] ) )
+                                    : key.matchOpVal( index );
       if ( static_cast< U8 >( word.matchType() ) >= numComponentTypes ) {
          return "no component has the type of a word";
       }
       if ( word.byteLength() == 8 ) {
          return "a word has a value of 8 bytes";
       }
-      if ( word.byteLength() == 4 && ++index == words ) {
+      if ( word.byteLength() == 4 && ++index == words.size() ) {
          return "the second word of a 4-byte value is missing";
       }
    }
@@ -64,7 +66,7 @@ void logRead( Vek::LogReader& in, FlowspecKey& key ) {
       if ( index.value() == endOfWords ) {
          break;
       }
-      if ( in.checked() && index.value() < next ) {
+      if ( index.value() < next && in.checked() ) {
          in.fail( "the words are not in the order of their indices" );
       }
       next = index.value() + 1U;

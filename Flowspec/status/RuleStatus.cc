@@ -7,8 +7,8 @@ namespace Flowspec {
 struct RuleStatus::Table {
    using T = RuleStatus;
    static constexpr Vek::Field rows[] = {
-      Vek::derived< &T::key >( 258, "key" ).asKey(),
-      Vek::derived< &T::ruleKey >( 259, "ruleKey" ).asKey(),
+      Vek::key< &T::key_ >( 258, "key" ),
+      Vek::key< &T::key_ >( 259, "ruleKey" ),
       Vek::attr< &T::statusCode_, &T::statusCodeIs >( 260, "statusCode" ),
       Vek::attr< &T::errorReason_, &T::errorReasonIs >( 261, "errorReason" ),
       Vek::attr< &T::coloredCounters_, &T::coloredCountersIs >( 262, "coloredCounters" ),

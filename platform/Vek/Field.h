@@ -82,13 +82,6 @@ struct Field {
       return field;
    }
 
-   /// The same row as a constructor argument that its getter reads.
-   constexpr Field asKey() const {
-      Field field = *this;
-      field.kind = FieldKind::key;
-      return field;
-   }
-
    /// The name of the value's type as the registry shows it.
    constexpr std::string_view shownType() const {
       return !typeName.empty() ? typeName : value ? value->name : std::string_view();

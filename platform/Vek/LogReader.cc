@@ -13,13 +13,9 @@ String LogReader::string() {
    return String( reinterpret_cast< const char* >( text ), length );
 }
 
-U32 LogReader::count( std::size_t elementSize ) {
-   const U32 elements = u32();
-   if ( elements > left() / elementSize ) {
-      at_ -= sizeof elements;
-      fail( concat( "a count of ", elements, " does not fit into what follows" ) );
-   }
-   return elements;
+void LogReader::failCount( U32 elements ) {
+   at_ -= sizeof elements;
+   fail( concat( "a count of ", elements, " does not fit into what follows" ) );
 }
 
 void LogReader::fail( std::string_view reason ) const {

@@ -48,7 +48,13 @@ public:
    }
 
    /// A number of elements, each of which takes at least `elementSize` bytes.
-   U32 count( std::size_t elementSize );
+   U32 count( std::size_t elementSize ) {
+      const U32 elements = u32();
+      if ( elements > left() / elementSize ) [[unlikely]] {
+         failCount( elements );
+      }
+      return elements;
+   }
 
    /// Refuses what is left behind the last value.
    void end() const {
@@ -63,6 +69,7 @@ public:
 private:
    [[noreturn]] void failShort( std::size_t count ) const;
    [[noreturn]] void failLong() const;
+   [[noreturn]] void failCount( U32 elements );
 
    const U8* begin_;
    const U8* at_;

@@ -1,6 +1,8 @@
 #include "Vek/Arguments.h"
 #include "Vek/TypeInfo.h"
 
+#include <algorithm>
+
 namespace Vek::detail {
 
 namespace {
@@ -37,6 +39,15 @@ void recordLogWrite( const TypeInfo& type, LogWriter& out, const void* value ) {
 }
 
 void recordLogRead( const TypeInfo& type, LogReader& in, void* value ) {
+   const std::span< const Field > rows = type.rows.first( type.parameters.size() );
+   if ( std::all_of( rows.begin(), rows.end(),
+                     []( const Field& row ) { return row.stored != nullptr; } ) ) {
+      // Attributes that stand in the value as they are have nothing to be checked.
+      for ( std::size_t i = 0; i < rows.size(); ++i ) {
+         type.parameters[i]->logRead( in, const_cast< void* >( rows[i].stored( value ) ) );
+      }
+      return;
+   }
    const Arguments attributes( type.parameters );
    for ( std::size_t i = 0; i < type.parameters.size(); ++i ) {
       type.parameters[i]->logRead( in, attributes[i] );

@@ -63,7 +63,7 @@ const T& at( const void* p ) {
 template < auto Member >
 constexpr Field storedField( U16 id, std::string_view name, FieldKind kind ) {
    using Class = typename MemberPointer< decltype( Member ) >::Class;
-   using Type = typename MemberPointer< decltype( Member ) >::Type;
+   using Type = std::remove_const_t< typename MemberPointer< decltype( Member ) >::Type >;
    Field field{ .id = id, .kind = kind, .name = name };
    field.value = &valueType< Type >;
    field.member = memberIdentity< Member >();

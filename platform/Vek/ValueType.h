@@ -34,7 +34,7 @@ struct ValueType {
    // The encoding in the attribute log (LogWriter.h); null for types that are not streamed.
    std::size_t ( *logSize )( const void* value );
    void ( *logWrite )( LogWriter& out, const void* value );
-   void ( *logRead )( LogReader& in, void* value );
+   void ( *logRead )( LogReader& in, void* value ); ///< what it raises may leave it half read
 
    /// By name: each shared library has descriptions of its own.
    bool operator==( const ValueType& other ) const { return name == other.name; }

@@ -99,10 +99,14 @@ void logRead( Vek::LogReader& in, IpGenPrefix& prefix ) {
    IpGenAddr address;
    logRead( in, address );
    const U32 length = in.u32();
-   if ( length > ( address.empty() ? 0 : maxLength( address.family() ) ) ) {
+   if ( address.empty() && length == 0 ) {
+      prefix = IpGenPrefix();
+      return;
+   }
+   if ( address.empty() || length > maxLength( address.family() ) ) {
       in.fail( Vek::concat( "no prefix has the length ", length ) );
    }
-   prefix = address.empty() ? IpGenPrefix() : IpGenPrefix( address, length );
+   prefix = IpGenPrefix( address, length );
 }
 
 } // namespace Zorv

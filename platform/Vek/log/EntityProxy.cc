@@ -2,6 +2,15 @@
 
 namespace Vek::log {
 
+namespace {
+
+constinit Mell::Slab proxySlab{ sizeof( EntityProxy ), alignof( EntityProxy ) };
+
+} // namespace
+
+void* EntityProxy::operator new( std::size_t ) { return proxySlab.allocate(); }
+void EntityProxy::operator delete( void* memory ) { proxySlab.free( memory ); }
+
 bool EntityProxy::doHandleAttrTransaction( U16 fieldId, U8 type ) {
    const auto position = type_.position( fieldId );
    if ( !position || !type_.rows()[*position]->isCollection() ) {

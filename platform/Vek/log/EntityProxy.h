@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Mell/Slab.h"
 #include "Vek/log/Message.h"
 #include "Vek/log/StreamType.h"
 
@@ -19,6 +20,9 @@ public:
       : number_( number ), entity_( &entity ), type_( type ) {}
    EntityProxy( const EntityProxy& ) = delete;
    EntityProxy& operator=( const EntityProxy& ) = delete;
+
+   static void* operator new( std::size_t size );
+   static void operator delete( void* memory );
 
    U64 number() const { return number_; }
    Entity& entity() const { return *entity_; }

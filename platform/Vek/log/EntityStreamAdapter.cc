@@ -3,6 +3,8 @@
 #include "Vek/log/RowMessage.h"
 #include "Vek/log/Source.h"
 
+#include <typeinfo>
+
 namespace Vek::log {
 
 namespace {
@@ -49,9 +51,13 @@ EntityStreamAdapter::~EntityStreamAdapter() {
 
 EntityStreamAdapter* EntityStreamAdapter::of( const Entity& entity, const Source& source ) {
    for ( const Observation* at = entity.observations(); at; at = at->next() ) {
-      auto* const adapter = dynamic_cast< EntityStreamAdapter* >( &at->observer() );
-      if ( adapter && &adapter->source_ == &source ) {
-         return adapter;
+      Observer& observer = at->observer();
+      if ( typeid( observer ) != typeid( EntityStreamAdapter ) ) {
+         continue;
+      }
+      auto& adapter = static_cast< EntityStreamAdapter& >( observer );
+      if ( &adapter.source_ == &source ) {
+         return &adapter;
       }
    }
    return nullptr;

@@ -25,7 +25,11 @@ bool sameParameters( const StreamType& type, const Entity& a, const Entity& b ) 
 Receiver::Receiver( Directory& directory, Policy policy )
    : directory_( directory ), policy_( std::move( policy ) ) {}
 
-Receiver::~Receiver() = default;
+Receiver::~Receiver() {
+   for ( const auto& [number, proxy] : proxies_ ) {
+      delete proxy;
+   }
+}
 
 void Receiver::receive( std::span< const U8 > bytes ) {
    if ( partial_.empty() ) {
@@ -267,18 +271,17 @@ EntityProxy& Receiver::proxyOf( const Header& header ) const {
 }
 
 void Receiver::checkNew( U64 number, const LogReader& in ) const {
-   if ( number == 0 || proxies_.contains( number ) ) {
+   if ( number == 0 || proxies_.find( number ) != proxies_.end() ) {
       in.fail( concat( "a new entity cannot have the number ", number ) );
    }
 }
 
 EntityProxy& Receiver::add( U64 number, Entity& entity, const StreamType& type,
                             EntityProxy* parent ) {
-   auto created = std::make_unique< EntityProxy >( number, entity, type );
-   EntityProxy& proxy = *created;
+   EntityProxy& proxy = *new EntityProxy( number, entity, type );
    proxy.readOnlyIs( policy_.allows ? &policy_.allows : nullptr );
-   proxies_.emplace( number, std::move( created ) );
-   proxyOfEntity_[&entity] = &proxy;
+   proxies_.insert( number, &proxy );
+   proxyOfEntity_.insert( &entity, &proxy );
    if ( parent ) {
       proxy.parent_ = parent;
       proxy.next_ = std::exchange( parent->firstChild_, &proxy );
@@ -301,6 +304,7 @@ void Receiver::drop( EntityProxy& proxy ) {
    }
    proxyOfEntity_.erase( &proxy.entity() );
    proxies_.erase( proxy.number() );
+   delete &proxy;
 }
 
 void Receiver::dropProxyOf( const Entity& entity ) {

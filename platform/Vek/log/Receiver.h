@@ -3,8 +3,6 @@
 #include "Vek/Directory.h"
 #include "Vek/log/EntityProxy.h"
 
-#include <unordered_map>
-
 namespace Vek::log {
 
 /// The receiving half of a connection: takes a peer's stream in pieces of any size and keeps the
@@ -73,8 +71,8 @@ private:
    Directory& directory_;
    const Policy policy_;
    StreamTypes types_;
-   std::unordered_map< U64, std::unique_ptr< EntityProxy > > proxies_;
-   std::unordered_map< const Entity*, EntityProxy* > proxyOfEntity_;
+   HashMap< U64, EntityProxy* > proxies_; ///< owned
+   HashMap< const Entity*, EntityProxy* > proxyOfEntity_;
    std::vector< U8 > partial_;
    U64 digest_ = 0;
    U64 messages_ = 0;
