@@ -90,6 +90,9 @@ U64 typesDigest( std::string_view text ) {
 
 String typesDifference( std::string_view theirs ) {
    const String text = typesText();
+   if ( theirs == text ) {
+      return {};
+   }
    const auto ours = blocks( text );
    for ( auto [name, block] : blocks( theirs ) ) {
       const auto own = ours.find( name );

@@ -138,8 +138,8 @@ TEST( DecodeLogCommand, AStreamThatEndsInsideAMessageIsReportedBehindWhatWasWhol
    const Vek::String lines = contents( expectedLines );
    const std::vector< U8 > stream = exampleLog();
    const Folder folder;
-   for ( const U64 message : { 2, 35, 115 } ) {
-      for ( const std::size_t more : { 1, 15, 16, 17 } ) {
+   for ( const U64 message : { 2U, 35U, 115U } ) {
+      for ( const std::size_t more : { 1U, 15U, 16U, 17U } ) {
          const std::size_t size = offsetOf( stream, message ) + more;
          const Vek::String file = folder.file( "cut", text( stream ).substr( 0, size ) );
          expect( flowspecctl( { "decode-log", file } ), 1, firstLines( lines, message - 1 ),
@@ -153,7 +153,7 @@ TEST( DecodeLogCommand, AStreamThatEndsInsideAMessageIsReportedBehindWhatWasWhol
 }
 
 TEST( DecodeLogCommand, AStreamBeginsWithAPreamble ) {
-   for ( const std::size_t size : { 0, 4, 15 } ) {
+   for ( const std::size_t size : { 0U, 4U, 15U } ) {
       expect( flowspecctl( { "decode-log" }, contents( example ).substr( 0, size ) ), 1, "",
               Vek::concat( "<stdin>: error: the stream ends at byte ", size,
                            ", inside its preamble\n" ) );

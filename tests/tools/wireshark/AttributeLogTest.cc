@@ -98,7 +98,7 @@ protected:
 };
 
 TEST_F( AttributeLogDissector, SaysTheSameAsTheDecoder ) {
-   for ( const std::size_t size : { 7, 700, 60000 } ) {
+   for ( const std::size_t size : { 7U, 700U, 60000U } ) {
       Capture capture;
       capture.send( stream, size );
       EXPECT_EQ( lines( capture ), decoded ) << size;
