@@ -277,8 +277,8 @@ OSK_EXPORT void sequenceToValue( Vek::CharRange& range, FlowspecKey* key );
 
 // In the attribute log: VRF and family as U32, the prefixes, the words in the order of their
 // indices, each a U16 index and a U32, behind them a U16 2047, then a U32 count and the interface
-// sets as U16. A key with a word at index 2047 raises `Vek::DefaultKeyException`. The reader leaves
-// the key unchanged when it raises something.
+// sets as U16. A key with a word at index 2047 raises `Vek::DefaultKeyException`. When the
+// reader raises something the key holds part of what was read.
 OSK_EXPORT std::size_t logSize( const FlowspecKey& key );
 OSK_EXPORT void logWrite( Vek::LogWriter& out, const FlowspecKey& key );
 OSK_EXPORT void logRead( Vek::LogReader& in, FlowspecKey& key );

@@ -9,6 +9,9 @@ namespace Osk {
 
 static_assert( std::endian::native == std::endian::little, "the host is little-endian (x86-64)" );
 
+/// The 16-bit integer whose network-order bytes stand at `bytes`.
+inline U16 loadBig16( const U8* bytes ) { return static_cast< U16 >( bytes[0] << 8 | bytes[1] ); }
+
 /// The 32-bit integer whose network-order bytes stand at `bytes`.
 inline U32 loadBig32( const void* bytes ) {
    U32 v;

@@ -30,14 +30,14 @@ public:
 
    U8 u8() { return *take( 1 ); }
    bool boolean() { return u8() != 0; }
-   U16 u16() {
-      const U8* const from = take( 2 );
-      return static_cast< U16 >( from[0] << 8 | from[1] );
-   }
+   U16 u16() { return Osk::loadBig16( take( 2 ) ); }
    U32 u32() { return Osk::loadBig32( take( 4 ) ); }
    U64 u64() { return Osk::loadBig64( take( 8 ) ); }
    /// A string without NULs.
    String string();
+
+   /// Where the next byte stands.
+   const U8* next() const { return at_; }
 
    /// The next `count` bytes.
    const U8* take( std::size_t count ) {

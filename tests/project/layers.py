@@ -44,7 +44,7 @@ STANDARD_HEADERS = set(
     """.split()
 )
 # What the libraries take from the system where the standard library has nothing.
-SYSTEM_HEADERS = {"emmintrin.h", "pthread.h", "unistd.h"}
+SYSTEM_HEADERS = {"emmintrin.h", "fcntl.h", "pthread.h", "sys/socket.h", "unistd.h"}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*(<[^>]*>|"[^"]*"|.*)')
 

@@ -98,7 +98,7 @@ TEST( FlowspecKeyLog, KeysThatCouldNotBeWalkedAreRefusedFromAPeer ) {
    EXPECT_EQ( refusal( head + "0000 05A10001 07FF 00000000" ),
               "byte 68: the second word of a 4-byte value is missing" );
    EXPECT_EQ( refusal( head + "0001 03810006 0000 03810006 07FF 00000000" ),
-              "byte 64: the words are not in the order of their indices" );
+              "byte 68: the words are not in the order of their indices" );
    EXPECT_EQ( refusal( head + "0000 05A10001 0001 05A10002 07FF 00000000" ), "" );
 }
 
