@@ -1,5 +1,6 @@
 #include "Flowspec/FlowspecDalb.h"
 #include "Flowspec/FlowspecPolicy.h"
+#include "Vek/ValueBuffer.h"
 #include "fuzz/Check.h"
 
 #include <vector>

@@ -1,6 +1,7 @@
 #include "tools/lib/LogMessage.h"
 
 #include "Vek/TypeRegistry.h"
+#include "Vek/ValueBuffer.h"
 #include "tools/lib/ValueText.h"
 
 #include <nlohmann/json.hpp>

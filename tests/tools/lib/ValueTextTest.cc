@@ -3,6 +3,7 @@
 #include "Flowspec/FlowspecDalb.h"
 #include "Flowspec/FlowspecPolicy.h"
 #include "Vek/TypeRegistry.h"
+#include "Vek/ValueBuffer.h"
 #include "Vek/log/StreamType.h"
 
 #include <gtest/gtest.h>
