@@ -1,7 +1,7 @@
 #include "bench/log/Rivals.h"
 
-#include "record.pb.h"
-#include "record_generated.h"
+#include <record.pb.h>
+#include <record_generated.h>
 
 #include <array>
 #include <bit>
