@@ -38,9 +38,6 @@ public:
 
 private:
    Vek::log::Receiver::Policy policy() {
-      if ( options_.dump ) {
-         return {};
-      }
       return { .sees = [this]( const Vek::log::Header& header, std::span< const U8 > payload,
                                const Vek::log::StreamType* type ) {
          writeMessage();

@@ -6,7 +6,7 @@ namespace Flowspec::Tools {
 
 /// What `flowspecctl decode-log` is asked for.
 struct DecodeLogOptions {
-   bool dump = false;      ///< the state that the stream leaves, not its messages
+   bool dump = false;      ///< the state that the stream leaves, too
    bool json = false;      ///< an object for each line
    Vek::String file = "-"; ///< "-" is standard input
 };

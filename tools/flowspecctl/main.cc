@@ -153,7 +153,7 @@ CLI::App& addConvertCommand( CLI::App& app, ConvertOptions& options ) {
 CLI::App& addDecodeLogCommand( CLI::App& app, DecodeLogOptions& options ) {
    CLI::App& decode =
       *app.add_subcommand( "decode-log", "Print the messages of a captured attribute-log stream" );
-   decode.add_flag( "--dump", options.dump, "Print the state that the stream leaves instead" );
+   decode.add_flag( "--dump", options.dump, "Print the state that the stream leaves, too" );
    decode.add_flag( "--json", options.json, "Write an object for each message, or for each root" );
    decode
       .add_option( "FILE", options.file, "File to read; standard input when there is none, or -" )
