@@ -56,7 +56,7 @@ struct Operators {
 
    constexpr explicit Operators( bool bitmask ) {
       std::fill_n( bits, 256, other );
-      std::fill_n( bits + '0', 10, digit );
+      std::fill_n( &bits[static_cast< U8 >( '0' )], 10, digit );
       at( '=' ) = OpBits::eq;
       at( '&' ) = OpBits::andPrevious;
       at( '|' ) = 0;
