@@ -1,22 +1,18 @@
 #pragma once
 
-#include "Osk/Assert.h"
 #include "Vek/FlagSet.h"
 #include "Vek/LogReader.h"
 
 namespace Flowspec {
 
-/// Reads a set of flags, a U32 in the attribute log. Bits above the byte that stores it fail an
-/// assertion; bits of the byte that are no flags are dropped.
+/// Reads the byte of a set of flags, a U32 in the attribute log; `type` is the set's name. Bits
+/// above the byte fail an assertion, or are refused when they come from a peer.
+U8 readFlagByte( Vek::LogReader& in, std::string_view type );
+
+/// Reads a set of flags; bits of its byte that are no flags are dropped.
 template < typename Set >
 Set readFlagSet( Vek::LogReader& in ) {
-   constexpr U32 blockMask = 0xFF;
-   const U32 b = in.u32();
-   if ( in.checked() && ( b & ~blockMask ) != 0 ) {
-      in.fail( Vek::concat( "no ", Set::typeName, " has the bits ", b ) );
-   }
-   OSK_ASSERT( ( b & ~blockMask ) == U32( 0 ), "( b & ~blockMask ) == U32( 0 )" );
-   return Set( b & ( ( 1U << std::size( Set::flagNames ) ) - 1 ) );
+   return Set( readFlagByte( in, Set::typeName ) & ( ( 1U << std::size( Set::flagNames ) ) - 1 ) );
 }
 
 } // namespace Flowspec
