@@ -25,6 +25,7 @@ OSK_EXPORT std::string_view stringValue( TypeKind kind );
 struct TypeInfo {
    std::string_view name{}; ///< with its namespace
    TypeKind kind{};
+   bool ownsEntities = false;       ///< whether a row of its own holds children or a child
    std::span< const Field > rows{}; ///< own rows, ids ascending
    const TypeInfo* base = nullptr;  ///< whose rows come first, all with lower ids
    const EnumInfo* enumeration = nullptr;
@@ -36,7 +37,6 @@ struct TypeInfo {
    /// Makes a value from its stored attributes and assigns it; raises what its constructor raises.
    void ( *build )( void* const* attributes, void* value ) = nullptr;
    Mell::Allocator* allocator = nullptr; ///< of entities; counts their instances
-   bool ownsEntities = false;            ///< whether a row of its own holds children or a child
 
    bool isEntity() const { return kind == TypeKind::root || kind == TypeKind::child; }
 

@@ -27,9 +27,6 @@ StreamType::StreamType( const TypeInfo& info ) : info_( &info ) {
    std::vector< const Field* > keys;
    info.forEachField( [&]( const Field& row ) {
       if ( isStreamed( row ) ) {
-         OSK_ASSERT( row.id >= firstId && row.id < firstId + positions_.size() &&
-                        rows_.size() < maxRows,
-                     "a streamed row has an id and a mark" );
          rows_.push_back( &row );
       } else if ( row.kind == FieldKind::key || row.id == firstId ) {
          keys.push_back( &row );
@@ -37,7 +34,10 @@ StreamType::StreamType( const TypeInfo& info ) : info_( &info ) {
    } );
    std::sort( rows_.begin(), rows_.end(),
               []( const Field* a, const Field* b ) { return a->id < b->id; } );
+   OSK_ASSERT( rows_.size() <= maxRows, "there is a mark for each streamed row" );
    for ( std::size_t i = 0; i < rows_.size(); ++i ) {
+      OSK_ASSERT( rows_[i]->id >= firstId && rows_[i]->id < firstId + positions_.size(),
+                  "a streamed row has the id of an entity's" );
       positions_[rows_[i]->id - firstId] = static_cast< U8 >( i );
       const U32 bit = 1U << i;
       allRows_ |= bit;
