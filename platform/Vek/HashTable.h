@@ -107,7 +107,10 @@ public:
       for ( const Member& member : members_ ) {
          result.push_back( &member );
       }
-      std::qsort( result.data(), result.size(), sizeof( const Member* ), compareKeys );
+      // An empty vector may have no memory, which the C library does not take.
+      if ( !result.empty() ) {
+         std::qsort( result.data(), result.size(), sizeof( const Member* ), compareKeys );
+      }
       return result;
    }
 
