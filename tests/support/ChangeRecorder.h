@@ -23,7 +23,7 @@ inline Vek::String describedText( const Vek::ValueType& type, const void* value 
 
 /// Records what one entity publishes while it lives, each change as a text: the field's id and
 /// name, the member's key in brackets, and the old value, as in "260 matchSet[ipProto] was ...".
-class ChangeRecorder : public Vek::Observer {
+class ChangeRecorder final : public Vek::Observer {
 public:
    explicit ChangeRecorder( Vek::Entity& entity ) : observation_( entity.observe( *this ) ) {}
 

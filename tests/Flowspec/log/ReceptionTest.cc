@@ -94,7 +94,7 @@ TEST_F( RuleProxy, AReadOnlyProxyAsksWhetherAFieldMayBeWritten ) {
 
 TEST( Transactions, RemoveWhatWasNotReceivedByTheCollectionsOwnOperation ) {
    const auto set = interfaceSetFactory( 7 );
-   for ( const U64 id : { 1, 2, 3 } ) {
+   for ( const U64 id : { 1U, 2U, 3U } ) {
       set->intfIs( Zorv::IntfId( id ) );
    }
    const StreamType type( InterfaceSet::type() );
