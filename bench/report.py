@@ -130,7 +130,10 @@ def measure(build, program, quick):
             memory = row.get("bytesPerKey", row.get("bytesPerMember"))
             value = (row["perItem"] * 1e9, "ns") if memory is None else (memory, "bytes")
             values.setdefault(row["run_name"], []).append(value)
-    return {name: statistics.median(found) for name, found in values.items()}
+    return {
+        name: (statistics.median(value for value, _ in found), found[0][1])
+        for name, found in values.items()
+    }
 
 
 def main():
