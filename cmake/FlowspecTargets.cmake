@@ -35,6 +35,9 @@ function( flowspec_library_part target module )
    flowspec_warnings( ${target} )
    target_compile_features( ${target} PUBLIC cxx_std_20 )
    target_compile_definitions( ${target} PRIVATE OSK_MODULE="${module}" )
+   # Where compiling the programs and tests costs more than running them, the libraries alone are
+   # optimised.
+   target_compile_options( ${target} PRIVATE ${FLOWSPEC_LIBRARY_FLAGS} )
    # A library with unique symbols stays in the process when it is unloaded.
    target_compile_options( ${target} PRIVATE -fno-semantic-interposition
       $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique> )

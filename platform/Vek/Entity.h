@@ -65,7 +65,7 @@ protected:
       auto& collection = self< Member >().*Member;
       const auto at = collection.find( key );
       if ( at == collection.end() ) {
-         const K added = key;
+         const K added = key; // NOLINT(performance-unnecessary-copy-initialization)
          collection.insert( added, value );
          published< Table, Member >( added, nullptr );
          return;
@@ -74,7 +74,7 @@ protected:
       if ( &stored == &value || stored == value ) {
          return;
       }
-      const K changed = key;
+      const K changed = key; // NOLINT(performance-unnecessary-copy-initialization)
       const V old = std::exchange( stored, V( value ) );
       published< Table, Member >( changed, &old );
    }

@@ -4,7 +4,8 @@
 usage: layers.py ROOT
 
 A source includes headers of its own layer and of the layers before it, always by the path from the
-layer's include root. The libraries stand on the standard library and the system alone.
+layer's include root. The libraries stand on the standard library and the system alone and include
+each header once.
 """
 
 import re
@@ -97,9 +98,14 @@ def main():
                 continue
             sources += 1
             lines = source.read_text().splitlines()
+            seen = set()
             for number, line in enumerate(lines, start=1):
                 match = INCLUDE.match(line)
                 what = match and fault(root, layer, match.group(1))
+                if match and match.group(1) in seen and layer < LIBRARY_LAYERS:
+                    what = "included above"
+                if match:
+                    seen.add(match.group(1))
                 if what:
                     faults += 1
                     print(f"{source.relative_to(root)}:{number}: {line.strip()}: {what}")

@@ -11,8 +11,6 @@ namespace {
 
 constinit Mell::Slab adapterSlab{ sizeof( EntityStreamAdapter ), alignof( EntityStreamAdapter ) };
 
-constexpr U32 bitOf( U8 position ) { return 1U << position; }
-
 } // namespace
 
 void* EntityStreamAdapter::operator new( std::size_t ) { return adapterSlab.allocate(); }
@@ -93,7 +91,7 @@ void EntityStreamAdapter::onChange( const Change& change ) {
       return;
    }
    try {
-      if ( type_.childRows() & bitOf( *position ) ) {
+      if ( type_.childRows() & StreamType::bitOf( *position ) ) {
          onChildren( change, *position );
       } else {
          publish( *position, change.key );

@@ -7,8 +7,6 @@ namespace {
 
 constinit Mell::Slab flowOutSlab{ sizeof( FlowOut ), alignof( FlowOut ) };
 
-constexpr U32 bitOf( U8 position ) { return 1U << position; }
-
 } // namespace
 
 void* FlowOut::operator new( std::size_t ) { return flowOutSlab.allocate(); }
@@ -54,9 +52,9 @@ void EntityStreamAdapter::mark( Sender& sender, U8 position, const void* key ) {
       waiting->announced = true;
       sender.enqueue( *waiting );
    }
-   waiting->dirty |= bitOf( position );
+   waiting->dirty |= StreamType::bitOf( position );
    // What is to be sent whole will be sent as it is then.
-   if ( key && !( waiting->whole & ~waiting->begun & bitOf( position ) ) ) {
+   if ( key && !( waiting->whole & ~waiting->begun & StreamType::bitOf( position ) ) ) {
       waiting->keys( position ).insert( key );
    }
 }
@@ -82,8 +80,8 @@ FlowOut& EntityStreamAdapter::newFlowOut( Sender& sender, U16 fromFieldId ) {
    for ( U8 position = 0; position < type_.rows().size(); ++position ) {
       const Field& row = *type_.rows()[position];
       if ( row.id >= fromFieldId ) {
-         created.dirty |= bitOf( position );
-         created.whole |= row.isCollection() ? bitOf( position ) : 0;
+         created.dirty |= StreamType::bitOf( position );
+         created.whole |= row.isCollection() ? StreamType::bitOf( position ) : 0;
       }
    }
    sender.enqueue( created );
@@ -130,7 +128,7 @@ bool EntityStreamAdapter::announce( FlowOut& waiting ) {
    serializeConstructorParams( out );
    checkWritten( static_cast< std::size_t >( out.at() - at ), size );
    for ( U8 position = 0; position < type_.rows().size(); ++position ) {
-      if ( transactions & bitOf( position ) ) {
+      if ( transactions & StreamType::bitOf( position ) ) {
          writeTransaction( out, position, TransactionType::start );
       }
    }
@@ -143,13 +141,13 @@ bool EntityStreamAdapter::announce( FlowOut& waiting ) {
 U16 EntityStreamAdapter::handleAttrFlowOut( U16 fieldId, FlowOut& waiting ) {
    for ( U8 position = 0; position < type_.rows().size(); ++position ) {
       const U16 id = type_.rows()[position]->id;
-      if ( id < fieldId || !waiting.isDirty( bitOf( position ) ) ) {
+      if ( id < fieldId || !waiting.isDirty( StreamType::bitOf( position ) ) ) {
          continue;
       }
       if ( !writeRow( position, waiting ) ) {
          return id;
       }
-      waiting.dirty &= ~bitOf( position );
+      waiting.dirty &= ~StreamType::bitOf( position );
    }
    return 0;
 }
@@ -168,7 +166,7 @@ bool EntityStreamAdapter::writeRow( U8 position, FlowOut& waiting ) {
 
 bool EntityStreamAdapter::writeKeys( U8 position, FlowOut& waiting ) {
    const Field& row = *type_.rows()[position];
-   const U32 bit = bitOf( position );
+   const U32 bit = StreamType::bitOf( position );
    Sender& sender = waiting.sender;
    DirtyKeys& keys = waiting.keys( position );
    if ( waiting.whole & ~waiting.begun & bit ) {

@@ -60,11 +60,9 @@ std::string_view takeLine( std::string_view& text ) {
    return line.substr( std::min( line.find_first_not_of( ' ' ), line.size() ) );
 }
 
-} // namespace
-
-String typesText() {
+String textOf( std::span< const Module* const > modules ) {
    std::map< std::string_view, const TypeInfo* > types;
-   for ( const Module* const module : TypeRegistry::modules() ) {
+   for ( const Module* const module : modules ) {
       for ( const TypeInfo* const info : module->types() ) {
          if ( info->isEntity() || info->kind == TypeKind::value ) {
             types.emplace( info->name, info );
@@ -80,6 +78,20 @@ String typesText() {
    return text;
 }
 
+} // namespace
+
+const String& typesText() {
+   // Every connection asks for it, and it changes with the loaded modules only.
+   thread_local std::vector< const Module* > described;
+   thread_local String text;
+   auto modules = TypeRegistry::modules();
+   if ( modules != described ) {
+      text = textOf( modules );
+      described = std::move( modules );
+   }
+   return text;
+}
+
 U64 typesDigest( std::string_view text ) {
    U64 digest = 0xCBF29CE484222325;
    for ( const char c : text ) {
@@ -89,7 +101,7 @@ U64 typesDigest( std::string_view text ) {
 }
 
 String typesDifference( std::string_view theirs ) {
-   const String text = typesText();
+   const String& text = typesText();
    if ( theirs == text ) {
       return {};
    }

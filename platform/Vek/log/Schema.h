@@ -8,8 +8,9 @@
 namespace Vek::log {
 
 /// What decides the encoding of every registered entity and value type: a line for the type and one
-/// for each streamed row, the types ascending by name.
-OSK_EXPORT String typesText();
+/// for each streamed row, the types ascending by name. The text stays as it is until this thread
+/// asks again after a module was loaded or unloaded.
+OSK_EXPORT const String& typesText();
 
 /// A digest of such a text (64-bit FNV-1a).
 OSK_EXPORT U64 typesDigest( std::string_view text );

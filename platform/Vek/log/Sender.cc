@@ -118,7 +118,7 @@ bool Sender::flowOut() {
 }
 
 bool Sender::writePreamble() {
-   const String types = typesText();
+   const String& types = typesText();
    const std::size_t size = preambleSize + messageSize( types.size() );
    U8* const at = reserve( size );
    if ( !at ) {

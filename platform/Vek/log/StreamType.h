@@ -30,6 +30,7 @@ public:
    }
 
    /// A bit for each streamed row, and for those that hold children.
+   static constexpr U32 bitOf( U8 position ) { return 1U << position; }
    U32 allRows() const { return allRows_; }
    U32 childRows() const { return childRows_; }
 

@@ -24,6 +24,13 @@ FlowspecKey ruleKey( U8 protocol ) {
    return key;
 }
 
+// Of some messages, those that carry a counter's snapshot.
+std::vector< std::string > snapshots( std::vector< std::string > all ) {
+   std::erase_if(
+      all, []( const std::string& message ) { return !message.starts_with( "member 2 258" ); } );
+   return all;
+}
+
 class Adapter : public testing::Test {
 protected:
    Adapter() {
@@ -188,24 +195,44 @@ TEST_F( Adapter, AChildThatIsMadeAgainReplacesTheOldOne ) {
    EXPECT_THAT( all, testing::Not( testing::Contains( testing::HasSubstr( "removed" ) ) ) );
 }
 
-TEST_F( Adapter, ThreeSnapshotsAreSentOnceEach ) {
+TEST_F( Adapter, ANewConnectionReceivesEachSnapshotOnceAndThenTheChanges ) {
    for ( U8 protocol = 1; protocol <= 3; ++protocol ) {
       counter->snapshotIs( ruleKey( protocol ), CounterVersion() );
    }
-   sent();
+   const std::vector< std::string > first = sent();
+   EXPECT_EQ( first.size(), 3U );
    Sender late( source );
-   take( late, 10 );
+   EXPECT_EQ( snapshots( messages( take( late ) ) ), first );
    counter->snapshotIs( ruleKey( 9 ), CounterVersion() );
-   std::vector< std::string > snapshots;
-   const std::vector< U8 > rest = take( late );
-   Sender again( source );
-   for ( const std::string& message : messages( take( again ) ) ) {
-      if ( message.starts_with( "member 2 258" ) ) {
-         snapshots.push_back( message );
+   const std::vector< std::string > change = sent();
+   EXPECT_EQ( change.size(), 1U );
+   EXPECT_EQ( messages( take( late ) ), change );
+}
+
+TEST_F( Adapter, AKeyThatChangesTwiceWhileAConnectionIsFullIsSentOnceWithItsLatestValue ) {
+   for ( U8 protocol = 1; protocol <= 3; ++protocol ) {
+      counter->snapshotIs( ruleKey( protocol ), CounterVersion( {}, Osk::UniqueId( protocol ) ) );
+   }
+   Sender full( source, 200 );
+   std::vector< std::string > received;
+   while ( received.empty() ) {
+      full.fill();
+      const auto pending = full.pending();
+      ASSERT_FALSE( pending.empty() );
+      received = snapshots( messages( pending ) );
+      full.sent( pending.size() );
+   }
+   sent();
+   for ( U64 round = 1; round <= 2; ++round ) {
+      for ( const U8 protocol : { U8{ 1 }, U8{ 3 } } ) {
+         counter->snapshotIs( ruleKey( protocol ),
+                              CounterVersion( {}, Osk::UniqueId( 16 * round + protocol ) ) );
       }
    }
-   EXPECT_EQ( snapshots.size(), 4U );
-   EXPECT_TRUE( std::is_sorted( snapshots.begin(), snapshots.end() ) );
+   EXPECT_THAT( received, ElementsAre( testing::EndsWith( "01" ) ) );
+   EXPECT_THAT( snapshots( messages( take( full ) ) ),
+                ElementsAre( testing::EndsWith( "21" ), testing::EndsWith( "02" ),
+                             testing::EndsWith( "23" ) ) );
 }
 
 TEST_F( Adapter, NewFlowOutMarksWhatStandsBeforeAFieldAsSent ) {

@@ -168,14 +168,14 @@ FlowspecKey randomKey( std::mt19937& random ) {
 TEST( KeyJson, EveryDenseKeyReadsBack ) {
    std::mt19937 random( 8955 );
    U32 withWords = 0;
-   for ( int round = 0; round < 100000; ++round ) {
+   for ( int round = 0; round < 20000; ++round ) {
       const FlowspecKey key = randomKey( random );
       withWords += text( key ).find( "\"words\"" ) != Vek::String::npos;
       ASSERT_NO_FATAL_FAILURE( expectReadsBack( key ) );
    }
    // Both kinds were there.
-   EXPECT_GT( withWords, 10000U );
-   EXPECT_LT( withWords, 90000U );
+   EXPECT_GT( withWords, 2000U );
+   EXPECT_LT( withWords, 18000U );
 }
 
 } // namespace
