@@ -1,6 +1,7 @@
 #include "Flowspec/key/FlowspecKey.h"
 
 #include "Osk/Assert.h"
+#include "Osk/Bytes.h"
 #include "Osk/HashMix.h"
 
 #include <utility>
@@ -65,7 +66,7 @@ MatchOpValResult FlowspecKey::getOptVal( MatchOpValIndex index ) const {
 }
 
 bool FlowspecKey::compare( const FlowspecKey& other, bool skipIntfSet ) const {
-   return std::memcmp( &head_, &other.head_, sizeof head_ ) == 0 && words_ == other.words_ &&
+   return Osk::sameBytes( &head_, &other.head_, sizeof head_ ) && words_ == other.words_ &&
           ( skipIntfSet || interfaceSets_ == other.interfaceSets_ );
 }
 

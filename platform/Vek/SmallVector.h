@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Osk/Types.h"
+#include "Osk/Bytes.h"
 #include "Vek/Exceptions.h"
 
 #include <cstring>
@@ -12,7 +12,7 @@ namespace Vek {
 /// most (`std::length_error` beyond). Copies are deep; a moved-from vector is empty. The view
 /// accessors are invalidated by every change.
 template < typename T, U32 N >
-requires std::is_trivially_copyable_v< T >
+requires std::is_trivially_copyable_v< T > && std::has_unique_object_representations_v< T >
 class SmallVector {
 public:
    using value_type = T;
@@ -106,11 +106,7 @@ public:
    void clear() { size_ = 0; }
 
    bool operator==( const SmallVector& other ) const {
-      bool equal = size_ == other.size_;
-      for ( U32 i = 0; equal && i < size_; ++i ) {
-         equal = data()[i] == other.data()[i];
-      }
-      return equal;
+      return size_ == other.size_ && Osk::sameBytes( data(), other.data(), size_ * sizeof( T ) );
    }
 
 private:
