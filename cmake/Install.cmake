@@ -1,4 +1,5 @@
-# The installed tree: both libraries, their headers, the CMake package, the pkg-config file, the tool.
+# The installed tree: both libraries, their headers, the CMake package, the pkg-config file, the tool
+# and the daemons.
 include( CMakePackageConfigHelpers )
 
 set( headerDir ${CMAKE_INSTALL_INCLUDEDIR}/FlowspecDalb )
@@ -32,5 +33,9 @@ if( TARGET flowspecctl )
    install( FILES tools/flowspecctl/flowspecctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 )
    install( FILES tools/flowspecctl/flowspecctl.bash
       DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME flowspecctl )
+endif()
+if( FLOWSPEC_AGENTS )
+   install( TARGETS statedbd )
+   install( FILES agents/statedbd/statedbd.service DESTINATION lib/systemd/system )
 endif()
 install( FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} )

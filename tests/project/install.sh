@@ -38,3 +38,8 @@ if [[ -e $build/tools/flowspecctl ]]; then
    [[ -s $prefix/share/man/man1/flowspecctl.1 ]]
    [[ -s $prefix/share/bash-completion/completions/flowspecctl ]]
 fi
+
+if [[ -e $build/agents/statedbd ]]; then
+   "$prefix/bin/statedbd" --version | grep -q '^statedbd [0-9.]*$'
+   [[ -s $prefix/lib/systemd/system/statedbd.service ]]
+fi

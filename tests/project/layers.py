@@ -45,7 +45,18 @@ STANDARD_HEADERS = set(
     """.split()
 )
 # What the libraries take from the system where the standard library has nothing.
-SYSTEM_HEADERS = {"emmintrin.h", "fcntl.h", "pthread.h", "sys/socket.h", "unistd.h"}
+SYSTEM_HEADERS = {
+    "arpa/inet.h",
+    "emmintrin.h",
+    "fcntl.h",
+    "netinet/in.h",
+    "poll.h",
+    "pthread.h",
+    "sys/socket.h",
+    "sys/stat.h",
+    "sys/un.h",
+    "unistd.h",
+}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*(<[^>]*>|"[^"]*"|.*)')
 

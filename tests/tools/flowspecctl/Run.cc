@@ -120,26 +120,4 @@ Result flowspecctl( std::vector< Vek::String > arguments, Vek::String input ) {
 
 Vek::String flowspecctlPath() { return FLOWSPECCTL; }
 
-Folder::Folder() {
-   char name[] = "/tmp/flowspecctl-test-XXXXXX";
-   EXPECT_NE( ::mkdtemp( name ), nullptr );
-   path_ = name;
-}
-
-Folder::~Folder() { std::filesystem::remove_all( path_ ); }
-
-Vek::String Folder::file( const Vek::String& name, const Vek::String& text ) const {
-   const Vek::String path = path_ + '/' + name;
-   std::ofstream( path, std::ios::binary ) << text;
-   return path;
-}
-
-Vek::String contents( const Vek::String& path ) {
-   std::ifstream file( path, std::ios::binary );
-   EXPECT_TRUE( file ) << path;
-   std::ostringstream text;
-   text << file.rdbuf();
-   return text.str();
-}
-
 } // namespace TestSupport

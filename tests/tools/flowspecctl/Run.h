@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Vek/String.h"
+#include "tests/support/Folder.h"
 
 #include <vector>
 
@@ -33,23 +33,5 @@ Result flowspecctl( std::vector< Vek::String > arguments, Vek::String input = {}
 
 /// The path of the flowspecctl of this build.
 Vek::String flowspecctlPath();
-
-/// A folder of its own for a test, gone with the object.
-class Folder {
-public:
-   Folder();
-   Folder( const Folder& ) = delete;
-   Folder& operator=( const Folder& ) = delete;
-   ~Folder();
-   /// Writes a file and returns its path.
-   Vek::String file( const Vek::String& name, const Vek::String& text ) const;
-   const Vek::String& path() const { return path_; }
-
-private:
-   Vek::String path_;
-};
-
-/// All of a file.
-Vek::String contents( const Vek::String& path );
 
 } // namespace TestSupport

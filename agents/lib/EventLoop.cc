@@ -1,0 +1,48 @@
+#include "agents/lib/EventLoop.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+#include <poll.h>
+
+namespace Agents {
+
+void EventLoop::remove( Handler& handler ) {
+   std::replace( handlers_.begin(), handlers_.end(), &handler, static_cast< Handler* >( nullptr ) );
+}
+
+void EventLoop::run() {
+   while ( !stopped_ ) {
+      turn();
+   }
+}
+
+void EventLoop::turn() {
+   std::erase( handlers_, nullptr );
+   std::vector< pollfd > polled( handlers_.size() );
+   auto first = Clock::time_point::max();
+   for ( std::size_t i = 0; i < polled.size(); ++i ) {
+      const int events = handlers_[i]->wantsToSend() ? POLLIN | POLLOUT : POLLIN;
+      polled[i] = {
+         .fd = handlers_[i]->fd(), .events = static_cast< short >( events ), .revents = 0 };
+      first = std::min( first, handlers_[i]->due() );
+   }
+   int timeout = -1;
+   if ( first != Clock::time_point::max() ) {
+      // Never for longer than an hour: a count of milliseconds is an int.
+      const auto wait = std::chrono::ceil< std::chrono::milliseconds >( first - Clock::now() );
+      timeout = static_cast< int >( std::clamp( wait.count(), 0L, 3'600'000L ) );
+   }
+   if ( ::poll( polled.data(), polled.size(), timeout ) < 0 && errno != EINTR ) {
+      throw std::system_error( errno, std::generic_category(), "cannot wait" );
+   }
+   for ( std::size_t i = 0; i < polled.size() && !stopped_; ++i ) {
+      Handler* const handler = handlers_[i];
+      if ( handler && ( polled[i].revents || handler->due() <= Clock::now() ) ) {
+         handler->ready();
+      }
+   }
+}
+
+} // namespace Agents

@@ -1,0 +1,93 @@
+#pragma once
+
+#include "Vek/log/Connection.h"
+#include "Vek/log/Endpoint.h"
+
+#include <chrono>
+
+namespace Vek::log {
+
+/// A root entity of a state database in this process: a copy that is kept equal to the database's,
+/// or the original that the database and its readers copy. A root has one writer at a time.
+///
+/// A mount never waits. The owner's event loop calls `process` when `fd` is ready and when
+/// `nextTry` has come; `Mount::wait` does for a program that has nothing else to wait for. A mount
+/// that loses its connection, or is refused, tries again: a copy stays as it is meanwhile, and both
+/// sides are brought up to date by what changed.
+class OSK_EXPORT Mount {
+public:
+   using Clock = std::chrono::steady_clock;
+
+   /// Reads: keeps `root` in `directory`, which lives as long as the mount, equal to the
+   /// database's. `agent` names this process to the database's users; it has no blanks.
+   /// `RangeException` when one of the names cannot stand in the greeting.
+   Mount( Endpoint endpoint, String agent, String root, Directory& directory );
+
+   /// Writes: `root` is the state, and replaces what the database has under its name.
+   Mount( Endpoint endpoint, String agent, NamedEntity& root );
+
+   /// Writes and takes over: what the database has under `root` is read into `directory` first,
+   /// while no other can write it; where it has nothing, a new entity of `type` is created. It is
+   /// there, and may be changed, once the mount `stands`.
+   Mount( Endpoint endpoint, String agent, String type, String root, Directory& directory );
+
+   Mount( const Mount& ) = delete;
+   Mount& operator=( const Mount& ) = delete;
+   ~Mount();
+
+   /// Connects, greets and moves what can be moved now.
+   void process();
+
+   /// What to wait for: the connection's descriptor, below 0 when there is none, and whether it is
+   /// to be waited for until it can be written.
+   int fd() const;
+   bool wantsToSend() const;
+   /// When to try again; `time_point::max()` while there is a connection.
+   Clock::time_point nextTry() const;
+
+   /// A reader has received all that was there when it connected; a writer may change its entity,
+   /// as all that it had was given to the connection once.
+   bool stands() const { return stands_; }
+
+   /// A writer: whether every change so far was given to the connection.
+   bool allSent() const { return connection_ && connection_->allSent(); }
+
+   /// Why there is no connection now; empty when there is one.
+   const String& error() const { return error_; }
+   /// Whether that is the database's refusal, such as another writer.
+   bool refused() const { return refused_; }
+
+   const String& root() const { return root_; }
+   const Endpoint& endpoint() const { return endpoint_; }
+
+   /// Waits until one of some mounts can go on, at most for `atMost`.
+   static void wait( std::span< Mount* const > mounts, std::chrono::milliseconds atMost );
+
+private:
+   bool writes() const { return type_ || source_; }
+   void connect();
+   void greet();
+   void takeReply();
+   void begin();
+   void takeOver();
+   void fail( const String& reason );
+
+   const Endpoint endpoint_;
+   const String agent_;
+   const String root_;
+   const String greetingText_;
+   const std::optional< String > type_; ///< of what is taken over
+   Directory* const directory_;
+   std::unique_ptr< Source > source_;         ///< of a writer, once it has its entity
+   std::unique_ptr< Mount > reader_;          ///< while the state is taken over
+   std::unique_ptr< FdTransport > transport_; ///< while greeting and taking over
+   std::unique_ptr< Connection > connection_;
+   String greeting_; ///< what is left of it to be sent
+   String reply_;
+   Clock::time_point nextTry_ = Clock::time_point::min();
+   bool stands_ = false;
+   bool refused_ = false;
+   String error_ = "not connected yet";
+};
+
+} // namespace Vek::log

@@ -1,0 +1,152 @@
+#include "Flowspec/FlowspecDalb.h"
+#include "tests/agents/statedbd/Database.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Flowspec {
+namespace {
+
+using testing::HasSubstr;
+using TestSupport::Database;
+using TestSupport::Process;
+using TestSupport::untilAllStand;
+using Vek::log::Mount;
+
+// A connection of a client that does as it likes.
+class Stranger {
+public:
+   explicit Stranger( const Database& database ) {
+      // While too many wait to be let in, one more is turned away.
+      while ( fd_ < 0 ) {
+         try {
+            fd_ = database.endpoint().connect();
+         } catch ( const Vek::StreamException& ) {
+            ::usleep( 1000 );
+         }
+      }
+   }
+   Stranger( const Stranger& ) = delete;
+   Stranger& operator=( const Stranger& ) = delete;
+   ~Stranger() { ::close( fd_ ); }
+
+   void send( const Vek::String& bytes ) const {
+      EXPECT_EQ( ::send( fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL ),
+                 static_cast< ssize_t >( bytes.size() ) );
+   }
+
+   // What comes until the other end closes.
+   Vek::String answer() const {
+      Vek::String text;
+      char byte = 0;
+      pollfd polled{ .fd = fd_, .events = POLLIN, .revents = 0 };
+      while ( ::poll( &polled, 1, 5000 ) == 1 && ::read( fd_, &byte, 1 ) == 1 ) {
+         text += byte;
+      }
+      return text;
+   }
+
+private:
+   int fd_ = -1;
+};
+
+class Strangers : public testing::Test {
+protected:
+   Strangers() { EXPECT_TRUE( untilAllStand( { &writer } ) ); }
+
+   // The database does its work as before.
+   void expectUnharmed() {
+      Vek::Directory replica;
+      Mount reader( database.endpoint(), "show", "flowspec/config", replica );
+      ASSERT_TRUE( untilAllStand( { &reader } ) );
+      EXPECT_NE( replica.entity( "flowspec/config" ), nullptr );
+   }
+
+   U64 linesWith( const Vek::String& text ) {
+      const Vek::String errors = database.process().errors();
+      U64 count = 0;
+      for ( auto at = errors.find( text ); at != Vek::String::npos;
+            at = errors.find( text, at + 1 ) ) {
+         ++count;
+      }
+      return count;
+   }
+
+   Database database;
+   Vek::Ptr< Config > config = configFactory( "flowspec/config" );
+   Mount writer{ database.endpoint(), "configd", *config };
+};
+
+TEST_F( Strangers, AGreetingThatIsNoneIsRefused ) {
+   for ( const char* const line :
+         { "GET / HTTP/1.1\r\n", "\n", "mount/2 read a b\n", "mount/1 read a\n",
+           "mount/1 read  b\n", "mount/1 write a \n", "mount/1 read a b\x01\n" } ) {
+      const Stranger stranger( database );
+      stranger.send( line );
+      EXPECT_EQ( stranger.answer(), "refused this is no greeting\n" ) << line;
+   }
+   expectUnharmed();
+}
+
+TEST_F( Strangers, AGreetingWithoutEndIsCutOff ) {
+   const Stranger stranger( database );
+   stranger.send( Vek::String( 1025, 'x' ) );
+   EXPECT_EQ( stranger.answer(), "" );
+   expectUnharmed();
+}
+
+TEST_F( Strangers, AWriterOfGarbageIsCutOffAndLoggedOnce ) {
+   const Stranger stranger( database );
+   stranger.send( "mount/1 write fuzz some/root\n" );
+   stranger.send( Vek::String( 100, 'x' ) );
+   EXPECT_EQ( stranger.answer(), "ok\n" );
+   expectUnharmed();
+   EXPECT_EQ( linesWith( "statedbd: fuzz, which writes some/root, is cut off: " ), 1U );
+}
+
+TEST_F( Strangers, AReaderThatSendsIsCutOff ) {
+   const Stranger stranger( database );
+   stranger.send( "mount/1 read fuzz flowspec/config\nx" );
+   EXPECT_THAT( stranger.answer(), testing::StartsWith( "ok\n" ) );
+   expectUnharmed();
+   EXPECT_EQ(
+      linesWith( "fuzz, which reads flowspec/config, is cut off: nothing is received on this "
+                 "connection" ),
+      1U );
+}
+
+TEST_F( Strangers, AWriterOfAnotherRootIsCutOff ) {
+   const auto other = configFactory( "flowspec/other" );
+   Vek::log::Source source;
+   source.rootIs( *other );
+   Vek::log::Sender sender( source );
+   sender.fill();
+   const auto bytes = sender.pending();
+   const Stranger stranger( database );
+   stranger.send( "mount/1 write liar flowspec/mine\n" );
+   stranger.send( Vek::String( bytes.begin(), bytes.end() ) );
+   EXPECT_EQ( stranger.answer(), "ok\n" );
+   expectUnharmed();
+   EXPECT_EQ( linesWith( "'flowspec/other' is not the root that it said to write" ), 1U );
+}
+
+TEST_F( Strangers, OnesThatSayNothingHarmNobody ) {
+   std::vector< std::unique_ptr< Stranger > > silent;
+   for ( int i = 0; i < 50; ++i ) {
+      silent.push_back( std::make_unique< Stranger >( database ) );
+   }
+   for ( int i = 0; i < 1000; ++i ) {
+      const Stranger dropped( database );
+   }
+   expectUnharmed();
+   EXPECT_EQ( linesWith( "cut off" ), 0U );
+}
+
+} // namespace
+} // namespace Flowspec
