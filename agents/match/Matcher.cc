@@ -28,10 +28,9 @@ struct Attribute {
 };
 
 U32 hashOf( Zorv::AddressFamily family, MatchCompType type, U64 number, U64 more = 0 ) {
+   const U64 kind = static_cast< U64 >( family ) << 8 | static_cast< U64 >( type );
    Osk::HashMix mix;
-   mix.mix( number, more );
-   mix.mix( static_cast< U16 >( static_cast< unsigned >( family ) << 8 |
-                                static_cast< unsigned >( type ) ) );
+   mix.mix( number, more ^ ( kind << 48 ) );
    return mix.value();
 }
 
@@ -41,14 +40,13 @@ U32 prefixHash( Zorv::AddressFamily family, MatchCompType type, const AddressBit
    return hashOf( family, type, bits.high + length, bits.low );
 }
 
-// Whether the terms are numbers of which any is to be equal.
+// Whether the value of a packet that satisfies the terms is one of theirs.
 bool listsNumbers( const RuleMatch::Component& component ) {
    constexpr U8 comparison = OpBits::lt | OpBits::gt | OpBits::eq;
    const auto& terms = component.terms;
    return !isBitmask( component.type ) && terms.size() <= maxNumbers &&
           std::ranges::all_of( terms, [&]( const RuleMatch::Term& term ) {
-             return ( term.op & comparison ) == OpBits::eq &&
-                    ( !( term.op & OpBits::andPrevious ) || &term == terms.data() );
+             return ( term.op & comparison ) == OpBits::eq;
           } );
 }
 
@@ -155,7 +153,9 @@ void Matcher::file( const std::vector< std::vector< U32 > >& hashes ) {
    std::ranges::sort( entries );
    entries.erase( std::unique( entries.begin(), entries.end() ), entries.end() );
    slots_.resize( std::bit_ceil( 2 * entries.size() + 1 ) );
+   filter_.resize( std::bit_ceil( slots_.size() / 8 ) );
    for ( const auto& [hash, position] : entries ) {
+      filter_[filterWord( hash )] |= U64{ 1 } << hash % 64;
       const U32 at = static_cast< U32 >( positions_.size() );
       std::size_t i = hash & ( slots_.size() - 1 );
       while ( slots_[i].end != 0 && slots_[i].hash != hash ) {
@@ -170,6 +170,9 @@ void Matcher::file( const std::vector< std::vector< U32 > >& hashes ) {
 }
 
 std::span< const Matcher::Position > Matcher::find( U32 hash ) const {
+   if ( !( filter_[filterWord( hash )] >> hash % 64 & 1 ) ) {
+      return {};
+   }
    std::size_t i = hash & ( slots_.size() - 1 );
    while ( slots_[i].end != 0 && slots_[i].hash != hash ) {
       i = ( i + 1 ) & ( slots_.size() - 1 );

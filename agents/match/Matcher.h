@@ -59,6 +59,7 @@ private:
    const Filing& filing( Zorv::AddressFamily family ) const {
       return filings_[family == Zorv::AddressFamily::ipv6];
    }
+   std::size_t filterWord( U32 hash ) const { return ( hash >> 6 ) & ( filter_.size() - 1 ); }
    std::span< const Position > find( U32 hash ) const;
    template < typename MayWin >
    std::optional< U32 > best( const Packet& packet, MayWin mayWin ) const;
@@ -68,6 +69,7 @@ private:
    Filing filings_[2];
    std::vector< Slot > slots_; // a power of two, probed one after the other
    std::vector< Position > positions_;
+   std::vector< U64 > filter_; // a bit for each hash, small enough to stay in the first cache
 };
 
 } // namespace Match
