@@ -99,6 +99,15 @@ FIGURES += [
     ),
     ("LogBench", "dump a rule status of 100,000", "dump/100000", "dumpPlain/100000", 3),
 ]
+FIGURES += [
+    ("MatchBench", "match a packet, 1,000 rules, slow", "matcher/1000", "slow/1000", 20),
+    ("MatchBench", "match a packet, 1,000 rules, one by one", "matcher/1000", "linear/1000", None),
+    ("MatchBench", "match a packet, 10 rules", "matcher/10", None, None),
+    ("MatchBench", "match a packet, 100 rules", "matcher/100", None, None),
+    ("MatchBench", "match a packet, 10,000 rules", "matcher/10000", None, None),
+    ("MatchBench", "read a packet", "parse", None, None),
+    ("MatchBench", "build a matcher of 10,000 rules, per rule", "buildMatcher/10000", None, None),
+]
 
 # Those with a million members are filled anew for every repetition.
 REPETITIONS = {"OrderedMapBench": 5, "HashMapBench": 7, "LogBench": 5}
