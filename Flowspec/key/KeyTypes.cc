@@ -1,6 +1,7 @@
 #include "Classification/StructuredFilter.h"
 #include "Flowspec/key/FlowspecKey.h"
 #include "Flowspec/types/Types.h"
+#include "Vek/DirtyKeys.h"
 #include "Vek/Rows.h"
 
 /// The words of a rule key as any other map.

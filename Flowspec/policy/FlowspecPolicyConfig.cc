@@ -1,6 +1,7 @@
 #include "Flowspec/policy/FlowspecPolicyConfig.h"
 
 #include "Flowspec/types/PolicyTypes.h"
+#include "Vek/DirtyKeys.h"
 
 namespace Flowspec {
 

@@ -1,6 +1,7 @@
 #include "Flowspec/status/InterfaceMembers.h"
 
 #include "Flowspec/types/Types.h"
+#include "Vek/DirtyKeys.h"
 
 namespace Flowspec {
 

@@ -2,6 +2,7 @@
 
 #include "Flowspec/types/Types.h"
 #include "Osk/Assert.h"
+#include "Vek/DirtyKeys.h"
 #include "Vek/Rows.h"
 
 namespace Flowspec {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <charconv>
+#include <ostream>
 #include <random>
 
 #include <pthread.h>

@@ -3,8 +3,8 @@
 #include "Osk/Types.h"
 
 #include <compare>
+#include <iosfwd>
 #include <optional>
-#include <ostream>
 #include <string>
 #include <string_view>
 

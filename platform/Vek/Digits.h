@@ -2,7 +2,7 @@
 
 #include "Osk/Endian.h"
 
-#include <algorithm>
+#include <bit>
 #include <string_view>
 
 /// Decimal numbers by eight characters at a time. Numbers in texts are short, of all lengths, and
@@ -55,7 +55,7 @@ inline U64 eightCharacters( std::string_view text, std::size_t offset ) {
       text.copy( padded, 8, offset );
       return Osk::loadBig64( padded );
    }
-   const std::size_t from = std::min( offset, text.size() - 8 );
+   const std::size_t from = offset < text.size() - 8 ? offset : text.size() - 8;
    return Osk::loadBig64( text.data() + from ) << ( offset - from ) * 8;
 }
 

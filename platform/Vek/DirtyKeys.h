@@ -2,13 +2,12 @@
 
 #include "Osk/Types.h"
 
-#include <memory>
 #include <set>
 
 namespace Vek {
 
 /// Keys of a collection that wait, each once, for something to be done about them; in ascending
-/// order. The collection's row makes one that fits.
+/// order. The collection's row makes one that fits; sources that describe collections include this.
 class DirtyKeys {
 public:
    virtual ~DirtyKeys() = default;
@@ -26,7 +25,7 @@ namespace detail {
 template < typename Key, typename Order >
 class DirtyKeysOf final : public DirtyKeys {
 public:
-   static std::unique_ptr< DirtyKeys > make() { return std::make_unique< DirtyKeysOf >(); }
+   static DirtyKeys* make() { return new DirtyKeysOf; }
 
    bool empty() const override { return keys_.empty(); }
    // Whole collections come in ascending order.

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Vek/CollectionAccess.h"
-#include "Vek/DirtyKeys.h"
 #include "Vek/ValueType.h"
 
 #include <span>
@@ -10,6 +9,8 @@
 /// The rows of a type's table: each attribute, collection and operation is declared in one row, and
 /// reflection, change notification and registration read the rows.
 namespace Vek {
+
+class DirtyKeys;
 
 /// What a row declares.
 enum class FieldKind : U8 {
@@ -37,8 +38,8 @@ struct CollectionOps {
    /// `insert` changes nothing and returns false when the value itself says another key.
    bool ( *insert )( void* object, const void* key, const void* value );
    void ( *erase )( void* object, const void* key );
-   /// An empty list of this collection's keys.
-   std::unique_ptr< DirtyKeys > ( *dirtyKeys )();
+   /// Makes an empty list of this collection's keys, the caller's.
+   DirtyKeys* ( *dirtyKeys )();
 };
 
 /// The parameters of an operation and how to call it.

@@ -4,7 +4,7 @@
 #include "Vek/Text.h"
 
 #include <compare>
-#include <iterator>
+#include <cstddef>
 
 namespace Vek {
 

@@ -9,6 +9,10 @@ namespace Vek {
 
 namespace detail {
 
+/// In DirtyKeys.h, for the sources that describe collections.
+template < typename Key, typename Order >
+class DirtyKeysOf;
+
 /// A number for each data member, by which a setter finds its row: a hash of the member's name as
 /// the compiler spells it. (Addresses of objects would do, but g++ does not compare them at compile
 /// time under its sanitizers.)

@@ -3,7 +3,7 @@
 #include "Vek/Text.h"
 
 #include <compare>
-#include <ostream>
+#include <iosfwd>
 
 namespace Classification {
 

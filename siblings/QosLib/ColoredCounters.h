@@ -5,7 +5,7 @@
 #include "Vek/Text.h"
 
 #include <compare>
-#include <ostream>
+#include <iosfwd>
 #include <type_traits>
 
 namespace QosLib {

@@ -22,7 +22,7 @@ bool EntityProxy::doHandleAttrTransaction( U16 fieldId, U8 type ) {
       if ( !stale_ ) {
          stale_ = std::make_unique< std::unique_ptr< DirtyKeys >[] >( type_.rows().size() );
       }
-      stale_[*position] = row.collection->dirtyKeys();
+      stale_[*position].reset( row.collection->dirtyKeys() );
       row.collection->visit(
          object(), [&]( const void* key, const void* ) { stale_[*position]->insert( key ); } );
    } else if ( type == static_cast< U8 >( TransactionType::end ) && inTransaction( *position ) ) {

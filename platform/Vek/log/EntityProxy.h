@@ -1,8 +1,11 @@
 #pragma once
 
 #include "Mell/Slab.h"
+#include "Vek/DirtyKeys.h"
 #include "Vek/log/Message.h"
 #include "Vek/log/StreamType.h"
+
+#include <memory>
 
 namespace Vek::log {
 

@@ -32,7 +32,7 @@ DirtyKeys& FlowOut::keys( U8 position ) {
    }
    std::unique_ptr< DirtyKeys >& list = rowKeys[position];
    if ( !list ) {
-      list = rows[position]->collection->dirtyKeys();
+      list.reset( rows[position]->collection->dirtyKeys() );
    }
    return *list;
 }

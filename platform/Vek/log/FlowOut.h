@@ -4,6 +4,8 @@
 #include "Vek/DirtyKeys.h"
 #include "Vek/log/StreamType.h"
 
+#include <memory>
+
 namespace Vek::log {
 
 class EntityStreamAdapter;
