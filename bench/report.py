@@ -100,6 +100,12 @@ FIGURES += [
     ("LogBench", "dump a rule status of 100,000", "dump/100000", "dumpPlain/100000", 3),
 ]
 
+FIGURES += [
+    ("FilingBench", "read one of 100,000 rule lines, JSON parse", "readRuleLines", "parseRuleLines", None),
+    ("FilingBench", "file one of 100,000 rules, take apart", "fileRules", "takeApart", None),
+    ("FilingBench", "file it again unchanged, take apart", "fileUnchanged", "takeApart", None),
+]
+
 # Those with a million members are filled anew for every repetition.
 REPETITIONS = {"OrderedMapBench": 5, "HashMapBench": 7, "LogBench": 5}
 
