@@ -90,9 +90,9 @@ void readWords( const Json& object, FlowspecKey& key ) {
 } // namespace
 
 void readKeyMembers( const Json& object, FlowspecKey& key ) {
-   checkMembers( object, "",
-                 { "vrfId", "addressFamily", "destPrefix", "srcPrefix", "interfaceSet", "terms",
-                   "words" } );
+   checkMembers(
+      object, "",
+      { "vrfId", "addressFamily", "destPrefix", "srcPrefix", "interfaceSet", "terms", "words" } );
    readHead( object, key );
    if ( object.contains( "terms" ) == object.contains( "words" ) ) {
       fail( "exactly one of 'terms' and 'words' is wanted" );
