@@ -101,7 +101,7 @@ FIGURES += [
 ]
 
 FIGURES += [
-    ("FilingBench", "read a rule's line, JSON parser alone", "readRuleLines", "parseRuleLines", None),
+    ("FilingBench", "read a rule's line, JSON parser", "readRuleLines", "parseRuleLines", None),
     ("FilingBench", "file a rule, taken apart alone", "fileRules", "takeApart", None),
     ("FilingBench", "file it again unchanged", "fileUnchanged", "takeApart", None),
 ]
