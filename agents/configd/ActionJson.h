@@ -10,15 +10,14 @@
 /// `{"rateLimit":{"bytes":1250000},"markDscp":"af21","redirect":{"vrf":7,"copy":true},
 /// "sample":true}`
 ///
-/// | member | what it asks for |
-/// |---|---|
-/// | `drop` | no packet passes (RFC 8955 section 7.1 with a rate of 0) |
-/// | `rateLimit` | at most `bytes` (section 7.1) or `packets` (7.2) a second: one of them, from 0 |
-/// | `markDscp` | the DSCP is set (7.5): 0 to 63, or a name of `FlowspecUtil::dscpNames` |
-/// | `redirect` | packets go elsewhere: to the VRF `vrf` (7.4), to the address `addr`, or to the
-/// policy `srTePolicy` with `color`, from 1 on, and `endpoint` (RFC 9256 section 2.1) | | `sample`
-/// | packets are sampled and logged (7.3) | | `continue` | the rules behind this one are tried as
-/// well (7.3) |
+/// - `drop`: no packet passes.
+/// - `rateLimit`: at most `bytes` (RFC 8955 section 7.1) or `packets` (7.2) a second pass, one of
+///   the two, a number from 0 on.
+/// - `markDscp`: the DSCP is set (7.5), from 0 to 63 or by a name of `FlowspecUtil::dscpNames`.
+/// - `redirect`: packets go to the VRF `vrf` (7.4), to the address `addr`, or to the policy
+///   `srTePolicy` with a `color` from 1 on and an `endpoint` (RFC 9256 section 2.1).
+/// - `sample`: packets are sampled and logged (7.3).
+/// - `continue`: the rules behind this one are tried as well (7.3).
 ///
 /// `copy` in a redirect asks for a copy of the packet to go there, while itself it is forwarded.
 /// `drop`, `sample`, `continue` and `copy` are truth values; false is as good as none. All may
