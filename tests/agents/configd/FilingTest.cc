@@ -4,9 +4,7 @@
 #include "Flowspec/key/FlowspecKeyReader.h"
 #include "tests/agents/configd/PrintRuleError.h"
 #include "tests/agents/configd/RandomAction.h"
-#include "tests/support/ChangeRecorder.h"
-
-#include <map>
+#include "tests/agents/configd/TreeRecorder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,6 +15,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using TestSupport::TreeRecorder;
 
 FlowspecKey keyOf( const char* value ) {
    FlowspecKey key;
@@ -37,64 +36,6 @@ RuleFile file( std::vector< FiledRule > rules, const char* name = "a" ) {
    }
    return { .file = name, .rules = std::move( rules ), .errors = {} };
 }
-
-// Records what a configuration and everything in it publish, from the moment that it is there: the
-// type, and the rest as `ChangeRecorder` has it.
-class TreeRecorder final : public Vek::Observer {
-public:
-   explicit TreeRecorder( Config& config ) {
-      watch( config );
-      for ( const auto& [vrfId, vrf] : config.vrfRuleConfig() ) {
-         watchVrf( *vrf );
-      }
-   }
-
-   void onChange( const Vek::Change& change ) override {
-      Vek::String text =
-         Vek::concat( change.entity.typeInfo().name.substr( 10 ), ' ', change.field.name );
-      if ( change.key ) {
-         text +=
-            Vek::concat( '[', TestSupport::describedText( *change.field.key, change.key ), ']' );
-      }
-      if ( change.removed ) {
-         text += " gone";
-      }
-      if ( change.oldValue ) {
-         text += Vek::concat( " was ",
-                              TestSupport::describedText( *change.field.value, change.oldValue ) );
-      }
-      changes_.push_back( std::move( text ) );
-      if ( change.removed || change.field.kind != Vek::FieldKind::children ) {
-         return;
-      }
-      if ( auto* const config = dynamic_cast< Config* >( &change.entity ) ) {
-         watchVrf( *config->vrfRuleConfig( change.keyAs< Vrf::VrfIdMap::VrfId >() ) );
-      } else if ( auto& vrf = dynamic_cast< VrfRuleConfig& >( change.entity );
-                  change.field.name == "rule" ) {
-         watch( *vrf.rule( change.keyAs< FlowspecKey >() ) );
-      } else {
-         watch( *vrf.infeasibleRule( change.keyAs< FlowspecKey >() ) );
-      }
-   }
-
-   std::vector< Vek::String > take() { return std::exchange( changes_, {} ); }
-
-private:
-   void watch( Vek::Entity& entity ) { observations_.push_back( entity.observe( *this ) ); }
-
-   void watchVrf( VrfRuleConfig& vrf ) {
-      watch( vrf );
-      for ( const auto& filed : vrf.rule() ) {
-         watch( *filed );
-      }
-      for ( const auto& filed : vrf.infeasibleRule() ) {
-         watch( *filed );
-      }
-   }
-
-   std::vector< Vek::String > changes_;
-   std::vector< Vek::Observation > observations_;
-};
 
 struct FilingTest : testing::Test {
    Filed apply( std::vector< FiledRule > rules ) {

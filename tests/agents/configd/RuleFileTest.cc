@@ -1,8 +1,8 @@
 #include "agents/configd/RuleFile.h"
 
-#include "Flowspec/vocab/FlowspecUtil.h"
 #include "tests/agents/configd/PrintRuleError.h"
-#include "tests/agents/configd/RandomAction.h"
+#include "tests/agents/configd/RuleLines.h"
+#include "tests/support/KeyGenerator.h"
 #include "tests/tools/flowspecctl/Run.h"
 #include "tools/lib/KeyJson.h"
 #include "tools/lib/LineReader.h"
@@ -11,26 +11,16 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 namespace Flowspec::Configd {
 namespace {
 
-using Json = nlohmann::json;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using TestSupport::lineWith;
+using TestSupport::readLines;
 using Tools::Form;
 using Zorv::AddressFamily;
-
-RuleFile readLines( Form form, const std::vector< Vek::String >& lines,
-                    const RuleDefaults& defaults = {} ) {
-   RuleReader reader( "rules", form, defaults );
-   U64 number = 0;
-   for ( const Vek::String& line : lines ) {
-      reader.line( ++number, line );
-   }
-   return reader.take();
-}
 
 // The reasons of the errors that lines give, each behind its line's number.
 std::vector< Vek::String > errorsOf( Form form, const std::vector< Vek::String >& lines ) {
@@ -40,19 +30,6 @@ std::vector< Vek::String > errorsOf( Form form, const std::vector< Vek::String >
       texts.push_back( Vek::concat( error.line, ": ", error.reason ) );
    }
    return texts;
-}
-
-Json soundLine() {
-   return Json::parse(
-      R"({"vrfId":5,"addressFamily":"ipv4","destPrefix":"10.1.0.0/16","srcPrefix":null,)"
-      R"("interfaceSet":[3],"terms":[{"type":"destPort","op":145,"value":443}]})" );
-}
-
-// The sound line with other members.
-Vek::String lineWith( const char* members ) {
-   Json line = soundLine();
-   line.update( Json::parse( members ) );
-   return line.dump();
 }
 
 TEST( RuleFile, TheEndingNamesTheForm ) {
@@ -80,7 +57,7 @@ TEST( RuleFile, ALineHoldsAKeyAnActionAndAnIdentifier ) {
    ASSERT_EQ( file.rules.size(), 2U );
    const FiledRule& first = file.rules[0];
    FlowspecKey key;
-   EXPECT_EQ( Tools::readKeyJson( soundLine().dump(), key ), std::nullopt );
+   EXPECT_EQ( Tools::readKeyJson( lineWith( "{}" ), key ), std::nullopt );
    EXPECT_EQ( first.key, key );
    EXPECT_TRUE( first.action.fields.trafficDrop() );
    EXPECT_EQ( first.ruleId, 18446744073709551615U );
@@ -267,99 +244,6 @@ TEST( RuleFile, ReadsTheExamples ) {
          EXPECT_EQ( text.rules[i].ruleId, json.rules[i].ruleId );
       }
    }
-}
-
-// Verdicts of the reader, for the schema to agree with.
-class Verdicts {
-public:
-   void add( const Vek::String& line, bool good ) {
-      const RuleFile file = readLines( Form::json, { line } );
-      EXPECT_EQ( file.errors.empty(), good ) << line;
-      text_ += Json{ { "good", good }, { "line", Json::parse( line ) } }.dump() + '\n';
-   }
-
-   const Vek::String& text() const { return text_; }
-
-private:
-   Vek::String text_;
-};
-
-TEST( RuleFile, LinesMeetTheSchema ) {
-   Verdicts verdicts;
-   for ( const char* const good :
-         { "{}", R"({"vrfId":null})", R"({"addressFamily":null})", R"({"addressFamily":"none"})",
-           R"({"ruleId":0})", R"({"ruleId":18446744073709551615})", R"({"action":{}})",
-           R"({"action":{"drop":true,"sample":true,"continue":true}})",
-           R"({"action":{"drop":false,"markDscp":0}})", R"({"action":{"rateLimit":{"bytes":0}}})",
-           R"({"action":{"rateLimit":{"packets":0.5}}})",
-           R"({"action":{"rateLimit":{"bytes":3.4028234663852886e38}}})",
-           R"({"action":{"markDscp":63}})", R"({"action":{"redirect":{"vrf":4294967295}}})",
-           R"({"action":{"redirect":{"addr":"2001:DB8::9","copy":false}}})",
-           R"({"action":{"redirect":{"srTePolicy":{"color":1,"endpoint":"0.0.0.0"}}}})" } ) {
-      verdicts.add( lineWith( good ), true );
-   }
-   for ( const DscpName& name : FlowspecUtil::dscpNames() ) {
-      verdicts.add( lineWith( Json{ { "action", { { "markDscp", name.name } } } }.dump().c_str() ),
-                    true );
-   }
-   for ( const char* const bad :
-         { R"({"vrfId":-1})",
-           R"({"addressFamily":4})",
-           R"({"words":[1]})",
-           R"({"terms":null})",
-           R"({"destPrefix":"*"})",
-           R"({"rd":"1:1"})",
-           R"({"ruleId":-1})",
-           R"({"ruleId":"1"})",
-           R"({"ruleId":null})",
-           R"({"action":null})",
-           R"({"action":"drop"})",
-           R"({"action":{"permit":true}})",
-           R"({"action":{"drop":1}})",
-           R"({"action":{"sample":"yes"}})",
-           R"({"action":{"continue":null}})",
-           R"({"action":{"rateLimit":1}})",
-           R"({"action":{"rateLimit":{}}})",
-           R"({"action":{"rateLimit":{"bits":1}}})",
-           R"({"action":{"rateLimit":{"bytes":-1}}})",
-           R"({"action":{"rateLimit":{"bytes":3.5e38}}})",
-           R"({"action":{"rateLimit":{"bytes":1,"packets":1}}})",
-           R"({"action":{"rateLimit":{"packets":"1"}}})",
-           R"({"action":{"markDscp":64}})",
-           R"({"action":{"markDscp":"AF21"}})",
-           R"({"action":{"markDscp":[]}})",
-           R"({"action":{"redirect":{}}})",
-           R"({"action":{"redirect":"red"}})",
-           R"({"action":{"redirect":{"copy":true}}})",
-           R"({"action":{"redirect":{"vrf":16777215}}})",
-           R"({"action":{"redirect":{"vrf":1,"addr":"::"}}})",
-           R"({"action":{"redirect":{"vrf":1,"copy":1}}})",
-           R"({"action":{"redirect":{"vrf":1,"port":1}}})",
-           R"({"action":{"redirect":{"addr":"example.net"}}})",
-           R"({"action":{"redirect":{"srTePolicy":{"color":0,"endpoint":"::"}}}})",
-           R"({"action":{"redirect":{"srTePolicy":{"color":1}}}})",
-           R"({"action":{"redirect":{"srTePolicy":{"endpoint":"::"}}}})",
-           R"({"action":{"redirect":{"srTePolicy":{"color":1,"endpoint":"::","x":1}}}})",
-           R"({"action":{"drop":true,"rateLimit":{"bytes":1}}})",
-           R"({"action":{"drop":true,"markDscp":1}})",
-           R"({"action":{"drop":true,"redirect":{"vrf":1}}})" } ) {
-      verdicts.add( lineWith( bad ), false );
-   }
-   TestSupport::KeyGenerator random( 8956 );
-   for ( int round = 0; round < 200; ++round ) {
-      Vek::String text;
-      Tools::appendKeyJson( text, random.canonicalKey() );
-      Json line = Json::parse( text );
-      line["action"] = actionJson( TestSupport::randomAction( random ) );
-      line["ruleId"] = random.any();
-      verdicts.add( line.dump(), true );
-   }
-   const TestSupport::Result result = TestSupport::run(
-      { .command = { "python3", "tests/agents/configd/schema.py", "docs/rule.schema.json" },
-        .input = verdicts.text() } );
-   EXPECT_EQ( result.out, "" );
-   EXPECT_EQ( result.err, "" );
-   EXPECT_EQ( result.status, 0 );
 }
 
 } // namespace
