@@ -109,8 +109,14 @@ FIGURES += [
     ("MatchBench", "build a matcher of 10,000 rules, per rule", "buildMatcher/10000", None, None),
 ]
 
-# Those with a million members are filled anew for every repetition.
-REPETITIONS = {"OrderedMapBench": 5, "HashMapBench": 7, "LogBench": 5}
+FIGURES += [
+    ("FilingBench", "read a rule's line, JSON parser", "readRuleLines", "parseRuleLines", None),
+    ("FilingBench", "file a rule, taken apart alone", "fileRules", "takeApart", None),
+    ("FilingBench", "file it again unchanged", "fileUnchanged", "takeApart", None),
+]
+
+# Those with a million members are filled anew for every repetition, and rules filed anew.
+REPETITIONS = {"OrderedMapBench": 5, "HashMapBench": 7, "LogBench": 5, "FilingBench": 7}
 
 
 def names(program):

@@ -40,6 +40,8 @@ if [[ -e $build/tools/flowspecctl ]]; then
 fi
 
 if [[ -e $build/agents/statedbd ]]; then
-   "$prefix/bin/statedbd" --version | grep -q '^statedbd [0-9.]*$'
-   [[ -s $prefix/lib/systemd/system/statedbd.service ]]
+   for daemon in statedbd configd; do
+      "$prefix/bin/$daemon" --version | grep -q "^$daemon [0-9.]*$"
+      [[ -s $prefix/lib/systemd/system/$daemon.service ]]
+   done
 fi

@@ -12,14 +12,10 @@
 
 namespace Flowspec::Tools {
 
-namespace {
-
 bool isPassedOver( std::string_view line ) {
    const std::size_t first = line.find_first_not_of( " \t\r\v\f" );
    return first == line.npos || line[first] == '#';
 }
-
-} // namespace
 
 InputFile::InputFile( const Vek::String& file )
    : name_( file == "-" ? "<stdin>" : file ),

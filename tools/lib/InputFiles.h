@@ -24,6 +24,9 @@ protected:
    ~LineSink() = default;
 };
 
+/// Whether a line says nothing: it is blank or begins with "#".
+bool isPassedOver( std::string_view line );
+
 /// A file that is open for reading; standard input for "-".
 class InputFile {
 public:
@@ -42,9 +45,9 @@ private:
    int fd_;
 };
 
-/// Goes through the lines of files, for commands that read one thing a line. Blank lines and those
-/// that begin with "#" are passed over. A file that cannot be read is reported and the next one
-/// taken. Shows how far it has come, and writes out what is known before it waits for more.
+/// Goes through the lines of files, for commands that read one thing a line. Those that say
+/// nothing are passed over. A file that cannot be read is reported and the next one taken. Shows
+/// how far it has come, and writes out what is known before it waits for more.
 class InputFiles {
 public:
    InputFiles( LineSink& sink, Output& output ) : sink_( sink ), output_( output ) {}

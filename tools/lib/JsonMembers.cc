@@ -1,52 +1,98 @@
 #include "tools/lib/JsonMembers.h"
 
 #include <algorithm>
-#include <set>
+#include <vector>
 
 namespace Flowspec::Tools::JsonMembers {
 
 namespace {
 
-// Stops the parser where it would go on for no good: a second member of one name would silently win
-// over the first, and nothing that is known nests its values deeply.
-class ParseCheck {
+// Builds what the parser reads, and stops it where it would go on for no good: a second member of
+// one name would silently win over the first, and nothing that is known nests its values deeply.
+class Builder {
 public:
-   ParseCheck( int maxDepth, std::string_view what ) : maxDepth_( maxDepth ), what_( what ) {}
+   Builder( int maxDepth, std::string_view what )
+      : maxDepth_( static_cast< std::size_t >( maxDepth ) ), what_( what ) {}
 
-   bool operator()( int depth, Json::parse_event_t event, Json& parsed ) {
-      if ( depth > maxDepth_ ) {
-         fail( "nested too deeply for a ", what_ );
+   bool null() { return add( nullptr ); }
+   bool boolean( bool value ) { return add( value ); }
+   bool number_integer( Json::number_integer_t value ) { return add( value ); }
+   bool number_unsigned( Json::number_unsigned_t value ) { return add( value ); }
+   bool number_float( Json::number_float_t value, const Json::string_t& ) { return add( value ); }
+   bool string( Json::string_t& value ) { return add( std::move( value ) ); }
+   bool binary( Json::binary_t& value ) { return add( std::move( value ) ); }
+
+   bool start_object( std::size_t ) { return open( Json::object() ); }
+   bool end_object() { return close(); }
+   bool start_array( std::size_t ) { return open( Json::array() ); }
+   bool end_array() { return close(); }
+
+   bool key( Json::string_t& name ) {
+      checkDepth();
+      const auto [at, added] =
+         open_.back()->get_ref< Json::object_t& >().try_emplace( std::move( name ) );
+      if ( !added ) {
+         fail( "member '", at->first, "' is there twice" );
       }
-      if ( event == Json::parse_event_t::object_start ) {
-         names_.emplace_back();
-      } else if ( event == Json::parse_event_t::object_end ) {
-         names_.pop_back();
-      } else if ( event == Json::parse_event_t::key ) {
-         const auto& name = parsed.get_ref< const Vek::String& >();
-         if ( !names_.back().insert( name ).second ) {
-            fail( "member '", name, "' is there twice" );
-         }
-      }
+      member_ = &at->second;
       return true;
    }
 
+   bool parse_error( std::size_t, const Vek::String&, const Json::exception& error ) {
+      // "[json.exception.parse_error.101] parse error at ...": the first word is no help here.
+      const std::string_view message = error.what();
+      fail( "not JSON: ", message.substr( message.find( ' ' ) + 1 ) );
+   }
+
+   Json take() { return std::move( root_ ); }
+
 private:
-   int maxDepth_;
+   void checkDepth() const {
+      if ( open_.size() > maxDepth_ ) {
+         fail( "nested too deeply for a ", what_ );
+      }
+   }
+
+   // The value in its place.
+   Json& place( Json&& value ) {
+      checkDepth();
+      if ( open_.empty() ) {
+         return root_ = std::move( value );
+      }
+      if ( open_.back()->is_array() ) {
+         return open_.back()->get_ref< Json::array_t& >().emplace_back( std::move( value ) );
+      }
+      return *member_ = std::move( value );
+   }
+
+   bool add( Json&& value ) {
+      place( std::move( value ) );
+      return true;
+   }
+
+   bool open( Json&& value ) {
+      open_.push_back( &place( std::move( value ) ) );
+      return true;
+   }
+
+   bool close() {
+      open_.pop_back();
+      return true;
+   }
+
+   std::size_t maxDepth_;
    std::string_view what_;
-   std::vector< std::set< Vek::String > > names_;
+   Json root_;
+   std::vector< Json* > open_;
+   Json* member_ = nullptr; // of the innermost object, whose value is next
 };
 
 } // namespace
 
 Json parsedObject( std::string_view text, int maxDepth, std::string_view what ) {
-   Json json;
-   try {
-      json = Json::parse( text, ParseCheck( maxDepth, what ) );
-   } catch ( const Json::exception& error ) {
-      // "[json.exception.parse_error.101] parse error at ...": the first word is no help here.
-      const std::string_view message = error.what();
-      fail( "not JSON: ", message.substr( message.find( ' ' ) + 1 ) );
-   }
+   Builder builder( maxDepth, what );
+   Json::sax_parse( text, &builder );
+   Json json = builder.take();
    if ( !json.is_object() ) {
       fail( "not a JSON object" );
    }

@@ -2,6 +2,8 @@
 
 #include "Flowspec/key/FlowspecKey.h"
 
+#include <nlohmann/json_fwd.hpp>
+
 /// The JSON text of a rule key, one object on one line:
 ///
 /// `{"vrfId":5,"addressFamily":"ipv4","destPrefix":"10.1.0.0/16","srcPrefix":null,
@@ -25,6 +27,10 @@ void appendKeyJson( Vek::String& out, const FlowspecKey& key );
 /// of `terms` and `words` one; their order does not matter. Otherwise the result names the member
 /// and what is wrong with it, and `key` holds what was read before.
 [[nodiscard]] std::optional< Vek::String > readKeyJson( std::string_view text, FlowspecKey& key );
+
+/// The same from an object that was parsed: for one that holds more than a key, once that is taken
+/// out of it. Raises `JsonMembers::BadJson`.
+void readKeyMembers( const nlohmann::json& object, FlowspecKey& key );
 
 /// Appends `text` as a JSON string. Bytes above 127 go as they are: they are to be UTF-8.
 void appendJsonString( Vek::String& out, std::string_view text );

@@ -89,17 +89,20 @@ void readWords( const Json& object, FlowspecKey& key ) {
 
 } // namespace
 
+void readKeyMembers( const Json& object, FlowspecKey& key ) {
+   checkMembers(
+      object, "",
+      { "vrfId", "addressFamily", "destPrefix", "srcPrefix", "interfaceSet", "terms", "words" } );
+   readHead( object, key );
+   if ( object.contains( "terms" ) == object.contains( "words" ) ) {
+      fail( "exactly one of 'terms' and 'words' is wanted" );
+   }
+   object.contains( "terms" ) ? readTerms( object, key ) : readWords( object, key );
+}
+
 std::optional< Vek::String > readKeyJson( std::string_view text, FlowspecKey& key ) {
    try {
-      const Json json = parsedObject( text, 3, "rule key" );
-      checkMembers( json, "",
-                    { "vrfId", "addressFamily", "destPrefix", "srcPrefix", "interfaceSet", "terms",
-                      "words" } );
-      readHead( json, key );
-      if ( json.contains( "terms" ) == json.contains( "words" ) ) {
-         fail( "exactly one of 'terms' and 'words' is wanted" );
-      }
-      json.contains( "terms" ) ? readTerms( json, key ) : readWords( json, key );
+      readKeyMembers( parsedObject( text, 3, "rule key" ), key );
    } catch ( const BadJson& bad ) {
       return bad.reason;
    }

@@ -1,0 +1,249 @@
+#include "agents/configd/Filing.h"
+
+#include "Flowspec/config/MatchSetBuilder.h"
+
+#include <algorithm>
+
+namespace Flowspec::Configd {
+
+namespace {
+
+using VrfId = Vrf::VrfIdMap::VrfId;
+
+// A rule and the position of its file.
+struct Planned {
+   const FiledRule* rule;
+   std::size_t file;
+
+   const FlowspecKey& key() const { return rule->key; }
+};
+using Group = std::span< const Planned >;
+
+// The values of what is in force come before it is said to be, those of the rest go afterwards: a
+// rate is never 0 because it is on its way out.
+void actionIs( RuleConfig& rule, const Action& action ) {
+   const ActionFieldSet fields = action.fields;
+   const auto setValues = [&]( bool inForce ) {
+      if ( ( fields.trafficRate() || fields.trafficRatePkt() ) == inForce ) {
+         rule.trafficRateLimitIs( action.rateLimit );
+      }
+      if ( fields.trafficMarking() == inForce ) {
+         rule.trafficMarkingDscpIs( action.markDscp );
+      }
+      if ( fields.trafficRedirect() == inForce ) {
+         rule.trafficRedirectIs( action.redirect );
+      }
+      if ( fields.trafficAction() == inForce ) {
+         rule.trafficActionIs( action.trafficAction );
+      }
+   };
+   setValues( true );
+   rule.actionFieldSetIs( fields );
+   setValues( false );
+}
+
+// One application of rules to a configuration.
+class Run {
+public:
+   Run( Config& config, std::span< const RuleFile > files ) : config_( config ), files_( files ) {}
+
+   Filed run() {
+      plan();
+      dropOtherVrfs();
+      for ( auto begin = planned_.begin(); begin != planned_.end(); ) {
+         const VrfId vrfId = begin->key().vrfId();
+         const auto end = std::find_if( begin, planned_.end(), [&]( const Planned& planned ) {
+            return planned.key().vrfId() != vrfId;
+         } );
+         fileVrf( vrfId, Group( begin, end ) );
+         begin = end;
+      }
+      reportBad();
+      return std::move( filed_ );
+   }
+
+private:
+   // All rules in the order of their keys, each key once.
+   void plan() {
+      for ( std::size_t file = 0; file < files_.size(); ++file ) {
+         for ( const FiledRule& rule : files_[file].rules ) {
+            planned_.push_back( { &rule, file } );
+         }
+      }
+      std::ranges::stable_sort( planned_, FlowspecKeyOrder(), &Planned::key );
+      auto kept = planned_.begin();
+      for ( const Planned& planned : planned_ ) {
+         if ( kept != planned_.begin() && std::prev( kept )->key() == planned.key() ) {
+            const Planned& first = *std::prev( kept );
+            bad( planned, Vek::concat( "line ", planned.rule->line, " is the rule of ",
+                                       files_[first.file].file, ':', first.rule->line, " again" ) );
+         } else {
+            *kept++ = planned;
+         }
+      }
+      planned_.erase( kept, planned_.end() );
+   }
+
+   void dropOtherVrfs() {
+      std::vector< VrfId > gone;
+      for ( const auto* const member : config_.vrfRuleConfig().sorted() ) {
+         const auto at =
+            std::ranges::lower_bound( planned_, member->first, {}, []( const Planned& planned ) {
+               return planned.key().vrfId();
+            } );
+         if ( at == planned_.end() || at->key().vrfId() != member->first ) {
+            gone.push_back( member->first );
+            filed_.removed += member->second->rule().size();
+            filed_.removed += member->second->infeasibleRule().size();
+         }
+      }
+      for ( const VrfId vrfId : gone ) {
+         config_.vrfRuleConfigDel( vrfId );
+      }
+   }
+
+   void fileVrf( VrfId vrfId, Group group ) {
+      if ( const auto vrf = config_.vrfRuleConfig( vrfId ) ) {
+         removeOthers( vrf->rule(), group, [&]( auto at ) { return vrf->ruleDel( at ); } );
+         removeOthers( vrf->infeasibleRule(), group,
+                       [&]( auto at ) { return vrf->infeasibleRuleDel( at ); } );
+      }
+      for ( const Planned& planned : group ) {
+         fileRule( vrfId, planned );
+      }
+      if ( const auto vrf = config_.vrfRuleConfig( vrfId );
+           vrf && vrf->rule().empty() && vrf->infeasibleRule().empty() ) {
+         config_.vrfRuleConfigDel( vrfId );
+      }
+   }
+
+   // Both are in the order of the keys.
+   template < typename Rules, typename Remove >
+   void removeOthers( const Rules& rules, Group group, Remove remove ) {
+      auto wanted = group.begin();
+      for ( auto at = rules.begin(); at != rules.end(); ) {
+         const FlowspecKey& key = ( *at )->ruleKey();
+         int order = 1;
+         while ( wanted != group.end() &&
+                 ( order = FlowspecKeyOrder::compare( wanted->key(), key ) ) < 0 ) {
+            ++wanted;
+         }
+         if ( wanted != group.end() && order == 0 ) {
+            ++wanted;
+            ++at;
+         } else {
+            at = remove( at );
+            ++filed_.removed;
+         }
+      }
+   }
+
+   void fileRule( VrfId vrfId, const Planned& planned ) {
+      const FlowspecKey& key = planned.key();
+      if ( auto error = matchSetFromKey( key, components_ ) ) {
+         bad( planned, std::move( error->message ) );
+         if ( const auto vrf = config_.vrfRuleConfig( vrfId ) ) {
+            removeRule( *vrf, key );
+            removeInfeasible( *vrf, key );
+         }
+         return;
+      }
+      const MatchCompType component = sanitize( key );
+      const Vek::Ptr< VrfRuleConfig > vrf = config_.vrfRuleConfigIs( vrfId );
+      if ( component == invalid ) {
+         removeInfeasible( *vrf, key );
+         fileFeasible( *vrf, *planned.rule );
+      } else {
+         removeRule( *vrf, key );
+         fileInfeasible( *vrf, *planned.rule, component );
+      }
+   }
+
+   // Makes the protocol that the components imply one of them, on a rule that nobody observes; or
+   // gives the component that cannot be.
+   MatchCompType sanitize( const FlowspecKey& key ) {
+      const auto nothing = std::ranges::find_if( components_, matchesNothing );
+      if ( nothing != components_.end() ) {
+         return nothing->compType();
+      }
+      detached_ = ruleConfigFactory( key );
+      matchSetReplace( *detached_, components_ );
+      const MatchCompType component = detached_->sanitizeMatchSet();
+      if ( const auto at = detached_->matchSet().find( ipProto );
+           at != detached_->matchSet().end() ) {
+         const auto stands = std::ranges::find( components_, ipProto, &MatchComponent::compType );
+         if ( stands == components_.end() ) {
+            components_.push_back( at->second );
+         } else {
+            *stands = at->second;
+         }
+      }
+      return component;
+   }
+
+   void fileFeasible( VrfRuleConfig& vrf, const FiledRule& filed ) {
+      const U32 before = vrf.rule().size();
+      const Vek::Ptr< RuleConfig > rule = vrf.ruleIs( filed.key );
+      filed_.added += vrf.rule().size() != before;
+      ++filed_.feasible;
+      matchSetReplace( *rule, components_ );
+      rule->ruleIdIs( filed.ruleId );
+      actionIs( *rule, filed.action );
+   }
+
+   void fileInfeasible( VrfRuleConfig& vrf, const FiledRule& filed, MatchCompType component ) {
+      const U32 before = vrf.infeasibleRule().size();
+      const Vek::Ptr< InfeasibleRule > rule = vrf.infeasibleRuleIs( filed.key );
+      filed_.added += vrf.infeasibleRule().size() != before;
+      ++filed_.infeasible;
+      rule->ruleIdIs( filed.ruleId );
+      rule->matchCompTypeIs( component );
+   }
+
+   // What a key is follows from the key alone, so these find something only in a configuration that
+   // others filled.
+   void removeRule( VrfRuleConfig& vrf, const FlowspecKey& key ) {
+      const U32 before = vrf.rule().size();
+      vrf.ruleDel( key );
+      filed_.removed += before - vrf.rule().size();
+   }
+
+   void removeInfeasible( VrfRuleConfig& vrf, const FlowspecKey& key ) {
+      const U32 before = vrf.infeasibleRule().size();
+      vrf.infeasibleRuleDel( key );
+      filed_.removed += before - vrf.infeasibleRule().size();
+   }
+
+   struct Bad {
+      Planned planned;
+      Vek::String reason;
+   };
+
+   void bad( const Planned& planned, Vek::String reason ) {
+      bad_.push_back( { planned, std::move( reason ) } );
+   }
+
+   void reportBad() {
+      std::ranges::sort( bad_, {}, []( const Bad& item ) {
+         return std::pair( item.planned.file, item.planned.rule->line );
+      } );
+      for ( Bad& item : bad_ ) {
+         filed_.errors.push_back(
+            { files_[item.planned.file].file, item.planned.rule->line, std::move( item.reason ) } );
+      }
+   }
+
+   Config& config_;
+   std::span< const RuleFile > files_;
+   std::vector< Planned > planned_;
+   std::vector< MatchComponent > components_;
+   Vek::Ptr< RuleConfig > detached_; // stays until the next one is made, and its memory with it
+   std::vector< Bad > bad_;
+   Filed filed_;
+};
+
+} // namespace
+
+Filed Filing::apply( std::span< const RuleFile > files ) { return Run( *config_, files ).run(); }
+
+} // namespace Flowspec::Configd

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "Flowspec/config/Config.h"
+#include "agents/configd/RuleFile.h"
+
+#include <span>
+
+namespace Flowspec::Configd {
+
+/// What became of the rules of all files.
+struct Filed {
+   U64 feasible = 0;   ///< rules that stand in the configuration now
+   U64 infeasible = 0; ///< infeasible ones that stand there now
+   U64 added = 0;      ///< of both, those that were not there before
+   U64 removed = 0;    ///< those that were there; all of a VRF when it goes
+   /// The rules that stand nowhere: those whose key cannot be taken apart, and those whose key a
+   /// rule before them has. By files, then by lines; the files' own errors are not among them.
+   std::vector< RuleError > errors{};
+};
+
+/// Files rules as configuration: makes the VRFs of a `Config` hold what files ask for. It owns
+/// `Config::vrfRuleConfig`; the other attributes are left alone.
+///
+/// Only differences are published: a rule that is there as it should be costs its observers
+/// nothing, and one whose action changes is told by the attributes that change. A new rule gets
+/// each of its components once and its actions last, values before `actionFieldSet`, so that
+/// nobody is told of a rule that matches too much and drops. What is gone goes before anything
+/// comes.
+class Filing {
+public:
+   explicit Filing( Vek::Ptr< Config > config ) : config_( std::move( config ) ) {}
+
+   /// Makes the configuration hold the rules of `files` and no others. Each stands in the VRF of
+   /// its key, those that packets can match among the rules with a sanitised match set, the others
+   /// among the infeasible ones with the component at fault: one that matches nothing, or what
+   /// `RuleConfig::sanitizeMatchSet` returns. Of rules with equal keys the first one counts. A VRF
+   /// without rules of either kind is dropped. Within a VRF rules go and come in the order of
+   /// `FlowspecKeyOrder`.
+   Filed apply( std::span< const RuleFile > files );
+
+private:
+   Vek::Ptr< Config > config_;
+};
+
+} // namespace Flowspec::Configd

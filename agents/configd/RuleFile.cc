@@ -1,0 +1,208 @@
+#include "agents/configd/RuleFile.h"
+
+#include "tools/lib/InputFiles.h"
+#include "tools/lib/JsonMembers.h"
+#include "tools/lib/KeyJson.h"
+#include "tools/lib/LineReader.h"
+
+#include <bit>
+#include <cerrno>
+#include <cstring>
+
+namespace Flowspec::Configd {
+
+namespace {
+
+using namespace Tools::JsonMembers;
+using Zorv::AddressFamily;
+
+// Of the color in the policy of a redirect of an action.
+constexpr int maxDepth = 4;
+
+U64 ruleIdOf( const Json& json ) {
+   if ( !json.is_number_unsigned() ) {
+      fail( "'ruleId' is not a whole number from 0 to 18446744073709551615" );
+   }
+   return json.get< U64 >();
+}
+
+// Takes the members that a rule has beside its key out of the object, which is then the key's.
+void takeRuleMembers( Json& object, FiledRule& rule, std::optional< U64 >& ruleId ) {
+   if ( const auto found = object.find( "action" ); found != object.end() ) {
+      if ( auto reason = readAction( *found, rule.action ) ) {
+         throw BadJson{ *std::move( reason ) };
+      }
+      object.erase( found );
+   }
+   if ( const auto found = object.find( "ruleId" ); found != object.end() ) {
+      ruleId = ruleIdOf( *found );
+      object.erase( found );
+   }
+   if ( const auto found = object.find( "addressFamily" );
+        found != object.end() && found->is_null() ) {
+      *found = stringValue( AddressFamily::none );
+   }
+}
+
+Tools::Reason readJsonRule( std::string_view text, FiledRule& rule, std::optional< U64 >& ruleId ) {
+   try {
+      Json object = parsedObject( text, maxDepth, "rule" );
+      takeRuleMembers( object, rule, ruleId );
+      Tools::readKeyMembers( object, rule.key );
+   } catch ( const BadJson& bad ) {
+      return bad.reason;
+   }
+   return std::nullopt;
+}
+
+void applyDefaults( const RuleDefaults& defaults, FlowspecKey& key ) {
+   if ( key.vrfId() == Vrf::VrfIdMap::invalid() ) {
+      key.vrfIdIs( defaults.vrfId );
+   }
+   if ( key.addressFamily() == AddressFamily::none && defaults.family ) {
+      key.addressFamilyIs( *defaults.family );
+   }
+}
+
+// Folds quantities into 64 bits. Unlike the hash of a key this is a format: the numbers are stored
+// by those who keep state of rules, and are not to change.
+class Fingerprint {
+public:
+   void add( U64 quantity ) {
+      quantity *= factor;
+      quantity ^= quantity >> 29;
+      quantity *= factor;
+      value_ = ( std::rotl( value_, 27 ) ^ quantity ) * factor;
+   }
+
+   void add( const Zorv::IpGenPrefix& prefix ) {
+      const auto& bytes = prefix.address().bytes();
+      add( Osk::loadBig64( bytes.data() ) );
+      add( Osk::loadBig64( bytes.data() + 8 ) );
+      add( U64{ static_cast< U8 >( prefix.family() ) } << 8 | prefix.length() );
+   }
+
+   U64 value() const {
+      const U64 mixed = ( value_ ^ value_ >> 32 ) * factor;
+      return mixed ^ mixed >> 29;
+   }
+
+private:
+   static constexpr U64 factor = 0x9E3779B97F4A7C15;
+
+   U64 value_ = factor;
+};
+
+RuleFile unreadable( const Vek::String& file, Vek::String reason ) {
+   return { .file = file, .rules = {}, .errors = { { file, 0, std::move( reason ) } } };
+}
+
+RuleFile unreadable( const Vek::String& file, std::string_view what, int error ) {
+   return unreadable( file, Vek::concat( what, ": ", std::string_view( std::strerror( error ) ) ) );
+}
+
+} // namespace
+
+std::optional< Tools::Form > ruleForm( std::string_view file ) {
+   const std::string_view name = file.substr( file.rfind( '/' ) + 1 );
+   const std::size_t dot = name.rfind( '.' );
+   if ( dot == name.npos ) {
+      return std::nullopt;
+   }
+   const std::string_view ending = name.substr( dot + 1 );
+   const auto form = Tools::formOf( ending == "jsonl" ? "json" : ending );
+   return form && Tools::info( *form ).readable ? form : std::nullopt;
+}
+
+U64 defaultRuleId( const FlowspecKey& key ) {
+   Fingerprint print;
+   print.add( U64{ key.vrfId() } << 8 | static_cast< U8 >( key.addressFamily() ) );
+   print.add( key.destPrefix() );
+   print.add( key.srcPrefix() );
+   print.add( key.matchOpVals() );
+   for ( const U64 word : key.matchOpVal().packed() ) {
+      print.add( word );
+   }
+   for ( const U16 id : key.interfaceSet() ) {
+      print.add( id );
+   }
+   return print.value();
+}
+
+RuleReader::RuleReader( Vek::String file, Tools::Form form, const RuleDefaults& defaults )
+   : file_{ .file = std::move( file ) }, form_( form ), defaults_( defaults ),
+     known_( 0, KeyHash{ &file_.rules }, KeyEqual{ &file_.rules } ) {}
+
+Tools::Reason RuleReader::readLine( std::string_view text, FiledRule& rule ) {
+   std::optional< U64 > ruleId;
+   if ( form_ == Tools::Form::json ) {
+      if ( auto reason = readJsonRule( text, rule, ruleId ) ) {
+         return reason;
+      }
+   } else {
+      Tools::clear( textRule_.key );
+      if ( auto reason = Tools::readRule( form_, text, textRule_ ) ) {
+         return reason;
+      }
+      rule.key = textRule_.key;
+   }
+   applyDefaults( defaults_, rule.key );
+   rule.ruleId = ruleId ? *ruleId : defaultRuleId( rule.key );
+   return std::nullopt;
+}
+
+void RuleReader::line( U64 number, std::string_view text ) {
+   if ( Tools::isPassedOver( text ) ) {
+      return;
+   }
+   // Read where it is to stay, and taken back when that cannot be.
+   FiledRule& rule = file_.rules.emplace_back();
+   rule.line = number;
+   if ( auto reason = readLine( text, rule ) ) {
+      badLine( number, *std::move( reason ) );
+   } else if ( const auto [same, added] = known_.insert( file_.rules.size() - 1 ); !added ) {
+      badLine( number, Vek::concat( "line ", number, " is the rule of line ",
+                                    file_.rules[*same].line, " again" ) );
+   } else {
+      return;
+   }
+   file_.rules.pop_back();
+}
+
+void RuleReader::badLine( U64 number, Vek::String reason ) {
+   file_.errors.push_back( { file_.file, number, std::move( reason ) } );
+}
+
+RuleFile RuleReader::take() { return std::move( file_ ); }
+
+RuleFile readRuleFile( const Vek::String& file, const RuleDefaults& defaults ) {
+   const auto form = ruleForm( file );
+   if ( !form ) {
+      return unreadable( file, "the ending of the name is no form of rules" );
+   }
+   const Tools::InputFile input( file );
+   if ( input.fd() < 0 ) {
+      return unreadable( file, "cannot open", errno );
+   }
+   RuleReader rules( file, *form, defaults );
+   Tools::LineReader lines( input.fd(), [] {} );
+   using Result = Tools::LineReader::Result;
+   std::string_view line;
+   for ( ;; ) {
+      switch ( lines.next( line ) ) {
+      case Result::line:
+         rules.line( lines.lineNumber(), line );
+         break;
+      case Result::tooLong:
+         rules.badLine( lines.lineNumber(), Vek::concat( "the line is longer than ",
+                                                         Tools::LineReader::maxLine, " bytes" ) );
+         break;
+      case Result::failed:
+         return unreadable( file, "cannot read", lines.error() );
+      case Result::end:
+         return rules.take();
+      }
+   }
+}
+
+} // namespace Flowspec::Configd

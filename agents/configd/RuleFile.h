@@ -1,0 +1,108 @@
+#pragma once
+
+#include "agents/configd/ActionJson.h"
+#include "tools/lib/KeyForms.h"
+
+#include <unordered_set>
+#include <vector>
+
+/// Files of rules, one rule a line. The ending of a file's name says how its rules are written:
+///
+/// - `.jsonl` or `.json`: an object on one line with the members of a key's JSON text
+///   (`tools/lib/KeyJson.h`), of which `vrfId` and `addressFamily` may be null, and, where wanted,
+///   `action` and `ruleId`, a whole number of 64 bits. Without an action a rule permits.
+/// - the name of a readable form of `flowspecctl` (`.cli`, `.cli-len`, `.rd`, `.rd-len`, `.value`,
+///   `.diag`): the text of a key. Such rules permit. A distinguisher is no part of a key and is
+///   passed over.
+///
+/// Blank lines and those that begin with "#" say nothing.
+namespace Flowspec::Configd {
+
+/// A rule as a file has it.
+struct FiledRule {
+   FlowspecKey key;
+   Action action;
+   U64 ruleId = 0;
+   U64 line = 0; ///< where it stands, from 1 on
+
+   bool operator==( const FiledRule& ) const = default;
+};
+
+/// What is wrong with a line; with the file as a whole when `line` is 0. Parts of the input stand
+/// in `reason` as they are.
+struct RuleError {
+   Vek::String file;
+   U64 line;
+   Vek::String reason;
+
+   bool operator==( const RuleError& ) const = default;
+};
+
+/// What a rule gets that names no VRF (that is: the invalid one, null) or no address family (none,
+/// null).
+struct RuleDefaults {
+   Vrf::VrfIdMap::VrfId vrfId = 0;
+   std::optional< Zorv::AddressFamily > family{}; ///< without one the rule stays as it is
+};
+
+/// The rules of a file in the order of their lines, no two with equal keys, and its errors in that
+/// order, too.
+struct RuleFile {
+   Vek::String file;
+   std::vector< FiledRule > rules{};
+   std::vector< RuleError > errors{};
+};
+
+/// The form that the ending of a file's name stands for; nothing when it stands for none.
+std::optional< Tools::Form > ruleForm( std::string_view file );
+
+/// The identifier of a rule that comes without one: a number made of all of its key, the same on
+/// every machine and with every build, wherever the rule stands in its file.
+U64 defaultRuleId( const FlowspecKey& key );
+
+/// Reads the lines of one file, wherever they come from. A line that is wrong is an error, and the
+/// others are kept; so is a rule with the key of one before it.
+class RuleReader {
+public:
+   /// `form` is a readable one; `file` is what errors call the file.
+   RuleReader( Vek::String file, Tools::Form form, const RuleDefaults& defaults );
+   RuleReader( const RuleReader& ) = delete;
+   RuleReader& operator=( const RuleReader& ) = delete;
+
+   /// Reads a line, without its end. Numbers ascend, from 1 on.
+   void line( U64 number, std::string_view text );
+   /// Takes note of a line that could not be had.
+   void badLine( U64 number, Vek::String reason );
+
+   /// What was read; the reader is not to be used then.
+   RuleFile take();
+
+private:
+   using Rules = std::vector< FiledRule >;
+
+   // Positions of rules as members of a set, by the keys of the rules.
+   struct KeyHash {
+      const Rules* rules;
+      std::size_t operator()( std::size_t at ) const { return ( *rules )[at].key.hash(); }
+   };
+   struct KeyEqual {
+      const Rules* rules;
+      bool operator()( std::size_t a, std::size_t b ) const {
+         return ( *rules )[a].key == ( *rules )[b].key;
+      }
+   };
+
+   Tools::Reason readLine( std::string_view text, FiledRule& rule );
+
+   RuleFile file_;
+   Tools::Form form_;
+   RuleDefaults defaults_;
+   std::unordered_set< std::size_t, KeyHash, KeyEqual > known_;
+   Tools::Rule textRule_;
+};
+
+/// Reads a file. One that cannot be read to its end, or whose ending is no form, has no rules and
+/// one error, of line 0. A line of more than 16 MiB is an error of that line.
+RuleFile readRuleFile( const Vek::String& file, const RuleDefaults& defaults );
+
+} // namespace Flowspec::Configd

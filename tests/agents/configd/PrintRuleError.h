@@ -1,0 +1,14 @@
+#pragma once
+
+#include "agents/configd/RuleFile.h"
+
+#include <ostream>
+
+namespace Flowspec::Configd {
+
+/// How a failed test shows an error.
+inline void PrintTo( const RuleError& error, std::ostream* out ) {
+   *out << error.file << ':' << error.line << ": " << error.reason;
+}
+
+} // namespace Flowspec::Configd
