@@ -18,17 +18,19 @@ Process::Process( std::vector< Vek::String > command, Vek::String errors )
       arguments.push_back( argument.data() );
    }
    arguments.push_back( nullptr );
+   const int fd = ::open( errors_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600 );
+   EXPECT_GE( fd, 0 ) << errors_;
    pid_ = ::fork();
    if ( pid_ == 0 ) {
       // It does not outlive a test that crashes.
       ::prctl( PR_SET_PDEATHSIG, SIGKILL );
-      const int fd = ::open( errors_.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600 );
       ::dup2( fd, STDOUT_FILENO );
       ::dup2( fd, STDERR_FILENO );
       ::execvp( arguments[0], arguments.data() );
       ::_exit( 127 );
    }
    EXPECT_GT( pid_, 0 );
+   ::close( fd );
 }
 
 void Process::signal( int number ) const { EXPECT_EQ( ::kill( pid_, number ), 0 ); }

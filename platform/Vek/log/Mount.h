@@ -84,7 +84,7 @@ private:
    std::unique_ptr< Connection > connection_;
    String greeting_; ///< what is left of it to be sent
    String reply_;
-   Clock::time_point nextTry_ = Clock::time_point::min();
+   Clock::time_point nextTry_{}; ///< long ago
    bool stands_ = false;
    bool refused_ = false;
    String error_ = "not connected yet";

@@ -1,0 +1,206 @@
+#include "Flowspec/FlowspecDalb.h"
+#include "tests/agents/statedbd/Database.h"
+
+#include <gmock/gmock.h>
+
+#include <unistd.h>
+
+namespace Flowspec {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using TestSupport::Database;
+using TestSupport::Folder;
+using TestSupport::Process;
+using TestSupport::until;
+using Vek::log::Mount;
+
+const Vek::String root = "flowspec/config";
+
+Vek::String rule( std::string_view prefix, std::string_view more = "" ) {
+   return Vek::concat( R"({"vrfId":0,"addressFamily":"ipv4","destPrefix":")", prefix,
+                       R"(","srcPrefix":null,"interfaceSet":[],"terms":[])", more, "}\n" );
+}
+
+// A configd over a state database, and what a reader of its configuration has.
+class Configd : public testing::Test {
+protected:
+   std::unique_ptr< Process > start( std::vector< Vek::String > arguments ) {
+      arguments.insert( arguments.begin(),
+                        { CONFIGD, "--socket", database.endpoint().text(), "--root", root } );
+      return std::make_unique< Process >( std::move( arguments ),
+                                          database.folder().path() + "/configd-errors" );
+   }
+
+   const Config* config() { return static_cast< const Config* >( replica.entity( root ).get() ); }
+
+   // The prefixes of the rules of VRF 0.
+   std::vector< Vek::String > prefixes() {
+      std::vector< Vek::String > texts;
+      const auto vrf = config() ? config()->vrfRuleConfig( 0 ) : nullptr;
+      if ( vrf ) {
+         for ( const auto& filed : vrf->rule() ) {
+            texts.push_back( filed->ruleKey().destPrefix().stringValue() );
+         }
+      }
+      return texts;
+   }
+
+   bool untilPrefixesAre( const std::vector< Vek::String >& wanted ) {
+      return until( { &reader }, [&] { return prefixes() == wanted; } );
+   }
+
+   Database database;
+   Vek::Directory replica;
+   Mount reader{ database.endpoint(), "show", root, replica };
+   Folder folder;
+};
+
+TEST_F( Configd, FilesRulesWithTheirActions ) {
+   const Vek::String file =
+      folder.file( "rules.jsonl",
+                   rule( "192.0.2.1/32", R"(,"action":{"drop":true})" ) + rule( "192.0.2.2/32" ) );
+   const auto configd = start( { file } );
+   ASSERT_TRUE( untilPrefixesAre( { "192.0.2.1/32", "192.0.2.2/32" } ) );
+   const auto filed = *config()->vrfRuleConfig( 0 )->rule().begin();
+   EXPECT_TRUE( filed->actionFieldSet().trafficDrop() );
+   EXPECT_EQ( filed->matchSet().size(), 1U );
+}
+
+TEST_F( Configd, InfeasibleRulesAreFiledApart ) {
+   const Vek::String file = folder.file( "rules.cli", "*;*;IP:=17;TF:=2;\n10.0.0.0/8;*;\n" );
+   const auto configd = start( { "--family", "ipv4", file } );
+   ASSERT_TRUE( untilPrefixesAre( { "10.0.0.0/8" } ) );
+   EXPECT_TRUE( until( { &reader }, [&] {
+      const auto& infeasible = config()->vrfRuleConfig( 0 )->infeasibleRule();
+      return infeasible.size() == 1 && ( *infeasible.begin() )->matchCompType() == tcpFlags;
+   } ) );
+}
+
+TEST_F( Configd, ReadsAgainOnSighupAndWhenAFileChanges ) {
+   const Vek::String file = folder.file( "rules.jsonl", rule( "192.0.2.1/32" ) );
+   const auto configd = start( { file } );
+   ASSERT_TRUE( untilPrefixesAre( { "192.0.2.1/32" } ) );
+   // Written in place.
+   folder.file( "rules.jsonl", rule( "192.0.2.2/32" ) );
+   EXPECT_TRUE( untilPrefixesAre( { "192.0.2.2/32" } ) );
+   // Renamed into its place.
+   std::filesystem::rename( folder.file( "new", rule( "192.0.2.3/32" ) ), file );
+   EXPECT_TRUE( untilPrefixesAre( { "192.0.2.3/32" } ) );
+   configd->signal( SIGHUP );
+   EXPECT_TRUE( until( { &reader }, [&] {
+      return configd->errors().find( "filed 1 rules and 0 infeasible ones: 0 new, 0 gone" ) !=
+             Vek::String::npos;
+   } ) );
+}
+
+TEST_F( Configd, BadLinesAreNamedAndTheOthersFiled ) {
+   const Vek::String file =
+      folder.file( "rules.jsonl", rule( "192.0.2.1/32" ) + "{}\n" + rule( "192.0.2.3/32" ) );
+   const auto configd = start( { file } );
+   ASSERT_TRUE( untilPrefixesAre( { "192.0.2.1/32", "192.0.2.3/32" } ) );
+   EXPECT_THAT( configd->errors(), HasSubstr( file + ":2: error: " ) );
+   EXPECT_THAT( configd->errors(),
+                HasSubstr( "configd: filed 2 rules and 0 infeasible ones: 2 new, "
+                           "0 gone, 1 refused\n" ) );
+}
+
+TEST_F( Configd, AFileThatCannotBeReadAgainKeepsItsRules ) {
+   const Vek::String file = folder.file( "rules.jsonl", rule( "192.0.2.1/32" ) );
+   const auto configd = start( { file } );
+   ASSERT_TRUE( untilPrefixesAre( { "192.0.2.1/32" } ) );
+   ::unlink( file.c_str() );
+   configd->signal( SIGHUP );
+   EXPECT_TRUE( until( { &reader }, [&] {
+      return configd->errors().find(
+                "filed 1 rules and 0 infeasible ones: 0 new, 0 gone, 1 refused" ) !=
+             Vek::String::npos;
+   } ) );
+   EXPECT_THAT( configd->errors(), HasSubstr( file + ": error: " ) );
+   EXPECT_THAT( prefixes(), ElementsAre( "192.0.2.1/32" ) );
+}
+
+TEST_F( Configd, FillsADatabaseThatStartsAgain ) {
+   const Vek::String file = folder.file( "rules.jsonl", rule( "192.0.2.1/32" ) );
+   const auto configd = start( { file } );
+   ASSERT_TRUE( untilPrefixesAre( { "192.0.2.1/32" } ) );
+   database.process().kill();
+   folder.file( "rules.jsonl", rule( "192.0.2.2/32" ) );
+   database.start();
+   EXPECT_TRUE( untilPrefixesAre( { "192.0.2.2/32" } ) );
+   EXPECT_THAT( configd->errors(), HasSubstr( "configd: flowspec/config: mounted\n" ) );
+}
+
+TEST_F( Configd, KilledAtAnyMomentTheLastOneLeavesWhatTheFileSays ) {
+   std::vector< Vek::String > all;
+   for ( int last = 1; last <= 50; ++last ) {
+      Vek::String text;
+      all.clear();
+      for ( int number = 1; number <= last; ++number ) {
+         // Each has an address of its own, and half of them go with the next.
+         const int shown = number % 2 ? number : 100 + last;
+         const Vek::String prefix = Vek::concat( "192.0.2.", shown, "/32" );
+         if ( std::ranges::find( all, prefix ) == all.end() ) {
+            text += rule( prefix );
+            all.push_back( prefix );
+         }
+      }
+      const Vek::String file = folder.file( "rules.jsonl", text );
+      const auto configd = start( { file } );
+      if ( last < 50 ) {
+         ::usleep( static_cast< useconds_t >( last * 400 ) );
+         reader.process();
+         configd->kill();
+      } else {
+         std::ranges::sort(
+            all, {}, []( const Vek::String& prefix ) { return std::stoi( prefix.substr( 8 ) ); } );
+         EXPECT_TRUE( untilPrefixesAre( all ) );
+      }
+   }
+}
+
+TEST_F( Configd, EndsCleanlyOnSigterm ) {
+   const Vek::String file = folder.file( "rules.jsonl", "" );
+   const Vek::String pidFile = folder.path() + "/pid";
+   const auto configd = start( { "--pid-file", pidFile, file } );
+   for ( int i = 0; i < 1000 && ::access( pidFile.c_str(), F_OK ) != 0; ++i ) {
+      ::usleep( 10000 );
+   }
+   configd->signal( SIGTERM );
+   EXPECT_EQ( configd->wait(), 0 );
+   EXPECT_NE( ::access( pidFile.c_str(), F_OK ), 0 );
+}
+
+TEST_F( Configd, WaitsForADatabaseThatIsNotThere ) {
+   const Vek::String file = folder.file( "rules.jsonl", "" );
+   const auto configd = std::make_unique< Process >(
+      std::vector< Vek::String >{ CONFIGD, "--socket", folder.path() + "/none", file },
+      folder.path() + "/errors" );
+   const Vek::String line = "configd: flowspec/config: cannot connect to " + folder.path() +
+                            "/none: No such file or directory\n";
+   EXPECT_TRUE( until( {}, [&] { return configd->errors().find( line ) != Vek::String::npos; } ) );
+}
+
+TEST_F( Configd, EndsWithAReasonWhenItCannotStart ) {
+   const auto status = [&]( std::vector< Vek::String > arguments ) {
+      return start( std::move( arguments ) )->wait();
+   };
+   EXPECT_EQ( status( { folder.path() + "/missing.jsonl" } ), 1 );
+   EXPECT_EQ( status( { "/nowhere/rules.jsonl" } ), 1 );
+   EXPECT_EQ( status( { folder.file( "rules.txt", "" ) } ), 1 );
+   EXPECT_EQ( status( { "--pid-file", "/dev/full", folder.file( "rules.jsonl", "" ) } ), 1 );
+   EXPECT_EQ( status( {} ), 2 );
+   EXPECT_EQ( status( { "--family", "ipx", "rules.jsonl" } ), 2 );
+   const Vek::String errors = TestSupport::contents( database.folder().path() + "/configd-errors" );
+   EXPECT_THAT( errors, HasSubstr( folder.path() + "/missing.jsonl: error: " ) );
+   EXPECT_THAT( errors,
+                HasSubstr( "configd: cannot watch /nowhere: No such file or directory\n" ) );
+   EXPECT_THAT( errors, HasSubstr( folder.path() + "/rules.txt: error: " ) );
+   EXPECT_THAT( errors, HasSubstr( "configd: cannot write /dev/full: No space left on device\n" ) );
+   EXPECT_THAT( errors, HasSubstr( "'ipx' is not an address family" ) );
+}
+
+} // namespace
+} // namespace Flowspec
