@@ -70,12 +70,12 @@ TEST_F( Configd, FilesRulesWithTheirActions ) {
 }
 
 TEST_F( Configd, InfeasibleRulesAreFiledApart ) {
-   const Vek::String file = folder.file( "rules.cli", "*;*;IP:=17;TF:=2;\n10.0.0.0/8;*;\n" );
+   const Vek::String file = folder.file( "rules.cli", "*;*;IP:=1;DP:=80;\n10.0.0.0/8;*;\n" );
    const auto configd = start( { "--family", "ipv4", file } );
    ASSERT_TRUE( untilPrefixesAre( { "10.0.0.0/8" } ) );
    EXPECT_TRUE( until( { &reader }, [&] {
       const auto& infeasible = config()->vrfRuleConfig( 0 )->infeasibleRule();
-      return infeasible.size() == 1 && ( *infeasible.begin() )->matchCompType() == tcpFlags;
+      return infeasible.size() == 1 && ( *infeasible.begin() )->matchCompType() == destPort;
    } ) );
 }
 

@@ -4,6 +4,7 @@
 #include "tests/support/Folder.h"
 #include "tests/support/Process.h"
 
+#include <algorithm>
 #include <csignal>
 #include <functional>
 #include <memory>
