@@ -6,12 +6,11 @@
 #include "tools/lib/InputFiles.h"
 #include "tools/lib/KeyForms.h"
 #include "tools/lib/LogMessage.h"
-#include "tools/lib/ValueText.h"
+#include "tools/lib/StateText.h"
 
 #include <cerrno>
 #include <cstring>
 
-#include <nlohmann/json.hpp>
 #include <unistd.h>
 
 namespace Flowspec::Tools {
@@ -105,19 +104,7 @@ private:
 
    void dump() {
       for ( const Vek::String& name : directory_.names() ) {
-         const Vek::Ptr< Vek::NamedEntity > root = directory_.entity( name );
-         const Vek::String state = stateText( *root );
-         const Vek::String shownName = printable( name );
-         if ( options_.json ) {
-            output_.text() += nlohmann::ordered_json{
-               { "root", shownName },
-               { "type", root->typeInfo().name },
-               { "state",
-                 state } }.dump();
-            output_.text() += '\n';
-         } else {
-            output_.text() += Vek::concat( root->typeInfo().name, ' ', shownName, '\n', state );
-         }
+         appendState( output_.text(), *directory_.entity( name ), options_.json );
          output_.flushIfLarge();
       }
    }

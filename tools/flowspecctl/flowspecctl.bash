@@ -31,8 +31,9 @@ _flowspecctl() {
       decode-log) words='--dump --json --help' ;;
       esac
       ;;
+   dump:*) words='--socket --json --help' ;;
    vocab:* | types:*) words='--json --help' ;;
-   *) words='key check convert vocab decode-log types --help --version' ;;
+   *) words='key check convert vocab decode-log dump types --help --version' ;;
    esac
    mapfile -t COMPREPLY < <( compgen -P "$front" -W "$words" -- "${current#"$front"}" )
 }

@@ -1,7 +1,9 @@
 #include "Vek/Text.h"
+#include "Vek/log/Endpoint.h"
 #include "tools/flowspecctl/CheckCommand.h"
 #include "tools/flowspecctl/ConvertCommand.h"
 #include "tools/flowspecctl/DecodeLogCommand.h"
+#include "tools/flowspecctl/DumpCommand.h"
 #include "tools/flowspecctl/KeyCommand.h"
 #include "tools/flowspecctl/TypesCommand.h"
 #include "tools/flowspecctl/VocabCommand.h"
@@ -163,6 +165,33 @@ CLI::App& addDecodeLogCommand( CLI::App& app, DecodeLogOptions& options ) {
    return decode;
 }
 
+// Why a text does not say where a state database listens; "" when it does.
+Vek::String endpointFault( const Vek::String& text ) {
+   try {
+      const Vek::log::Endpoint endpoint( text );
+      return {};
+   } catch ( const Vek::RangeException& exception ) {
+      return exception.what();
+   }
+}
+
+CLI::App& addDumpCommand( CLI::App& app, DumpOptions& options ) {
+   CLI::App& dump =
+      *app.add_subcommand( "dump", "Print the state of roots that a state database holds" );
+   dump
+      .add_option( "--socket", options.endpoint,
+                   "Where the state database listens, a path or 127.0.0.1:PORT" )
+      ->type_name( "ENDPOINT" )
+      ->capture_default_str()
+      ->check( endpointFault );
+   dump.add_flag( "--json", options.json, "Write an object for each root" );
+   dump.add_option( "ROOT", options.roots, "Names of roots, such as flowspec/config" )
+      ->required()
+      ->type_name( "" );
+   dump.footer( "Exit status: 0 when all was printed, 1 when it was not, 2 for wrong usage." );
+   return dump;
+}
+
 int misused( std::string_view message ) {
    reportFile( program, message );
    const Vek::String hint = Vek::concat( "Try '", std::string_view( program ), " --help'.\n" );
@@ -185,6 +214,8 @@ int run( int argc, char** argv, Output& output ) {
    const CLI::App& convert = addConvertCommand( app, convertOptions );
    DecodeLogOptions decodeLogOptions;
    const CLI::App& decodeLog = addDecodeLogCommand( app, decodeLogOptions );
+   DumpOptions dumpOptions;
+   const CLI::App& dump = addDumpCommand( app, dumpOptions );
    CLI::App& types = *app.add_subcommand( "types", "Show the type registry, or one type of it" );
    Vek::String typeName;
    types.add_option( "TYPE", typeName, "Name of a type, such as Flowspec::RuleConfig" )
@@ -218,6 +249,9 @@ int run( int argc, char** argv, Output& output ) {
    }
    if ( decodeLog.parsed() ) {
       return runDecodeLog( decodeLogOptions, output ) ? allGood : someBad;
+   }
+   if ( dump.parsed() ) {
+      return runDump( dumpOptions, output ) ? allGood : someBad;
    }
    if ( types.parsed() ) {
       return runTypes( typeName, json, output ) ? allGood : someBad;

@@ -36,7 +36,7 @@ TEST( Manual, HasEveryOption ) {
    }
    std::size_t options = 0;
    for ( const char* const command :
-         { "key", "check", "convert", "vocab", "decode-log", "types" } ) {
+         { "key", "check", "convert", "vocab", "decode-log", "dump", "types" } ) {
       EXPECT_NE( text.find( Vek::String( "flowspecctl\n.B " ) + command ), text.npos ) << command;
       const Vek::String help = flowspecctl( { command, "--help" } ).out;
       for ( std::size_t at = 0; ( at = help.find( "\n  --", at ) ) != help.npos; ++at ) {
@@ -45,7 +45,7 @@ TEST( Manual, HasEveryOption ) {
          ++options;
       }
    }
-   EXPECT_EQ( options, 19U );
+   EXPECT_EQ( options, 21U );
 }
 
 // What bash offers for a command line whose last word is being typed.
@@ -63,7 +63,8 @@ Vek::String completed( std::vector< Vek::String > words ) {
 }
 
 TEST( Completion, OffersCommandsOptionsFormsAndFiles ) {
-   EXPECT_EQ( completed( { "" } ), "key check convert vocab decode-log types --help --version\n" );
+   EXPECT_EQ( completed( { "" } ),
+              "key check convert vocab decode-log dump types --help --version\n" );
    EXPECT_EQ( completed( { "key" } ), "key\n" );
    EXPECT_EQ( completed( { "key", "--" } ),
               "--from --to --sort --unique --json --table --rd --vrf --family --help\n" );
@@ -82,6 +83,7 @@ TEST( Completion, OffersCommandsOptionsFormsAndFiles ) {
    EXPECT_EQ( completed( { "convert", "--vrf", "" } ), "\n" );
    EXPECT_EQ( completed( { "convert", "--family", "" } ), "ipv4 ipv6\n" );
    EXPECT_EQ( completed( { "vocab", "-" } ), "--json --help\n" );
+   EXPECT_EQ( completed( { "dump", "--" } ), "--socket --json --help\n" );
    EXPECT_EQ( completed( { "decode-log", "--" } ), "--dump --json --help\n" );
    EXPECT_EQ( completed( { "decode-log", "examples/R" } ), "examples/README.md\n" );
    EXPECT_EQ( completed( { "types", "-" } ), "--json --help\n" );

@@ -29,7 +29,7 @@ TEST( Usage, HelpNamesEveryCommandAndOption ) {
       return result.out;
    };
    for ( const char* const text : { "Usage: flowspecctl", "--version", "key", "check", "convert",
-                                    "vocab", "decode-log", "types" } ) {
+                                    "vocab", "decode-log", "dump", "types" } ) {
       EXPECT_NE( help( { "--help" } ).find( text ), Vek::String::npos ) << text;
    }
    for ( const char* const text :
@@ -42,6 +42,11 @@ TEST( Usage, HelpNamesEveryCommandAndOption ) {
          { "Usage: flowspecctl decode-log [OPTIONS] [FILE]", "--dump", "--json",
            "Exit status: 0 when the stream was whole, 1 when it was not, 2 for wrong usage." } ) {
       EXPECT_NE( help( { "decode-log", "--help" } ).find( text ), Vek::String::npos ) << text;
+   }
+   for ( const char* const text :
+         { "Usage: flowspecctl dump [OPTIONS] ROOT...", "--socket ENDPOINT", "--json",
+           "Exit status: 0 when all was printed, 1 when it was not, 2 for wrong usage." } ) {
+      EXPECT_NE( help( { "dump", "--help" } ).find( text ), Vek::String::npos ) << text;
    }
    EXPECT_NE( help( { "vocab", "-h" } ).find( "--json" ), Vek::String::npos );
 }
