@@ -7,7 +7,7 @@ namespace {
 using enum Action;
 using Flowspec::ActionFieldSet;
 
-constexpr std::string_view names[] = {
+constexpr std::string_view actionNames[] = {
    "trafficPermit",  "trafficDrop", "trafficRate",  "trafficRatePkt",
    "trafficMarking", "redirectVrf", "redirectAddr", "redirectSrTePolicy",
    "sample",         "continue",    "invalid",
@@ -65,7 +65,7 @@ Actions actionsNamed( std::string_view name ) {
    }
    Actions set;
    for ( std::size_t number = 0; number < numberOf( Action::invalid ); ++number ) {
-      set.set( number, names[number] == name );
+      set.set( number, actionNames[number] == name );
    }
    return set;
 }
@@ -74,7 +74,7 @@ Vek::String namesOf( Actions actions ) {
    Vek::String text;
    for ( std::size_t number = 0; number < actions.size(); ++number ) {
       if ( actions[number] ) {
-         text.append( text.empty() ? "" : ", " ).append( names[number] );
+         text.append( text.empty() ? "" : ", " ).append( actionNames[number] );
       }
    }
    return text;
