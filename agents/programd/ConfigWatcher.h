@@ -5,6 +5,7 @@
 
 #include <set>
 #include <unordered_map>
+#include <utility>
 
 namespace Agents {
 

@@ -2,6 +2,7 @@
 
 #include "agents/match/RuleMatch.h"
 
+#include <algorithm>
 #include <bit>
 
 namespace Agents {

@@ -1,5 +1,7 @@
 #include "agents/programd/StatusWriter.h"
 
+#include <algorithm>
+
 namespace Agents {
 
 namespace {
