@@ -35,8 +35,11 @@ if( TARGET flowspecctl )
       DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME flowspecctl )
 endif()
 if( FLOWSPEC_AGENTS )
-   install( TARGETS statedbd configd )
-   install( FILES agents/statedbd/statedbd.service agents/configd/configd.service
+   install( TARGETS statedbd configd programd )
+   install( FILES
+      agents/statedbd/statedbd.service
+      agents/configd/configd.service
+      agents/programd/programd.service
       DESTINATION lib/systemd/system )
 endif()
 install( FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} )

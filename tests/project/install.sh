@@ -40,7 +40,7 @@ if [[ -e $build/tools/flowspecctl ]]; then
 fi
 
 if [[ -e $build/agents/statedbd ]]; then
-   for daemon in statedbd configd; do
+   for daemon in statedbd configd programd; do
       "$prefix/bin/$daemon" --version | grep -q "^$daemon [0-9.]*$"
       [[ -s $prefix/lib/systemd/system/$daemon.service ]]
    done

@@ -1,0 +1,182 @@
+#include "Vek/Text.h"
+#include "agents/lib/DaemonOptions.h"
+#include "agents/lib/MountHandler.h"
+#include "agents/match/LinkLayer.h"
+#include "agents/programd/PacketFile.h"
+#include "agents/programd/Programmer.h"
+#include "agents/programd/SoftwareTcam.h"
+
+#include <cerrno>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <system_error>
+
+namespace {
+
+using namespace Agents;
+using Vek::log::Endpoint;
+using Vek::log::Mount;
+
+struct Options {
+   DaemonOptions daemon;
+   Vek::String config = "flowspec/config";
+   Vek::String cliConfig = "flowspec/cliconfig";
+   Vek::String status = "flowspec/status";
+   Vek::String counter = "flowspec/counter";
+   Vek::String packets; // none when empty
+   U64 intf = 1;
+   Vek::String profile;
+};
+
+void addOptions( CLI::App& app, Options& options ) {
+   addDaemonOptions( app, options.daemon, "Where the state database listens" );
+   const auto addRoot = [&]( const char* option, Vek::String& name, const char* help ) {
+      app.add_option( option, name, help )->type_name( "NAME" )->capture_default_str();
+   };
+   addRoot( "--config", options.config, "Root with the rules" );
+   addRoot( "--cli-config", options.cliConfig, "Root with the interfaces" );
+   addRoot( "--status", options.status, "Root for what became of the rules" );
+   addRoot( "--counter", options.counter, "Root for their counters" );
+   app.add_option( "--packets", options.packets,
+                   "A capture file whose packets come in; - is standard input" )
+      ->type_name( "FILE" );
+   app.add_option( "--interface", options.intf, "Number of the interface that they come in on" )
+      ->type_name( "NUMBER" )
+      ->capture_default_str();
+   app.add_option( "PROFILE", options.profile, "What the hardware can, a JSON file" )
+      ->required()
+      ->type_name( "" );
+}
+
+Profile readProfile( const Vek::String& file ) {
+   const std::ifstream in( file, std::ios::binary );
+   std::ostringstream text;
+   if ( !in || !( text << in.rdbuf() ) ) {
+      throw std::system_error( errno, std::generic_category(), "cannot read " + file );
+   }
+   try {
+      return Profile::read( text.str() );
+   } catch ( const ProfileError& error ) {
+      throw std::runtime_error( Vek::concat( file, ": ", std::string_view( error.what() ) ) );
+   }
+}
+
+double now() {
+   const auto since = std::chrono::system_clock::now().time_since_epoch();
+   return std::chrono::duration< double >( since ).count();
+}
+
+/// The daemon: keeps copies of the configuration, programs the TCAM, and writes the status.
+class Programd {
+public:
+   explicit Programd( const Options& options )
+      : options_( options ), tcam_( readProfile( options.profile ) ),
+        status_( Flowspec::statusFactory( options.status ) ),
+        counter_( Flowspec::counterFactory( options.counter ) ),
+        configReader_( endpoint(), "programd", options.config, directory_ ),
+        cliReader_( endpoint(), "programd", options.cliConfig, directory_ ),
+        statusWriter_( endpoint(), "programd", *status_ ),
+        counterWriter_( endpoint(), "programd", *counter_ ) {
+      // There before the state database has them, so that they can be watched.
+      directory_.create( "Flowspec::Config", options.config );
+      directory_.create( "Flowspec::CliConfig", options.cliConfig );
+   }
+
+   void run() {
+      // The configuration is complete before anything is programmed or told.
+      const auto configured = [this] { work(); };
+      const MountHandler config( daemon_, configReader_, configured );
+      const MountHandler cli( daemon_, cliReader_, configured );
+      if ( !options_.daemon.pidFile.empty() ) {
+         daemon_.pidFileIs( options_.daemon.pidFile );
+      }
+      daemon_.run();
+   }
+
+private:
+   Endpoint endpoint() const { return Endpoint( options_.daemon.endpoint ); }
+
+   void work() {
+      if ( !programmer_ ) {
+         if ( !configReader_.stands() || !cliReader_.stands() ) {
+            return;
+         }
+         begin();
+      }
+      if ( programmer_->changed() ) {
+         programmer_->process( now() );
+      }
+   }
+
+   void begin() {
+      using Flowspec::CliConfig;
+      using Flowspec::Config;
+      const auto config = directory_.entity( options_.config );
+      const auto cli = directory_.entity( options_.cliConfig );
+      programmer_.emplace( Vek::Ptr( static_cast< Config* >( config.get() ) ),
+                           Vek::Ptr( static_cast< CliConfig* >( cli.get() ) ), tcam_, status_,
+                           counter_ );
+      programmer_->process( now() );
+      statusHandler_.emplace( daemon_, statusWriter_ );
+      counterHandler_.emplace( daemon_, counterWriter_ );
+      if ( !options_.packets.empty() ) {
+         takePackets();
+         daemon_.onHangup( [this] { takePackets(); } );
+      }
+   }
+
+   // Takes the packets from the first one on.
+   void takePackets() {
+      packets_.reset();
+      try {
+         packets_.emplace(
+            daemon_.loop(), options_.packets,
+            [this]( std::span< const U8 > frame, U32 linkType, U32 length ) {
+               if ( const auto packet =
+                       Match::parsePacket( Match::ipPacketOf( frame, linkType ) ) ) {
+                  tcam_.process( Zorv::IntfId( options_.intf ), *packet, length );
+               }
+            },
+            [this]( U64 packets, const Vek::String& reason ) {
+               const std::string_view separator = reason.empty() ? "" : ": ";
+               daemon_.log(
+                  Vek::concat( options_.packets, ": ", packets, " packets", separator, reason ) );
+            } );
+      } catch ( const std::runtime_error& error ) {
+         daemon_.log( error.what() );
+      }
+   }
+
+   const Options& options_;
+   Daemon daemon_{ "programd" };
+   SoftwareTcam tcam_;
+   Vek::Directory directory_;
+   const Vek::Ptr< Flowspec::Status > status_;
+   const Vek::Ptr< Flowspec::Counter > counter_;
+   Mount configReader_;
+   Mount cliReader_;
+   Mount statusWriter_;
+   Mount counterWriter_;
+   std::optional< Programmer > programmer_;
+   std::optional< MountHandler > statusHandler_;
+   std::optional< MountHandler > counterHandler_;
+   std::optional< PacketFile > packets_;
+};
+
+ExitStatus run( int argc, char** argv ) {
+   CLI::App app( "Programs flow-specification rules and reports what became of them.", "programd" );
+   Options options;
+   addOptions( app, options );
+   if ( const auto status = parse( app, argc, argv ) ) {
+      return *status;
+   }
+   Programd( options ).run();
+   return ExitStatus::good;
+}
+
+} // namespace
+
+int main( int argc, char** argv ) {
+   return Agents::daemonMain( "programd", [=] { return run( argc, argv ); } );
+}
