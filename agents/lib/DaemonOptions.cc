@@ -1,31 +1,17 @@
 #include "agents/lib/DaemonOptions.h"
 
-#include "Vek/Exceptions.h"
 #include "Vek/log/Endpoint.h"
 
 #include <cstdio>
 
 namespace Agents {
 
-namespace {
-
-Vek::String endpointFault( const Vek::String& text ) {
-   try {
-      const Vek::log::Endpoint endpoint( text );
-      return {};
-   } catch ( const Vek::RangeException& exception ) {
-      return exception.what();
-   }
-}
-
-} // namespace
-
 void addDaemonOptions( CLI::App& app, DaemonOptions& options, const Vek::String& endpointHelp ) {
    app.add_option( "--socket", options.endpoint,
                    endpointHelp + ": the path of a Unix socket, or 127.0.0.1:PORT" )
       ->type_name( "ENDPOINT" )
       ->capture_default_str()
-      ->check( endpointFault );
+      ->check( Vek::log::Endpoint::fault );
    app.add_option( "--pid-file", options.pidFile, "A file for the process's number" )
       ->type_name( "FILE" );
    app.set_version_flag( "--version", app.get_name() + " " FLOWSPEC_VERSION );

@@ -165,16 +165,6 @@ CLI::App& addDecodeLogCommand( CLI::App& app, DecodeLogOptions& options ) {
    return decode;
 }
 
-// Why a text does not say where a state database listens; "" when it does.
-Vek::String endpointFault( const Vek::String& text ) {
-   try {
-      const Vek::log::Endpoint endpoint( text );
-      return {};
-   } catch ( const Vek::RangeException& exception ) {
-      return exception.what();
-   }
-}
-
 CLI::App& addDumpCommand( CLI::App& app, DumpOptions& options ) {
    CLI::App& dump =
       *app.add_subcommand( "dump", "Print the state of roots that a state database holds" );
@@ -183,7 +173,7 @@ CLI::App& addDumpCommand( CLI::App& app, DumpOptions& options ) {
                    "Where the state database listens, a path or 127.0.0.1:PORT" )
       ->type_name( "ENDPOINT" )
       ->capture_default_str()
-      ->check( endpointFault );
+      ->check( Vek::log::Endpoint::fault );
    dump.add_flag( "--json", options.json, "Write an object for each root" );
    dump.add_option( "ROOT", options.roots, "Names of roots, such as flowspec/config" )
       ->required()

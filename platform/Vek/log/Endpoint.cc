@@ -37,6 +37,15 @@ Endpoint::Endpoint( String text ) : text_( std::move( text ) ) {
    port_ = static_cast< U16 >( *port );
 }
 
+String Endpoint::fault( const String& text ) {
+   try {
+      const Endpoint endpoint( text );
+      return {};
+   } catch ( const RangeException& exception ) {
+      return exception.what();
+   }
+}
+
 int Endpoint::open() const {
    return ::socket( isUnix() ? AF_UNIX : AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0 );
 }

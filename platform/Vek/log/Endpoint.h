@@ -14,6 +14,9 @@ public:
    /// port from 1 to 65535. `RangeException` for another text.
    explicit Endpoint( String text );
 
+   /// Why a text is no endpoint; empty when it is one.
+   static String fault( const String& text );
+
    const String& text() const { return text_; }
 
    /// Begins to connect; returns a non-blocking socket, the caller's to close. `StreamException`,

@@ -1,6 +1,7 @@
 #include "Vek/log/Connection.h"
 #include "tests/support/LogStream.h"
 #include "tests/support/RandomTree.h"
+#include "tests/support/Sanitized.h"
 
 #include <malloc.h>
 
@@ -10,6 +11,7 @@ namespace Flowspec {
 namespace {
 
 using TestSupport::difference;
+using TestSupport::sanitized;
 using Vek::Directory;
 using Vek::log::Receiver;
 using Vek::log::Sender;
@@ -23,15 +25,6 @@ FlowspecKey ruleKey( U32 number ) {
    key.destPrefixIs( Zorv::IpGenPrefix( Zorv::IpGenAddr::ipv4( number ), 32 ) );
    return key;
 }
-
-// The sanitizers' memory is not that of the heap, and they are slow.
-#if defined( __SANITIZE_ADDRESS__ ) || defined( __SANITIZE_THREAD__ )
-constexpr bool sanitized = true;
-#elif defined( __has_feature )
-constexpr bool sanitized = __has_feature( address_sanitizer ) || __has_feature( thread_sanitizer );
-#else
-constexpr bool sanitized = false;
-#endif
 
 constexpr U32 rules = sanitized ? 5000 : 100000;
 constexpr U32 rounds = sanitized ? 20 : 100;

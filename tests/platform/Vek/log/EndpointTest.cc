@@ -19,6 +19,7 @@ TEST( Endpoint, IsAPathOrAPortOfTheLoopbackInterface ) {
          { "/run/flowspec/statedb.sock", "./s", "127.0.0.1:1", "127.0.0.1:65535" } ) {
       EXPECT_EQ( Endpoint( text ).text(), text );
    }
+   EXPECT_EQ( Endpoint::fault( "./s" ), "" );
    EXPECT_NO_THROW( Endpoint( "/" + String( 106, 'x' ) ) );
 }
 
@@ -30,6 +31,7 @@ TEST( Endpoint, IsNothingElse ) {
                    ThrowsMessage< RangeException >(
                       concat( "'", text, "' is neither a path with a '/' nor 127.0.0.1:PORT" ) ) );
    }
+   EXPECT_EQ( Endpoint::fault( "s" ), "'s' is neither a path with a '/' nor 127.0.0.1:PORT" );
    const String path = "/" + String( 107, 'x' );
    EXPECT_THAT(
       [&] { Endpoint{ path }; },
