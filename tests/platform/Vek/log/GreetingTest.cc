@@ -40,7 +40,9 @@ TEST( Greeting, NamesMustStandInTheLine ) {
                                                      { "a", "" },
                                                      { "a", "line\nend" },
                                                      { "a", String( 1024, 'x' ) } } ) {
-      EXPECT_THAT( ( [&] { Greeting{ .writes = false, .agent = agent, .root = root }.text(); } ),
+      EXPECT_THAT( ( [&agent = agent, &root = root] {
+                      Greeting{ .writes = false, .agent = agent, .root = root }.text();
+                   } ),
                    ThrowsMessage< RangeException >( "'" + agent + "' and '" + root +
                                                     "' are no names of an agent and a root" ) );
    }
