@@ -29,7 +29,7 @@ U64 ruleIdOf( const Json& json ) {
 // Takes the members that a rule has beside its key out of the object, which is then the key's.
 void takeRuleMembers( Json& object, FiledRule& rule, std::optional< U64 >& ruleId ) {
    if ( const auto found = object.find( "action" ); found != object.end() ) {
-      if ( auto reason = readAction( *found, rule.action ) ) {
+      if ( auto reason = Tools::readAction( *found, rule.action ) ) {
          throw BadJson{ *std::move( reason ) };
       }
       object.erase( found );

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agents/configd/ActionJson.h"
+#include "tools/lib/ActionJson.h"
 #include "tools/lib/KeyForms.h"
 
 #include <unordered_set>
@@ -21,7 +21,7 @@ namespace Flowspec::Configd {
 /// A rule as a file has it.
 struct FiledRule {
    FlowspecKey key;
-   Action action;
+   Tools::RuleAction action;
    U64 ruleId = 0;
    U64 line = 0; ///< where it stands, from 1 on
 

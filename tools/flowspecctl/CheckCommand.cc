@@ -3,6 +3,7 @@
 #include "Flowspec/config/MatchSetBuilder.h"
 #include "tools/lib/Diagnostics.h"
 #include "tools/lib/InputFiles.h"
+#include "tools/lib/MatchSetText.h"
 
 #include <algorithm>
 
@@ -17,29 +18,13 @@ using Json = nlohmann::ordered_json;
 // The protocols of a sanitised rule, as text and as JSON; null when any will do.
 Vek::String protocolText( const RuleConfig& rule ) {
    const auto at = rule.matchSet().find( ipProto );
-   if ( at == rule.matchSet().end() ) {
-      return "any";
-   }
-   Vek::String text;
-   for ( const NumericalRange* const range : at->second.numericalRange().sorted() ) {
-      text += Vek::concat( std::string_view( text.empty() ? "" : "," ), range->rangeMin() );
-      if ( range->rangeMax() != range->rangeMin() ) {
-         text += Vek::concat( '-', range->rangeMax() );
-      }
-   }
-   return text;
+   return at == rule.matchSet().end() ? "any" : componentText( at->second );
 }
 
 Json protocolJson( const RuleConfig& rule ) {
-   const auto at = rule.matchSet().find( ipProto );
-   if ( at == rule.matchSet().end() ) {
-      return nullptr;
-   }
-   Json ranges = Json::array();
-   for ( const NumericalRange* const range : at->second.numericalRange().sorted() ) {
-      ranges.push_back( { range->rangeMin(), range->rangeMax() } );
-   }
-   return ranges;
+   const Json matchSet = matchSetJson( rule.matchSet() );
+   const auto at = matchSet.find( stringValue( ipProto ) );
+   return at == matchSet.end() ? Json() : *at;
 }
 
 class CheckRun : private LineSink {

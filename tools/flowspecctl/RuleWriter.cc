@@ -16,18 +16,20 @@ struct JsonMember {
 };
 
 constexpr JsonMember jsonMembers[] = {
-   { Form::json, R"(,"key":)", "" },         { Form::cli, R"(,"cli":")", "\"" },
-   { Form::cliLen, R"(,"cliLen":")", "\"" }, { Form::detail, R"(,"detail":")", "\"" },
-   { Form::value, R"(,"value":")", "\"" },   { Form::diag, R"(,"diag":")", "\"" },
+   { Form::json, R"("key":)", "" },         { Form::cli, R"("cli":")", "\"" },
+   { Form::cliLen, R"("cliLen":")", "\"" }, { Form::detail, R"("detail":")", "\"" },
+   { Form::value, R"("value":")", "\"" },   { Form::diag, R"("diag":")", "\"" },
 };
 constexpr JsonMember jsonRdMembers[] = {
-   { Form::rd, R"(,"rdCli":")", "\"" },
-   { Form::rdLen, R"(,"rdCliLen":")", "\"" },
-   { Form::rdDetail, R"(,"rdDetail":")", "\"" },
+   { Form::rd, R"("rdCli":")", "\"" },
+   { Form::rdLen, R"("rdCliLen":")", "\"" },
+   { Form::rdDetail, R"("rdDetail":")", "\"" },
 };
 
 void appendMembers( Vek::String& out, std::span< const JsonMember > members, const Rule& rule ) {
+   std::string_view separator;
    for ( const JsonMember& member : members ) {
+      out += std::exchange( separator, "," );
       out += member.front;
       appendRule( member.form, rule, out );
       out += member.back;
@@ -69,6 +71,11 @@ std::vector< Form > formsOf( const KeyOptions& options ) {
 }
 
 } // namespace
+
+void appendKeyForms( Vek::String& out, const Rule& rule ) {
+   appendMembers( out, jsonMembers, rule );
+   appendWordsAndHash( out, rule.key );
+}
 
 RuleWriter::RuleWriter( const KeyOptions& options, Output& output )
    : options_( options ), output_( output ), forms_( formsOf( options ) ) {
@@ -137,10 +144,10 @@ void RuleWriter::beginJson( const Place& place, bool ok ) {
 void RuleWriter::goodJson( const Place& place, const Rule& rule ) {
    beginJson( place, true );
    Vek::String& out = output_.text();
-   appendMembers( out, jsonMembers, rule );
-   appendWordsAndHash( out, rule.key );
+   out += ',';
+   appendKeyForms( out, rule );
    if ( rule.rd ) {
-      out += Vek::concat( R"(,"rd":")", rule.rd->stringValue(), '"' );
+      out += Vek::concat( R"(,"rd":")", rule.rd->stringValue(), R"(",)" );
       appendMembers( out, jsonRdMembers, rule );
    }
    out += "}\n";

@@ -6,6 +6,10 @@
 
 namespace Flowspec::Tools {
 
+/// Appends the members of an object that hold a key in all forms, from `"key":{...},"cli":"..."` to
+/// `"hash":"0x..."`. Only for what `unwritable` admits in all of these forms.
+void appendKeyForms( Vek::String& out, const Rule& rule );
+
 /// Writes the rules of one run in the layout that the options ask for: a line each with the forms
 /// between tabs, a JSON object each, or a table. Bad lines are rows and objects too where the
 /// layout has room for them, else messages on standard error.

@@ -1,17 +1,14 @@
-#include "Vek/Text.h"
-#include "Vek/log/Endpoint.h"
 #include "tools/flowspecctl/CheckCommand.h"
 #include "tools/flowspecctl/ConvertCommand.h"
 #include "tools/flowspecctl/DecodeLogCommand.h"
 #include "tools/flowspecctl/DumpCommand.h"
 #include "tools/flowspecctl/KeyCommand.h"
+#include "tools/flowspecctl/Options.h"
+#include "tools/flowspecctl/SystemCommands.h"
 #include "tools/flowspecctl/TypesCommand.h"
 #include "tools/flowspecctl/VocabCommand.h"
 #include "tools/lib/Diagnostics.h"
 
-#include <CLI/CLI.hpp>
-
-#include <limits>
 #include <new>
 #include <system_error>
 
@@ -28,77 +25,11 @@ constexpr int badUsage = 2;
 constexpr const char* program = "flowspecctl";
 constexpr const char* version = "flowspecctl " FLOWSPECCTL_VERSION "\n";
 
-Vek::String formNames( bool readableOnly ) {
-   Vek::String names;
-   for ( const FormInfo& form : forms() ) {
-      if ( form.readable || !readableOnly ) {
-         names += Vek::concat( std::string_view( names.empty() ? "" : ", " ), form.name );
-      }
-   }
-   return names;
-}
-
-// An option whose text `read` turns into an optional; `expected` names what it takes.
-template < typename Read, typename Take >
-void addOption( CLI::App& command, const char* name, const char* type, const Vek::String& help,
-                Read read, const Vek::String& expected, Take take ) {
-   command
-      .add_option_function< Vek::String >(
-         name,
-         [=]( const Vek::String& text ) {
-            const auto value = read( text );
-            if ( !value ) {
-               throw CLI::ValidationError( name, Vek::concat( "'", text, "' is not ", expected ) );
-            }
-            take( *value );
-         },
-         help )
-      ->type_name( type );
-}
-
-std::optional< Form > readableForm( std::string_view name ) {
-   const auto form = formOf( name );
-   return form && info( *form ).readable ? form : std::nullopt;
-}
-
-std::optional< std::vector< Form > > formList( std::string_view names ) {
-   std::vector< Form > list;
-   for ( bool more = true; more; ) {
-      const std::size_t comma = names.find( ',' );
-      const auto form = formOf( names.substr( 0, comma ) );
-      if ( !form ) {
-         return std::nullopt;
-      }
-      list.push_back( *form );
-      more = comma != names.npos;
-      names.remove_prefix( more ? comma + 1 : names.size() );
-   }
-   return list;
-}
-
 constexpr const char* exitStatus =
    "Exit status: 0 when all lines were good, 1 when one was not, 2 for wrong usage.";
 
-void addFrom( CLI::App& command, Form& from ) {
-   addOption( command, "--from", "FORM", "Form of the input, cli when not given", readableForm,
-              "one of " + formNames( true ), [&]( Form form ) { from = form; } );
-}
-
-void addVrf( CLI::App& command, std::optional< Vrf::VrfIdMap::VrfId >& vrfId ) {
-   addOption(
-      command, "--vrf", "NUMBER", "VRF for rules whose form has none",
-      []( std::string_view text ) {
-         return Vek::decimal( text, std::numeric_limits< U32 >::max() );
-      },
-      "a whole number from 0 to 4294967295",
-      [&]( U64 number ) { vrfId = static_cast< U32 >( number ); } );
-}
-
-void addFamily( CLI::App& command, std::optional< Zorv::AddressFamily >& family ) {
-   addOption( command, "--family", "FAMILY",
-              "Address family, ipv4 or ipv6, for rules whose form has none", Zorv::addressFamily,
-              "an address family", [&]( Zorv::AddressFamily value ) { family = value; } );
-}
+constexpr const char* vrfHelp = "VRF for rules whose form has none";
+constexpr const char* familyHelp = "for rules whose form has none";
 
 void addFiles( CLI::App& command, std::vector< Vek::String >& files ) {
    command.add_option( "FILE", files, "Files to read; standard input when there is none, or -" )
@@ -112,7 +43,7 @@ void addKeyCommand( CLI::App& app, KeyOptions& options ) {
    addFrom( key, options.from );
    addOption( key, "--to", "FORM,...",
               "Forms of the output, with tabs between them; that of the input when not given",
-              formList, "a list of " + formNames( false ),
+              listOf( formOf ), "a list of " + formNames( false ),
               [&]( const std::vector< Form >& list ) { options.to = list; } );
    key.add_flag( "--sort", options.sort, "Write the rules in the order of their keys" );
    key.add_flag( "--unique", options.unique, "Leave out rules that were there before" );
@@ -121,8 +52,8 @@ void addKeyCommand( CLI::App& app, KeyOptions& options ) {
    addOption( key, "--rd", "RD", "Distinguisher for rules that have none",
               Zorv::RouteDistinguisher::fromText, "a route distinguisher",
               [&]( Zorv::RouteDistinguisher rd ) { options.rd = rd; } );
-   addVrf( key, options.vrfId );
-   addFamily( key, options.family );
+   addVrf( key, vrfHelp, options.vrfId );
+   addFamily( key, familyHelp, options.family );
    addFiles( key, options.files );
 }
 
@@ -131,7 +62,7 @@ CLI::App& addCheckCommand( CLI::App& app, CheckOptions& options ) {
       "check", "Tell whether packets can match a rule, and the protocols that it asks for" );
    addFrom( check, options.from );
    check.add_flag( "--json", options.json, "Write an object for each line" );
-   addFamily( check, options.family );
+   addFamily( check, familyHelp, options.family );
    addFiles( check, options.files );
    return check;
 }
@@ -146,8 +77,8 @@ CLI::App& addConvertCommand( CLI::App& app, ConvertOptions& options ) {
          return form && !info( *form ).hasRd ? form : std::nullopt;
       },
       "a form without a route distinguisher", [&]( Form form ) { options.to = form; } );
-   addVrf( convert, options.vrfId );
-   addFamily( convert, options.family );
+   addVrf( convert, vrfHelp, options.vrfId );
+   addFamily( convert, familyHelp, options.family );
    addFiles( convert, options.files );
    return convert;
 }
@@ -168,12 +99,7 @@ CLI::App& addDecodeLogCommand( CLI::App& app, DecodeLogOptions& options ) {
 CLI::App& addDumpCommand( CLI::App& app, DumpOptions& options ) {
    CLI::App& dump =
       *app.add_subcommand( "dump", "Print the state of roots that a state database holds" );
-   dump
-      .add_option( "--socket", options.endpoint,
-                   "Where the state database listens, a path or 127.0.0.1:PORT" )
-      ->type_name( "ENDPOINT" )
-      ->capture_default_str()
-      ->check( Vek::log::Endpoint::fault );
+   addSocket( dump, options.endpoint );
    dump.add_flag( "--json", options.json, "Write an object for each root" );
    dump.add_option( "ROOT", options.roots, "Names of roots, such as flowspec/config" )
       ->required()
@@ -206,6 +132,7 @@ int run( int argc, char** argv, Output& output ) {
    const CLI::App& decodeLog = addDecodeLogCommand( app, decodeLogOptions );
    DumpOptions dumpOptions;
    const CLI::App& dump = addDumpCommand( app, dumpOptions );
+   SystemCommands system( app );
    CLI::App& types = *app.add_subcommand( "types", "Show the type registry, or one type of it" );
    Vek::String typeName;
    types.add_option( "TYPE", typeName, "Name of a type, such as Flowspec::RuleConfig" )
@@ -221,6 +148,9 @@ int run( int argc, char** argv, Output& output ) {
       return allGood;
    } catch ( const CLI::ParseError& error ) {
       return misused( error.what() );
+   }
+   if ( const auto good = system.run( output ) ) {
+      return *good ? allGood : someBad;
    }
    if ( vocab.parsed() ) {
       runVocab( json, output );

@@ -31,6 +31,19 @@ std::string_view takeLine( std::string_view& text, std::size_t width ) {
 
 } // namespace
 
+Table::Table( std::size_t width, std::vector< Column > columns )
+   : columns_( std::move( columns ) ) {
+   std::size_t used = gap * ( columns_.size() - 1 );
+   for ( const Column& column : columns_ ) {
+      used += column.width;
+   }
+   for ( Column& column : columns_ ) {
+      if ( column.width == 0 ) {
+         column.width = std::max( width > used ? width - used : 0, leastWidth );
+      }
+   }
+}
+
 Table Table::filling( std::size_t width, std::vector< Column > columns ) {
    std::size_t gaps = 0;
    std::size_t shares = 0;
@@ -67,11 +80,13 @@ void Table::appendRow( Vek::String& out, std::span< const Vek::String > cells ) 
             width += gap + columns_[j].width;
          }
          const std::string_view line = takeLine( rest[i], width );
+         const std::size_t beside = line.size() < width ? width - line.size() : 0;
+         const std::size_t ahead = columns_[i].right ? beside : 0;
          if ( !line.empty() ) {
-            out.append( blanks, ' ' ).append( line );
+            out.append( blanks + ahead, ' ' ).append( line );
             blanks = 0;
          }
-         blanks += width + gap - line.size();
+         blanks += gap + ( line.empty() ? width : beside - ahead );
       }
       out += '\n';
       ++lines;

@@ -15,9 +15,14 @@ public:
    struct Column {
       std::string_view heading;
       std::size_t width;
+      bool right = false; ///< texts end at the column's right edge, as numbers do
    };
 
+   /// Columns of the widths that are given.
    explicit Table( std::vector< Column > columns ) : columns_( std::move( columns ) ) {}
+   /// The same; one of width 0, if there is one, takes what the others
+   /// leave of `width`, and has room for a short word at least.
+   Table( std::size_t width, std::vector< Column > columns );
 
    /// Columns that fill `width`, blanks between them included; the `width` of each of `columns` is
    /// its share, above 0. Each has room for a word in hexadecimal.

@@ -87,8 +87,11 @@ void Mount::connect() {
 }
 
 void Mount::greet() {
-   const auto* const bytes = reinterpret_cast< const U8* >( greeting_.data() );
-   greeting_.erase( 0, transport_->send( std::span( bytes, greeting_.size() ) ) );
+   // Nothing is to be sent any more when the database may have replied and closed.
+   if ( !greeting_.empty() ) {
+      const auto* const bytes = reinterpret_cast< const U8* >( greeting_.data() );
+      greeting_.erase( 0, transport_->send( std::span( bytes, greeting_.size() ) ) );
+   }
    // A byte at a time: what comes behind the reply is the connection's.
    U8 byte = 0;
    while ( !reply_.ends_with( '\n' ) ) {

@@ -3,8 +3,8 @@
 #include "Flowspec/config/MatchSetBuilder.h"
 #include "Flowspec/key/FlowspecKeyReader.h"
 #include "tests/agents/configd/PrintRuleError.h"
-#include "tests/agents/configd/RandomAction.h"
 #include "tests/agents/configd/TreeRecorder.h"
+#include "tests/support/RandomAction.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -25,7 +25,7 @@ FlowspecKey keyOf( const char* value ) {
 
 FiledRule rule( const char* value, const char* action = "{}", U64 ruleId = 1 ) {
    FiledRule filed{ .key = keyOf( value ), .action = {}, .ruleId = ruleId, .line = 0 };
-   EXPECT_EQ( readAction( nlohmann::json::parse( action ), filed.action ), std::nullopt );
+   EXPECT_EQ( Tools::readAction( nlohmann::json::parse( action ), filed.action ), std::nullopt );
    return filed;
 }
 

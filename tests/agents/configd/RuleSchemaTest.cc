@@ -1,6 +1,6 @@
 #include "Flowspec/vocab/FlowspecUtil.h"
-#include "tests/agents/configd/RandomAction.h"
 #include "tests/agents/configd/RuleLines.h"
+#include "tests/support/RandomAction.h"
 #include "tests/tools/flowspecctl/Run.h"
 #include "tools/lib/KeyJson.h"
 
@@ -94,7 +94,7 @@ TEST( RuleSchema, AgreesWithTheReader ) {
       Vek::String text;
       Tools::appendKeyJson( text, random.canonicalKey() );
       Json line = Json::parse( text );
-      line["action"] = actionJson( TestSupport::randomAction( random ) );
+      line["action"] = Tools::actionJson( TestSupport::randomAction( random ) );
       line["ruleId"] = random.any();
       verdicts.add( line.dump(), true );
    }

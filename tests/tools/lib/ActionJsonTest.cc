@@ -1,27 +1,27 @@
-#include "agents/configd/ActionJson.h"
+#include "tools/lib/ActionJson.h"
 
 #include "Flowspec/vocab/FlowspecUtil.h"
-#include "tests/agents/configd/RandomAction.h"
+#include "tests/support/RandomAction.h"
 
 #include <limits>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-namespace Flowspec::Configd {
+namespace Flowspec::Tools {
 namespace {
 
-Action read( const char* text ) {
-   Action action;
+RuleAction read( const char* text ) {
+   RuleAction action;
    EXPECT_EQ( readAction( nlohmann::json::parse( text ), action ), std::nullopt ) << text;
    return action;
 }
 
 TEST( ActionJson, WhatAsksForNothingPermits ) {
-   EXPECT_EQ( read( "{}" ), Action() );
-   EXPECT_EQ( read( R"({"drop":false,"sample":false,"continue":false})" ), Action() );
+   EXPECT_EQ( read( "{}" ), RuleAction() );
+   EXPECT_EQ( read( R"({"drop":false,"sample":false,"continue":false})" ), RuleAction() );
    EXPECT_FALSE( read( "{}" ).fields );
-   EXPECT_EQ( actionJson( Action() ).dump(), "{}" );
+   EXPECT_EQ( actionJson( RuleAction() ).dump(), "{}" );
 }
 
 TEST( ActionJson, EachMember ) {
@@ -46,7 +46,7 @@ TEST( ActionJson, EachMember ) {
         "trafficRate|trafficAction|trafficRedirect|trafficMarking" },
    };
    for ( const auto& row : rows ) {
-      const Action action = read( row.text );
+      const RuleAction action = read( row.text );
       EXPECT_EQ( action.fields.stringValue(), row.fields ) << row.text;
       EXPECT_EQ( actionJson( action ).dump(), row.text );
    }
@@ -138,8 +138,8 @@ TEST( ActionJson, WhatIsWrongIsNamed ) {
       { R"({"drop":true,"markDscp":1})", "'action.markDscp' contradicts 'action.drop'" },
    };
    for ( const auto& row : rows ) {
-      const Action before = read( R"({"markDscp":1})" );
-      Action action = before;
+      const RuleAction before = read( R"({"markDscp":1})" );
+      RuleAction action = before;
       EXPECT_EQ( readAction( nlohmann::json::parse( row.text ), action ), row.reason ) << row.text;
       EXPECT_EQ( action, before ) << row.text;
    }
@@ -148,11 +148,11 @@ TEST( ActionJson, WhatIsWrongIsNamed ) {
 TEST( ActionJson, WhatIsWrittenReadsBack ) {
    TestSupport::KeyGenerator random( 8955 );
    for ( int round = 0; round < 20000; ++round ) {
-      const Action action = TestSupport::randomAction( random );
+      const RuleAction action = TestSupport::randomAction( random );
       const Vek::String text = actionJson( action ).dump();
       ASSERT_EQ( read( text.c_str() ), action ) << text;
    }
 }
 
 } // namespace
-} // namespace Flowspec::Configd
+} // namespace Flowspec::Tools

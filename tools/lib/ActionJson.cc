@@ -1,4 +1,4 @@
-#include "agents/configd/ActionJson.h"
+#include "tools/lib/ActionJson.h"
 
 #include "Flowspec/vocab/FlowspecUtil.h"
 #include "tools/lib/JsonMembers.h"
@@ -7,11 +7,11 @@
 #include <cmath>
 #include <limits>
 
-namespace Flowspec::Configd {
+namespace Flowspec::Tools {
 
 namespace {
 
-using namespace Tools::JsonMembers;
+using namespace JsonMembers;
 
 constexpr U32 maxDscp = 63;
 
@@ -42,7 +42,7 @@ float rate( const Json& json, const Vek::String& name ) {
    return static_cast< float >( value );
 }
 
-void readRateLimit( const Json& json, Action& action ) {
+void readRateLimit( const Json& json, RuleAction& action ) {
    const Vek::String name = "action.rateLimit";
    checkMembers( object( json, name ), name + '.', { "bytes", "packets" } );
    if ( json.size() != 1 ) {
@@ -124,12 +124,12 @@ TrafficRedirect redirectOf( const Json& json ) {
    return redirect;
 }
 
-Action actionOf( const Json& json ) {
+RuleAction actionFrom( const Json& json ) {
    const Vek::String name = "action";
    const Vek::String where = "action.";
    checkMembers( object( json, name ), where,
                  { "drop", "rateLimit", "markDscp", "redirect", "sample", "continue" } );
-   Action action;
+   RuleAction action;
    action.fields.trafficDropIs( flag( json, where, "drop" ) );
    for ( const char* const other : { "rateLimit", "markDscp", "redirect" } ) {
       if ( action.fields.trafficDrop() && json.contains( other ) ) {
@@ -156,7 +156,7 @@ Action actionOf( const Json& json ) {
 // Whole rates, as nearly all are, go without a fraction.
 Json rateJson( float rate ) {
    constexpr float tooLarge = 0x1p64F;
-   if ( rate < tooLarge && rate == std::trunc( rate ) ) {
+   if ( rate >= 0 && rate < tooLarge && rate == std::trunc( rate ) ) {
       return static_cast< U64 >( rate );
    }
    return static_cast< double >( rate );
@@ -187,18 +187,31 @@ Json redirectJson( const TrafficRedirect& redirect ) {
    return json;
 }
 
+Vek::String targetText( const TrafficRedirect& redirect ) {
+   switch ( redirect.type() ) {
+   case TrafficRedirectType::vrf:
+      return Vek::concat( "VRF ", redirect.vrfId() );
+   case TrafficRedirectType::addr:
+      return redirect.addr().stringValue();
+   case TrafficRedirectType::srTePolicy:
+      return Vek::concat( "policy ", redirect.srTePolicyKey().color(), ' ',
+                          redirect.srTePolicyKey().endpoint() );
+   }
+   return Vek::concat( "target of type ", static_cast< U8 >( redirect.type() ) );
+}
+
 } // namespace
 
-std::optional< Vek::String > readAction( const Json& json, Action& action ) {
+std::optional< Vek::String > readAction( const Json& json, RuleAction& action ) {
    try {
-      action = actionOf( json );
+      action = actionFrom( json );
    } catch ( const BadJson& bad ) {
       return bad.reason;
    }
    return std::nullopt;
 }
 
-Json actionJson( const Action& action ) {
+Json actionJson( const RuleAction& action ) {
    Json json = Json::object();
    if ( action.fields.trafficDrop() ) {
       json["drop"] = true;
@@ -224,4 +237,57 @@ Json actionJson( const Action& action ) {
    return json;
 }
 
-} // namespace Flowspec::Configd
+RuleAction actionOf( const RuleConfig& rule ) {
+   RuleAction action;
+   action.fields = rule.actionFieldSet();
+   if ( action.fields.trafficAction() ) {
+      action.trafficAction = rule.trafficAction();
+   }
+   if ( action.fields.trafficRedirect() ) {
+      action.redirect = rule.trafficRedirect();
+   }
+   if ( action.fields.trafficMarking() ) {
+      action.markDscp = rule.trafficMarkingDscp();
+   }
+   if ( action.fields.trafficRate() || action.fields.trafficRatePkt() ) {
+      action.rateLimit = rule.trafficRateLimit();
+   }
+   return action;
+}
+
+Vek::String actionText( const RuleAction& action ) {
+   Vek::String text;
+   const auto add = [&]( const auto&... parts ) {
+      text += Vek::concat( std::string_view( text.empty() ? "" : ", " ), parts... );
+   };
+   const ActionFieldSet fields = action.fields;
+   if ( fields.invalid() ) {
+      add( "invalid" );
+   }
+   if ( fields.trafficDrop() ) {
+      add( "drop" );
+   }
+   if ( fields.trafficRate() ) {
+      add( "at most ", rateJson( action.rateLimit ).dump(), " bytes/s" );
+   }
+   if ( fields.trafficRatePkt() ) {
+      add( "at most ", rateJson( action.rateLimit ).dump(), " packets/s" );
+   }
+   if ( fields.trafficMarking() ) {
+      const Vek::String name = FlowspecUtil::dscpMeaningFromValue( action.markDscp.value() );
+      add( "mark ", name.empty() ? Vek::concat( action.markDscp.value() ) : name );
+   }
+   if ( fields.trafficRedirect() ) {
+      add( std::string_view( action.redirect.copy() ? "copy to " : "to " ),
+           targetText( action.redirect ) );
+   }
+   if ( action.trafficAction.sampleAndLog() ) {
+      add( "sample" );
+   }
+   if ( action.trafficAction.continueMatch() ) {
+      add( "continue" );
+   }
+   return text.empty() ? "permit" : text;
+}
+
+} // namespace Flowspec::Tools

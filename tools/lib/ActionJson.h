@@ -1,7 +1,6 @@
 #pragma once
 
-#include "Flowspec/config/TrafficActions.h"
-#include "Zorv/IpTos.h"
+#include "Flowspec/config/RuleConfig.h"
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -23,26 +22,34 @@
 /// `drop`, `sample`, `continue` and `copy` are truth values; false is as good as none. All may
 /// stand together but `drop` with `rateLimit`, `markDscp` or `redirect`. An object that asks for
 /// nothing permits.
-namespace Flowspec::Configd {
+namespace Flowspec::Tools {
 
 /// What is done with the packets of a rule. `fields` tells which of the others are in force; those
 /// that are not have their defaults. A plain value; the default permits.
-struct Action {
+struct RuleAction {
    ActionFieldSet fields;
    TrafficAction trafficAction;
    TrafficRedirect redirect;
    Zorv::IpTos markDscp; ///< the DSCP as a number from 0 to 63
    float rateLimit = 0;  ///< bytes or packets a second, as `fields` says
 
-   bool operator==( const Action& ) const = default;
+   bool operator==( const RuleAction& ) const = default;
 };
 
 /// Reads an action. A reason, which names the member and what is wrong with it, when `json` is
 /// none; `action` is then unchanged. A rate is kept with the precision of a `float`.
-[[nodiscard]] std::optional< Vek::String > readAction( const nlohmann::json& json, Action& action );
+[[nodiscard]] std::optional< Vek::String > readAction( const nlohmann::json& json,
+                                                       RuleAction& action );
 
 /// The object from which `readAction` reads an equal action, for one that it gave. A DSCP that has
 /// a name goes by it.
-nlohmann::json actionJson( const Action& action );
+nlohmann::json actionJson( const RuleAction& action );
 
-} // namespace Flowspec::Configd
+/// What a configured rule asks for.
+RuleAction actionOf( const RuleConfig& rule );
+
+/// What is done, in words for people, as in "at most 1250000 bytes/s, mark af21, copy to VRF 7";
+/// "permit" when nothing is asked for.
+Vek::String actionText( const RuleAction& action );
+
+} // namespace Flowspec::Tools

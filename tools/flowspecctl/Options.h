@@ -1,0 +1,65 @@
+#pragma once
+
+#include "Vek/Text.h"
+#include "Vrf/VrfIdMap.h"
+#include "Zorv/AddressFamily.h"
+#include "tools/lib/KeyForms.h"
+
+#include <CLI/CLI.hpp>
+
+/// Options that several commands have.
+namespace Flowspec::Tools {
+
+/// An option whose text `read` turns into an optional; `expected` names what it takes.
+template < typename Read, typename Take >
+CLI::Option* addOption( CLI::App& command, const char* name, const char* type,
+                        const Vek::String& help, Read read, const Vek::String& expected,
+                        Take take ) {
+   return command
+      .add_option_function< Vek::String >(
+         name,
+         [=]( const Vek::String& text ) {
+            const auto value = read( text );
+            if ( !value ) {
+               throw CLI::ValidationError( name, Vek::concat( "'", text, "' is not ", expected ) );
+            }
+            take( *value );
+         },
+         help )
+      ->type_name( type );
+}
+
+/// A reader of the list whose elements, with commas between them, `read` turns into optionals.
+template < typename Read >
+auto listOf( Read read ) {
+   return [=]( std::string_view texts ) {
+      using Element = typename decltype( read( texts ) )::value_type;
+      std::optional< std::vector< Element > > list( std::in_place );
+      for ( bool more = true; more; ) {
+         const std::size_t comma = texts.find( ',' );
+         const auto element = read( texts.substr( 0, comma ) );
+         if ( !element ) {
+            return std::optional< std::vector< Element > >();
+         }
+         list->push_back( *element );
+         more = comma != texts.npos;
+         texts.remove_prefix( more ? comma + 1 : texts.size() );
+      }
+      return list;
+   };
+}
+
+/// The names of all forms, or of those that can be read.
+Vek::String formNames( bool readableOnly );
+
+/// `--from`, the form of rules.
+void addFrom( CLI::App& command, Form& from );
+/// `--vrf`, a number, and `--family`.
+void addVrf( CLI::App& command, const Vek::String& help,
+             std::optional< Vrf::VrfIdMap::VrfId >& vrfId );
+void addFamily( CLI::App& command, const Vek::String& help,
+                std::optional< Zorv::AddressFamily >& family );
+/// `--socket`, where the state database listens.
+void addSocket( CLI::App& command, Vek::String& endpoint );
+
+} // namespace Flowspec::Tools

@@ -1,0 +1,226 @@
+#include "tools/flowspecctl/system/ShowRules.h"
+
+#include "Vek/Text.h"
+#include "tools/flowspecctl/system/CliConfigCommand.h"
+#include "tools/flowspecctl/system/RuleText.h"
+#include "tools/lib/ActionJson.h"
+#include "tools/lib/KeyJson.h"
+#include "tools/lib/StateRoots.h"
+#include "tools/lib/Terminal.h"
+
+#include <cmath>
+
+#include <nlohmann/json.hpp>
+
+namespace Flowspec::Tools {
+
+namespace {
+
+Vek::Ptr< RuleStatus > statusOf( const Status* status, const FlowspecKey& key ) {
+   const auto vrf = status ? status->vrfRuleStatus( key.vrfId() ) : nullptr;
+   return vrf ? vrf->ruleStatus( key ) : nullptr;
+}
+
+/// The lines of one listing.
+class Listing {
+public:
+   Listing( const ShowOptions& options, Output& output, std::vector< Table::Column > columns )
+      : options_( options ), output_( output ) {
+      if ( !options.json ) {
+         table_.emplace( ruleTable( std::move( columns ) ) );
+         table_->appendHeading( output.text() );
+      }
+   }
+   Listing( const Listing& ) = delete;
+   Listing& operator=( const Listing& ) = delete;
+   ~Listing() = default;
+
+   /// A rule: with `members`, the text of further members of its object, each after a comma, or
+   /// with `cells` behind those of the key.
+   template < typename Members, typename Cells >
+   void rule( const FlowspecKey& key, Members members, Cells cells ) {
+      Vek::String& out = output_.text();
+      if ( options_.json ) {
+         beginRuleJson( out, key );
+         members( out );
+         out += "}\n";
+      } else {
+         std::vector< Vek::String > row = ruleCells( key );
+         cells( row );
+         table_->appendRow( out, row );
+      }
+      output_.flushIfLarge();
+   }
+
+private:
+   const ShowOptions& options_;
+   Output& output_;
+   std::optional< Table > table_;
+};
+
+void appendStatusMembers( Vek::String& out, const RuleStatus& status ) {
+   out += Vek::concat( R"(,"status":")", std::string_view( stringValue( status.statusCode() ) ),
+                       R"(","reason":)" );
+   appendJsonString( out, printable( status.errorReason() ) );
+   out += Vek::concat( R"(,"version":")", status.version().stringValue(), '"' );
+}
+
+void appendCounterMembers( Vek::String& out, const CounterVersion& snapshot ) {
+   const QosLib::ColoredCounters& counters = snapshot.coloredCounters();
+   out += Vek::concat( R"(,"packets":)", counters.packetHits(), R"(,"bytes":)", counters.byteHits(),
+                       R"(,"version":")", snapshot.version().stringValue(), '"' );
+}
+
+// A number as JSON has it; null for what is none.
+Vek::String numberText( double number ) { return nlohmann::json( number ).dump(); }
+
+Vek::String rateText( double rate ) { return Vek::concat( std::llround( rate ) ); }
+
+// Changes of counters by the second, between two readings.
+struct Rates {
+   double packets;
+   double bytes;
+};
+
+// None for a rule that was programmed anew meanwhile: it began to count again.
+std::optional< Rates > ratesOf( const CounterVersion& before, const CounterVersion& now,
+                                double seconds ) {
+   const QosLib::ColoredCounters& first = before.coloredCounters();
+   const QosLib::ColoredCounters& second = now.coloredCounters();
+   if ( !( seconds > 0 ) || before.version() != now.version() ||
+        first.packetHits() > second.packetHits() || first.byteHits() > second.byteHits() ) {
+      return std::nullopt;
+   }
+   return Rates{ static_cast< double >( second.packetHits() - first.packetHits() ) / seconds,
+                 static_cast< double >( second.byteHits() - first.byteHits() ) / seconds };
+}
+
+} // namespace
+
+void showRules( const ShowOptions& options, Output& output ) {
+   const bool byStatus = !options.filter.status.empty();
+   StateRoots roots{ Vek::log::Endpoint( options.system.endpoint ) };
+   roots.read( options.system.config );
+   if ( byStatus ) {
+      roots.read( options.system.status );
+   }
+   roots.settle();
+   const auto config = roots.get< Config >( options.system.config );
+   const auto status = byStatus ? roots.get< Status >( options.system.status ) : nullptr;
+   Listing listing( options, output, { { "action", 30 } } );
+   const auto isShown = [&]( const FlowspecKey& key ) {
+      return options.filter.admits( key, statusOf( status.get(), key ).get() );
+   };
+   for ( const auto* const vrf : config->vrfRuleConfig().sorted() ) {
+      for ( const auto& rule : vrf->second->rule() ) {
+         if ( isShown( rule->ruleKey() ) ) {
+            const RuleAction action = actionOf( *rule );
+            listing.rule(
+               rule->ruleKey(),
+               [&]( Vek::String& out ) {
+                  out += Vek::concat( R"(,"ruleId":)", rule->ruleId(), R"(,"action":)",
+                                      actionJson( action ).dump() );
+               },
+               [&]( std::vector< Vek::String >& row ) { row.push_back( actionText( action ) ); } );
+         }
+      }
+      for ( const auto& rule : vrf->second->infeasibleRule() ) {
+         if ( isShown( rule->ruleKey() ) ) {
+            const Vek::String component = stringValue( rule->matchCompType() );
+            listing.rule(
+               rule->ruleKey(),
+               [&]( Vek::String& out ) {
+                  out += Vek::concat( R"(,"ruleId":)", rule->ruleId(), R"(,"infeasible":")",
+                                      component, '"' );
+               },
+               [&]( std::vector< Vek::String >& row ) {
+                  row.push_back( "matches no packet: " + component );
+               } );
+         }
+      }
+   }
+   output.flush();
+}
+
+void showStatus( const ShowOptions& options, Output& output ) {
+   StateRoots roots{ Vek::log::Endpoint( options.system.endpoint ) };
+   roots.read( options.system.status );
+   roots.settle();
+   const auto status = roots.get< Status >( options.system.status );
+   Listing listing( options, output, { { "status", 40 } } );
+   for ( const auto* const vrf : status->vrfRuleStatus().sorted() ) {
+      for ( const auto& rule : vrf->second->ruleStatus() ) {
+         if ( options.filter.admits( rule->key(), rule.get() ) ) {
+            listing.rule(
+               rule->key(), [&]( Vek::String& out ) { appendStatusMembers( out, *rule ); },
+               [&]( std::vector< Vek::String >& row ) { row.push_back( statusText( *rule ) ); } );
+         }
+      }
+   }
+   output.flush();
+}
+
+void showCounters( const ShowOptions& options, Output& output ) {
+   const bool byStatus = !options.filter.status.empty();
+   StateRoots roots{ Vek::log::Endpoint( options.system.endpoint ) };
+   roots.read( options.system.counter );
+   if ( byStatus ) {
+      roots.read( options.system.status );
+   }
+   roots.settle();
+   const auto counter = roots.get< Counter >( options.system.counter );
+   const auto status = byStatus ? roots.get< Status >( options.system.status ) : nullptr;
+   const bool withRates = options.interval > 0;
+   Counter::Snapshots before;
+   double since = 0;
+   if ( withRates ) {
+      refreshCounters( options.system, roots, *counter );
+      before = counter->snapshot();
+      since = counter->timestamp();
+      roots.until( [] { return false; },
+                   std::chrono::milliseconds( std::llround( options.interval * 1000 ) ) );
+      refreshCounters( options.system, roots, *counter );
+   }
+   std::vector< Table::Column > columns{ { "packets", 12, true }, { "bytes", 15, true } };
+   if ( withRates ) {
+      columns.insert( columns.end(), { { "packets/s", 10, true }, { "bytes/s", 12, true } } );
+   }
+   Listing listing( options, output, std::move( columns ) );
+   for ( const auto* const snapshot : counter->snapshot().sorted() ) {
+      const auto& [key, now] = *snapshot;
+      if ( !options.filter.admits( key, statusOf( status.get(), key ).get() ) ) {
+         continue;
+      }
+      const auto earlier = before.find( key );
+      const auto rates = earlier == before.end()
+                            ? std::nullopt
+                            : ratesOf( earlier->second, now, counter->timestamp() - since );
+      const QosLib::ColoredCounters& counters = snapshot->second.coloredCounters();
+      listing.rule(
+         key,
+         [&]( Vek::String& out ) {
+            appendCounterMembers( out, snapshot->second );
+            out += Vek::concat( R"(,"timestamp":)", numberText( counter->timestamp() ) );
+            if ( withRates ) {
+               out += Vek::concat(
+                  R"(,"packetsPerSecond":)", rates ? numberText( rates->packets ) : "null",
+                  R"(,"bytesPerSecond":)", rates ? numberText( rates->bytes ) : "null" );
+            }
+         },
+         [&]( std::vector< Vek::String >& row ) {
+            row.push_back( Vek::concat( counters.packetHits() ) );
+            row.push_back( Vek::concat( counters.byteHits() ) );
+            if ( withRates ) {
+               row.push_back( rates ? rateText( rates->packets ) : "-" );
+               row.push_back( rates ? rateText( rates->bytes ) : "-" );
+            }
+         } );
+   }
+   if ( !options.json ) {
+      output.text() +=
+         Vek::concat( "\nread from hardware: ", timeText( counter->timestamp() ), '\n' );
+   }
+   output.flush();
+}
+
+} // namespace Flowspec::Tools
