@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/lib/Output.h"
+#include "tools/lib/StateRoots.h"
 
 #include <vector>
 
@@ -8,8 +9,8 @@ namespace Flowspec::Tools {
 
 /// What `flowspecctl dump` is asked for.
 struct DumpOptions {
-   Vek::String endpoint = "/run/flowspec/statedb.sock"; ///< where the state database listens
-   bool json = false;                                   ///< an object for each root
+   Vek::String endpoint = defaultEndpoint; ///< where the state database listens
+   bool json = false;                      ///< an object for each root
    std::vector< Vek::String > roots;
 };
 

@@ -15,22 +15,30 @@ using Zorv::AddressFamily;
 constexpr const char* exitStatus =
    "Exit status: 0 when it was done, 1 when it was not, 2 for wrong usage.";
 
-// The names of roots, such as `--status NAME`; null for those that a command does not need.
-void addRoot( CLI::App& command, const char* option, const char* what, Vek::String& name ) {
-   command.add_option( option, name, Vek::String( "Name of the root that holds " ) + what )
-      ->type_name( "NAME" )
-      ->capture_default_str();
-}
+// An option that names a root.
+struct Root {
+   const char* option;
+   const char* help;
+   Vek::String SystemOptions::*name;
+};
+constexpr Root configRoot{ "--config-root", "Name of the root that holds the rules",
+                           &SystemOptions::config };
+constexpr Root cliConfigRoot{ "--cli-config-root",
+                              "Name of the root that holds what operators configure",
+                              &SystemOptions::cliConfig };
+constexpr Root statusRoot{ "--status-root", "Name of the root that holds the status",
+                           &SystemOptions::status };
+constexpr Root counterRoot{ "--counter-root", "Name of the root that holds the counters",
+                            &SystemOptions::counter };
 
-void addCliConfigRoot( CLI::App& command, SystemOptions& system ) {
-   addRoot( command, "--cli-config-root", "what operators configure", system.cliConfig );
-}
-
-void addRoots( CLI::App& command, SystemOptions& system ) {
-   addRoot( command, "--config-root", "the rules", system.config );
-   addCliConfigRoot( command, system );
-   addRoot( command, "--status-root", "the status", system.status );
-   addRoot( command, "--counter-root", "the counters", system.counter );
+void addSystem( CLI::App& command, SystemOptions& system, std::initializer_list< Root > roots ) {
+   addSocket( command, system.endpoint );
+   for ( const Root& root : roots ) {
+      command.add_option( root.option, system.*root.name, root.help )
+         ->type_name( "NAME" )
+         ->capture_default_str();
+   }
+   command.footer( exitStatus );
 }
 
 // An interface as "intf3" or "3".
@@ -90,9 +98,7 @@ SystemCommands::SystemCommands( CLI::App& app ) {
    addShow( app );
    CLI::App& refresh = *app.add_subcommand(
       "refresh", "Have counters read from hardware, and wait until they are there" );
-   addSocket( refresh, show_.system.endpoint );
-   addRoots( refresh, show_.system );
-   refresh.footer( exitStatus );
+   addSystem( refresh, show_.system, { cliConfigRoot, counterRoot } );
    add( refresh, [this]( Output& output ) {
       runRefresh( show_.system, output );
       return true;
@@ -130,57 +136,61 @@ std::optional< bool > SystemCommands::run( Output& output ) {
    return std::nullopt;
 }
 
-void SystemCommands::addListing( CLI::App& show, const char* name, const char* help,
-                                 void ( *list )( const ShowOptions&, Output& ), bool byStatus ) {
+CLI::App& SystemCommands::addListing( CLI::App& show, const char* name, const char* help,
+                                      void ( *list )( const ShowOptions&, Output& ) ) {
    CLI::App& command = *show.add_subcommand( name, help );
-   addSocket( command, show_.system.endpoint );
-   addRoots( command, show_.system );
    command.add_flag( "--json", show_.json, "Write an object on each line" );
    addVrf( command, "Only what is in this VRF", show_.filter.vrfId );
    addFamily( command, "to leave out the other", show_.filter.family );
-   if ( byStatus ) {
-      addOption( command, "--status", "CODE,...", "Only rules with one of these status codes",
-                 listOf( statusCode ), "a list of status codes, such as programmed",
-                 [this]( const auto& codes ) { show_.filter.status = codes; } );
-   }
-   command.footer( exitStatus );
    add( command, [=, this]( Output& output ) {
       list( show_, output );
       return true;
    } );
+   return command;
 }
 
 void SystemCommands::addShow( CLI::App& app ) {
    CLI::App& show = *app.add_subcommand( "show", "Show the state of a running system" );
    show.require_subcommand( 1 );
-   addListing( show, "rules", "The configured rules with their actions", showRules, true );
-   addListing( show, "status", "What became of the rules in hardware", showStatus, true );
-   addListing( show, "counters", "What the rules counted, as it was last read", showCounters,
-               true );
-   addOption( *show.get_subcommand( "counters" ), "--rate", "SECONDS",
+   CLI::App& rules =
+      addListing( show, "rules", "The configured rules with their actions", showRules );
+   addSystem( rules, show_.system, { configRoot, statusRoot } );
+   CLI::App& status =
+      addListing( show, "status", "What became of the rules in hardware", showStatus );
+   addSystem( status, show_.system, { statusRoot } );
+   CLI::App& counters =
+      addListing( show, "counters", "What the rules counted, as it was last read", showCounters );
+   addSystem( counters, show_.system, { counterRoot, statusRoot, cliConfigRoot } );
+   addOption( counters, "--rate", "SECONDS",
               "Read them now and once more, and show the rates between", seconds,
               "a whole number of seconds from 1 to 86400",
               [this]( double interval ) { show_.interval = interval; } );
-   addListing( show, "interfaces", "Where rules are applied, and the interface sets in use",
-               showInterfaces, false );
-   addListing( show, "unsupported", "What the hardware cannot do", showUnsupported, false );
+   for ( CLI::App* const command : { &rules, &status, &counters } ) {
+      addOption( *command, "--status", "CODE,...", "Only rules with one of these status codes",
+                 listOf( statusCode ), "a list of status codes, such as programmed",
+                 [this]( const auto& codes ) { show_.filter.status = codes; } );
+   }
+   CLI::App& interfaces =
+      addListing( show, "interfaces", "Where rules are applied, and the interface sets in use",
+                  showInterfaces );
+   addSystem( interfaces, show_.system, { statusRoot, cliConfigRoot } );
+   CLI::App& unsupported =
+      addListing( show, "unsupported", "What the hardware cannot do", showUnsupported );
+   addSystem( unsupported, show_.system, { statusRoot } );
    CLI::App& rule = *show.add_subcommand( "rule", "All that is known of a rule" );
-   addSocket( rule, show_.system.endpoint );
-   addRoots( rule, show_.system );
+   addSystem( rule, show_.system, { configRoot, statusRoot, counterRoot } );
    rule.add_flag( "--json", show_.json, "Write an object" );
    addFrom( rule, show_.from );
    addVrf( rule, "Only the rule of this VRF", show_.filter.vrfId );
    addFamily( rule, "to leave out the other", show_.filter.family );
    rule.add_option( "KEY", show_.key, "The rule's key" )->required()->type_name( "" );
-   rule.footer( exitStatus );
    add( rule, [this]( Output& output ) { return showRule( show_, output ); } );
 }
 
 void SystemCommands::addChange( CLI::App& app, const char* name, const char* help,
                                 CliChange change ) {
    CLI::App& command = *app.add_subcommand( name, help );
-   addSocket( command, change_.system.endpoint );
-   addCliConfigRoot( command, change_.system );
+   addSystem( command, change_.system, { cliConfigRoot } );
    const bool many = change == CliChange::enable || change == CliChange::disable;
    CLI::Option* const operand =
       many ? addList( command, "INTERFACE", "Interfaces, such as intf3 or 3", interface,
@@ -207,7 +217,6 @@ void SystemCommands::addChange( CLI::App& app, const char* name, const char* hel
          .add_option( "VRF", change_.vrf, "Name of the VRF; the interface's own when not given" )
          ->type_name( "" );
    }
-   command.footer( exitStatus );
    add( command, [=, this]( Output& ) {
       changeCliConfig( change, change_ );
       return true;

@@ -24,8 +24,8 @@ private:
    using Action = std::function< bool( Output& ) >;
 
    void addShow( CLI::App& app );
-   void addListing( CLI::App& show, const char* name, const char* help,
-                    void ( *list )( const ShowOptions&, Output& ), bool byStatus );
+   CLI::App& addListing( CLI::App& show, const char* name, const char* help,
+                         void ( *list )( const ShowOptions&, Output& ) );
    void addChange( CLI::App& app, const char* name, const char* help, CliChange change );
    void add( const CLI::App& command, Action action );
 

@@ -32,8 +32,39 @@ _flowspecctl() {
       esac
       ;;
    dump:*) words='--socket --json --help' ;;
+   show:*)
+      local what=${COMP_WORDS[2]}
+      case $what:$previous in
+      *:show) words='rules status counters interfaces unsupported rule --help' ;;
+      *:--family) words='ipv4 ipv6' ;;
+      *:--from) words=$readable ;;
+      *:--status)
+         words="unprocessed programmed programmedWithFailures unsupportedMatch
+            unsupportedTcamProfile unsupportedAction resourceExhausted intfSetResourceExhausted"
+         [[ $current != *,* ]] || front=${current%,*},
+         ;;
+      rules:*) words='--config-root --status-root --json --vrf --family --status' ;;
+      status:*) words='--status-root --json --vrf --family --status' ;;
+      counters:*)
+         words='--counter-root --status-root --cli-config-root --json --vrf --family --status --rate'
+         ;;
+      interfaces:*) words='--status-root --cli-config-root --json --vrf --family' ;;
+      unsupported:*) words='--status-root --json --vrf --family' ;;
+      rule:*) words='--config-root --status-root --counter-root --json --from --vrf --family' ;;
+      esac
+      [[ $words != --* ]] || words+=' --socket --help'
+      ;;
+   enable:--family | disable:--family) words='ipv4 ipv6' ;;
+   enable:*) words='--socket --cli-config-root --family --vrf --help' ;;
+   disable:*) words='--socket --cli-config-root --family --help' ;;
+   interface-set:* | vrf-override:*) words='--socket --cli-config-root --help' ;;
+   refresh:*) words='--socket --cli-config-root --counter-root --help' ;;
+   watch:*) words='--socket --json --initial --help' ;;
    vocab:* | types:*) words='--json --help' ;;
-   *) words='key check convert vocab decode-log dump types --help --version' ;;
+   *)
+      words='key check convert vocab decode-log dump show refresh enable disable interface-set
+         vrf-override watch types --help --version'
+      ;;
    esac
    mapfile -t COMPREPLY < <( compgen -P "$front" -W "$words" -- "${current#"$front"}" )
 }

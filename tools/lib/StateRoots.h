@@ -7,6 +7,9 @@
 
 namespace Flowspec::Tools {
 
+/// Where the state database listens when nothing else is said.
+inline constexpr const char* defaultEndpoint = "/run/flowspec/statedb.sock";
+
 /// Root entities of a state database, mounted for as long as a command runs.
 class StateRoots {
 public:

@@ -35,17 +35,37 @@ TEST( Manual, HasEveryOption ) {
       text.erase( at, 1 );
    }
    std::size_t options = 0;
-   for ( const char* const command :
-         { "key", "check", "convert", "vocab", "decode-log", "dump", "types" } ) {
-      EXPECT_NE( text.find( Vek::String( "flowspecctl\n.B " ) + command ), text.npos ) << command;
-      const Vek::String help = flowspecctl( { command, "--help" } ).out;
+   for ( const std::vector< Vek::String >& command :
+         std::vector< std::vector< Vek::String > >{ { "key" },
+                                                    { "check" },
+                                                    { "convert" },
+                                                    { "vocab" },
+                                                    { "decode-log" },
+                                                    { "dump" },
+                                                    { "show", "rules" },
+                                                    { "show", "status" },
+                                                    { "show", "counters" },
+                                                    { "show", "interfaces" },
+                                                    { "show", "unsupported" },
+                                                    { "show", "rule" },
+                                                    { "refresh" },
+                                                    { "enable" },
+                                                    { "disable" },
+                                                    { "interface-set" },
+                                                    { "vrf-override" },
+                                                    { "watch" },
+                                                    { "types" } } ) {
+      EXPECT_NE( text.find( "flowspecctl\n.B " + command.front() ), text.npos ) << command.front();
+      std::vector< Vek::String > arguments = command;
+      arguments.emplace_back( "--help" );
+      const Vek::String help = flowspecctl( arguments ).out;
       for ( std::size_t at = 0; ( at = help.find( "\n  --", at ) ) != help.npos; ++at ) {
          const Vek::String option = help.substr( at + 3, help.find( ' ', at + 3 ) - at - 3 );
          EXPECT_NE( text.find( option ), text.npos ) << option;
          ++options;
       }
    }
-   EXPECT_EQ( options, 21U );
+   EXPECT_EQ( options, 79U );
 }
 
 // What bash offers for a command line whose last word is being typed.
@@ -64,7 +84,8 @@ Vek::String completed( std::vector< Vek::String > words ) {
 
 TEST( Completion, OffersCommandsOptionsFormsAndFiles ) {
    EXPECT_EQ( completed( { "" } ),
-              "key check convert vocab decode-log dump types --help --version\n" );
+              "key check convert vocab decode-log dump show refresh enable disable interface-set "
+              "vrf-override watch types --help --version\n" );
    EXPECT_EQ( completed( { "key" } ), "key\n" );
    EXPECT_EQ( completed( { "key", "--" } ),
               "--from --to --sort --unique --json --table --rd --vrf --family --help\n" );
@@ -87,6 +108,15 @@ TEST( Completion, OffersCommandsOptionsFormsAndFiles ) {
    EXPECT_EQ( completed( { "decode-log", "--" } ), "--dump --json --help\n" );
    EXPECT_EQ( completed( { "decode-log", "examples/R" } ), "examples/README.md\n" );
    EXPECT_EQ( completed( { "types", "-" } ), "--json --help\n" );
+   EXPECT_EQ( completed( { "show", "" } ),
+              "rules status counters interfaces unsupported rule --help\n" );
+   EXPECT_EQ( completed( { "show", "rule", "--from", "cl" } ), "cli cli-len\n" );
+   EXPECT_EQ( completed( { "show", "counters", "--ra" } ), "--rate\n" );
+   EXPECT_EQ( completed( { "show", "status", "--family", "" } ), "ipv4 ipv6\n" );
+   EXPECT_EQ( completed( { "show", "status", "--status", "programmed,res" } ),
+              "programmed,resourceExhausted\n" );
+   EXPECT_EQ( completed( { "enable", "--family", "" } ), "ipv4 ipv6\n" );
+   EXPECT_EQ( completed( { "watch", "--i" } ), "--initial\n" );
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "Flowspec/FlowspecDalb.h"
 #include "tools/lib/KeyForms.h"
+#include "tools/lib/StateRoots.h"
 
 #include <vector>
 
@@ -10,7 +11,7 @@ namespace Flowspec::Tools {
 
 /// Where the state database listens, and the names of the roots.
 struct SystemOptions {
-   Vek::String endpoint = "/run/flowspec/statedb.sock";
+   Vek::String endpoint = defaultEndpoint;
    Vek::String config = "flowspec/config";
    Vek::String cliConfig = "flowspec/cliconfig";
    Vek::String status = "flowspec/status";

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/lib/Output.h"
+#include "tools/lib/StateRoots.h"
 
 #include <vector>
 
@@ -8,9 +9,9 @@ namespace Flowspec::Tools {
 
 /// What `flowspecctl watch` is asked for.
 struct WatchOptions {
-   Vek::String endpoint = "/run/flowspec/statedb.sock"; ///< where the state database listens
-   bool json = false;                                   ///< an object for each change
-   bool initial = false;                                ///< begin with what is there
+   Vek::String endpoint = defaultEndpoint; ///< where the state database listens
+   bool json = false;                      ///< an object for each change
+   bool initial = false;                   ///< begin with what is there
    std::vector< Vek::String > roots{ "flowspec/config", "flowspec/cliconfig", "flowspec/status",
                                      "flowspec/counter" };
 };
