@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Installs the build into a temporary prefix, then builds and runs the consumer against it, once by
-# the CMake package and once by pkg-config.
+# the CMake package and once by pkg-config, and the agent of the tutorial.
 #   install.sh BUILD-FOLDER COMPILER LIBRARY-FOLDER
 set -euo pipefail
 build=$1 compiler=$2 libraries=$3
-consumer=$( cd "$( dirname "${BASH_SOURCE[0]}" )/consumer" && pwd )
+project=$( cd "$( dirname "${BASH_SOURCE[0]}" )" && pwd )
+consumer=$project/consumer
 work=$( mktemp -d )
 trap 'rm -rf "$work"' EXIT
 prefix=$work/prefix
@@ -44,4 +45,5 @@ if [[ -e $build/agents/statedbd ]]; then
       "$prefix/bin/$daemon" --version | grep -q "^$daemon [0-9.]*$"
       [[ -s $prefix/lib/systemd/system/$daemon.service ]]
    done
+   python3 "$project/tutorial.py" "$project/../.." "$prefix" "$compiler"
 fi

@@ -19,7 +19,8 @@ public:
    using Clock = std::chrono::steady_clock;
 
    /// Reads: keeps `root` in `directory`, which lives as long as the mount, equal to the
-   /// database's. `agent` names this process to the database's users; it has no blanks.
+   /// database's. An entity that stands there already is used, so that it can be observed from the
+   /// first change on. `agent` names this process to the database's users; it has no blanks.
    /// `RangeException` when one of the names cannot stand in the greeting.
    Mount( Endpoint endpoint, String agent, String root, Directory& directory );
 
@@ -60,7 +61,7 @@ public:
    const String& root() const { return root_; }
    const Endpoint& endpoint() const { return endpoint_; }
 
-   /// Waits until one of some mounts can go on, at most for `atMost`.
+   /// Waits until one of some mounts can go on, at most for `atMost`. A signal ends it early.
    static void wait( std::span< Mount* const > mounts, std::chrono::milliseconds atMost );
 
 private:
