@@ -22,8 +22,7 @@ SNAPLEN = 96
 FIRST_SECOND, MICROSECONDS_APART = 1735732800, 1700
 
 ICMP, TCP, UDP, FRAGMENT, ICMP6 = 1, 6, 17, 44, 58
-TOP = {"ipProto": 255, "port": 65535, "destPort": 65535, "srcPort": 65535, "icmpType": 255,
-       "icmpCode": 255, "tcpFlags": 255, "packetLength": 65535, "dscp": 63, "flowLabel": 0xFFFFF}
+TOP = {"icmpType": 255, "icmpCode": 255, "tcpFlags": 255, "dscp": 63, "flowLabel": 0xFFFFF}
 # Don't fragment, other than the first, first, last.
 FRAGMENTS = {4: (0, 1, 2, 4, 10), 6: (0, 2, 4, 10)}
 LENGTHS = (60, 120, 400, 576, 1000, 1280, 1500, 4000)
@@ -42,12 +41,11 @@ class Packet:
         self.ports, self.icmp, self.flags = (0, 0), (0, 0), 0x10
         self.dscp = self.fragment = self.label = 0
         self.length = 0  # the shortest that holds the headers when it is less
-        self.hop_by_hop = False
-        self.vlan = None
+        self.hop_by_hop, self.vlan = False, None
         vars(self).update(fields)
 
     def transport(self, before):
-        """The header behind `before` bytes; none that is known, or in a later fragment: nothing."""
+        """The header behind `before` bytes; nothing in a later fragment."""
         if self.fragment & 2:
             return b""
         if self.protocol == TCP:
@@ -105,7 +103,7 @@ def packed(address):
 
 
 def numeric_holds(op, term, value):
-    return bool(op & 4 and value < term or op & 2 and value > term or op & 1 and value == term)
+    return op & 4 and value < term or op & 2 and value > term or op & 1 and value == term
 
 
 def bitmask_holds(op, term, value):
@@ -141,10 +139,9 @@ class Attack:
         if component not in self.terms:
             return usual
         bounds = {term + step for _, term in self.terms[component] for step in (-1, 0, 1)}
-        if component == "tcpFlags":
-            bounds = set(range(256))
+        bounds |= set(range(256)) if component == "tcpFlags" else set()
         return [each for each in sorted(bounds | set(usual))
-                if 0 <= each <= TOP[component] and self.holds(component, each)]
+                if 0 <= each <= TOP.get(component, 65535) and self.holds(component, each)]
 
     def value(self, component, usual):
         return self.draw.choice(self.values(component, usual))
@@ -152,12 +149,9 @@ class Attack:
     def protocols(self):
         icmp = ICMP if self.version == 4 else ICMP6
         usual = {icmp, TCP, UDP}
-        if self.has("tcpFlags"):
-            usual &= {TCP}
-        if self.has("icmpType", "icmpCode"):
-            usual &= {icmp}
-        if self.has("port", "destPort", "srcPort"):
-            usual &= {TCP, UDP}
+        usual &= {TCP} if self.has("tcpFlags") else usual
+        usual &= {icmp} if self.has("icmpType", "icmpCode") else usual
+        usual &= {TCP, UDP} if self.has("port", "destPort", "srcPort") else usual
         return [each for each in sorted(usual) if self.holds("ipProto", each)]
 
     def ports(self):
