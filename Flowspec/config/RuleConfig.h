@@ -54,7 +54,8 @@ public:
 
    /// The type of the component that cannot hold together with the others, or `invalid` when all
    /// can: TCP flags want TCP, ICMP type and code want ICMP (of the key's family), ports want TCP
-   /// or UDP, and none of the three stands beside another but TCP flags and ports.
+   /// or UDP, and none of the three stands beside another but TCP flags and ports. Of several the
+   /// first in this order, with ports in that of their types.
    MatchCompType infeasibleMatchInMatchSet() const;
 
    /// Makes the protocol that the other components imply explicit: replaces the `ipProto`

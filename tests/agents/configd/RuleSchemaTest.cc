@@ -89,6 +89,10 @@ TEST( RuleSchema, AgreesWithTheReader ) {
            R"({"action":{"drop":true,"redirect":{"vrf":1}}})" } ) {
       verdicts.add( lineWith( bad ), false );
    }
+   std::istringstream example( TestSupport::contents( "examples/system/rules.jsonl" ) );
+   for ( Vek::String line; std::getline( example, line ); ) {
+      verdicts.add( line, true );
+   }
    TestSupport::KeyGenerator random( 8956 );
    for ( int round = 0; round < 200; ++round ) {
       Vek::String text;

@@ -137,9 +137,13 @@ TEST( Profile, TheExampleIsOne ) {
 }
 
 TEST( Profile, TheSchemaTakesWhatTheReaderTakes ) {
-   Vek::String good = contents( "examples/profile.json" );
-   std::erase( good, '\n' );
-   good += '\n';
+   Vek::String good;
+   for ( const char* const file : { "examples/profile.json", "examples/system/profile.json" } ) {
+      Vek::String profile = contents( file );
+      EXPECT_NO_THROW( Profile::read( profile ) ) << file;
+      std::erase( profile, '\n' );
+      good += profile + '\n';
+   }
    for ( const char* const profile : goodProfiles ) {
       EXPECT_NO_THROW( Profile::read( profile ) ) << profile;
       good += Vek::concat( profile, '\n' );
