@@ -173,22 +173,6 @@ TEST( Examples, EachMistakeHasItsReason ) {
                  ":37: error: Did not find a match component in  drop\n" );
 }
 
-TEST( Examples, TheDemonstrationShowsThemAll ) {
-   const Result result =
-      TestSupport::run( { .command = { "script/demo" },
-                          .environment = { "COLUMNS=100", "FLOWSPECCTL=" + flowspecctlPath() } } );
-   EXPECT_EQ( result.status, 0 );
-   EXPECT_EQ( result.err, "" );
-   EXPECT_EQ( result.out, contents( "tests/tools/flowspecctl/demo.expected" ) )
-      << "when the change is meant: COLUMNS=100 script/demo >tests/tools/flowspecctl/demo.expected";
-}
-
-TEST( Examples, TheDemonstrationTakesNoArguments ) {
-   const Result result = TestSupport::run( { .command = { "script/demo", "fast" } } );
-   EXPECT_EQ( result.status, 2 );
-   EXPECT_EQ( result.err, "usage: script/demo\n" );
-}
-
 TEST( Examples, AndAllThatIsWrittenOrReadAsJsonMeetTheSchemas ) {
    const Result result = TestSupport::run(
       { .command = { "python3", "tests/tools/flowspecctl/schema.py", flowspecctlPath(),

@@ -1,0 +1,55 @@
+#include "tests/tools/flowspecctl/Run.h"
+
+#include <regex>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using TestSupport::contents;
+using TestSupport::Result;
+
+// What is another one in each run is left out: times and versions.
+Vek::String withoutChance( const Vek::String& text ) {
+   static const std::regex time( "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d UTC" );
+   static const std::regex version( "version       [0-9a-f]{16}" );
+   return std::regex_replace( std::regex_replace( text, time, "TIME" ), version,
+                              "version       VERSION" );
+}
+
+Result demo( std::vector< Vek::String > command ) {
+   const auto build = std::filesystem::path( STATEDBD ).parent_path().parent_path();
+   return TestSupport::run(
+      { .command = std::move( command ),
+        .environment = { "COLUMNS=100", "FLOWSPEC_BUILD=" + build.string() } } );
+}
+
+TEST( Demo, ShowsTheRulesAndTheSystemAtWork ) {
+   const Result result = demo( { "script/demo" } );
+   EXPECT_EQ( result.status, 0 );
+   EXPECT_EQ( result.err, "" );
+   EXPECT_EQ( withoutChance( result.out ), contents( "tests/agents/system/demo.expected" ) )
+      << "when the change is meant: tests/agents/system/demo.sh FOLDER-OF-THE-BUILD";
+}
+
+// What the readme shows of it, in a block of its own.
+TEST( Demo, IsShownInTheReadme ) {
+   const Vek::String readme = contents( "README.md" );
+   const Vek::String expected = contents( "tests/agents/system/demo.expected" );
+   std::size_t shown = 0;
+   for ( std::size_t begin = 0; ( begin = readme.find( "```text\n", begin ) ) != readme.npos; ) {
+      begin += 8;
+      const Vek::String block = readme.substr( begin, readme.find( "```", begin ) - begin );
+      EXPECT_NE( expected.find( block ), expected.npos ) << block;
+      ++shown;
+   }
+   EXPECT_EQ( shown, 3U );
+}
+
+TEST( Demo, TakesNoArguments ) {
+   const Result result = demo( { "script/demo", "fast" } );
+   EXPECT_EQ( result.status, 2 );
+   EXPECT_EQ( result.err, "usage: script/demo\n" );
+}
+
+} // namespace
