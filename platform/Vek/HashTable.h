@@ -12,7 +12,7 @@
 namespace Vek::detail {
 
 /// What `HashMap` and `HashSet` have in common: members side by side in a vector, and an index that
-/// finds them.
+/// finds them once they are more than a few.
 template < typename Member, typename KeyOf, typename Hash >
 class HashTable {
    // Removals move a member, and are not to fail.
@@ -63,8 +63,8 @@ public:
       U32 position_ = 0;
    };
 
-   U32 size() const { return index_.size(); }
-   bool empty() const { return size() == 0; }
+   U32 size() const { return static_cast< U32 >( members_.size() ); }
+   bool empty() const { return members_.empty(); }
    const_iterator begin() const { return { *this, 0 }; }
    const_iterator end() const { return { *this, size() }; }
 
@@ -73,16 +73,14 @@ public:
 
    /// The member with `key`, or `end()`.
    const_iterator find( const Key& key ) const {
-      const U32 at = position( key, Hash()( key ) );
+      const U32 at = position( key );
       return { *this, at == HashIndex::none ? size() : at };
    }
-   bool contains( const Key& key ) const {
-      return position( key, Hash()( key ) ) != HashIndex::none;
-   }
+   bool contains( const Key& key ) const { return position( key ) != HashIndex::none; }
 
    /// Removes the member with `key`; whether there was one.
    bool erase( const Key& key ) {
-      const U32 at = position( key, Hash()( key ) );
+      const U32 at = position( key );
       if ( at == HashIndex::none ) {
          return false;
       }
@@ -146,14 +144,27 @@ protected:
    // inserted. An exception changes nothing.
    template < typename Make >
    std::pair< const_iterator, bool > insertWith( const Key& key, Make make ) {
-      const U32 hash = Hash()( key );
-      const U32 at = position( key, hash );
-      if ( at != HashIndex::none ) {
-         return { { *this, at }, false };
+      if ( !isIndexed() ) {
+         const U32 at = positionOfFew( key );
+         if ( at != HashIndex::none ) {
+            return { { *this, at }, false };
+         }
+         if ( size() == few ) {
+            index_ = indexOfAll();
+         }
       }
-      index_.makeRoom();
-      members_.push_back( make() );
-      index_.add( hash );
+      if ( isIndexed() ) {
+         const U32 hash = Hash()( key );
+         const U32 at = indexedPosition( key, hash );
+         if ( at != HashIndex::none ) {
+            return { { *this, at }, false };
+         }
+         index_.makeRoom();
+         members_.push_back( make() );
+         index_.add( hash );
+      } else {
+         members_.push_back( make() );
+      }
       ++version_;
       return { { *this, size() - 1 }, true };
    }
@@ -178,15 +189,42 @@ private:
       return isLess( right, left ) - isLess( left, right );
    }
 
-   U32 position( const Key& key, U32 hash ) const {
+   // The sets inside values mostly have one member or two: these are looked at one by one.
+   static constexpr U32 few = 8;
+
+   bool isIndexed() const { return index_.size() > 0; }
+
+   HashIndex indexOfAll() const {
+      HashIndex index;
+      for ( const Member& member : members_ ) {
+         index.makeRoom();
+         index.add( Hash()( KeyOf()( member ) ) );
+      }
+      return index;
+   }
+
+   U32 position( const Key& key ) const {
+      return isIndexed() ? indexedPosition( key, Hash()( key ) ) : positionOfFew( key );
+   }
+   U32 indexedPosition( const Key& key, U32 hash ) const {
       return index_.find( hash, [&]( U32 i ) { return KeyOf()( members_[i] ) == key; } );
+   }
+   U32 positionOfFew( const Key& key ) const {
+      for ( U32 i = 0; i < members_.size(); ++i ) {
+         if ( KeyOf()( members_[i] ) == key ) {
+            return i;
+         }
+      }
+      return HashIndex::none;
    }
 
    void eraseAt( U32 at ) {
       ++version_;
-      index_.erase( at );
+      if ( isIndexed() ) {
+         index_.erase( at );
+      }
       [[maybe_unused]] const Member dropped = std::move( members_[at] );
-      if ( at != size() ) {
+      if ( at + 1 != size() ) {
          members_[at] = std::move( members_.back() );
       }
       members_.pop_back();
