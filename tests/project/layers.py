@@ -5,7 +5,7 @@ usage: layers.py ROOT
 
 A source includes headers of its own layer and of the layers before it, always by the path from the
 layer's include root. The libraries stand on the standard library and the system alone and include
-each header once.
+each header once. A source includes the header of its name first, so that it compiles by itself.
 """
 
 import re
@@ -110,12 +110,17 @@ def main():
             sources += 1
             lines = source.read_text().splitlines()
             seen = set()
+            own = source.with_suffix(".h")
+            first = source.suffix == ".cc" and own.is_file()
             for number, line in enumerate(lines, start=1):
                 match = INCLUDE.match(line)
                 what = match and fault(root, layer, match.group(1))
                 if match and match.group(1) in seen and layer < LIBRARY_LAYERS:
                     what = "included above"
+                if match and first and root / (resolve(root, match.group(1)[1:-1]) or "") != own:
+                    what = f"{own.name} comes first"
                 if match:
+                    first = False
                     seen.add(match.group(1))
                 if what:
                     faults += 1

@@ -12,4 +12,11 @@ inline constexpr bool sanitized =
 inline constexpr bool sanitized = false;
 #endif
 
+/// How many of `full` rounds with random inputs a test does: under a sanitizer, where a round takes
+/// some ten times as long, a tenth.
+template < typename Count >
+constexpr Count rounds( Count full ) {
+   return sanitized ? full / 10 : full;
+}
+
 } // namespace TestSupport

@@ -1,3 +1,5 @@
+#include "Vek/log/FlowOut.h"
+
 #include "Vek/log/EntityStreamAdapter.h"
 #include "Vek/log/Source.h"
 

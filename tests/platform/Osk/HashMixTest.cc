@@ -1,5 +1,7 @@
 #include "Osk/HashMix.h"
 
+#include "tests/support/Sanitized.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -109,7 +111,7 @@ TEST( HashMix, ValueOfTheCompilerIsThatOfTheProcess ) {
 
 // --- Avalanche ---
 
-constexpr int avalancheRounds = 20'000;
+constexpr int avalancheRounds = TestSupport::rounds( 20'000 );
 
 /// How often each of the 32 result bits changes when one bit of the input does.
 struct Flips {
@@ -121,10 +123,11 @@ struct Flips {
       }
    }
 
-   /// Each flips in 48 to 52 of 100 rounds: 5.6 standard deviations of a fair coin either way.
+   /// Each flips in half of the rounds, up to 5.6 standard deviations of a fair coin either way.
    bool areFair() const {
-      return std::all_of( count.begin(), count.end(), []( int c ) {
-         return std::abs( c - avalancheRounds / 2 ) < avalancheRounds / 50;
+      const double deviation = std::sqrt( avalancheRounds ) / 2;
+      return std::all_of( count.begin(), count.end(), [=]( int c ) {
+         return std::abs( c - avalancheRounds / 2 ) < 5.6 * deviation;
       } );
    }
 };
@@ -234,7 +237,7 @@ const Structure structures[] = {
 
 class HashMixStructure : public testing::TestWithParam< Structure > {
 protected:
-   static constexpr U32 inputs = 1'000'000;
+   static constexpr U32 inputs = TestSupport::rounds( 1'000'000U );
 
    HashMixStructure() {
       values_.reserve( inputs );
@@ -278,8 +281,9 @@ TEST_P( HashMixStructure, CollidesNoMoreThanRandomValuesDo ) {
    for ( U32 i = 1; i < inputs; ++i ) {
       collisions += values_[i] == values_[i - 1];
    }
-   // The mean is n * n / 2^33 = 116.4, six standard deviations are 64.7.
-   EXPECT_LE( collisions, 181U );
+   // The mean is n * n / 2^33; six standard deviations more.
+   const double mean = std::ldexp( double{ inputs } * inputs, -33 );
+   EXPECT_LE( collisions, mean + 6 * std::sqrt( mean ) );
 }
 
 INSTANTIATE_TEST_SUITE_P( Inputs, HashMixStructure, testing::ValuesIn( structures ),
