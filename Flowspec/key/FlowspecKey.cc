@@ -66,6 +66,14 @@ MatchOpValResult FlowspecKey::getOptVal( MatchOpValIndex index ) const {
 }
 
 bool FlowspecKey::compare( const FlowspecKey& other, bool skipIntfSet ) const {
+   // Most keys have all that they hold in place, and are compared at once.
+   if ( Osk::sameBytes< sizeof( FlowspecKey ) >( this, &other ) ) {
+      return true;
+   }
+   if ( !skipIntfSet && words_.isInPlace() && other.words_.isInPlace() &&
+        interfaceSets_.isInPlace() && other.interfaceSets_.isInPlace() ) {
+      return false;
+   }
    return Osk::sameBytes( &head_, &other.head_, sizeof head_ ) && words_ == other.words_ &&
           ( skipIntfSet || interfaceSets_ == other.interfaceSets_ );
 }

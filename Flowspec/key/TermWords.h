@@ -42,6 +42,9 @@ public:
       const U64* at_ = nullptr;
    };
 
+   /// Whether the words stand in the collection itself; its bytes are then those of its equals.
+   bool isInPlace() const { return members_.isInPlace(); }
+
    U32 size() const { return members_.size(); }
    bool empty() const { return members_.empty(); }
    const_iterator begin() const { return const_iterator( members_.begin() ); }

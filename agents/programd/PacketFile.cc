@@ -2,6 +2,7 @@
 
 #include "Vek/Text.h"
 
+#include <cstdio>
 #include <stdexcept>
 
 #include <pcap/pcap.h>
@@ -18,6 +19,10 @@ constexpr int packetsInATurn = 1000;
 PacketFile::PacketFile( EventLoop& loop, const Vek::String& file, Sink sink, End end )
    : loop_( loop ), sink_( std::move( sink ) ), end_( std::move( end ) ), waits_( file == "-" ) {
    char reason[PCAP_ERRBUF_SIZE] = {};
+   if ( waits_ ) {
+      // What a buffer took in behind a packet would make no descriptor ready.
+      std::setvbuf( stdin, nullptr, _IONBF, 0 );
+   }
    capture_ = ::pcap_open_offline( file.c_str(), reason );
    if ( !capture_ ) {
       // The reason may begin with the name.

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <utility>
 
 #include <emmintrin.h>
 
@@ -53,6 +54,22 @@ inline bool sameBytes( const void* a, const void* b, std::size_t size ) {
       same &= p[at] == q[at];
    }
    return same;
+}
+
+/// The same for a size that is known beforehand, a multiple of 16.
+template < std::size_t size >
+requires( size % 16 == 0 ) bool sameBytes( const void* a, const void* b ) {
+   const auto load = []( const void* bytes, std::size_t at ) {
+      return _mm_loadu_si128(
+         reinterpret_cast< const __m128i* >( static_cast< const char* >( bytes ) + at ) );
+   };
+   const auto all = [&]< std::size_t... i >( std::index_sequence< i... > ) {
+      __m128i same = _mm_set1_epi8( -1 );
+      ( ( same = _mm_and_si128( same, _mm_cmpeq_epi8( load( a, i * 16 ), load( b, i * 16 ) ) ) ),
+        ... );
+      return same;
+   };
+   return _mm_movemask_epi8( all( std::make_index_sequence< size / 16 >() ) ) == 0xFFFF;
 }
 
 } // namespace Osk

@@ -1,9 +1,6 @@
 #include "Vek/RecordText.h"
 
-#include "Vek/ValueBuffer.h"
-
-#include <list>
-#include <vector>
+#include "Vek/Arguments.h"
 
 namespace Vek {
 
@@ -24,10 +21,10 @@ String valueText( const TypeInfo& type, const void* value ) {
       return text;
    }
    // The stored attributes are the first rows of the table.
+   const Arguments attributes( type.parameters );
    for ( std::size_t i = 0; i < type.parameters.size(); ++i ) {
-      const ValueBuffer attribute( *type.parameters[i] );
-      type.rows[i].get( value, attribute.get() );
-      type.parameters[i]->write( out, attribute.get() );
+      type.rows[i].get( value, attributes[i] );
+      type.parameters[i]->write( out, attributes[i] );
       out << ';';
    }
    out.flush();
@@ -42,22 +39,21 @@ void textToValue( const TypeInfo& type, std::string_view text, void* value ) {
       type.value->read( text, value );
       return;
    }
-   std::list< ValueBuffer > attributes;
-   std::vector< void* > arguments;
+   const Arguments attributes( type.parameters );
    std::string_view rest = text;
-   for ( const ValueType* const attribute : type.parameters ) {
+   for ( std::size_t i = 0; i < type.parameters.size(); ++i ) {
+      const ValueType& attribute = *type.parameters[i];
       const std::size_t end = rest.find( ';' );
-      if ( end == std::string_view::npos || !attribute->read ) {
+      if ( end == std::string_view::npos || !attribute.read ) {
          throwNoRecord( type, text );
       }
-      arguments.push_back( attributes.emplace_back( *attribute ).get() );
-      attribute->read( rest.substr( 0, end ), arguments.back() );
+      attribute.read( rest.substr( 0, end ), attributes[i] );
       rest.remove_prefix( end + 1 );
    }
    if ( !rest.empty() ) {
       throwNoRecord( type, text );
    }
-   type.build( arguments.data(), value );
+   type.build( attributes.data(), value );
 }
 
 } // namespace Vek

@@ -11,6 +11,9 @@ namespace Vek {
 /// A vector of plain values that keeps up to `N` of them in place and more on the heap, 2^31 at the
 /// most (`std::length_error` beyond). Copies are deep; a moved-from vector is empty. The view
 /// accessors are invalidated by every change.
+///
+/// Of two vectors in place the bytes are the same when they are equal, and then only: places that
+/// are not in use hold 0.
 template < typename T, U32 N >
 requires std::is_trivially_copyable_v< T > && std::has_unique_object_representations_v< T >
 class SmallVector {
@@ -26,8 +29,11 @@ public:
 
    SmallVector& operator=( const SmallVector& other ) {
       if ( this != &other ) {
-         if ( other.size_ <= capacity_ ) {
-            std::memcpy( elements(), other.data(), other.size_ * sizeof( T ) );
+         if ( isInPlace() && other.isInPlace() ) {
+            store_ = other.store_;
+            size_ = other.size_;
+         } else if ( !isInPlace() && other.size_ <= capacity_ ) {
+            std::memcpy( store_.heap, other.data(), other.size_ * sizeof( T ) );
             size_ = other.size_;
          } else {
             release();
@@ -47,9 +53,12 @@ public:
 
    ~SmallVector() { release(); }
 
+   /// Whether the elements stand in the vector itself.
+   bool isInPlace() const { return capacity_ == N; }
+
    U32 size() const { return size_; }
    bool empty() const { return size_ == 0; }
-   const T* data() const { return inPlace() ? store_.local : store_.heap; }
+   const T* data() const { return isInPlace() ? store_.local : store_.heap; }
    const T* begin() const { return data(); }
    const T* end() const { return data() + size_; }
 
@@ -91,7 +100,7 @@ public:
    void erase( U32 position ) {
       T* const at = elements() + position;
       std::memmove( at, at + 1, ( size_ - position - 1 ) * sizeof( T ) );
-      --size_;
+      vacate( --size_ );
    }
 
    /// Removes the last element and returns it; `EmptyVectorException` when there is none.
@@ -99,11 +108,18 @@ public:
       if ( size_ == 0 ) [[unlikely]] {
          throwEmptyVector();
       }
-      return data()[--size_];
+      const T last = data()[--size_];
+      vacate( size_ );
+      return last;
    }
 
    /// Removes all elements; the memory is kept for the next ones.
-   void clear() { size_ = 0; }
+   void clear() {
+      size_ = 0;
+      if ( isInPlace() ) {
+         store_ = {};
+      }
+   }
 
    bool operator==( const SmallVector& other ) const {
       return size_ == other.size_ && Osk::sameBytes( data(), other.data(), size_ * sizeof( T ) );
@@ -114,19 +130,24 @@ private:
       T local[N];
       T* heap;
    };
+   static_assert( sizeof( Store ) == sizeof( T ) * N );
 
-   bool inPlace() const { return capacity_ == N; }
-   T* elements() { return inPlace() ? store_.local : store_.heap; }
+   T* elements() { return isInPlace() ? store_.local : store_.heap; }
 
-   // A vector in place is copied whole: a fixed-size copy is cheaper than one of the exact length.
+   // A place that is no longer in use.
+   void vacate( U32 position ) {
+      if ( isInPlace() ) {
+         std::memset( store_.local + position, 0, sizeof( T ) );
+      }
+   }
+
+   // Into an empty one, in place. One in place is copied whole: a fixed-size copy is cheaper than
+   // one of the exact length.
    void copyFrom( const SmallVector& other ) {
-      if ( other.size_ <= N ) [[likely]] {
-         capacity_ = N;
-         if ( other.inPlace() ) {
-            store_ = other.store_;
-         } else {
-            std::memcpy( store_.local, other.store_.heap, other.size_ * sizeof( T ) );
-         }
+      if ( other.isInPlace() ) [[likely]] {
+         store_ = other.store_;
+      } else if ( other.size_ <= N ) {
+         std::memcpy( store_.local, other.store_.heap, other.size_ * sizeof( T ) );
       } else {
          store_.heap = new T[other.size_];
          capacity_ = other.size_;
@@ -139,6 +160,7 @@ private:
       store_ = other.store_;
       size_ = other.size_;
       capacity_ = other.capacity_;
+      other.store_ = {};
       other.size_ = 0;
       other.capacity_ = N;
    }
@@ -158,9 +180,10 @@ private:
    }
 
    void release() {
-      if ( !inPlace() ) [[unlikely]] {
+      if ( !isInPlace() ) [[unlikely]] {
          delete[] store_.heap;
       }
+      store_ = {};
       size_ = 0;
       capacity_ = N;
    }

@@ -1,9 +1,6 @@
 #pragma once
 
-#include "Vek/ValueType.h"
-
-#include <cstddef>
-#include <memory>
+#include "Vek/Arguments.h"
 
 namespace Vek {
 
@@ -11,22 +8,16 @@ namespace Vek {
 class ValueBuffer {
 public:
    explicit ValueBuffer( const ValueType& type )
-      : type_( type ), memory_( std::make_unique< std::max_align_t[] >( words( type.size ) ) ) {
-      type_.construct( memory_.get() );
-   }
+      : type_( &type ), value_( std::span( &type_, 1 ) ) {}
    ValueBuffer( const ValueBuffer& ) = delete;
    ValueBuffer& operator=( const ValueBuffer& ) = delete;
-   ~ValueBuffer() { type_.destroy( memory_.get() ); }
+   ~ValueBuffer() = default;
 
-   void* get() const { return memory_.get(); }
+   void* get() const { return value_[0]; }
 
 private:
-   static std::size_t words( std::size_t bytes ) {
-      return ( bytes + sizeof( std::max_align_t ) - 1 ) / sizeof( std::max_align_t );
-   }
-
-   const ValueType& type_;
-   const std::unique_ptr< std::max_align_t[] > memory_;
+   const ValueType* const type_;
+   const Arguments value_;
 };
 
 } // namespace Vek

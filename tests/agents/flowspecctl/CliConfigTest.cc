@@ -1,4 +1,4 @@
-#include "tests/agents/flowspecctl/System.h"
+#include "tests/agents/flowspecctl/StagedSystem.h"
 
 #include <nlohmann/json.hpp>
 
@@ -13,7 +13,7 @@ using TestSupport::until;
 using Vek::log::Mount;
 using Zorv::IntfId;
 
-class CliConfigCommands : public TestSupport::System {
+class CliConfigCommands : public TestSupport::StagedSystem {
 protected:
    void good( std::vector< Vek::String > arguments ) {
       const Result result = ctlAsItIs( std::move( arguments ) );

@@ -1,5 +1,5 @@
 #include "Flowspec/config/MatchSetBuilder.h"
-#include "tests/agents/flowspecctl/System.h"
+#include "tests/agents/flowspecctl/StagedSystem.h"
 
 #include <nlohmann/json.hpp>
 
@@ -18,7 +18,7 @@ constexpr const char* sets = "0;ipv4;IFSET:=3,17;10.2.0.0/16;*;";
 constexpr const char* six = "7;ipv6;2001:db8::/32;*;";
 constexpr const char* never = "0;ipv4;*;*;IP:=0L17;TCP:=0L2;";
 
-class Show : public TestSupport::System {
+class Show : public TestSupport::StagedSystem {
 protected:
    Show() {
       const auto rule = config->vrfRuleConfigIs( 0 )->ruleIs( key( web ) );

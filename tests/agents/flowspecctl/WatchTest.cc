@@ -1,4 +1,4 @@
-#include "tests/agents/flowspecctl/System.h"
+#include "tests/agents/flowspecctl/StagedSystem.h"
 
 #include <nlohmann/json.hpp>
 
@@ -13,7 +13,7 @@ using TestSupport::until;
 using Zorv::AddressFamily;
 using Zorv::IntfId;
 
-class Watch : public TestSupport::System {
+class Watch : public TestSupport::StagedSystem {
 protected:
    std::unique_ptr< Process > start( std::vector< Vek::String > arguments ) {
       arguments.insert( arguments.begin(),

@@ -4,6 +4,9 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
+
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Flowspec {
@@ -154,6 +157,44 @@ TEST_F( Programd, CountsThePacketsOfACaptureFile ) {
    EXPECT_EQ( refreshedPackets( "10.1.0.0/16" ), 6U );
 }
 
+TEST_F( Programd, TakesPacketsFromStandardInputAsTheyCome ) {
+   add( "10.1.0.0/16" );
+   ASSERT_TRUE( TestSupport::untilAllStand( { &configWriter, &cliWriter } ) );
+   const Vek::String pipe = folder.path() + "/pipe";
+   ASSERT_EQ( ::mkfifo( pipe.c_str(), 0600 ), 0 );
+   Process programd( { "sh", "-c", R"(exec "$0" "$@" <)" + pipe, PROGRAMD, "--socket",
+                       database.endpoint().text(), "--packets", "-",
+                       folder.file( "profile.json", profile ) },
+                     folder.path() + "/errors" );
+   const std::vector< U8 > packet = TestSupport::packetBytes( {} );
+   const Vek::String one = captureOf( { packet } );
+   const Vek::String two = captureOf( { packet, packet } );
+   std::ofstream input( pipe, std::ios::binary );
+   input << one << std::flush;
+   ASSERT_TRUE( untilCodeIs( "10.1.0.0/16", programmed ) );
+   ASSERT_TRUE( until( mounts, [&] { return refreshedPackets( "10.1.0.0/16" ) == 1; } ) );
+   input << two.substr( one.size() ) << std::flush;
+   ASSERT_TRUE( until( mounts, [&] { return refreshedPackets( "10.1.0.0/16" ) == 2; } ) );
+   input.close();
+   EXPECT_TRUE( until( mounts, [&] {
+      return programd.errors().find( "programd: -: 2 packets\n" ) != Vek::String::npos;
+   } ) );
+}
+
+TEST_F( Programd, PacketsComeInOnTheInterfaceThatIsNamed ) {
+   add( "10.1.0.0/16" );
+   ASSERT_TRUE( TestSupport::untilAllStand( { &configWriter, &cliWriter } ) );
+   const Vek::String file =
+      folder.file( "packets.pcap", captureOf( { TestSupport::packetBytes( {} ) } ) );
+   // Nothing is enabled on this one.
+   const auto programd = start( { "--packets", file, "--interface", "2" } );
+   ASSERT_TRUE( untilCodeIs( "10.1.0.0/16", programmed ) );
+   ASSERT_TRUE( until( mounts, [&] {
+      return programd->errors().find( file + ": 1 packets\n" ) != Vek::String::npos;
+   } ) );
+   EXPECT_EQ( refreshedPackets( "10.1.0.0/16" ), 0U );
+}
+
 TEST_F( Programd, ADamagedCaptureFileIsReportedAndRulesAreProgrammed ) {
    add( "10.1.0.0/16" );
    const Vek::String capture = captureOf( { TestSupport::packetBytes( {} ) } );
@@ -219,11 +260,17 @@ TEST_F( Programd, EndsWithAReasonWhenItCannotStart ) {
    const Vek::String bad = folder.file( "bad.json", R"({"capacity":-1})" );
    EXPECT_EQ( ended( bad ), 1 );
    EXPECT_EQ( ended( "--unknown" ), 2 );
+   Process full( { PROGRAMD, "--socket", folder.path() + "/none", "--pid-file", "/dev/full",
+                   folder.file( "profile.json", profile ) },
+                 folder.path() + "/errors" );
+   EXPECT_EQ( full.wait(), 1 );
    const Vek::String errors = TestSupport::contents( folder.path() + "/errors" );
    EXPECT_THAT( errors, HasSubstr( "programd: cannot read /nowhere/profile.json: No such file or "
                                    "directory\n" ) );
    EXPECT_THAT( errors, HasSubstr( "programd: cannot read " + folder.path() + ": " ) );
    EXPECT_THAT( errors, HasSubstr( "programd: " + bad + ": " ) );
+   EXPECT_THAT( errors,
+                HasSubstr( "programd: cannot write /dev/full: No space left on device\n" ) );
 }
 
 } // namespace

@@ -42,14 +42,21 @@ public:
    }
 
    // What comes until the other end closes.
-   Vek::String answer() const {
+   Vek::String answer( std::chrono::milliseconds patience = std::chrono::seconds( 5 ) ) const {
       Vek::String text;
       char byte = 0;
       pollfd polled{ .fd = fd_, .events = POLLIN, .revents = 0 };
-      while ( ::poll( &polled, 1, 5000 ) == 1 && ::read( fd_, &byte, 1 ) == 1 ) {
+      while ( ::poll( &polled, 1, static_cast< int >( patience.count() ) ) == 1 &&
+              ::read( fd_, &byte, 1 ) == 1 ) {
          text += byte;
       }
       return text;
+   }
+
+   /// Whether the other end has closed.
+   bool isClosed() const {
+      char byte = 0;
+      return ::recv( fd_, &byte, 1, MSG_DONTWAIT ) == 0;
    }
 
 private:
@@ -134,6 +141,13 @@ TEST_F( Strangers, AWriterOfAnotherRootIsCutOff ) {
    EXPECT_EQ( stranger.answer(), "ok\n" );
    expectUnharmed();
    EXPECT_EQ( linesWith( "'flowspec/other' is not the root that it said to write" ), 1U );
+}
+
+TEST_F( Strangers, OneThatDoesNotGreetIsCutOffSilently ) {
+   const Stranger stranger( database );
+   EXPECT_EQ( stranger.answer( std::chrono::seconds( 30 ) ), "" );
+   EXPECT_TRUE( stranger.isClosed() );
+   EXPECT_EQ( linesWith( "cut off" ), 0U );
 }
 
 TEST_F( Strangers, OnesThatSayNothingHarmNobody ) {

@@ -2,6 +2,7 @@
 
 #include "tests/support/AllocationCounter.h"
 
+#include <cstring>
 #include <random>
 #include <string>
 #include <utility>
@@ -62,6 +63,15 @@ protected:
       EXPECT_EQ( Model( vector.begin(), vector.end() ), model );
       for ( U32 i = 0; i < vector.size(); ++i ) {
          EXPECT_EQ( vector[i], model[i] );
+      }
+      EXPECT_EQ( vector.isInPlace(), isInPlace( vector ) );
+      if ( vector.isInPlace() ) {
+         // What is not in use holds 0.
+         Vector fresh;
+         for ( const T value : model ) {
+            fresh.push( value );
+         }
+         EXPECT_EQ( std::memcmp( static_cast< const void* >( &vector ), &fresh, sizeof fresh ), 0 );
       }
    }
 

@@ -16,10 +16,34 @@ namespace Flowspec::Tools {
 
 namespace {
 
-Vek::Ptr< RuleStatus > statusOf( const Status* status, const FlowspecKey& key ) {
-   const auto vrf = status ? status->vrfRuleStatus( key.vrfId() ) : nullptr;
-   return vrf ? vrf->ruleStatus( key ) : nullptr;
-}
+/// A root that tells of rules, and the status where rules are chosen by that.
+class RuleRoots {
+public:
+   RuleRoots( const ShowOptions& options, const Vek::String& root )
+      : filter_( options.filter ), roots_( Vek::log::Endpoint( options.system.endpoint ) ) {
+      roots_.read( root );
+      if ( !filter_.status.empty() && root != options.system.status ) {
+         roots_.read( options.system.status );
+      }
+      roots_.settle();
+      if ( !filter_.status.empty() ) {
+         status_ = roots_.get< Status >( options.system.status );
+      }
+   }
+
+   StateRoots& roots() { return roots_; }
+
+   bool admits( const FlowspecKey& key ) const {
+      const auto vrf = status_ ? status_->vrfRuleStatus( key.vrfId() ) : nullptr;
+      const auto rule = vrf ? vrf->ruleStatus( key ) : nullptr;
+      return filter_.admits( key, rule.get() );
+   }
+
+private:
+   const RuleFilter& filter_;
+   StateRoots roots_;
+   Vek::Ptr< Status > status_;
+};
 
 /// The lines of one listing.
 class Listing {
@@ -98,22 +122,12 @@ std::optional< Rates > ratesOf( const CounterVersion& before, const CounterVersi
 } // namespace
 
 void showRules( const ShowOptions& options, Output& output ) {
-   const bool byStatus = !options.filter.status.empty();
-   StateRoots roots{ Vek::log::Endpoint( options.system.endpoint ) };
-   roots.read( options.system.config );
-   if ( byStatus ) {
-      roots.read( options.system.status );
-   }
-   roots.settle();
-   const auto config = roots.get< Config >( options.system.config );
-   const auto status = byStatus ? roots.get< Status >( options.system.status ) : nullptr;
+   RuleRoots rules( options, options.system.config );
+   const auto config = rules.roots().get< Config >( options.system.config );
    Listing listing( options, output, { { "action", 30 } } );
-   const auto isShown = [&]( const FlowspecKey& key ) {
-      return options.filter.admits( key, statusOf( status.get(), key ).get() );
-   };
    for ( const auto* const vrf : config->vrfRuleConfig().sorted() ) {
       for ( const auto& rule : vrf->second->rule() ) {
-         if ( isShown( rule->ruleKey() ) ) {
+         if ( rules.admits( rule->ruleKey() ) ) {
             const RuleAction action = actionOf( *rule );
             listing.rule(
                rule->ruleKey(),
@@ -125,7 +139,7 @@ void showRules( const ShowOptions& options, Output& output ) {
          }
       }
       for ( const auto& rule : vrf->second->infeasibleRule() ) {
-         if ( isShown( rule->ruleKey() ) ) {
+         if ( rules.admits( rule->ruleKey() ) ) {
             const Vek::String component = stringValue( rule->matchCompType() );
             listing.rule(
                rule->ruleKey(),
@@ -143,10 +157,8 @@ void showRules( const ShowOptions& options, Output& output ) {
 }
 
 void showStatus( const ShowOptions& options, Output& output ) {
-   StateRoots roots{ Vek::log::Endpoint( options.system.endpoint ) };
-   roots.read( options.system.status );
-   roots.settle();
-   const auto status = roots.get< Status >( options.system.status );
+   RuleRoots rules( options, options.system.status );
+   const auto status = rules.roots().get< Status >( options.system.status );
    Listing listing( options, output, { { "status", 40 } } );
    for ( const auto* const vrf : status->vrfRuleStatus().sorted() ) {
       for ( const auto& rule : vrf->second->ruleStatus() ) {
@@ -161,15 +173,9 @@ void showStatus( const ShowOptions& options, Output& output ) {
 }
 
 void showCounters( const ShowOptions& options, Output& output ) {
-   const bool byStatus = !options.filter.status.empty();
-   StateRoots roots{ Vek::log::Endpoint( options.system.endpoint ) };
-   roots.read( options.system.counter );
-   if ( byStatus ) {
-      roots.read( options.system.status );
-   }
-   roots.settle();
+   RuleRoots rules( options, options.system.counter );
+   StateRoots& roots = rules.roots();
    const auto counter = roots.get< Counter >( options.system.counter );
-   const auto status = byStatus ? roots.get< Status >( options.system.status ) : nullptr;
    const bool withRates = options.interval > 0;
    Counter::Snapshots before;
    double since = 0;
@@ -188,7 +194,7 @@ void showCounters( const ShowOptions& options, Output& output ) {
    Listing listing( options, output, std::move( columns ) );
    for ( const auto* const snapshot : counter->snapshot().sorted() ) {
       const auto& [key, now] = *snapshot;
-      if ( !options.filter.admits( key, statusOf( status.get(), key ).get() ) ) {
+      if ( !rules.admits( key ) ) {
          continue;
       }
       const auto earlier = before.find( key );

@@ -10,9 +10,9 @@
 namespace TestSupport {
 
 /// A state database, and the agents of a system as far as they have something to say.
-class System : public testing::Test {
+class StagedSystem : public testing::Test {
 protected:
-   System() { EXPECT_TRUE( tellAll() ); }
+   StagedSystem() { EXPECT_TRUE( tellAll() ); }
 
    static Flowspec::FlowspecKey key( const char* valueText ) {
       Flowspec::FlowspecKey key;
