@@ -26,6 +26,17 @@ inline void checkError( const Flowspec::KeyTextError& error, std::string_view te
    require( !error.message.empty(), "an error has a message" );
 }
 
+/// Whether no value is wider than its length says: of a value of one byte a reader keeps the low
+/// one.
+inline bool valuesFit( const Flowspec::FlowspecKey& key ) {
+   for ( const auto& [index, word] : key.matchOpVal() ) {
+      if ( word.byteLength() == 1 && word.val() > 0xFF ) {
+         return false;
+      }
+   }
+   return true;
+}
+
 /// Writes a key in every form and reads it back. What the command-line form keeps of a key it keeps
 /// for good: its text is the same after a second round, and so is the key.
 inline void checkForms( const Flowspec::FlowspecKey& key ) {
@@ -44,7 +55,8 @@ inline void checkForms( const Flowspec::FlowspecKey& key ) {
    if ( Flowspec::readStrCli( once, true, read ) ) {
       return; // types that have no label to be read by
    }
-   require( read.toStrepCli( true ) == once, "the command-line form is the same again" );
+   require( !valuesFit( key ) || read.toStrepCli( true ) == once,
+            "the command-line form is the same again" );
    FlowspecKey twice;
    require( !Flowspec::readStrCli( read.toStrepCli( true ), true, twice ) && twice == read,
             "a key that was read reads back" );
