@@ -61,8 +61,9 @@ Vek::String StateRoots::fault( const Mount& mount ) {
    if ( mount.stands() ) {
       return {};
    }
-   return mount.error().empty() || mount.fd() >= 0 ? "the state database does not answer"
-                                                   : mount.error();
+   // One that was refused tries again, and keeps the reason meanwhile.
+   const bool isWaiting = mount.error().empty() || ( mount.fd() >= 0 && !mount.refused() );
+   return isWaiting ? "the state database does not answer" : mount.error();
 }
 
 Vek::Entity* StateRoots::checked( const Vek::String& root, const Vek::TypeInfo& type ) const {

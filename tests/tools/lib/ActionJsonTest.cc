@@ -79,6 +79,45 @@ TEST( ActionJson, ValuesArriveInTheirAttributes ) {
                                { 4294967295, *Zorv::IpGenAddr::fromText( "::" ) }, false ) );
 }
 
+TEST( ActionJson, IsToldInWords ) {
+   const struct {
+      const char* text;
+      const char* words;
+   } rows[] = {
+      { "{}", "permit" },
+      { R"({"drop":true,"sample":true})", "drop, sample" },
+      { R"({"rateLimit":{"bytes":1250000},"markDscp":"af21"})",
+        "at most 1250000 bytes/s, mark af21" },
+      { R"({"rateLimit":{"packets":0.5},"continue":true})", "at most 0.5 packets/s, continue" },
+      { R"({"redirect":{"copy":true,"vrf":7}})", "copy to VRF 7" },
+      { R"({"redirect":{"addr":"192.0.2.9"}})", "to 192.0.2.9" },
+      { R"({"redirect":{"srTePolicy":{"color":100,"endpoint":"2001:db8::1"}}})",
+        "to policy 100 2001:db8::1" },
+      { R"({"markDscp":63})", "mark 63" },
+   };
+   for ( const auto& row : rows ) {
+      EXPECT_EQ( actionText( read( row.text ) ), row.words );
+   }
+   RuleAction action;
+   action.fields.invalidIs( true );
+   EXPECT_EQ( actionText( action ), "invalid" );
+   // What another writer may have set.
+   action.fields.trafficRateIs( true );
+   action.rateLimit = -1;
+   EXPECT_EQ( actionText( action ), "invalid, at most -1.0 bytes/s" );
+}
+
+TEST( ActionJson, OfARuleIsWhatIsInForce ) {
+   const auto rule = ruleConfigFactory( FlowspecKey() );
+   rule->trafficRateLimitIs( 5 );
+   rule->trafficMarkingDscpIs( Zorv::IpTos( 46 ) );
+   EXPECT_EQ( actionOf( *rule ), RuleAction() );
+   ActionFieldSet fields;
+   fields.trafficMarkingIs( true );
+   rule->actionFieldSetIs( fields );
+   EXPECT_EQ( actionOf( *rule ), read( R"({"markDscp":46})" ) );
+}
+
 TEST( ActionJson, WhatIsWrongIsNamed ) {
    const struct {
       const char* text;
