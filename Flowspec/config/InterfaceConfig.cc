@@ -3,7 +3,7 @@
 #include "Flowspec/types/Types.h"
 #include "Osk/Assert.h"
 #include "Vek/DirtyKeys.h"
-#include "Vek/Rows.h"
+#include "Vek/ValueInfo.h"
 
 namespace Flowspec {
 
@@ -40,8 +40,8 @@ constinit const Vek::TypeInfo intfSetIdInfo =
 constinit const Vek::TypeInfo intfInterfaceSetConfigInfo =
    Vek::valueInfo< FlowspecIntfInterfaceSetConfig >( FlowspecIntfInterfaceSetConfig::Table::rows );
 constinit const Vek::TypeInfo interfaceEnableConfigInfo =
-   Vek::valueInfo< InterfaceEnableConfig, Zorv::IntfId, IpVersion, Vek::String >(
-      InterfaceEnableConfig::Table::rows );
+   Vek::valueInfo< InterfaceEnableConfig, InterfaceEnableConfig::Table::rows, Zorv::IntfId,
+                   IpVersion, Vek::String >();
 
 Vek::String FlowspecIntfSetId::stringValue() const {
    return intfSetId_ ? Vek::concat( *intfSetId_ ) : "";

@@ -3,7 +3,7 @@
 #include "Flowspec/types/Types.h"
 #include "Osk/Assert.h"
 #include "Vek/DirtyKeys.h"
-#include "Vek/Rows.h"
+#include "Vek/ValueInfo.h"
 
 namespace Flowspec {
 

@@ -2,7 +2,7 @@
 
 #include "Flowspec/types/Types.h"
 #include "Flowspec/vocab/FlagSetLog.h"
-#include "Vek/Rows.h"
+#include "Vek/ValueInfo.h"
 
 namespace Flowspec {
 
@@ -47,8 +47,8 @@ constinit const Vek::TypeInfo actionFieldSetInfo =
 constinit const Vek::TypeInfo trafficActionInfo =
    Vek::valueInfo< TrafficAction >( trafficActionRows );
 constinit const Vek::TypeInfo trafficRedirectInfo =
-   Vek::valueInfo< TrafficRedirect, U32, TrafficRedirectType, Zorv::IpGenAddr,
-                   SrTePolicy::PolicyKey, bool >( TrafficRedirect::Table::rows );
+   Vek::valueInfo< TrafficRedirect, TrafficRedirect::Table::rows, U32, TrafficRedirectType,
+                   Zorv::IpGenAddr, SrTePolicy::PolicyKey, bool >();
 
 const Vek::TypeInfo& TrafficRedirect::typeInfo() { return trafficRedirectInfo; }
 

@@ -222,6 +222,8 @@ public:
    MatchOpValIndex copyInStructuredFilterDscp( const FilterPtr& filter, MatchOpValIndex index );
 
 private:
+   friend OSK_EXPORT void logRead( Vek::LogReader& in, FlowspecKey& key );
+
    // Compared as memory; the padding is there to be equal. What is in front of the prefixes is
    // hashed as memory. The hashes of the prefixes are kept, as keys are hashed more often than
    // their prefixes are set.

@@ -1,5 +1,7 @@
 #include "Flowspec/key/FlowspecKey.h"
 
+#include <algorithm>
+
 namespace Flowspec {
 
 namespace {
@@ -27,26 +29,57 @@ std::string_view flaw( const FlowspecKey& key ) {
    return {};
 }
 
-void readWords( Vek::LogReader& in, FlowspecKey& key ) {
-   key.matchOpValDelAll();
+// A word with its index is the packed member as a number of 6 bytes. Something always stands behind
+// it, so that it can be read and written as one of 8 bytes.
+U64 memberAt( const U8* at ) { return Osk::loadBig64( at ) >> 16; }
+void writeMember( U8* at, U64 member ) { Osk::storeBig64( at, member << 16 ); }
+
+// Whether a key with such words at dense indices could have a flaw. `bits` has the bits of all
+// words, and of all with 2 added to their types: then the types above 13 have a bit above 3 set.
+constexpr U32 twoTypes = 2U << 24;
+bool isSuspect( U32 bits ) {
+   static_assert( numComponentTypes == 14 );
+   constexpr U32 typeBits = 0xF0U << 24;
+   constexpr U32 fourBytesOrMore = 0x20U << 16;
+   return bits & ( typeBits | fourBytesOrMore );
+}
+
+// Returns whether the words need no further look.
+bool readWords( Vek::LogReader& in, TermWords& words ) {
    const U8* const begin = in.next();
-   std::size_t words = 0;
-   while ( words < in.left() / wordSize &&
-           Osk::loadBig16( begin + words * wordSize ) != endOfWords ) {
-      ++words;
+   const auto indexAt = [=]( std::size_t i ) { return Osk::loadBig16( begin + i * wordSize ); };
+   const std::size_t most = in.left() < 2 ? 0 : ( in.left() - 2 ) / wordSize;
+   const auto mostDense = static_cast< U32 >( std::min< std::size_t >( most, endOfWords ) );
+   U32 dense = 0;
+   while ( dense < mostDense && indexAt( dense ) == dense ) {
+      ++dense;
    }
-   const U8* word = in.take( words * wordSize );
-   for ( U32 next = 0; word != in.next(); word += wordSize ) {
-      const MatchOpValIndex index( Osk::loadBig16( word ) );
+   std::size_t count = dense;
+   while ( count < most && indexAt( count ) != endOfWords ) {
+      ++count;
+   }
+   const U8* at = in.take( count * wordSize );
+   U64* const members = words.assign( dense );
+   U32 bits = 0;
+   for ( U32 i = 0; i < dense; ++i, at += wordSize ) {
+      members[i] = memberAt( at );
+      const auto word = static_cast< U32 >( members[i] );
+      bits |= word | ( word + twoTypes );
+   }
+   U32 next = dense;
+   for ( ; at != in.next(); at += wordSize ) {
+      const U64 member = memberAt( at );
+      const MatchOpValIndex index( static_cast< U32 >( member >> 32 ) );
       if ( index.value() < next && in.checked() ) {
          in.fail( "the words are not in the order of their indices" );
       }
       next = index.value() + 1U;
-      key.matchOpValIs( index, MatchOpVal( Osk::loadBig32( word + 2 ) ) );
+      words.set( index, MatchOpVal( static_cast< U32 >( member ) ) );
    }
    if ( in.u16() != endOfWords ) {
       in.fail( "the words do not end" );
    }
+   return count == dense && !isSuspect( bits );
 }
 
 } // namespace
@@ -65,9 +98,10 @@ void logWrite( Vek::LogWriter& out, const FlowspecKey& key ) {
    out.u32( static_cast< U8 >( key.addressFamily() ) );
    logWrite( out, key.destPrefix() );
    logWrite( out, key.srcPrefix() );
+   U8* at = out.take( wordSize * words.size() );
    for ( const U64 word : words ) {
-      out.u16( static_cast< U16 >( word >> 32 ) );
-      out.u32( static_cast< U32 >( word ) );
+      writeMember( at, word );
+      at += wordSize;
    }
    out.u16( endOfWords );
    out.u32( key.interfaceSets() );
@@ -77,21 +111,21 @@ void logWrite( Vek::LogWriter& out, const FlowspecKey& key ) {
 }
 
 void logRead( Vek::LogReader& in, FlowspecKey& key ) {
-   key.vrfIdIs( in.u32() );
-   key.addressFamilyIs( static_cast< Zorv::AddressFamily >( static_cast< U8 >( in.u32() ) ) );
-   Zorv::IpGenPrefix prefix;
-   logRead( in, prefix );
-   key.destPrefixIs( prefix );
-   logRead( in, prefix );
-   key.srcPrefixIs( prefix );
-   readWords( in, key );
+   FlowspecKey::Head& head = key.head_;
+   head.vrfId = in.u32();
+   head.addressFamily = static_cast< Zorv::AddressFamily >( static_cast< U8 >( in.u32() ) );
+   logRead( in, head.destPrefix );
+   head.destPrefixHash = FlowspecKey::prefixHash( head.destPrefix );
+   logRead( in, head.srcPrefix );
+   head.srcPrefixHash = FlowspecKey::prefixHash( head.srcPrefix );
+   const bool plain = readWords( in, key.words_ );
    key.interfaceSetPopAll();
    const U32 sets = in.count( 2 );
    const U8* id = in.take( 2 * std::size_t{ sets } );
    for ( U32 i = 0; i < sets; ++i, id += 2 ) {
       key.interfaceSetPush( Osk::loadBig16( id ) );
    }
-   if ( in.checked() ) {
+   if ( in.checked() && !plain ) {
       if ( const std::string_view reason = flaw( key ); !reason.empty() ) {
          in.fail( reason );
       }

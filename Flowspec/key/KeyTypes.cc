@@ -2,7 +2,7 @@
 #include "Flowspec/key/FlowspecKey.h"
 #include "Flowspec/types/Types.h"
 #include "Vek/DirtyKeys.h"
-#include "Vek/Rows.h"
+#include "Vek/ValueInfo.h"
 
 /// The words of a rule key as any other map.
 template <>

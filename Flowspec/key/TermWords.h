@@ -76,6 +76,10 @@ public:
 
    void clear() { members_.clear(); }
 
+   /// Replaces all members by `count` ones, which the caller writes to where the result points:
+   /// packed and ascending.
+   U64* assign( U32 count ) { return members_.assign( count ); }
+
    /// The members as packed numbers, ascending.
    std::span< const U64 > packed() const { return { members_.data(), members_.size() }; }
 

@@ -2,6 +2,7 @@
 
 #include "Flowspec/types/Types.h"
 #include "Vek/DirtyKeys.h"
+#include "Vek/ValueInfo.h"
 
 namespace Flowspec {
 
@@ -25,8 +26,8 @@ struct Counter::Table {
 };
 
 constinit const Vek::TypeInfo counterVersionInfo =
-   Vek::valueInfo< CounterVersion, QosLib::ColoredCounters, Osk::UniqueId >(
-      CounterVersion::Table::rows );
+   Vek::valueInfo< CounterVersion, CounterVersion::Table::rows, QosLib::ColoredCounters,
+                   Osk::UniqueId >();
 
 constinit const Vek::TypeInfo counterInfo = Vek::entityInfo< Counter, Vek::String >(
    "Flowspec::Counter", Vek::TypeKind::root, Counter::Table::rows, Counter::Table::slab,

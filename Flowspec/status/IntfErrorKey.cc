@@ -3,7 +3,7 @@
 #include "Flowspec/types/Types.h"
 #include "Osk/HashMix.h"
 #include "Vek/Exceptions.h"
-#include "Vek/Rows.h"
+#include "Vek/ValueInfo.h"
 
 #include <algorithm>
 

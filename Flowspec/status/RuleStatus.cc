@@ -1,6 +1,7 @@
 #include "Flowspec/status/RuleStatus.h"
 
 #include "Flowspec/types/Types.h"
+#include "Vek/ValueInfo.h"
 
 namespace Flowspec {
 

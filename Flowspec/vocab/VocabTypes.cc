@@ -5,7 +5,7 @@
 #include "Flowspec/vocab/IpVersion.h"
 #include "Flowspec/vocab/MatchOpVal.h"
 #include "Flowspec/vocab/NumericalRange.h"
-#include "Vek/Rows.h"
+#include "Vek/ValueInfo.h"
 
 namespace Flowspec {
 
@@ -103,18 +103,18 @@ constinit const Vek::TypeInfo ipBitTypeInfo = Vek::enumerationInfo< IpBitMask::I
 constinit const Vek::TypeInfo tcpBitTypeInfo = Vek::enumerationInfo< TcpBitMask::TcpBit >();
 
 constinit const Vek::TypeInfo matchOpValTypeInfo =
-   Vek::valueInfo< MatchOpVal, U32 >( matchOpValRows );
+   Vek::valueInfo< MatchOpVal, matchOpValRows, U32 >();
 constinit const Vek::TypeInfo matchOpValIndexInfo =
-   Vek::valueInfo< MatchOpValIndex, U16 >( matchOpValIndexRows );
+   Vek::valueInfo< MatchOpValIndex, matchOpValIndexRows, U16 >();
 constinit const Vek::TypeInfo matchOpValResultInfo =
-   Vek::valueInfo< MatchOpValResult, MatchCompType, U8, U32, MatchOpValIndex >(
-      matchOpValResultRows );
+   Vek::valueInfo< MatchOpValResult, matchOpValResultRows, MatchCompType, U8, U32,
+                   MatchOpValIndex >();
 constinit const Vek::TypeInfo numericalRangeInfo =
-   Vek::valueInfo< NumericalRange, U32, U32 >( numericalRangeRows );
+   Vek::valueInfo< NumericalRange, numericalRangeRows, U32, U32 >();
 constinit const Vek::TypeInfo ipBitMaskInfo =
-   Vek::valueInfo< IpBitMask, bool, U16, U16 >( ipBitMaskRows );
+   Vek::valueInfo< IpBitMask, ipBitMaskRows, bool, U16, U16 >();
 constinit const Vek::TypeInfo tcpBitMaskInfo =
-   Vek::valueInfo< TcpBitMask, bool, U16, U16 >( tcpBitMaskRows );
+   Vek::valueInfo< TcpBitMask, tcpBitMaskRows, bool, U16, U16 >();
 constinit const Vek::TypeInfo flowspecUtilInfo = utilityType();
 
 const Vek::TypeInfo& MatchOpVal::typeInfo() { return matchOpValTypeInfo; }

@@ -4,6 +4,8 @@
 #include "Osk/UniqueId.h"
 #include "Vek/String.h"
 
+#include <utility>
+
 /// Values in the attribute log. Each type that is streamed has three functions beside it, found by
 /// the type of their arguments:
 ///
@@ -27,25 +29,18 @@ public:
    /// Behind the last byte written.
    U8* at() const { return at_; }
 
+   /// The next `count` bytes, all of which the caller writes himself: the way for values of several
+   /// numbers, as what is written byte by byte may stand anywhere, in the writer too.
+   U8* take( std::size_t count ) { return std::exchange( at_, at_ + count ); }
+
    void u8( U8 value ) { *at_++ = value; }
    void boolean( bool value ) { u8( value ); }
-   void u16( U16 value ) {
-      at_[0] = static_cast< U8 >( value >> 8 );
-      at_[1] = static_cast< U8 >( value );
-      at_ += 2;
-   }
-   void u32( U32 value ) {
-      Osk::storeBig32( at_, value );
-      at_ += 4;
-   }
-   void u64( U64 value ) {
-      Osk::storeBig64( at_, value );
-      at_ += 8;
-   }
+   void u16( U16 value ) { Osk::storeBig16( take( 2 ), value ); }
+   void u32( U32 value ) { Osk::storeBig32( take( 4 ), value ); }
+   void u64( U64 value ) { Osk::storeBig64( take( 8 ), value ); }
    void bytes( const void* from, std::size_t count ) {
       if ( count != 0 ) {
-         std::memcpy( at_, from, count );
-         at_ += count;
+         std::memcpy( take( count ), from, count );
       }
    }
    void string( std::string_view text ) {

@@ -346,50 +346,6 @@ struct ParameterList {
    static constexpr std::span< const ValueType* const > types{ list, sizeof...( Parameters ) };
 };
 
-template < typename T, typename... Parameters, std::size_t... I >
-void buildValue( void* const* attributes, void* value, std::index_sequence< I... > ) {
-   at< T >( value ) = T( at< Parameters >( attributes[I] )... );
-}
-
 } // namespace detail
-
-/// A value type built from its stored attributes, which are of the given types.
-template < typename T, typename... Attributes >
-consteval TypeInfo valueInfo( std::span< const Field > rows ) {
-   TypeInfo info;
-   info.name = valueType< T >.name;
-   info.kind = TypeKind::value;
-   info.rows = rows;
-   info.value = &valueType< T >;
-   if constexpr ( sizeof...( Attributes ) > 0 ) {
-      info.parameters = detail::ParameterList< Attributes... >::types;
-      info.build = []( void* const* attributes, void* value ) {
-         detail::buildValue< T, Attributes... >( attributes, value,
-                                                 std::index_sequence_for< Attributes... >() );
-      };
-   }
-   return info;
-}
-
-/// A value type of another library, known by its name and its text alone.
-template < typename T >
-consteval TypeInfo plainInfo( std::string_view name = valueType< T >.name ) {
-   TypeInfo info;
-   info.name = name;
-   info.kind = TypeKind::value;
-   info.value = &valueType< T >;
-   return info;
-}
-
-/// An enumeration.
-template < NamedEnum E >
-consteval TypeInfo enumerationInfo() {
-   TypeInfo info;
-   info.name = enumInfo( E{} ).type;
-   info.kind = TypeKind::enumeration;
-   info.enumeration = &enumInfo( E{} );
-   info.value = &valueType< E >;
-   return info;
-}
 
 } // namespace Vek

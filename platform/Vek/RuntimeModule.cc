@@ -2,7 +2,7 @@
 
 #include "Osk/DumpContext.h"
 #include "Osk/UniqueId.h"
-#include "Vek/Rows.h"
+#include "Vek/ValueInfo.h"
 
 namespace Vek {
 

@@ -85,6 +85,15 @@ public:
       elements()[size_++] = value;
    }
 
+   /// Replaces all elements by `count` ones, which the caller writes to where the result points.
+   T* assign( U32 count ) {
+      clear();
+      while ( capacity_ < count )
+         [[unlikely]] { grow(); }
+      size_ = count;
+      return elements();
+   }
+
    /// Inserts before `position`, which is at most `size()`.
    void insert( U32 position, T value ) {
       if ( size_ == capacity_ ) [[unlikely]] {

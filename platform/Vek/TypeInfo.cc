@@ -33,4 +33,20 @@ const Field* TypeInfo::field( std::string_view fieldName ) const {
    return base ? base->field( fieldName ) : nullptr;
 }
 
+namespace detail {
+
+std::size_t recordLogSize( const TypeInfo& type, const void* value ) {
+   return type.logSize( value );
+}
+
+void recordLogWrite( const TypeInfo& type, LogWriter& out, const void* value ) {
+   type.logWrite( out, value );
+}
+
+void recordLogRead( const TypeInfo& type, LogReader& in, void* value ) {
+   type.logRead( in, value );
+}
+
+} // namespace detail
+
 } // namespace Vek

@@ -36,6 +36,10 @@ struct TypeInfo {
    Ptr< Entity > ( *construct )( void* const* arguments ) = nullptr;
    /// Makes a value from its stored attributes and assigns it; raises what its constructor raises.
    void ( *build )( void* const* attributes, void* value ) = nullptr;
+   // The encoding in the attribute log of such a value: its stored attributes in declared order.
+   std::size_t ( *logSize )( const void* value ) = nullptr;
+   void ( *logWrite )( LogWriter& out, const void* value ) = nullptr;
+   void ( *logRead )( LogReader& in, void* value ) = nullptr;
    Mell::Allocator* allocator = nullptr; ///< of entities; counts their instances
 
    bool isEntity() const { return kind == TypeKind::root || kind == TypeKind::child; }

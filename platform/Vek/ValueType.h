@@ -148,7 +148,7 @@ struct ValueText {
    }
 };
 
-// The encoding of a value type that is built from its attributes: these in declared order.
+// The encoding of a value type that is built from its attributes.
 OSK_EXPORT std::size_t recordLogSize( const TypeInfo& type, const void* value );
 OSK_EXPORT void recordLogWrite( const TypeInfo& type, LogWriter& out, const void* value );
 OSK_EXPORT void recordLogRead( const TypeInfo& type, LogReader& in, void* value );

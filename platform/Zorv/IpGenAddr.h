@@ -39,6 +39,20 @@ public:
    /// zeros) or IPv6 (RFC 4291 section 2.2, in all its forms). Nothing for anything else.
    static std::optional< IpGenAddr > fromText( std::string_view text );
 
+   /// The address of a family known at run time with the first `length` bits of the 16 bytes at
+   /// `bytes`, at most `bits( family )`; the rest is 0.
+   static IpGenAddr ofFamily( AddressFamily family, const U8* bytes, unsigned length ) {
+      IpGenAddr address;
+      address.family_ = family;
+      std::memcpy( address.bytes_.data(), bytes, address.bytes_.size() );
+      return address.masked( length );
+   }
+
+   /// How many bits an address of a family has: 32, 128, or 0.
+   static constexpr unsigned bits( AddressFamily family ) {
+      return family == AddressFamily::ipv4 ? 32 : family == AddressFamily::ipv6 ? 128 : 0;
+   }
+
    /// The host-order integer of the dotted IPv4 address that stands in `text` at `at`, which is
    /// moved behind it. Nothing when there is none.
    static std::optional< U32 > takeDotted( std::string_view text, std::size_t& at );
@@ -54,8 +68,15 @@ public:
    /// The host-order integer of an IPv4 address.
    U32 ipv4Value() const { return Osk::loadBig32( bytes_.data() ); }
 
-   /// The address with all bits behind the first `length` cleared.
-   IpGenAddr masked( unsigned length ) const;
+   /// The address with all bits behind the first `length`, at most 128, cleared.
+   IpGenAddr masked( unsigned length ) const {
+      IpGenAddr result = *this;
+      U8* const bytes = result.bytes_.data();
+      Osk::storeBig64( bytes, Osk::loadBig64( bytes ) & leadingOnes( length ) );
+      Osk::storeBig64( bytes + 8,
+                       Osk::loadBig64( bytes + 8 ) & leadingOnes( length < 64 ? 0 : length - 64 ) );
+      return result;
+   }
 
    /// A hash of the bytes that is the same in all processes of one build.
    U32 hash() const;
@@ -75,6 +96,10 @@ private:
    constexpr IpGenAddr( AddressFamily family, const Bytes& bytes )
       : family_( family ), bytes_( bytes ) {}
 
+   static constexpr U64 leadingOnes( unsigned length ) {
+      return length >= 64 ? ~U64{ 0 } : ~( ~U64{ 0 } >> length );
+   }
+
    AddressFamily family_ = AddressFamily::none;
    Bytes bytes_{};
 };
@@ -91,6 +116,17 @@ inline void logWrite( Vek::LogWriter& out, const IpGenAddr& address ) {
    out.u32( static_cast< U8 >( address.family() ) );
    out.bytes( address.bytes().data(), address.bytes().size() );
 }
-OSK_EXPORT void logRead( Vek::LogReader& in, IpGenAddr& address );
+[[noreturn]] OSK_EXPORT void logFailFamily( const Vek::LogReader& in, U32 family );
+inline AddressFamily logReadFamily( Vek::LogReader& in ) {
+   const U32 family = in.u32();
+   if ( family > static_cast< U32 >( AddressFamily::ipv6 ) ) [[unlikely]] {
+      logFailFamily( in, family );
+   }
+   return static_cast< AddressFamily >( family );
+}
+inline void logRead( Vek::LogReader& in, IpGenAddr& address ) {
+   const AddressFamily family = logReadFamily( in );
+   address = IpGenAddr::ofFamily( family, in.take( 16 ), IpGenAddr::bits( family ) );
+}
 
 } // namespace Zorv

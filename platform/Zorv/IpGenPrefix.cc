@@ -8,8 +8,6 @@ namespace Zorv {
 
 namespace {
 
-unsigned maxLength( AddressFamily family ) { return family == AddressFamily::ipv4 ? 32 : 128; }
-
 // Takes "/" and a decimal number without leading zeros, at most `max`, off the text at `at`.
 std::optional< U8 > takeLength( std::string_view text, std::size_t& at, unsigned max ) {
    std::size_t next = at;
@@ -32,7 +30,7 @@ std::optional< U8 > takeLength( std::string_view text, std::size_t& at, unsigned
 } // namespace
 
 IpGenPrefix::IpGenPrefix( const IpGenAddr& address, unsigned length ) {
-   if ( address.empty() || length > maxLength( address.family() ) ) {
+   if ( address.empty() || length > IpGenAddr::bits( address.family() ) ) {
       Vek::throwRange( badTextMessage( Vek::concat( address, '/', length ) ) );
    }
    address_ = address.masked( length );
@@ -95,18 +93,8 @@ std::ostream& operator<<( std::ostream& out, const IpGenPrefix& prefix ) {
    return Vek::writeText( out, prefix.stringValue() );
 }
 
-void logRead( Vek::LogReader& in, IpGenPrefix& prefix ) {
-   IpGenAddr address;
-   logRead( in, address );
-   const U32 length = in.u32();
-   if ( address.empty() && length == 0 ) {
-      prefix = IpGenPrefix();
-      return;
-   }
-   if ( address.empty() || length > maxLength( address.family() ) ) {
-      in.fail( Vek::concat( "no prefix has the length ", length ) );
-   }
-   prefix = IpGenPrefix( address, length );
+void logFailLength( const Vek::LogReader& in, U32 length ) {
+   in.fail( Vek::concat( "no prefix has the length ", length ) );
 }
 
 } // namespace Zorv

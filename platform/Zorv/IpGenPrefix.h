@@ -49,6 +49,8 @@ public:
    }
 
 private:
+   friend void logRead( Vek::LogReader& in, IpGenPrefix& prefix );
+
    IpGenAddr address_;
    U8 length_ = 0;
 };
@@ -65,6 +67,17 @@ inline void logWrite( Vek::LogWriter& out, const IpGenPrefix& prefix ) {
    logWrite( out, prefix.address() );
    out.u32( prefix.length() );
 }
-OSK_EXPORT void logRead( Vek::LogReader& in, IpGenPrefix& prefix );
+[[noreturn]] OSK_EXPORT void logFailLength( const Vek::LogReader& in, U32 length );
+inline void logRead( Vek::LogReader& in, IpGenPrefix& prefix ) {
+   const AddressFamily family = logReadFamily( in );
+   const U8* const bytes = in.take( 16 );
+   const U32 length = in.u32();
+   // The empty address has the length 0, which makes the empty prefix.
+   if ( length > IpGenAddr::bits( family ) ) [[unlikely]] {
+      logFailLength( in, length );
+   }
+   prefix.address_ = IpGenAddr::ofFamily( family, bytes, length );
+   prefix.length_ = static_cast< U8 >( length );
+}
 
 } // namespace Zorv

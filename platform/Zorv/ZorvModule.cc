@@ -1,6 +1,6 @@
 #include "Zorv/ZorvModule.h"
 
-#include "Vek/Rows.h"
+#include "Vek/ValueInfo.h"
 #include "Zorv/IntfId.h"
 #include "Zorv/IpGenPrefix.h"
 #include "Zorv/IpTos.h"

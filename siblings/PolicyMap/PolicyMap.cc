@@ -1,6 +1,7 @@
 #include "PolicyMap/PolicyMap.h"
 
 #include "PolicyMap/PolicyMapModule.h"
+#include "Vek/ValueInfo.h"
 
 namespace PolicyMap {
 

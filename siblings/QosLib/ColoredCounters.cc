@@ -70,19 +70,11 @@ std::ostream& operator<<( std::ostream& out, const ColoredCounters& counters ) {
 }
 
 void logWrite( Vek::LogWriter& out, const ColoredCounters& counters ) {
-   for ( const U64 number : std::bit_cast< Numbers >( counters ) ) {
-      out.u64( number );
-   }
+   Osk::swap64< std::tuple_size_v< Numbers > >( out.take( sizeof counters ), &counters );
 }
 
 void logRead( Vek::LogReader& in, ColoredCounters& counters ) {
-   const U8* from = in.take( sizeof counters );
-   Numbers numbers;
-   for ( U64& number : numbers ) {
-      number = Osk::loadBig64( from );
-      from += sizeof number;
-   }
-   counters = std::bit_cast< ColoredCounters >( numbers );
+   Osk::swap64< std::tuple_size_v< Numbers > >( &counters, in.take( sizeof counters ) );
 }
 
 } // namespace QosLib

@@ -51,11 +51,12 @@ struct Header {
 inline constexpr U32 maxPayload = 1U << 24;
 
 inline void writeHeader( LogWriter& out, const Header& header ) {
-   out.u32( header.length );
-   out.u8( static_cast< U8 >( header.kind ) );
-   out.u64( header.entity );
-   out.u16( header.fieldId );
-   out.u8( header.flags );
+   U8* const at = out.take( Header::size );
+   Osk::storeBig32( at, header.length );
+   at[4] = static_cast< U8 >( header.kind );
+   Osk::storeBig64( at + 5, header.entity );
+   Osk::storeBig16( at + 13, header.fieldId );
+   at[15] = header.flags;
 }
 
 /// Reads the header at the beginning of `bytes`, which hold one at least; `StreamException` when

@@ -85,7 +85,7 @@ TEST( Encoding, HostBitsOfAPrefixAreCleared ) {
 
 TEST( Encoding, AddressesThatCannotBeAreRefused ) {
    expectRefused< Zorv::IpGenAddr >( "00000003 00000000 00000000 00000000 00000000",
-                                     "byte 20: no address has the family 3" );
+                                     "byte 4: no address has the family 3" );
    expectRefused< Zorv::IpGenPrefix >( v4Hex + "00000021", "byte 24: no prefix has the length 33" );
    expectRefused< Zorv::IpGenPrefix >( v6Hex + "00000081",
                                        "byte 24: no prefix has the length 129" );
