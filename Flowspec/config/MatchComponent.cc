@@ -12,10 +12,10 @@ struct MatchComponent::Table {
    static constexpr Vek::Field rows[] = {
       Vek::key< &T::compType_ >( 2, "compType" ),
       Vek::attr< &T::prefix_, &T::prefixIs >( 3, "prefix" ),
-      Vek::coll< &T::numericalRange_, &T::numericalRangeIs, &T::numericalRangeDel >(
+      Vek::coll< &T::numericalRange, &T::numericalRangeIs, &T::numericalRangeDel >(
          4, "numericalRange" ),
-      Vek::coll< &T::ipBitMask_, &T::ipBitMaskIs, &T::ipBitMaskDel >( 5, "ipBitMask" ),
-      Vek::coll< &T::tcpBitMask_, &T::tcpBitMaskIs, &T::tcpBitMaskDel >( 6, "tcpBitMask" ),
+      Vek::coll< &T::ipBitMask, &T::ipBitMaskIs, &T::ipBitMaskDel >( 5, "ipBitMask" ),
+      Vek::coll< &T::tcpBitMask, &T::tcpBitMaskIs, &T::tcpBitMaskDel >( 6, "tcpBitMask" ),
       Vek::operation< &T::matchTypePrefix >( 7, "matchTypePrefix" ),
       Vek::operation< &T::matchTypeNumericalRange >( 8, "matchTypeNumericalRange" ),
       Vek::operation< &T::matchTypeBitMask >( 9, "matchTypeBitMask" ),
@@ -31,18 +31,18 @@ MatchComponent::MatchComponent( const Vek::String& ) {
 }
 
 void MatchComponent::numericalRangeIs( const NumericalRange& range ) {
-   numericalRange_.insert( range );
+   numericalRange_.edit().insert( range );
 }
 void MatchComponent::numericalRangeDel( const NumericalRange& range ) {
-   numericalRange_.erase( range );
+   numericalRange_.edit().erase( range );
 }
-void MatchComponent::numericalRangeDelAll() { numericalRange_.clear(); }
-void MatchComponent::ipBitMaskIs( const IpBitMask& mask ) { ipBitMask_.insert( mask ); }
-void MatchComponent::ipBitMaskDel( const IpBitMask& mask ) { ipBitMask_.erase( mask ); }
-void MatchComponent::ipBitMaskDelAll() { ipBitMask_.clear(); }
-void MatchComponent::tcpBitMaskIs( const TcpBitMask& mask ) { tcpBitMask_.insert( mask ); }
-void MatchComponent::tcpBitMaskDel( const TcpBitMask& mask ) { tcpBitMask_.erase( mask ); }
-void MatchComponent::tcpBitMaskDelAll() { tcpBitMask_.clear(); }
+void MatchComponent::numericalRangeDelAll() { numericalRange_.reset(); }
+void MatchComponent::ipBitMaskIs( const IpBitMask& mask ) { ipBitMask_.edit().insert( mask ); }
+void MatchComponent::ipBitMaskDel( const IpBitMask& mask ) { ipBitMask_.edit().erase( mask ); }
+void MatchComponent::ipBitMaskDelAll() { ipBitMask_.reset(); }
+void MatchComponent::tcpBitMaskIs( const TcpBitMask& mask ) { tcpBitMask_.edit().insert( mask ); }
+void MatchComponent::tcpBitMaskDel( const TcpBitMask& mask ) { tcpBitMask_.edit().erase( mask ); }
+void MatchComponent::tcpBitMaskDelAll() { tcpBitMask_.reset(); }
 
 bool MatchComponent::matchTypePrefix() const {
    return compType_ == destPrefix || compType_ == srcPrefix;
@@ -56,8 +56,8 @@ bool MatchComponent::matchTypeBitMask() const { return isBitfieldType( compType_
 
 Vek::String MatchComponent::toStrep() const {
    return Vek::concat( "<compType=", stringValue( compType_ ), ";prefix=", prefix_,
-                       ";numericalRanges=", numericalRange_.size(),
-                       ";ipBitMasks=", ipBitMask_.size(), ";tcpBitMasks=", tcpBitMask_.size(),
+                       ";numericalRanges=", numericalRange().size(),
+                       ";ipBitMasks=", ipBitMask().size(), ";tcpBitMasks=", tcpBitMask().size(),
                        ">" );
 }
 
@@ -78,14 +78,13 @@ void writeMembers( Vek::LogWriter& out, const Vek::HashSet< Member >& members ) 
 }
 
 template < typename Member >
-Vek::HashSet< Member > readMembers( Vek::LogReader& in, std::size_t size ) {
-   Vek::HashSet< Member > members;
+void readMembers( Vek::LogReader& in, Vek::OnDemand< Vek::HashSet< Member > >& members,
+                  std::size_t size ) {
    for ( U32 left = in.count( size ); left > 0; --left ) {
       Member member;
       Vek::valueType< Member >.logRead( in, &member );
-      members.insert( member );
+      members.edit().insert( member );
    }
-   return members;
 }
 
 } // namespace
@@ -110,9 +109,9 @@ void logRead( Vek::LogReader& in, MatchComponent& component ) {
    Zorv::IpGenPrefix prefix;
    logRead( in, prefix );
    read.prefixIs( prefix );
-   read.numericalRange_ = readMembers< NumericalRange >( in, rangeSize );
-   read.ipBitMask_ = readMembers< IpBitMask >( in, maskSize );
-   read.tcpBitMask_ = readMembers< TcpBitMask >( in, maskSize );
+   readMembers( in, read.numericalRange_, rangeSize );
+   readMembers( in, read.ipBitMask_, maskSize );
+   readMembers( in, read.tcpBitMask_, maskSize );
    component = std::move( read );
 }
 

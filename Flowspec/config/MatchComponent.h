@@ -3,13 +3,15 @@
 #include "Flowspec/vocab/BitMask.h"
 #include "Flowspec/vocab/NumericalRange.h"
 #include "Vek/HashSet.h"
+#include "Vek/OnDemand.h"
 #include "Zorv/IpGenPrefix.h"
 
 namespace Flowspec {
 
 /// One match component of a rule taken apart: its type and what it matches. A prefix component has
 /// a prefix, a numeric one ranges, of which any may hold, and a bitmask one masks. A plain value
-/// with three unordered sets that hold each value once.
+/// with three unordered sets that hold each value once; references to them are good until they are
+/// changed.
 class OSK_EXPORT MatchComponent {
 public:
    static constexpr std::string_view typeName = "Flowspec::MatchComponent";
@@ -30,17 +32,17 @@ public:
    const Zorv::IpGenPrefix& prefix() const { return prefix_; }
    void prefixIs( const Zorv::IpGenPrefix& prefix ) { prefix_ = prefix; }
 
-   const Vek::HashSet< NumericalRange >& numericalRange() const { return numericalRange_; }
+   const Vek::HashSet< NumericalRange >& numericalRange() const { return numericalRange_.get(); }
    void numericalRangeIs( const NumericalRange& range );
    void numericalRangeDel( const NumericalRange& range );
    void numericalRangeDelAll();
 
-   const Vek::HashSet< IpBitMask >& ipBitMask() const { return ipBitMask_; }
+   const Vek::HashSet< IpBitMask >& ipBitMask() const { return ipBitMask_.get(); }
    void ipBitMaskIs( const IpBitMask& mask );
    void ipBitMaskDel( const IpBitMask& mask );
    void ipBitMaskDelAll();
 
-   const Vek::HashSet< TcpBitMask >& tcpBitMask() const { return tcpBitMask_; }
+   const Vek::HashSet< TcpBitMask >& tcpBitMask() const { return tcpBitMask_.get(); }
    void tcpBitMaskIs( const TcpBitMask& mask );
    void tcpBitMaskDel( const TcpBitMask& mask );
    void tcpBitMaskDelAll();
@@ -68,9 +70,9 @@ private:
 
    MatchCompType compType_ = invalid;
    Zorv::IpGenPrefix prefix_;
-   Vek::HashSet< NumericalRange > numericalRange_;
-   Vek::HashSet< IpBitMask > ipBitMask_;
-   Vek::HashSet< TcpBitMask > tcpBitMask_;
+   Vek::OnDemand< Vek::HashSet< NumericalRange > > numericalRange_;
+   Vek::OnDemand< Vek::HashSet< IpBitMask > > ipBitMask_;
+   Vek::OnDemand< Vek::HashSet< TcpBitMask > > tcpBitMask_;
 };
 
 // In the attribute log: the type as U32, the prefix, and the three sets, each a U32 count and its

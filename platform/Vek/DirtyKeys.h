@@ -2,8 +2,8 @@
 
 #include "Osk/Types.h"
 
+#include <deque>
 #include <set>
-#include <vector>
 
 namespace Vek {
 
@@ -23,18 +23,18 @@ public:
 
 namespace detail {
 
-/// Keys mostly come in ascending order, as all of a collection does: such a run stands in a vector,
+/// Keys mostly come in ascending order, as all of a collection does: such a run stands in a queue,
 /// and a set holds what comes out of turn.
 template < typename Key, typename Order >
 class DirtyKeysOf final : public DirtyKeys {
 public:
    static DirtyKeys* make() { return new DirtyKeysOf; }
 
-   bool empty() const override { return runIsEmpty() && others_.empty(); }
+   bool empty() const override { return run_.empty() && others_.empty(); }
 
    void insert( const void* untyped ) override {
       const Key& key = *static_cast< const Key* >( untyped );
-      if ( others_.empty() && ( runIsEmpty() || Order()( run_.back().key, key ) ) ) {
+      if ( others_.empty() && ( run_.empty() || Order()( run_.back().key, key ) ) ) {
          run_.push_back( { key, false } );
       } else if ( const std::size_t at = find( key ); at != run_.size() ) {
          run_[at].gone = false;
@@ -48,48 +48,44 @@ public:
       if ( const std::size_t at = find( key ); at != run_.size() ) {
          run_[at].gone = true;
          afterLastErased_ = at + 1;
-         skipGone();
+         dropGone();
       } else {
          others_.erase( key );
       }
    }
 
    const void* first() const override {
-      return firstIsOther() ? &*others_.begin() : &run_[next_].key;
+      return firstIsOther() ? &*others_.begin() : &run_.front().key;
    }
 
    void eraseFirst() override {
       if ( firstIsOther() ) {
          others_.erase( others_.begin() );
       } else {
-         ++next_;
-         skipGone();
+         run_.front().gone = true;
+         dropGone();
       }
    }
 
 private:
-   static constexpr std::size_t large = 1000;
-
    struct Entry {
       Key key;
       bool gone;
    };
 
-   bool runIsEmpty() const { return next_ == run_.size(); }
-
    bool firstIsOther() const {
-      return !others_.empty() && ( runIsEmpty() || Order()( *others_.begin(), run_[next_].key ) );
+      return !others_.empty() && ( run_.empty() || Order()( *others_.begin(), run_.front().key ) );
    }
 
-   // The position in the run of a key that may be erased already; its end when it is not there.
+   // The position in the run of a key that may be erased already; its size when it is not there.
    std::size_t find( const Key& key ) const {
       const auto isKey = [&]( std::size_t at ) {
          return at < run_.size() && !Order()( key, run_[at].key ) && !Order()( run_[at].key, key );
       };
-      if ( afterLastErased_ >= next_ && isKey( afterLastErased_ ) ) {
+      if ( isKey( afterLastErased_ ) ) {
          return afterLastErased_;
       }
-      std::size_t begin = next_;
+      std::size_t begin = 0;
       for ( std::size_t end = run_.size(); begin != end; ) {
          const std::size_t middle = begin + ( end - begin ) / 2;
          if ( Order()( run_[middle].key, key ) ) {
@@ -101,25 +97,15 @@ private:
       return isKey( begin ) ? begin : run_.size();
    }
 
-   // Goes on to the first that is not erased, and lets go of memory when half of it is behind.
-   void skipGone() {
-      while ( next_ < run_.size() && run_[next_].gone ) {
-         ++next_;
-      }
-      if ( runIsEmpty() && run_.capacity() > large ) {
-         run_ = {};
-         next_ = 0;
-      } else if ( runIsEmpty() ) {
-         run_.clear();
-         next_ = 0;
-      } else if ( next_ > large && next_ > run_.size() / 2 ) {
-         run_.erase( run_.begin(), run_.begin() + static_cast< std::ptrdiff_t >( next_ ) );
-         next_ = 0;
+   // So that the first is one that waits.
+   void dropGone() {
+      while ( !run_.empty() && run_.front().gone ) {
+         run_.pop_front();
+         afterLastErased_ -= afterLastErased_ > 0;
       }
    }
 
-   std::vector< Entry > run_; ///< ascending
-   std::size_t next_ = 0;     ///< its first; not erased
+   std::deque< Entry > run_; ///< ascending; the first is not gone
    std::size_t afterLastErased_ = 0;
    std::set< Key, Order > others_;
 };

@@ -59,24 +59,28 @@ protected:
    }
 
    /// Map of values: inserts or replaces. Nothing is copied when an equal value is there; what is
-   /// stored and published are copies, as the arguments may live in the collection.
+   /// published are copies, as the arguments may live in the collection.
    template < typename Table, auto Member, typename K, typename V >
    void memberIs( const K& key, const V& value ) {
       auto& collection = self< Member >().*Member;
-      const auto at = collection.find( key );
-      if ( at == collection.end() ) {
-         const K added = key; // NOLINT(performance-unnecessary-copy-initialization)
-         collection.insert( added, value );
-         published< Table, Member >( added, nullptr );
-         return;
-      }
+      const auto [at, isNew] = collection.insert( key, value );
       V& stored = Access< Member >::valueAt( collection, at );
-      if ( &stored == &value || stored == value ) {
+      if ( !isNew && ( &stored == &value || stored == value ) ) {
          return;
       }
-      const K changed = key; // NOLINT(performance-unnecessary-copy-initialization)
-      const V old = std::exchange( stored, V( value ) );
-      published< Table, Member >( changed, &old );
+      if ( !observations_ ) [[likely]] {
+         if ( !isNew ) {
+            stored = value;
+         }
+         return;
+      }
+      const K changed = at->first; // NOLINT(performance-unnecessary-copy-initialization)
+      if ( isNew ) {
+         published< Table, Member >( changed, nullptr );
+      } else {
+         const V old = std::exchange( stored, V( value ) );
+         published< Table, Member >( changed, &old );
+      }
    }
 
    /// Set or map of values: removes a member, if it is there.

@@ -17,9 +17,8 @@ public:
    using typename Base::const_iterator;
 
    /// Inserts a member unless there is one with `key`: its place, and whether it was inserted.
-   std::pair< const_iterator, bool > insert( K key, V value ) {
-      return this->insertWith(
-         key, [&] { return std::pair< K, V >( std::move( key ), std::move( value ) ); } );
+   std::pair< const_iterator, bool > insert( const K& key, const V& value ) {
+      return this->insertWith( key, [&] { return std::pair< K, V >( key, value ); } );
    }
 
    /// Inserts a member or replaces the value of the one with `key`: its place, and whether it was

@@ -49,30 +49,32 @@ bool EntityProxy::doHandleAttrDeserialization( U16 fieldId, bool removed, std::s
             concat( "the value ends ", in.offset() - begin, " bytes into a payload of ", length ) );
       }
    };
+   std::unique_ptr< RowValues > values = type_.takeValues( *position );
    if ( !row.isCollection() ) {
-      const Arguments value( std::span( &row.value, 1 ) );
-      row.value->logRead( in, value[0] );
+      void* const value = values->value[0];
+      row.value->logRead( in, value );
       checkLength();
-      row.set( object(), value[0] );
-      return true;
-   }
-   const Arguments key( std::span( &row.key, 1 ) );
-   row.key->logRead( in, key[0] );
-   if ( removed ) {
-      checkLength();
-      row.collection->erase( object(), key[0] );
-   } else if ( !row.value ) {
-      checkLength();
-      row.collection->insert( object(), key[0], nullptr );
+      row.set( object(), value );
    } else {
-      const Arguments value( std::span( &row.value, 1 ) );
-      row.value->logRead( in, value[0] );
-      checkLength();
-      if ( !row.collection->insert( object(), key[0], value[0] ) ) {
-         in.fail( "the value has another key than its own" );
+      void* const key = values->key[0];
+      row.key->logRead( in, key );
+      if ( removed ) {
+         checkLength();
+         row.collection->erase( object(), key );
+      } else if ( !row.value ) {
+         checkLength();
+         row.collection->insert( object(), key, nullptr );
+      } else {
+         void* const value = values->value[0];
+         row.value->logRead( in, value );
+         checkLength();
+         if ( !row.collection->insert( object(), key, value ) ) {
+            in.fail( "the value has another key than its own" );
+         }
       }
+      received( *position, key );
    }
-   received( *position, key[0] );
+   type_.giveValues( *position, std::move( values ) );
    return true;
 }
 

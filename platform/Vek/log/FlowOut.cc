@@ -79,13 +79,8 @@ void EntityStreamAdapter::forEachChild(
 
 FlowOut& EntityStreamAdapter::newFlowOut( Sender& sender, U16 fromFieldId ) {
    FlowOut& created = *new FlowOut( *this, sender );
-   for ( U8 position = 0; position < type_.rows().size(); ++position ) {
-      const Field& row = *type_.rows()[position];
-      if ( row.id >= fromFieldId ) {
-         created.dirty |= StreamType::bitOf( position );
-         created.whole |= row.isCollection() ? StreamType::bitOf( position ) : 0;
-      }
-   }
+   created.dirty = type_.rowsFrom( fromFieldId );
+   created.whole = created.dirty & type_.collectionRows();
    sender.enqueue( created );
    return created;
 }
@@ -108,8 +103,10 @@ bool EntityStreamAdapter::announce( FlowOut& waiting ) {
    const std::size_t length =
       attrLogSizeCtorParams() + ( parent_ ? sizeof( U64 ) : 4 + typeName.size() );
    const std::size_t size = messageSize( length );
-   const std::size_t total =
-      size + static_cast< std::size_t >( std::popcount( transactions ) ) * transactionSize;
+   std::size_t total = size;
+   for ( U32 left = transactions; left; left &= left - 1 ) {
+      total += transactionSize;
+   }
    U8* const at = waiting.sender.reserve( total );
    if ( !at ) {
       return false;
@@ -129,10 +126,9 @@ bool EntityStreamAdapter::announce( FlowOut& waiting ) {
    }
    serializeConstructorParams( out );
    checkWritten( static_cast< std::size_t >( out.at() - at ), size );
-   for ( U8 position = 0; position < type_.rows().size(); ++position ) {
-      if ( transactions & StreamType::bitOf( position ) ) {
-         writeTransaction( out, position, TransactionType::start );
-      }
+   for ( U32 left = transactions; left; left &= left - 1 ) {
+      writeTransaction( out, static_cast< U8 >( std::countr_zero( left ) ),
+                        TransactionType::start );
    }
    waiting.sender.commit( total );
    waiting.begun |= transactions;
@@ -141,13 +137,10 @@ bool EntityStreamAdapter::announce( FlowOut& waiting ) {
 }
 
 U16 EntityStreamAdapter::handleAttrFlowOut( U16 fieldId, FlowOut& waiting ) {
-   for ( U8 position = 0; position < type_.rows().size(); ++position ) {
-      const U16 id = type_.rows()[position]->id;
-      if ( id < fieldId || !waiting.isDirty( StreamType::bitOf( position ) ) ) {
-         continue;
-      }
+   for ( U32 left = waiting.dirty & type_.rowsFrom( fieldId ); left; left &= left - 1 ) {
+      const auto position = static_cast< U8 >( std::countr_zero( left ) );
       if ( !writeRow( position, waiting ) ) {
-         return id;
+         return type_.rows()[position]->id;
       }
       waiting.dirty &= ~StreamType::bitOf( position );
    }

@@ -26,8 +26,6 @@ struct OSK_EXPORT FlowOut {
    /// The list of keys that wait of the row at `position`.
    DirtyKeys& keys( U8 position );
 
-   bool isDirty( U32 bit ) const { return dirty & bit; }
-
    EntityStreamAdapter& adapter;
    Sender& sender;
    FlowOut* nextOfAdapter = nullptr; ///< of another connection, for the same entity

@@ -5,14 +5,6 @@
 
 namespace Vek::log {
 
-namespace {
-
-[[noreturn]] void throwTooLong( std::size_t length ) {
-   throw StreamException( concat( "a payload of ", length, " bytes is longer than ", maxPayload ) );
-}
-
-} // namespace
-
 std::string_view stringValue( MessageKind kind ) {
    switch ( kind ) {
    case MessageKind::types:
@@ -42,16 +34,13 @@ Header readHeader( std::span< const U8 > bytes ) {
    header.fieldId = in.u16();
    header.flags = in.u8();
    if ( header.length > maxPayload ) {
-      throwTooLong( header.length );
+      failTooLong( header.length );
    }
    return header;
 }
 
-std::size_t messageSize( std::size_t length ) {
-   if ( length > maxPayload ) {
-      throwTooLong( length );
-   }
-   return Header::size + length;
+void failTooLong( std::size_t length ) {
+   throw StreamException( concat( "a payload of ", length, " bytes is longer than ", maxPayload ) );
 }
 
 void checkWritten( std::size_t written, std::size_t size ) {

@@ -63,8 +63,15 @@ inline void writeHeader( LogWriter& out, const Header& header ) {
 /// the payload would be too long.
 OSK_EXPORT Header readHeader( std::span< const U8 > bytes );
 
+[[noreturn]] OSK_EXPORT void failTooLong( std::size_t length );
+
 /// The bytes of a message with a payload of `length`; `StreamException` when that is too long.
-OSK_EXPORT std::size_t messageSize( std::size_t length );
+inline std::size_t messageSize( std::size_t length ) {
+   if ( length > maxPayload ) [[unlikely]] {
+      failTooLong( length );
+   }
+   return Header::size + length;
+}
 
 /// Fails the assertion "written == size" unless as many bytes were written as were reserved.
 OSK_EXPORT void checkWritten( std::size_t written, std::size_t size );

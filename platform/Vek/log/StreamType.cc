@@ -41,6 +41,7 @@ StreamType::StreamType( const TypeInfo& info ) : info_( &info ) {
       positions_[rows_[i]->id - firstId] = static_cast< U8 >( i );
       const U32 bit = 1U << i;
       allRows_ |= bit;
+      collectionRows_ |= rows_[i]->isCollection() ? bit : 0;
       if ( rows_[i]->kind == FieldKind::children || rows_[i]->kind == FieldKind::child ) {
          childRows_ |= bit;
       }

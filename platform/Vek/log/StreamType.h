@@ -8,6 +8,16 @@
 
 namespace Vek::log {
 
+/// A key and a value of a row, to be read into.
+struct RowValues {
+   explicit RowValues( const Field& row )
+      : key( std::span( &row.key, row.key ? 1 : 0 ) ),
+        value( std::span( &row.value, row.value ? 1 : 0 ) ) {}
+
+   Arguments key;
+   Arguments value;
+};
+
 /// What the attribute log needs of one entity type, gathered from its rows once.
 class OSK_EXPORT StreamType {
 public:
@@ -29,13 +39,31 @@ public:
                                                               : std::nullopt;
    }
 
-   /// A bit for each streamed row, and for those that hold children.
+   /// The bit of a streamed row, and those of all that are collections or hold children.
    static constexpr U32 bitOf( U8 position ) { return 1U << position; }
-   U32 allRows() const { return allRows_; }
+   U32 collectionRows() const { return collectionRows_; }
    U32 childRows() const { return childRows_; }
+   /// Those of all with ids from `fieldId` on.
+   U32 rowsFrom( U16 fieldId ) const {
+      U32 rows = allRows_;
+      while ( rows && rows_[static_cast< U32 >( std::countr_zero( rows ) )]->id < fieldId ) {
+         rows &= rows - 1;
+      }
+      return rows;
+   }
 
    /// The rows that give the constructor's parameters.
    std::span< const Field* const > parameters() const { return parameters_; }
+
+   /// Values of the row at `position`, to be given back when nothing was raised: to make them anew
+   /// for each message costs more than to read into them.
+   std::unique_ptr< RowValues > takeValues( U8 position ) const {
+      std::unique_ptr< RowValues > values = std::move( values_[position] );
+      return values ? std::move( values ) : std::make_unique< RowValues >( *rows_[position] );
+   }
+   void giveValues( U8 position, std::unique_ptr< RowValues > values ) const {
+      values_[position] = std::move( values );
+   }
 
    /// The row that gives the key under which an entity of this type stands in a collection with
    /// keys of the given type.
@@ -49,7 +77,9 @@ private:
    std::vector< const Field* > rows_;
    std::vector< const Field* > parameters_;
    std::array< U8, 64 > positions_;
+   mutable std::array< std::unique_ptr< RowValues >, maxRows > values_;
    U32 allRows_ = 0;
+   U32 collectionRows_ = 0;
    U32 childRows_ = 0;
 };
 
