@@ -29,7 +29,8 @@ struct Change {
 };
 
 /// Told of every change of the entities that it observes, after the change was made. It may change
-/// or drop entities and begin or end observations from within the call.
+/// or drop entities and begin or end observations from within the call. It is not to throw: what it
+/// throws comes out of the setter, and those that would be told later are not.
 class Observer {
 public:
    virtual void onChange( const Change& change ) = 0;
