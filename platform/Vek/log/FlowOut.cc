@@ -3,6 +3,8 @@
 #include "Vek/log/EntityStreamAdapter.h"
 #include "Vek/log/Source.h"
 
+#include <algorithm>
+
 namespace Vek::log {
 
 namespace {
@@ -86,13 +88,20 @@ FlowOut& EntityStreamAdapter::newFlowOut( Sender& sender, U16 fromFieldId ) {
 }
 
 void EntityStreamAdapter::vekInstantiateSerialize( Sender& sender ) {
-   std::vector< EntityStreamAdapter* > children;
-   forEachChild( [&]( U8, Entity& child ) { children.push_back( of( child, source_ ) ); } );
-   for ( EntityStreamAdapter* const child : children ) {
-      child->newFlowOut( sender );
+   std::vector< Entity* > children;
+   forEachChild( [&]( U8, Entity& child ) { children.push_back( &child ); } );
+   std::vector< EntityStreamAdapter* > parents;
+   constexpr std::size_t ahead = 8;
+   for ( std::size_t i = 0; i < children.size(); ++i ) {
+      __builtin_prefetch( children[std::min( i + ahead, children.size() - 1 )] );
+      EntityStreamAdapter& child = *of( *children[i], source_ );
+      child.newFlowOut( sender );
+      if ( child.type_.childRows() != 0 ) {
+         parents.push_back( &child );
+      }
    }
-   for ( EntityStreamAdapter* const child : children ) {
-      child->vekInstantiateSerialize( sender );
+   for ( EntityStreamAdapter* const parent : parents ) {
+      parent->vekInstantiateSerialize( sender );
    }
 }
 

@@ -6,6 +6,50 @@
 
 namespace Vek::log {
 
+namespace {
+
+// Fetches what those behind the first in a queue will be written from, as entities are all over the
+// memory: first the adapter, some steps later most of a large entity.
+class Lookahead {
+public:
+   explicit Lookahead( const FlowOut* first ) : entityOf_( first ), adapterOf_( first ) {
+      for ( int i = 0; i < 2 * distance; ++i ) {
+         stepAdapter();
+         if ( i >= distance ) {
+            stepEntity();
+         }
+      }
+   }
+
+   void step() {
+      stepAdapter();
+      stepEntity();
+   }
+
+private:
+   static constexpr int distance = 6;
+   static constexpr std::size_t fetched = 448;
+
+   void stepAdapter() {
+      if ( adapterOf_ && ( adapterOf_ = adapterOf_->next ) ) {
+         __builtin_prefetch( &adapterOf_->adapter );
+      }
+   }
+   void stepEntity() {
+      if ( entityOf_ && ( entityOf_ = entityOf_->next ) ) {
+         const auto* const entity = reinterpret_cast< const U8* >( &entityOf_->adapter.entity() );
+         for ( std::size_t line = 0; line < fetched; line += 64 ) {
+            __builtin_prefetch( entity + line );
+         }
+      }
+   }
+
+   const FlowOut* entityOf_;
+   const FlowOut* adapterOf_;
+};
+
+} // namespace
+
 Sender::Sender( Source& source, std::size_t capacity ) : source_( source ), buffer_( capacity ) {
    source_.senders_.push_back( this );
    for ( const Source::Root& root : source_.roots_ ) {
@@ -30,12 +74,14 @@ void Sender::fill() {
    }
    try {
       flowOut();
+      upToDate_ = !waiting();
    } catch ( const std::exception& exception ) {
       fail( exception.what() );
    }
 }
 
 void Sender::fail( const String& reason ) {
+   upToDate_ = false;
    if ( error_.empty() ) {
       error_ = reason;
    }
@@ -62,7 +108,15 @@ bool Sender::put( const Header& header ) {
    return true;
 }
 
-void Sender::enqueue( FlowOut& flowOut ) { queueOf( flowOut ).push( flowOut ); }
+void Sender::rootGone( U64 number ) {
+   upToDate_ = false;
+   goneRoots_.push_back( number );
+}
+
+void Sender::enqueue( FlowOut& flowOut ) {
+   upToDate_ = false;
+   queueOf( flowOut ).push( flowOut );
+}
 
 void Sender::remove( FlowOut& flowOut ) { queueOf( flowOut ).erase( flowOut ); }
 
@@ -94,14 +148,16 @@ bool Sender::flowOut() {
       }
       goneRoots_.pop_back();
    }
-   while ( FlowOut* const waiting = unannounced_.first ) {
+   for ( Lookahead ahead( unannounced_.first ); FlowOut* const waiting = unannounced_.first; ) {
+      ahead.step();
       if ( !waiting->adapter.announce( *waiting ) ) {
          return false;
       }
       unannounced_.erase( *waiting );
       changed_.push( *waiting );
    }
-   while ( FlowOut* const waiting = changed_.first ) {
+   for ( Lookahead ahead( changed_.first ); FlowOut* const waiting = changed_.first; ) {
+      ahead.step();
       waiting->resumeAt = waiting->adapter.handleAttrFlowOut( waiting->resumeAt, *waiting );
       if ( waiting->resumeAt != 0 ) {
          return false;

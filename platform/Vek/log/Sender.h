@@ -35,8 +35,9 @@ public:
    /// Whether the peer has been told all but what is published from now on.
    bool synchronised() const { return synchronised_ && !waiting(); }
 
-   /// Whether a change may be written at once: nothing waits that it would overtake.
-   bool upToDate() const { return !waiting() && error_.empty(); }
+   /// Whether a change may be written at once: nothing waits that it would overtake. False until
+   /// the next `fill` when what waited went away by itself.
+   bool upToDate() const { return upToDate_; }
 
    /// Why nothing more can be sent, such as a value that has no encoding; empty while all is well.
    const String& error() const { return error_; }
@@ -53,7 +54,7 @@ public:
    bool put( const Header& header );
 
    /// Notes that the peer is to be told that a root is gone.
-   void rootGone( U64 number ) { goneRoots_.push_back( number ); }
+   void rootGone( U64 number );
 
    /// Puts at the end of the queue of entities to be announced, or of announced ones that changed.
    void enqueue( FlowOut& flowOut );
@@ -76,6 +77,8 @@ private:
    bool writePreamble();
 
    Source& source_;
+   // What a change looks at for each connection stands together.
+   bool upToDate_ = false;
    OutBuffer buffer_;
    Queue unannounced_;
    Queue changed_;
