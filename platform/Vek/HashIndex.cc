@@ -59,8 +59,16 @@ void HashIndex::grow() {
    larger.chunks_ = allocate( chunks, larger.room_ );
    larger.mask_ = chunks - 1;
    std::memset( larger.chunks_, 0, chunks * sizeof( Chunk ) );
-   for ( U32 i = 0; i < size_; ++i ) {
-      larger.add( hashes()[i] );
+   larger.size_ = size_;
+   if ( chunks_ ) {
+      std::memcpy( larger.hashes(), hashes(), size_ * sizeof( U32 ) );
+   }
+   // Chunk by chunk, so that all but a few go to one of two places that move on through memory.
+   for ( U32 i = 0; i < chunks / 2; ++i ) {
+      for ( U32 used = chunks_[i].used; used; used &= used - 1 ) {
+         const U32 position = chunks_[i].positions[std::countr_zero( used )];
+         larger.place( hashes()[position], position );
+      }
    }
    swap( larger );
 }
@@ -69,10 +77,9 @@ void HashIndex::grow() {
 template < typename Passed >
 HashIndex::Place HashIndex::placeOf( U32 position, Passed passed ) {
    const U32 hash = hashes()[position];
-   const Probe probe( hash );
-   for ( U32 at = hash;; at += probe.step ) {
-      Chunk& chunk = chunks_[at & mask_];
-      for ( U32 hits = chunk.with( probe.tag ); hits; hits &= hits - 1 ) {
+   for ( U32 at = first( hash );; at += step( hash ) ) {
+      Chunk& chunk = chunkAt( at );
+      for ( U32 hits = chunk.with( hash ) & chunk.used; hits; hits &= hits - 1 ) {
          const U32 slot = static_cast< U32 >( std::countr_zero( hits ) );
          if ( chunk.positions[slot] == position ) {
             return { chunk, slot };
@@ -84,9 +91,10 @@ HashIndex::Place HashIndex::placeOf( U32 position, Passed passed ) {
 
 void HashIndex::erase( U32 position ) {
    const Place place = placeOf( position, []( Chunk& chunk ) {
-      chunk.passed = static_cast< U8 >( chunk.passed - ( chunk.passed < 0xFF ) );
+      chunk.passed = static_cast< U16 >( chunk.passed - ( chunk.passed < 0xFFFF ) );
    } );
-   place.chunk.tags[place.slot] = 0;
+   place.chunk.used = static_cast< U16 >( place.chunk.used & ~( 1U << place.slot ) );
+   place.chunk.positions[place.slot] = 0;
    if ( position != size_ - 1 ) {
       const Place last = placeOf( size_ - 1, []( Chunk& ) {} );
       last.chunk.positions[last.slot] = position;

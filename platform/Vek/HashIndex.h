@@ -33,28 +33,12 @@ public:
    U32 size() const { return size_; }
 
    /// The first position with the hash `hash` or one that looks the same, for which
-   /// `matches( position )`; `none` when there is none.
+   /// `matches( position )`; `none` when there is none. The index is not empty.
    template < typename Matches >
    U32 find( U32 hash, Matches matches ) const {
-      if ( size_ == 0 ) {
-         return none;
-      }
-      const Probe probe( hash );
-      U32 at = hash;
-      for ( U32 tries = 0; tries <= mask_; ++tries ) {
-         const Chunk& chunk = chunks_[at & mask_];
-         for ( U32 hits = chunk.with( probe.tag ); hits; hits &= hits - 1 ) {
-            const U32 position = chunk.positions[std::countr_zero( hits )];
-            if ( matches( position ) ) {
-               return position;
-            }
-         }
-         if ( chunk.passed == 0 ) [[likely]] {
-            break;
-         }
-         at += probe.step;
-      }
-      return none;
+      const Chunk& chunk = chunkAt( first( hash ) );
+      const U32 position = chunk.find( hash, matches );
+      return position != none || chunk.passed == 0 ? position : findFurther( hash, matches );
    }
 
    /// Makes room for one more; `std::bad_alloc` or `std::length_error` when there is none.
@@ -76,46 +60,75 @@ public:
    void swap( HashIndex& other ) noexcept;
 
 private:
+   // Look-ups wait for memory: the fewer instructions one takes, the more of them the processor has
+   // under way at once.
    struct alignas( 64 ) Chunk {
       static constexpr U32 capacity = 12;
       static constexpr U32 all = ( 1U << capacity ) - 1;
 
-      U8 tags[15]; ///< 0 in slots not in use
-      U8 passed;   ///< members that went on from here; 255 and more stay 255
-      U32 positions[capacity];
+      U8 tags[capacity];       ///< the low 8 bits of the hashes
+      U16 used;                ///< a bit for each slot
+      U16 passed;              ///< members that went on from here; 65535 and more stay 65535
+      U32 positions[capacity]; ///< 0 in slots not in use: that one is there to be looked at
 
-      // In vectors as the compilers know them: <emmintrin.h> declares hundreds of functions.
-      U32 with( U8 tag ) const {
+      // The slots with the tag of `hash`, those not in use among them, in vectors as the compilers
+      // know them: <emmintrin.h> declares hundreds of functions.
+      U32 with( U32 hash ) const {
          using Group = char __attribute__( ( vector_size( 16 ) ) );
+         using Words = U32 __attribute__( ( vector_size( 16 ) ) );
          Group group;
          std::memcpy( &group, this, sizeof group );
-         const auto same = reinterpret_cast< Group >( group == static_cast< char >( tag ) );
+         const U32 word = ( hash & 0xFF ) * 0x01010101;
+         const auto wanted = reinterpret_cast< Group >( Words{ word, word, word, word } );
+         const auto same = reinterpret_cast< Group >( group == wanted );
          return static_cast< U32 >( __builtin_ia32_pmovmskb128( same ) ) & all;
+      }
+
+      template < typename Matches >
+      U32 find( U32 hash, Matches matches ) const {
+         for ( U32 hits = with( hash ); hits; hits &= hits - 1 ) {
+            const U32 position = positions[static_cast< U32 >( std::countr_zero( hits ) )];
+            if ( matches( position ) ) [[likely]] {
+               return position;
+            }
+         }
+         return none;
       }
    };
 
-   // The way of a hash through the chunks: begins at the low bits and takes odd steps.
-   struct Probe {
-      explicit Probe( U32 hash )
-         : tag( static_cast< U8 >( hash >> 24 | ( hash < 1U << 24 ) ) ), step( 2U * tag + 1 ) {}
-      U8 tag; ///< not 0
-      U32 step;
-   };
+   // The way of a hash through the chunks begins at the bits above the tag and takes odd steps.
+   static U32 first( U32 hash ) { return std::rotr( hash, 8 ); }
+   static U32 step( U32 hash ) { return hash << 1 | 1; }
+   Chunk& chunkAt( U32 at ) const { return chunks_[at & mask_]; }
+
+   // Apart, so that it costs `find` no registers.
+   template < typename Matches >
+   [[gnu::noinline]] U32 findFurther( U32 hash, Matches matches ) const {
+      U32 at = first( hash );
+      for ( U32 tries = 0; tries < mask_; ++tries ) {
+         at += step( hash );
+         const Chunk& chunk = chunkAt( at );
+         const U32 position = chunk.find( hash, matches );
+         if ( position != none || chunk.passed == 0 ) {
+            return position;
+         }
+      }
+      return none;
+   }
 
    U32* hashes() const { return reinterpret_cast< U32* >( chunks_ + mask_ + 1 ); }
 
    void place( U32 hash, U32 position ) {
-      const Probe probe( hash );
-      U32 at = hash;
-      for ( ;; at += probe.step ) {
-         Chunk& chunk = chunks_[at & mask_];
-         if ( const U32 unused = chunk.with( 0 ) ) [[likely]] {
-            const int slot = std::countr_zero( unused );
-            chunk.tags[slot] = probe.tag;
+      for ( U32 at = first( hash );; at += step( hash ) ) {
+         Chunk& chunk = chunkAt( at );
+         if ( chunk.used != Chunk::all ) [[likely]] {
+            const int slot = std::countr_one( chunk.used );
+            chunk.used = static_cast< U16 >( chunk.used | 1U << slot );
+            chunk.tags[slot] = static_cast< U8 >( hash );
             chunk.positions[slot] = position;
             return;
          }
-         chunk.passed = static_cast< U8 >( chunk.passed + ( chunk.passed < 0xFF ) );
+         chunk.passed = static_cast< U16 >( chunk.passed + ( chunk.passed < 0xFFFF ) );
       }
    }
 

@@ -41,8 +41,7 @@ public:
       }
       const_iterator& operator++() {
          check();
-         ++position_;
-         return *this;
+         return *this = table_->placeAt( position_ + 1 );
       }
       const_iterator operator++( int ) { return std::exchange( *this, std::next( *this ) ); }
       bool operator==( const const_iterator& other ) const { return position_ == other.position_; }
@@ -65,17 +64,14 @@ public:
 
    U32 size() const { return static_cast< U32 >( members_.size() ); }
    bool empty() const { return members_.empty(); }
-   const_iterator begin() const { return { *this, 0 }; }
-   const_iterator end() const { return { *this, size() }; }
+   const_iterator begin() const { return placeAt( 0 ); }
+   const_iterator end() const { return { *this, HashIndex::none }; }
 
    /// Another number after each change.
    U64 version() const { return version_; }
 
    /// The member with `key`, or `end()`.
-   const_iterator find( const Key& key ) const {
-      const U32 at = position( key );
-      return { *this, at == HashIndex::none ? size() : at };
-   }
+   const_iterator find( const Key& key ) const { return { *this, position( key ) }; }
    bool contains( const Key& key ) const { return position( key ) != HashIndex::none; }
 
    /// Removes the member with `key`; whether there was one.
@@ -92,7 +88,7 @@ public:
    const_iterator erase( const_iterator at ) {
       at.check();
       eraseAt( at.position_ );
-      return { *this, at.position_ };
+      return placeAt( at.position_ );
    }
 
    /// Removes all members. They are dropped when the collection is empty already.
@@ -201,6 +197,11 @@ private:
          index.add( Hash()( KeyOf()( member ) ) );
       }
       return index;
+   }
+
+   // The end has a position of its own, so that what `find` gives is compared with nothing else.
+   const_iterator placeAt( U32 position ) const {
+      return { *this, position < size() ? position : HashIndex::none };
    }
 
    U32 position( const Key& key ) const {
