@@ -21,6 +21,9 @@ public:
    void store( T value ) { __atomic_store_n( &value_, value, __ATOMIC_RELAXED ); }
    void release( T value ) { __atomic_store_n( &value_, value, __ATOMIC_RELEASE ); }
 
+   /// The value itself, for as long as one thread alone uses it.
+   T& unshared() { return value_; }
+
    /// These return the value before the change.
    T exchange( T value ) { return __atomic_exchange_n( &value_, value, __ATOMIC_ACQ_REL ); }
    T add( T value ) { return __atomic_fetch_add( &value_, value, __ATOMIC_ACQ_REL ); }

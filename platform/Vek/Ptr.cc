@@ -6,4 +6,12 @@ Counted::~Counted() = default;
 
 void Counted::destroy() const { delete this; }
 
+void Counted::addAtomically() const { count_.add( 1 ); }
+
+void Counted::dropAtomically() const {
+   if ( count_.subtract( 1 ) == 1 ) {
+      destroy();
+   }
+}
+
 } // namespace Vek

@@ -25,21 +25,16 @@ public:
 
    void addReference() const {
       if ( threadSafeMode() ) [[unlikely]] {
-         count_.add( 1 );
+         addAtomically();
       } else {
-         count_.store( useCount() + 1 );
+         ++count_.unshared();
       }
    }
 
    void dropReference() const {
-      U32 left = 0;
       if ( threadSafeMode() ) [[unlikely]] {
-         left = count_.subtract( 1 ) - 1;
-      } else {
-         left = useCount() - 1;
-         count_.store( left );
-      }
-      if ( left == 0 ) {
+         dropAtomically();
+      } else if ( --count_.unshared() == 0 ) {
          destroy();
       }
    }
@@ -52,6 +47,10 @@ protected:
    virtual void destroy() const;
 
 private:
+   // Apart, so that counting is a few instructions wherever references are copied.
+   void addAtomically() const;
+   void dropAtomically() const;
+
    mutable Osk::Atomic< U32 > count_{ 1 };
 };
 
