@@ -19,7 +19,7 @@ using Vek::log::Endpoint;
 using Vek::log::Mount;
 
 constexpr int rounds = 5;
-constexpr std::size_t burst = 10'000; // changes of the writer between two turns of its mount
+constexpr std::size_t burst = 1000; // changes of the writer between two turns of its mount
 constexpr const char* root = "flowspec/counter";
 
 // A pipe through which a reader says that it has all.

@@ -6,11 +6,23 @@
 #include <cstring>
 #include <utility>
 
-#include <emmintrin.h>
-
 namespace Osk {
 
 namespace detail {
+
+// 16 bytes, in vectors as the compilers know them: <emmintrin.h> declares hundreds of functions.
+using Group = char __attribute__( ( vector_size( 16 ) ) );
+
+inline Group load16( const char* at ) {
+   Group group;
+   std::memcpy( &group, at, sizeof group );
+   return group;
+}
+
+template < typename Mask >
+bool allSet( Mask mask ) {
+   return __builtin_ia32_pmovmskb128( reinterpret_cast< Group >( mask ) ) == 0xFFFF;
+}
 
 template < typename T >
 bool sameEnds( const char* a, const char* b, std::size_t size ) {
@@ -33,15 +45,14 @@ inline bool sameBytes( const void* a, const void* b, std::size_t size ) {
    const auto* const q = static_cast< const char* >( b );
    if ( size >= 16 ) {
       const auto equal = [&]( std::size_t at ) {
-         return _mm_cmpeq_epi8( _mm_loadu_si128( reinterpret_cast< const __m128i* >( p + at ) ),
-                                _mm_loadu_si128( reinterpret_cast< const __m128i* >( q + at ) ) );
+         return detail::load16( p + at ) == detail::load16( q + at );
       };
       const std::size_t last = size - 16;
-      __m128i all = equal( last );
+      auto all = equal( last );
       for ( std::size_t at = 0; at < last; at += 16 ) {
-         all = _mm_and_si128( all, equal( at ) );
+         all &= equal( at );
       }
-      return _mm_movemask_epi8( all ) == 0xFFFF;
+      return detail::allSet( all );
    }
    if ( size >= 8 ) {
       return detail::sameEnds< U64 >( p, q, size );
@@ -59,17 +70,12 @@ inline bool sameBytes( const void* a, const void* b, std::size_t size ) {
 /// The same for a size that is known beforehand, a multiple of 16.
 template < std::size_t size >
 requires( size % 16 == 0 ) bool sameBytes( const void* a, const void* b ) {
-   const auto load = []( const void* bytes, std::size_t at ) {
-      return _mm_loadu_si128(
-         reinterpret_cast< const __m128i* >( static_cast< const char* >( bytes ) + at ) );
+   const auto* const p = static_cast< const char* >( a );
+   const auto* const q = static_cast< const char* >( b );
+   const auto all = [=]< std::size_t... i >( std::index_sequence< i... > ) {
+      return ( ( detail::load16( p + i * 16 ) == detail::load16( q + i * 16 ) ) & ... );
    };
-   const auto all = [&]< std::size_t... i >( std::index_sequence< i... > ) {
-      __m128i same = _mm_set1_epi8( -1 );
-      ( ( same = _mm_and_si128( same, _mm_cmpeq_epi8( load( a, i * 16 ), load( b, i * 16 ) ) ) ),
-        ... );
-      return same;
-   };
-   return _mm_movemask_epi8( all( std::make_index_sequence< size / 16 >() ) ) == 0xFFFF;
+   return detail::allSet( all( std::make_index_sequence< size / 16 >() ) );
 }
 
 } // namespace Osk

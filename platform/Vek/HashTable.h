@@ -7,7 +7,6 @@
 
 #include <cstddef>
 #include <cstdlib>
-#include <iterator>
 
 namespace Vek::detail {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <memory>
+#include <utility>
 
 namespace Vek {
 
@@ -10,12 +10,13 @@ template < typename T >
 class OnDemand {
 public:
    OnDemand() = default;
-   OnDemand( const OnDemand& other )
-      : value_( other.value_ ? std::make_unique< T >( *other.value_ ) : nullptr ) {}
-   OnDemand( OnDemand&& ) noexcept = default;
-   OnDemand& operator=( const OnDemand& other ) { return *this = OnDemand( other ); }
-   OnDemand& operator=( OnDemand&& ) noexcept = default;
-   ~OnDemand() = default;
+   OnDemand( const OnDemand& other ) : value_( other.value_ ? new T( *other.value_ ) : nullptr ) {}
+   OnDemand( OnDemand&& other ) noexcept : value_( std::exchange( other.value_, nullptr ) ) {}
+   OnDemand& operator=( OnDemand other ) noexcept {
+      std::swap( value_, other.value_ );
+      return *this;
+   }
+   ~OnDemand() { delete value_; }
 
    /// The value; the reference is good until the next call of `edit` or `reset`.
    const T& get() const { return value_ ? *value_ : defaultValue.value; }
@@ -23,13 +24,13 @@ public:
    /// The value, to be changed in place.
    T& edit() {
       if ( !value_ ) {
-         value_ = std::make_unique< T >();
+         value_ = new T;
       }
       return *value_;
    }
 
    /// Makes it the default one.
-   void reset() { value_.reset(); }
+   void reset() { *this = OnDemand(); }
 
    bool operator==( const OnDemand& other ) const { return get() == other.get(); }
 
@@ -42,7 +43,8 @@ private:
    };
    static inline constinit const Default defaultValue{};
 
-   std::unique_ptr< T > value_;
+   // Not a std::unique_ptr, whose header takes more time to compile than most of the library's.
+   T* value_ = nullptr;
 };
 
 } // namespace Vek

@@ -3,7 +3,6 @@
 #include "Vek/Tree.h"
 
 #include <cstddef>
-#include <iterator>
 #include <utility>
 
 namespace Vek {
