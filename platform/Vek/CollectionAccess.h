@@ -83,6 +83,10 @@ struct CollectionAccess< FlatMap< K, V > > : detail::MapAccess< FlatMap< K, V >,
 template < typename K, typename V, typename... More >
 struct CollectionAccess< HashMap< K, V, More... > >
    : detail::MapAccess< HashMap< K, V, More... >, K, V > {
+   static const void* find( const HashMap< K, V, More... >& collection, const K& key ) {
+      const auto at = collection.findNear( key );
+      return at == collection.end() ? nullptr : detail::untyped( at->second );
+   }
    static void visit( const HashMap< K, V, More... >& collection, const MemberVisitor& visitor ) {
       for ( const auto* const member : collection.sorted() ) {
          visitor( &member->first, detail::untyped( member->second ) );

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdlib>
+#include <initializer_list>
 
 namespace Vek::detail {
 
@@ -71,6 +72,16 @@ public:
 
    /// The member with `key`, or `end()`.
    const_iterator find( const Key& key ) const { return { *this, position( key ) }; }
+   /// The same for who mostly goes on where he or an insertion was last: looks there first, and at
+   /// the member behind it. Remembers the place, so not for two threads at once.
+   const_iterator findNear( const Key& key ) const {
+      U32 at = nearPosition( key );
+      if ( at == HashIndex::none ) {
+         at = position( key );
+         near_ = at;
+      }
+      return { *this, at };
+   }
    bool contains( const Key& key ) const { return position( key ) != HashIndex::none; }
 
    /// Removes the member with `key`; whether there was one.
@@ -149,14 +160,20 @@ protected:
          }
       }
       if ( isIndexed() ) {
-         const U32 hash = Hash()( key );
-         const U32 at = indexedPosition( key, hash );
+         U32 at = nearPosition( key );
          if ( at != HashIndex::none ) {
+            return { { *this, at }, false };
+         }
+         const U32 hash = Hash()( key );
+         at = indexedPosition( key, hash );
+         if ( at != HashIndex::none ) {
+            near_ = at;
             return { { *this, at }, false };
          }
          index_.makeRoom();
          members_.push_back( make() );
          index_.add( hash );
+         near_ = size() - 1;
       } else {
          members_.push_back( make() );
       }
@@ -206,6 +223,17 @@ private:
    U32 position( const Key& key ) const {
       return isIndexed() ? indexedPosition( key, Hash()( key ) ) : positionOfFew( key );
    }
+   // Collections are mostly gone over in the order in which they were filled: then a key is that of
+   // the member behind the last one, and needs neither hash nor index.
+   U32 nearPosition( const Key& key ) const {
+      for ( const U32 at : { near_ + 1, near_ } ) {
+         if ( at < size() && KeyOf()( members_[at] ) == key ) {
+            near_ = at;
+            return at;
+         }
+      }
+      return HashIndex::none;
+   }
    U32 indexedPosition( const Key& key, U32 hash ) const {
       return index_.find( hash, [&]( U32 i ) { return KeyOf()( members_[i] ) == key; } );
    }
@@ -240,6 +268,7 @@ private:
    std::vector< Member > members_;
    HashIndex index_;
    U64 version_ = 0;
+   mutable U32 near_ = 0; ///< where a member was found last, or any position
 };
 
 } // namespace Vek::detail

@@ -110,6 +110,34 @@ TYPED_TEST( HashMap, BehavesAsTheStandardMapUnderRandomOperations ) {
    }
 }
 
+TYPED_TEST( HashMap, FindsNearTheLastOneAsAnywhereWhateverChangesMeanwhile ) {
+   std::mt19937_64 random( 20261122 );
+   typename TestFixture::Map map;
+   typename TestFixture::Model model;
+   U64 key = 0;
+   for ( int round = 0; round < 20'000; ++round ) {
+      key = ( key + random() % 3 ) % 320;
+      const auto at = map.findNear( key );
+      ASSERT_EQ( at != map.end(), model.contains( key ) );
+      if ( at != map.end() ) {
+         ASSERT_EQ( at->first, key );
+         ASSERT_EQ( at->second, model.at( key ) );
+      }
+      const U64 other = random() % 2 == 0 ? key + 1 : random() % 320;
+      if ( random() % 4 == 0 ) {
+         ASSERT_EQ( map.erase( other ), model.erase( other ) == 1 );
+      } else {
+         const std::string value = std::to_string( round );
+         ASSERT_EQ( map.insert( other, value ).second, model.emplace( other, value ).second );
+      }
+      if ( round % 5000 == 0 ) {
+         map.clear();
+         model.clear();
+      }
+   }
+   ASSERT_NO_FATAL_FAILURE( this->expectEqual( map, model ) );
+}
+
 TYPED_TEST( HashMap, EveryMemberIsMetOnceWhenSomeAreErasedOnTheWay ) {
    typename TestFixture::Map map;
    for ( U64 key = 0; key < 500; ++key ) {
