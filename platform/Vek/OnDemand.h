@@ -1,5 +1,8 @@
 #pragma once
 
+#include "Osk/Types.h"
+
+#include <new>
 #include <utility>
 
 namespace Vek {
@@ -19,7 +22,7 @@ public:
    ~OnDemand() { delete value_; }
 
    /// The value; the reference is good until the next call of `edit` or `reset`.
-   const T& get() const { return value_ ? *value_ : defaultValue.value; }
+   const T& get() const { return value_ ? *value_ : defaultValue(); }
 
    /// The value, to be changed in place.
    T& edit() {
@@ -35,13 +38,12 @@ public:
    bool operator==( const OnDemand& other ) const { return get() == other.get(); }
 
 private:
-   // One for all, never destroyed: others may outlive the end of the process's static objects.
-   union Default {
-      constexpr Default() : value() {}
-      constexpr ~Default() {}
-      T value;
-   };
-   static inline constinit const Default defaultValue{};
+   // One for all, never destroyed: there may be values in static objects that go later.
+   static const T& defaultValue() {
+      alignas( T ) static U8 memory[sizeof( T )];
+      static const T* const value = ::new ( memory ) T;
+      return *value;
+   }
 
    // Not a std::unique_ptr, whose header takes more time to compile than most of the library's.
    T* value_ = nullptr;
