@@ -63,6 +63,19 @@ TEST( FlowspecKeyLog, RandomKeysAreReadBackAndAsLongAsIsSaid ) {
    }
 }
 
+TEST( FlowspecKeyLog, WhatWasInTheKeyBeforeDoesNotShow ) {
+   KeyGenerator random( 22 );
+   FlowspecKey read;
+   for ( int i = 0; i < 2000; ++i ) {
+      const FlowspecKey written = i % 2 == 0 ? random.arbitraryKey() : random.canonicalKey();
+      const std::vector< U8 > bytes = logBytes( written );
+      Vek::LogReader in( bytes );
+      logRead( in, read );
+      ASSERT_EQ( read, written );
+      ASSERT_EQ( read.hash(), written.hash() );
+   }
+}
+
 TEST( FlowspecKeyLog, EveryTruncationIsRefused ) {
    KeyGenerator random( 21 );
    for ( int i = 0; i < 200; ++i ) {
@@ -100,6 +113,23 @@ TEST( FlowspecKeyLog, KeysThatCouldNotBeWalkedAreRefusedFromAPeer ) {
    EXPECT_EQ( refusal( head + "0001 03810006 0000 03810006 07FF 00000000" ),
               "byte 68: the words are not in the order of their indices" );
    EXPECT_EQ( refusal( head + "0000 05A10001 0001 05A10002 07FF 00000000" ), "" );
+}
+
+TEST( FlowspecKeyLog, EveryTypeAndLengthOfAWordFromAPeerIsLookedAt ) {
+   for ( U32 type = 0; type < 256; ++type ) {
+      for ( U32 op = 0; op < 256; op += 0x10 ) {
+         const U8 word[] = { static_cast< U8 >( type ), static_cast< U8 >( op ), 0, 6 };
+         const U32 length = op >> 4 & 3;
+         const std::string expected = type > 13     ? "byte 74: no component has the type of a word"
+                                      : length == 3 ? "byte 74: a word has a value of 8 bytes"
+                                      : length == 2
+                                         ? "byte 74: the second word of a 4-byte value is missing"
+                                         : "";
+         ASSERT_EQ( refusal( head + "0000 03810006 0001 " + hexOf( word ) + " 07FF 00000000" ),
+                    expected )
+            << type << ' ' << op;
+      }
+   }
 }
 
 TEST( FlowspecKeyLog, CountsAreCheckedBeforeMemoryIsTaken ) {

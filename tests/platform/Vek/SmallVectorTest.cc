@@ -147,6 +147,18 @@ TYPED_TEST( SmallVectorTest, ClearKeepsTheMemoryForTheNextElements ) {
    this->expectEqual( vector, model );
 }
 
+TYPED_TEST( SmallVectorTest, AssignedElementsReplaceAllFromAndToEitherStorage ) {
+   for ( const U32 before : { 0U, 3U, this->inPlace, this->inPlace * 3 } ) {
+      for ( const U32 after : { 0U, 2U, this->inPlace, this->inPlace * 3 + 1 } ) {
+         auto vector = this->vectorOf( this->modelOf( before, 0 ) );
+         const auto model = this->modelOf( after, 100 );
+         std::copy( model.begin(), model.end(), vector.assign( after ) );
+         this->expectEqual( vector, model );
+         EXPECT_EQ( vector, this->vectorOf( model ) );
+      }
+   }
+}
+
 TYPED_TEST( SmallVectorTest, AnElementOfTheVectorItselfCanBeAddedWhileItGrows ) {
    auto vector = this->vectorOf( this->modelOf( this->inPlace, 1 ) );
    vector.push( vector[1] );
