@@ -1,5 +1,6 @@
 #include "Vek/Directory.h"
 
+#include "Vek/Printable.h"
 #include "Vek/TypeRegistry.h"
 
 namespace Vek {
@@ -9,7 +10,7 @@ namespace {
 const TypeInfo& rootType( std::string_view typeName, std::span< const Any > arguments ) {
    const TypeInfo* const type = TypeRegistry::find( typeName );
    if ( !type ) {
-      throwRange( concat( "Vek::Directory: type '", typeName, "' is not loaded" ) );
+      throwRange( concat( "Vek::Directory: type '", printable( typeName ), "' is not loaded" ) );
    }
    if ( type->kind != TypeKind::root ) {
       throwRange( concat( "Vek::Directory: '", typeName, "' is not a root type" ) );
@@ -32,7 +33,8 @@ Ptr< NamedEntity > Directory::create( std::string_view typeName, const String& n
    const TypeInfo& type = rootType( typeName, arguments );
    if ( Ptr< NamedEntity > existing = entity( name ) ) {
       if ( &existing->typeInfo() != &type ) {
-         throwRange( concat( "Vek::Directory: '", name, "' is a ", existing->typeInfo().name ) );
+         throwRange( concat( "Vek::Directory: '", printable( name ), "' is a ",
+                             existing->typeInfo().name ) );
       }
       return existing;
    }

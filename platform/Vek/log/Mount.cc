@@ -1,5 +1,6 @@
 #include "Vek/log/Mount.h"
 
+#include "Vek/Printable.h"
 #include "Vek/Text.h"
 #include "Vek/log/Greeting.h"
 
@@ -10,6 +11,7 @@ namespace Vek::log {
 namespace {
 
 constexpr std::chrono::milliseconds pause( 200 );
+constexpr std::size_t maxReason = 600;
 
 } // namespace
 
@@ -124,8 +126,7 @@ void Mount::takeReply() {
    if ( !reply_.starts_with( Greeting::refused ) ) {
       throw StreamException( "this is no state database" );
    }
-   const String reason = reply_.substr( Greeting::refused.size() );
-   fail( reason );
+   fail( printable( std::string_view( reply_ ).substr( Greeting::refused.size() ), maxReason ) );
    refused_ = true;
 }
 

@@ -1,8 +1,15 @@
 #include "Vek/log/Receiver.h"
 
+#include "Vek/Printable.h"
 #include "Vek/log/Schema.h"
 
 namespace Vek::log {
+
+namespace {
+
+constexpr std::size_t maxReason = 600;
+
+} // namespace
 
 Receiver::Receiver( Directory& directory, Policy policy )
    : directory_( directory ), policy_( std::move( policy ) ) {}
@@ -155,7 +162,8 @@ void Receiver::refuse( const Header& header, std::string_view reason ) const {
          where += concat( ' ', header.fieldId );
       }
    }
-   throw StreamException( concat( where, ": ", reason ) );
+   // What the peer sent may stand in the reason.
+   throw StreamException( concat( where, ": ", printable( reason, maxReason ) ) );
 }
 
 } // namespace Vek::log

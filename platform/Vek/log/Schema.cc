@@ -1,5 +1,6 @@
 #include "Vek/log/Schema.h"
 
+#include "Vek/Printable.h"
 #include "Vek/TypeRegistry.h"
 #include "Vek/log/StreamType.h"
 
@@ -109,14 +110,14 @@ String typesDifference( std::string_view theirs ) {
    for ( auto [name, block] : blocks( theirs ) ) {
       const auto own = ours.find( name );
       if ( own == ours.end() ) {
-         return concat( "the peer has a type ", name, ", which this process has not" );
+         return concat( "the peer has a type ", printable( name ), ", which this process has not" );
       }
       std::string_view ownBlock = own->second;
       while ( !block.empty() || !ownBlock.empty() ) {
          const std::string_view line = takeLine( block );
          const std::string_view ownLine = takeLine( ownBlock );
          if ( line != ownLine ) {
-            return concat( name, " is different: '", line, "' at the peer, '", ownLine,
+            return concat( name, " is different: '", printable( line ), "' at the peer, '", ownLine,
                            "' in this process" );
          }
       }
