@@ -5,10 +5,6 @@ set( CMAKE_CXX_STANDARD_REQUIRED ON )
 set( CMAKE_CXX_EXTENSIONS OFF )
 
 if( PROJECT_IS_TOP_LEVEL )
-   # A packager's other compiler may warn about more: -DCMAKE_COMPILE_WARNING_AS_ERROR=OFF.
-   if( NOT DEFINED CMAKE_COMPILE_WARNING_AS_ERROR )
-      set( CMAKE_COMPILE_WARNING_AS_ERROR ON )
-   endif()
    if( NOT CMAKE_BUILD_TYPE )
       set( CMAKE_BUILD_TYPE Release )
    endif()

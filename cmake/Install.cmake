@@ -36,10 +36,18 @@ if( TARGET flowspecctl )
 endif()
 if( FLOWSPEC_AGENTS )
    install( TARGETS statedbd configd programd )
-   install( FILES
-      agents/statedbd/statedbd.service
-      agents/configd/configd.service
-      agents/programd/programd.service
-      DESTINATION lib/systemd/system )
+   # The units name the programs by the prefix that the tree is installed under, which
+   # `cmake --install --prefix` may choose later than the build was configured.
+   set( FLOWSPEC_UNIT_DIR lib/systemd/system CACHE STRING
+      "Folder of the systemd units, below the prefix unless it is absolute" )
+   install( CODE "
+      set( FLOWSPEC_BINDIR \"${CMAKE_INSTALL_BINDIR}\" )
+      cmake_path( ABSOLUTE_PATH FLOWSPEC_BINDIR BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\" NORMALIZE )
+      foreach( daemon statedbd configd programd )
+         configure_file(
+            \"${PROJECT_SOURCE_DIR}/agents/\${daemon}/\${daemon}.service.in\"
+            \"${PROJECT_BINARY_DIR}/units/\${daemon}.service\" @ONLY )
+      endforeach()" )
+   install( DIRECTORY ${PROJECT_BINARY_DIR}/units/ DESTINATION ${FLOWSPEC_UNIT_DIR} )
 endif()
 install( FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} )

@@ -41,9 +41,11 @@ if [[ -e $build/tools/flowspecctl ]]; then
 fi
 
 if [[ -e $build/agents/statedbd ]]; then
+   # A unit names its program by the prefix that was chosen last.
    for daemon in statedbd configd programd; do
       "$prefix/bin/$daemon" --version | grep -q "^$daemon [0-9.]*$"
-      [[ -s $prefix/lib/systemd/system/$daemon.service ]]
+      grep -q "^ExecStart=$work/staged/bin/$daemon --socket " \
+         "$prefix/lib/systemd/system/$daemon.service"
    done
    python3 "$project/tutorial.py" "$project/../.." "$prefix" "$compiler"
 fi

@@ -17,11 +17,10 @@ Vek::String withoutChance( const Vek::String& text ) {
                               "version       VERSION" );
 }
 
-Result demo( std::vector< Vek::String > command ) {
+Result demo( std::vector< Vek::String > command, const Vek::String& setting = "COLUMNS=100" ) {
    const auto build = std::filesystem::path( STATEDBD ).parent_path().parent_path();
-   return TestSupport::run(
-      { .command = std::move( command ),
-        .environment = { "COLUMNS=100", "FLOWSPEC_BUILD=" + build.string() } } );
+   return TestSupport::run( { .command = std::move( command ),
+                              .environment = { setting, "FLOWSPEC_BUILD=" + build.string() } } );
 }
 
 TEST( Demo, ShowsTheRulesAndTheSystemAtWork ) {
@@ -30,6 +29,19 @@ TEST( Demo, ShowsTheRulesAndTheSystemAtWork ) {
    EXPECT_EQ( result.err, "" );
    EXPECT_EQ( withoutChance( result.out ), contents( "tests/agents/system/demo.expected" ) )
       << "when the change is meant: tests/agents/system/demo.sh FOLDER-OF-THE-BUILD";
+}
+
+// On a terminal that no terminfo entry describes, and on one whose kind is not even known.
+TEST( Demo, RunsOnATerminalOfAnyKind ) {
+   const std::vector< Vek::String > onTerminal{ "env", "-u", "COLUMNS",     "script",
+                                                "-qe", "-c", "script/demo", "/dev/null" };
+   std::vector< Vek::String > withoutTerm = onTerminal;
+   withoutTerm.insert( withoutTerm.begin() + 1, { "-u", "TERM" } );
+   for ( const auto& command : { onTerminal, withoutTerm } ) {
+      const Result result = demo( command, "TERM=no-such-terminal" );
+      EXPECT_EQ( result.status, 0 );
+      EXPECT_TRUE( result.out.ends_with( "The daemons have ended.\r\n" ) ) << result.out;
+   }
 }
 
 // What the readme shows of it, in a block of its own.
