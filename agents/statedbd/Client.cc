@@ -36,6 +36,9 @@ void Client::ready() {
    if ( greeting_.writes ) {
       database_.show( greeting_.root, *root_ );
    }
+   if ( open && greeting_.writes ) {
+      acknowledge();
+   }
    if ( !open ) {
       logEnd( connection_->error() );
       database_.end( *this );
@@ -102,6 +105,23 @@ void Client::begin() {
    }
    connection_ =
       std::make_unique< Vek::log::Connection >( std::move( transport_ ), std::move( options ) );
+}
+
+void Client::acknowledge() {
+   // One that does not read is told the latest once it does.
+   if ( words_.empty() && acknowledged_ != connection_->applied() ) {
+      acknowledged_ = connection_->applied();
+      words_ = concat( Greeting::has, acknowledged_, '\n' );
+   }
+   if ( !words_.empty() ) {
+      const auto* const bytes = reinterpret_cast< const U8* >( words_.data() );
+      try {
+         words_.erase( 0, connection_->transport().send( std::span( bytes, words_.size() ) ) );
+      } catch ( const Vek::StreamException& ) {
+         // What it sent before it closed is received all the same.
+         words_.clear();
+      }
+   }
 }
 
 void Client::logEnd( const Vek::String& error ) const {

@@ -19,7 +19,9 @@ public:
    ~Client();
 
    int fd() const override { return fd_; }
-   bool wantsToSend() const override { return connection_ && connection_->wantsToSend(); }
+   bool wantsToSend() const override {
+      return connection_ && ( connection_->wantsToSend() || !words_.empty() );
+   }
    EventLoop::Clock::time_point due() const override { return due_; }
    /// Does what can be done now; the database destroys the client within the call when it is done.
    void ready() override;
@@ -33,6 +35,8 @@ private:
    bool answer( std::string_view line );
    bool reply( const Vek::String& line );
    void begin();
+   /// Tells a writer how much of its log the database has.
+   void acknowledge();
    void logEnd( const Vek::String& error ) const;
 
    StateDatabase& database_;
@@ -43,6 +47,8 @@ private:
    Vek::log::Greeting greeting_;
    std::shared_ptr< StateDatabase::Root > root_;
    std::unique_ptr< Vek::log::Connection > connection_;
+   Vek::String words_;    ///< to a writer, not sent yet
+   U64 acknowledged_ = 0; ///< bytes of its log
 };
 
 } // namespace Agents

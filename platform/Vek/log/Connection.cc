@@ -12,7 +12,7 @@ constexpr int maxPiecesAtOnce = 16;
 } // namespace
 
 Connection::Connection( std::unique_ptr< Transport > transport, Options options )
-   : transport_( std::move( transport ) ) {
+   : transport_( std::move( transport ) ), replies_( std::move( options.replies ) ) {
    if ( options.source ) {
       sender_ = std::make_unique< Sender >( *options.source, options.bufferSize );
    }
@@ -49,10 +49,13 @@ void Connection::receive() {
       if ( *count == 0 ) {
          return;
       }
-      if ( !receiver_ ) {
+      if ( receiver_ ) {
+         receiver_->receive( std::span( room, *count ) );
+      } else if ( replies_ ) {
+         replies_( std::span( room, *count ) );
+      } else {
          throw StreamException( "nothing is received on this connection" );
       }
-      receiver_->receive( std::span( room, *count ) );
    }
 }
 
@@ -68,6 +71,7 @@ void Connection::send() {
             return;
          }
          sender_->sent( count );
+         sent_ += count;
       }
    } while ( !sender_->idle() );
 }

@@ -15,6 +15,8 @@ public:
       std::size_t bufferSize = 1U << 18; ///< of what is to be sent, in bytes
       Directory* directory = nullptr;    ///< where to receive; null to refuse all that comes
       Receiver::Policy policy = {};
+      /// Takes what comes while there is no `directory`; empty to refuse it.
+      std::function< void( std::span< const U8 > bytes ) > replies = {};
    };
 
    /// What `options` points to lives as long as the connection.
@@ -36,6 +38,10 @@ public:
    /// to the transport.
    bool allSent() const { return sender_ && sender_->synchronised() && sender_->idle(); }
 
+   /// The bytes of its log that were given to the transport, and of the peer's that were applied.
+   U64 sent() const { return sent_; }
+   U64 applied() const { return receiver_ ? receiver_->applied() : 0; }
+
    /// Whether the peer has sent all that it held when the connection began.
    bool synchronised() const { return receiver_ && receiver_->synchronised(); }
 
@@ -52,6 +58,8 @@ private:
    std::unique_ptr< Transport > transport_;
    std::unique_ptr< Sender > sender_;
    std::unique_ptr< Receiver > receiver_;
+   const std::function< void( std::span< const U8 > bytes ) > replies_;
+   U64 sent_ = 0;
    bool open_ = true;
    String error_;
 };

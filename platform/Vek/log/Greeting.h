@@ -7,13 +7,18 @@
 namespace Vek::log {
 
 /// What a client says when it has connected to a state database, a line:
-/// `mount/1 read AGENT ROOT` or `mount/1 write AGENT ROOT`. The answer is a line, too: `ok`, behind
+/// `mount/1 read AGENT ROOT` or `mount/1 write AGENT ROOT`. The answer is a line, too: `ok`, after
 /// which the attribute log begins in the direction that was asked for, or `refused REASON`.
+///
+/// While a writer sends its log, the database sends it lines: `has BYTES` when it has applied so
+/// many bytes of the log, counted from its preamble on, and has them on its disk if it keeps the
+/// root there; `refused REASON` when it takes no more.
 struct OSK_EXPORT Greeting {
    /// No line, its end included, is longer.
    static constexpr std::size_t maxSize = 1024;
    static constexpr std::string_view accepted = "ok";
    static constexpr std::string_view refused = "refused ";
+   static constexpr std::string_view has = "has ";
 
    bool writes = false;
    String agent; ///< no blanks

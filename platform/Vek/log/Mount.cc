@@ -75,7 +75,9 @@ void Mount::process() {
    }
    if ( connection_ && !connection_->process() ) {
       const String& error = connection_->error();
+      const bool refused = refused_; // the database's last word
       fail( error.empty() ? String( "the state database closed the connection" ) : error );
+      refused_ = refused;
       return;
    }
    stands_ = stands_ ||
@@ -147,6 +149,9 @@ void Mount::begin() {
    Connection::Options options;
    if ( source_ ) {
       options.source = source_.get();
+      options.replies = [this]( std::span< const U8 > bytes ) { takeWords( bytes ); };
+      reply_.clear();
+      acknowledged_ = 0;
    } else {
       options.directory = directory_;
       options.policy.refusesRoot = [this]( std::string_view, std::string_view name ) {
@@ -156,6 +161,32 @@ void Mount::begin() {
    connection_ = std::make_unique< Connection >( std::move( transport_ ), std::move( options ) );
    error_.clear();
    refused_ = false;
+}
+
+// What the database says while it is written to.
+void Mount::takeWords( std::span< const U8 > bytes ) {
+   for ( const U8 byte : bytes ) {
+      if ( byte != '\n' ) {
+         reply_ += static_cast< char >( byte );
+         if ( reply_.size() > Greeting::maxSize ) {
+            throw StreamException( "this is no state database" );
+         }
+         continue;
+      }
+      const String line = std::exchange( reply_, {} );
+      if ( line.starts_with( Greeting::refused ) ) {
+         refused_ = true;
+         throw StreamException( line.substr( Greeting::refused.size() ) );
+      }
+      const auto count = line.starts_with( Greeting::has )
+                            ? decimal( std::string_view( line ).substr( Greeting::has.size() ),
+                                       std::numeric_limits< U64 >::max() )
+                            : std::nullopt;
+      if ( !count ) {
+         throw StreamException( "this is no state database" );
+      }
+      acknowledged_ = *count;
+   }
 }
 
 void Mount::fail( const String& reason ) {

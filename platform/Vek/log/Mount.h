@@ -50,8 +50,12 @@ public:
    /// as all that it had was given to the connection once.
    bool stands() const { return stands_; }
 
-   /// A writer: whether every change so far was given to the connection.
+   /// A writer: whether every change so far was given to the connection; the database may not have
+   /// it yet.
    bool allSent() const { return connection_ && connection_->allSent(); }
+
+   /// A writer: whether the database has every change so far, on its disk if it keeps the root.
+   bool acknowledged() const { return allSent() && acknowledged_ >= connection_->sent(); }
 
    /// Why there is no connection now; empty when there is one.
    const String& error() const { return error_; }
@@ -69,6 +73,7 @@ private:
    void connect();
    void greet();
    void takeReply();
+   void takeWords( std::span< const U8 > bytes );
    void begin();
    void takeOver();
    void fail( const String& reason );
@@ -85,6 +90,7 @@ private:
    std::unique_ptr< Connection > connection_;
    String greeting_; ///< what is left of it to be sent
    String reply_;
+   U64 acknowledged_ = 0;        ///< bytes of this connection's log
    Clock::time_point nextTry_{}; ///< long ago
    bool stands_ = false;
    bool refused_ = false;

@@ -40,6 +40,7 @@ std::size_t Receiver::takeAll( std::span< const U8 > bytes ) {
    std::size_t taken = 0;
    while ( const std::size_t size = takeOne( bytes.subspan( taken ) ) ) {
       taken += size;
+      applied_ += size;
    }
    return taken;
 }

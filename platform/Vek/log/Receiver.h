@@ -42,6 +42,9 @@ public:
    /// Messages applied so far.
    U64 messages() const { return messages_; }
 
+   /// Bytes of the stream that were applied: all but those of a message that is not complete.
+   U64 applied() const { return applied_; }
+
    /// Whether the stream ended between messages.
    bool atBoundary() const { return partial_.empty(); }
 
@@ -76,6 +79,7 @@ private:
    std::vector< U8 > partial_;
    U64 digest_ = 0;
    U64 messages_ = 0;
+   U64 applied_ = 0;
    bool preambleRead_ = false;
    bool typesChecked_ = false;
    bool synchronised_ = false;

@@ -112,7 +112,8 @@ std::size_t FdTransport::send( std::span< const U8 > bytes ) {
 
 std::optional< std::size_t > FdTransport::receive( std::span< U8 > room ) {
    const ssize_t count = ::read( fd_, room.data(), room.size() );
-   if ( count == 0 ) {
+   // A peer that closes without having read all resets the connection.
+   if ( count == 0 || ( count < 0 && errno == ECONNRESET ) ) {
       return std::nullopt;
    }
    if ( count < 0 && !wouldWait() ) {

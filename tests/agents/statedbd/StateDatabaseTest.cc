@@ -130,6 +130,26 @@ TEST_F( StateDatabase, AWriterReplacesWhatThereIsByTheDifference ) {
    EXPECT_EQ( changes.take().size(), 2U );
 }
 
+TEST_F( StateDatabase, AWriterIsToldWhenTheDatabaseHasItsChanges ) {
+   const auto mine = config( { 1, 2 } );
+   Mount writer( database.endpoint(), "configd", *mine );
+   EXPECT_FALSE( writer.acknowledged() );
+   ASSERT_TRUE( until( { &writer }, [&] { return writer.acknowledged(); } ) );
+   Directory there;
+   Mount second( database.endpoint(), "second", root, there );
+   ASSERT_TRUE( untilAllStand( { &second } ) );
+   EXPECT_THAT( ruleNumbers( there ), ElementsAre( 1, 2 ) );
+   database.process().signal( SIGSTOP );
+   mine->vrfRuleConfig( 0 )->ruleIs( ruleKey( 3 ) );
+   EXPECT_FALSE( writer.acknowledged() );
+   writer.process();
+   EXPECT_TRUE( writer.allSent() );
+   EXPECT_FALSE( writer.acknowledged() );
+   database.process().signal( SIGCONT );
+   EXPECT_TRUE( until( { &writer }, [&] { return writer.acknowledged(); } ) );
+   EXPECT_FALSE( second.acknowledged() );
+}
+
 TEST_F( StateDatabase, AWriterTakesOverWhatThereIs ) {
    const auto first = config( { 1, 2 } );
    auto writer = std::make_unique< Mount >( database.endpoint(), "configd", *first );

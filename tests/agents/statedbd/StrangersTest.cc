@@ -117,6 +117,39 @@ TEST_F( Strangers, AWriterOfGarbageIsCutOffAndLoggedOnce ) {
    EXPECT_EQ( linesWith( "statedbd: fuzz, which writes some/root, is cut off: " ), 1U );
 }
 
+// The attribute log of a configuration with one rule.
+Vek::String logOf( const Vek::String& root ) {
+   const auto config = configFactory( root );
+   config->vrfRuleConfigIs( 0 )->ruleIs( FlowspecKey() );
+   Vek::log::Source source;
+   source.rootIs( *config );
+   Vek::log::Sender sender( source );
+   sender.fill();
+   return { sender.pending().begin(), sender.pending().end() };
+}
+
+TEST_F( Strangers, AWriterIsToldHowManyBytesTheDatabaseHas ) {
+   const Vek::String log = logOf( "some/root" );
+   const Stranger stranger( database );
+   stranger.send( "mount/1 write fuzz some/root\n" + log );
+   const Vek::String all = "has " + std::to_string( log.size() ) + '\n';
+   EXPECT_THAT( stranger.answer( std::chrono::milliseconds( 500 ) ), testing::EndsWith( all ) );
+   // The last message here is the bare header of one.
+   stranger.send( Vek::String( 15, '\0' ) );
+   EXPECT_EQ( stranger.answer( std::chrono::milliseconds( 300 ) ), "" );
+}
+
+TEST_F( Strangers, AWriterThatDoesNotReadWhatItIsToldEndsOrderly ) {
+   {
+      const Stranger stranger( database );
+      stranger.send( "mount/1 write fuzz some/root\n" + logOf( "some/root" ) );
+      ::usleep( 200'000 );
+   }
+   expectUnharmed();
+   EXPECT_EQ( linesWith( "fuzz no longer writes some/root" ), 1U );
+   EXPECT_EQ( linesWith( "cut off" ), 0U );
+}
+
 TEST_F( Strangers, AReaderThatSendsIsCutOff ) {
    const Stranger stranger( database );
    stranger.send( "mount/1 read fuzz flowspec/config\nx" );
