@@ -1,7 +1,6 @@
 #include "Flowspec/key/FlowspecKey.h"
 
 #include "tests/support/KeyGenerator.h"
-#include "tests/support/Sanitized.h"
 
 #include <algorithm>
 #include <set>
@@ -39,22 +38,18 @@ std::vector< FlowspecKey > drawn( U32 count, Draw draw ) {
 
 TEST( FlowspecKeyDiscriminator, OrdersArbitraryKeys ) {
    KeyGenerator generator( 1 );
-   expectAscending(
-      drawn( TestSupport::rounds( 50'000U ), [&] { return generator.arbitraryKey(); } ) );
+   expectAscending( drawn( 50'000U, [&] { return generator.arbitraryKey(); } ) );
 }
 
 TEST( FlowspecKeyDiscriminator, OrdersKeysThatDifferInLittle ) {
    KeyGenerator generator( 2 );
-   expectAscending(
-      drawn( TestSupport::rounds( 100'000U ), [&] { return generator.similarKey(); } ) );
+   expectAscending( drawn( 100'000U, [&] { return generator.similarKey(); } ) );
 }
 
 TEST( FlowspecKeyDiscriminator, OrdersRules ) {
    KeyGenerator generator( 3 );
-   expectAscending(
-      drawn( TestSupport::rounds( 50'000U ), [&] { return generator.realisticKey(); } ) );
-   expectAscending(
-      drawn( TestSupport::rounds( 50'000U ), [&] { return generator.canonicalKey(); } ) );
+   expectAscending( drawn( 50'000U, [&] { return generator.realisticKey(); } ) );
+   expectAscending( drawn( 50'000U, [&] { return generator.canonicalKey(); } ) );
 }
 
 TEST( FlowspecKeyDiscriminator, OrdersVrfsAndFamiliesWhereTheirCodesChange ) {

@@ -2,7 +2,6 @@
 
 #include "tests/support/ExpectFailure.h"
 #include "tests/support/KeyGenerator.h"
-#include "tests/support/Sanitized.h"
 
 #include <optional>
 #include <string>
@@ -12,7 +11,7 @@ namespace {
 
 using TestSupport::KeyGenerator;
 
-constexpr int rounds = TestSupport::rounds( 100000 );
+constexpr int rounds = 100000;
 
 void printAllForms( const FlowspecKey& key ) {
    for ( MatchOpValResult term = key.getOptVal( 0 ); !term.isEnd();

@@ -4,7 +4,6 @@
 #include "tests/Flowspec/key/ReferenceReader.h"
 #include "tests/support/ExpectFailure.h"
 #include "tests/support/KeyGenerator.h"
-#include "tests/support/Sanitized.h"
 #include "tests/support/TraceRecorder.h"
 
 #include <array>
@@ -19,7 +18,7 @@ using TestSupport::raisesIndexRange;
 using TestSupport::TraceRecorder;
 using Outcome = ReferenceReader::Outcome;
 
-constexpr int rounds = TestSupport::rounds( 100000 );
+constexpr int rounds = 100000;
 
 /// How often each outcome was met, so that a generator that misses one is noticed.
 class Outcomes {

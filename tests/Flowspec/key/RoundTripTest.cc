@@ -1,7 +1,6 @@
 #include "Flowspec/key/FlowspecKeyReader.h"
 
 #include "tests/support/KeyGenerator.h"
-#include "tests/support/Sanitized.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +9,7 @@ namespace {
 
 using TestSupport::KeyGenerator;
 
-constexpr int rounds = TestSupport::rounds( 100000 );
+constexpr int rounds = 100000;
 
 // A key without what the command-line form does not carry.
 FlowspecKey ruleOf( const FlowspecKey& key ) {

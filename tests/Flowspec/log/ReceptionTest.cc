@@ -3,7 +3,6 @@
 #include "tests/support/Hex.h"
 #include "tests/support/LogStream.h"
 #include "tests/support/RandomTree.h"
-#include "tests/support/Sanitized.h"
 
 #include <gmock/gmock.h>
 
@@ -189,7 +188,7 @@ protected:
    BadStream() {
       RandomTree tree( here, 7 );
       // Each corruption costs as much as the stream is long.
-      for ( int i = TestSupport::sanitized ? 40 : 100; i > 0; --i ) {
+      for ( int i = 100; i > 0; --i ) {
          tree.change();
       }
       recorded = encoded( tree.roots() );

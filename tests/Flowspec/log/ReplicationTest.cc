@@ -1,7 +1,6 @@
 #include "Vek/log/Connection.h"
 #include "tests/support/LogStream.h"
 #include "tests/support/RandomTree.h"
-#include "tests/support/Sanitized.h"
 
 #include <gtest/gtest.h>
 
@@ -40,7 +39,7 @@ TEST( Replication, KeepsTwoTreesEqualOverManyRandomChanges ) {
    auto [near, far] = Vek::log::memoryTransports( 4096 );
    Connection sending( std::move( near ), { .source = &source, .bufferSize = 8192 } );
    Connection receiving( std::move( far ), { .directory = &there } );
-   for ( int round = 0; round < TestSupport::rounds( 1000 ); ++round ) {
+   for ( int round = 0; round < 1000; ++round ) {
       for ( int i = 0; i < 120; ++i ) {
          tree.change();
       }
@@ -71,7 +70,7 @@ TEST( Replication, TakesUpAnyStateWhereverAConnectionIsCut ) {
    RandomTree tree( here, 3 );
    Source source;
    stream( source, tree );
-   for ( int round = 0; round < TestSupport::rounds( 1500 ); ++round ) {
+   for ( int round = 0; round < 1500; ++round ) {
       Sender sender( source, 2048 );
       Receiver receiver( there );
       // A connection that takes a random number of bytes at a time, and is then cut.

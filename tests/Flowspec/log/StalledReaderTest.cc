@@ -26,8 +26,8 @@ FlowspecKey ruleKey( U32 number ) {
    return key;
 }
 
-constexpr U32 rules = sanitized ? 5000 : 100000;
-constexpr U32 rounds = sanitized ? 20 : 100;
+constexpr U32 rules = 100000;
+constexpr U32 rounds = 100;
 
 class StalledReader : public testing::Test {
 protected:

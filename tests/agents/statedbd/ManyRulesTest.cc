@@ -1,6 +1,5 @@
 #include "Flowspec/FlowspecDalb.h"
 #include "tests/agents/statedbd/Database.h"
-#include "tests/support/Sanitized.h"
 
 #include <array>
 
@@ -13,7 +12,7 @@ namespace {
 using TestSupport::Database;
 using Vek::log::Mount;
 
-constexpr U32 count = TestSupport::sanitized ? 3'000 : 100'000;
+constexpr U32 count = 100'000;
 constexpr const char* root = "flowspec/config";
 
 // A reader that takes what comes and keeps nothing of it.
