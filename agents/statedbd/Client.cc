@@ -1,5 +1,6 @@
 #include "agents/statedbd/Client.h"
 
+#include "Vek/Printable.h"
 #include "Vek/Text.h"
 
 namespace Agents {
@@ -94,10 +95,11 @@ void Client::begin() {
    if ( greeting_.writes ) {
       root_->writer = this;
       options.directory = &database_.directory_;
+      options.policy.budget = database_.budget_;
       options.policy.refusesRoot = [this]( std::string_view, std::string_view name ) {
-         return name == greeting_.root
-                   ? Vek::String()
-                   : concat( "'", name, "' is not the root that it said to write" );
+         return name == greeting_.root ? Vek::String()
+                                       : concat( "'", Vek::printable( name ),
+                                                 "' is not the root that it said to write" );
       };
       database_.log_( concat( agent(), " writes ", rootName() ) );
    } else {

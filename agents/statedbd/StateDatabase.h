@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Vek/Directory.h"
+#include "Vek/log/Budget.h"
 #include "Vek/log/Endpoint.h"
 #include "Vek/log/Source.h"
 #include "agents/lib/EventLoop.h"
@@ -46,11 +47,16 @@ private:
    void show( const Vek::String& name, Root& root );
    void end( Client& client );
 
+   /// What all writers together may have sent of messages that have not come whole.
+   static constexpr std::size_t partialMessages = 64U << 20;
+
    EventLoop& loop_;
    const Vek::log::Endpoint endpoint_;
    const std::function< void( const Vek::String& line ) > log_;
    int listener_;
    EventLoop::Clock::time_point acceptAgain_ = EventLoop::Clock::time_point::max();
+   const std::shared_ptr< Vek::log::Budget > budget_ =
+      std::make_shared< Vek::log::Budget >( partialMessages );
    Vek::Directory directory_;
    std::map< Vek::String, std::shared_ptr< Root > > roots_;
    std::map< const Client*, std::unique_ptr< Client > > clients_;

@@ -12,7 +12,7 @@ constexpr std::size_t maxReason = 600;
 } // namespace
 
 Receiver::Receiver( Directory& directory, Policy policy )
-   : directory_( directory ), policy_( std::move( policy ) ) {}
+   : directory_( directory ), policy_( std::move( policy ) ), share_( policy_.budget ) {}
 
 Receiver::~Receiver() {
    for ( const auto& [number, proxy] : proxies_ ) {
@@ -21,13 +21,22 @@ Receiver::~Receiver() {
 }
 
 void Receiver::receive( std::span< const U8 > bytes ) {
-   if ( partial_.empty() ) {
-      const std::size_t taken = takeAll( bytes );
-      partial_.assign( bytes.begin() + static_cast< std::ptrdiff_t >( taken ), bytes.end() );
-   } else {
-      partial_.insert( partial_.end(), bytes.begin(), bytes.end() );
-      const std::size_t taken = takeAll( partial_ );
-      partial_.erase( partial_.begin(), partial_.begin() + static_cast< std::ptrdiff_t >( taken ) );
+   // What an earlier piece began is put together; the rest is read where it stands.
+   while ( !partial_.empty() && !bytes.empty() ) {
+      const std::size_t missing = std::min( sizeOf( partial_ ) - partial_.size(), bytes.size() );
+      hold( bytes.first( missing ) );
+      bytes = bytes.subspan( missing );
+      if ( const std::size_t size = takeOne( partial_ ) ) {
+         applied_ += size;
+         partial_.clear();
+         if ( partial_.capacity() > ownPart ) {
+            std::vector< U8 >().swap( partial_ );
+            share_.resize( 0 );
+         }
+      }
+   }
+   if ( !bytes.empty() ) {
+      hold( bytes.subspan( takeAll( bytes ) ) );
    }
 }
 
@@ -59,6 +68,9 @@ std::size_t Receiver::takeOne( std::span< const U8 > bytes ) {
       return 0;
    }
    const Header header = readHeader( bytes );
+   if ( !typesChecked_ ) [[unlikely]] {
+      checkFirst( header );
+   }
    const std::size_t size = Header::size + header.length;
    if ( bytes.size() < size ) {
       return 0;
@@ -66,6 +78,43 @@ std::size_t Receiver::takeOne( std::span< const U8 > bytes ) {
    ++messages_;
    apply( header, bytes.subspan( Header::size, header.length ) );
    return size;
+}
+
+// The size of what begins with some bytes, as far as they tell: at least that of its header.
+std::size_t Receiver::sizeOf( std::span< const U8 > bytes ) const {
+   if ( !preambleRead_ ) {
+      return preambleSize;
+   }
+   return Header::size + ( bytes.size() < Header::size ? 0 : readHeader( bytes ).length );
+}
+
+// Appends to what is held of a message. Room grows with what comes, not with what a header claims.
+void Receiver::hold( std::span< const U8 > bytes ) {
+   const std::size_t size = partial_.size() + bytes.size();
+   if ( size > partial_.capacity() ) {
+      const std::size_t capacity =
+         std::max( size, std::min( 2 * partial_.size(), sizeOf( partial_ ) ) );
+      if ( !share_.resize( capacity > ownPart ? capacity : 0 ) ) {
+         throw StreamException( concat( "message ", messages_ + 1,
+                                        ": messages that have not come whole take all the memory "
+                                        "that is set aside for them" ) );
+      }
+      partial_.reserve( capacity );
+   }
+   partial_.insert( partial_.end(), bytes.begin(), bytes.end() );
+}
+
+std::size_t Receiver::maxTypes() { return std::max( std::size_t{ 1 } << 16, typesText().size() ); }
+
+// Refuses what comes first before it is held, unless it is types.
+void Receiver::checkFirst( const Header& header ) {
+   if ( header.kind != MessageKind::types || header.length > maxTypes() ) {
+      ++messages_;
+      refuse( header,
+              header.kind != MessageKind::types
+                 ? String( "the types were not told" )
+                 : concat( "a text of ", header.length, " bytes is longer than ", maxTypes() ) );
+   }
 }
 
 void Receiver::readPreamble( LogReader in ) {
@@ -78,16 +127,17 @@ void Receiver::readPreamble( LogReader in ) {
                                      " of the attribute log, this process version ",
                                      streamVersion ) );
    }
-   in.take( 2 );
+   if ( const U16 zero = in.u16(); zero != 0 ) {
+      throw StreamException( concat( "bytes 6 and 7 of the preamble are ", zero, ", not 0" ) );
+   }
    digest_ = in.u64();
 }
 
 void Receiver::apply( const Header& header, std::span< const U8 > payload ) {
    LogReader in( payload, LogReader::Trust::checked );
    try {
-      if ( ( header.kind == MessageKind::types ) == typesChecked_ ) {
-         throw StreamException( typesChecked_ ? "the types were told before"
-                                              : "the types were not told" );
+      if ( header.kind == MessageKind::types && typesChecked_ ) {
+         throw StreamException( "the types were told before" );
       }
       if ( policy_.sees ) {
          const auto at = proxies_.find( header.entity );
@@ -138,8 +188,11 @@ void Receiver::applyTypes( LogReader& in, std::span< const U8 > payload ) {
    if ( typesDigest( theirs ) != digest_ ) {
       throw StreamException( "the types do not have the digest that was told" );
    }
-   if ( const String difference = typesDifference( theirs ); !difference.empty() ) {
-      throw StreamException( difference );
+   if ( theirs != typesText() ) {
+      if ( const String difference = typesDifference( theirs ); !difference.empty() ) {
+         throw StreamException( difference );
+      }
+      fewerTypes_ = String( theirs );
    }
    typesChecked_ = true;
 }

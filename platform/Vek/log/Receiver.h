@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Vek/Directory.h"
+#include "Vek/log/Budget.h"
 #include "Vek/log/EntityProxy.h"
 
 namespace Vek::log {
@@ -12,6 +13,10 @@ namespace Vek::log {
 /// message, the attribute and the byte; the entities then stand as the last whole message left
 /// them, and nothing more may be given to this receiver. What a resynchronisation that was cut off
 /// had not named yet stays.
+///
+/// What has come of a message is held until the rest has. Before the types are agreed on that is at
+/// most `maxTypes` bytes, of the text of the peer's; afterwards a message of up to `ownPart` bytes,
+/// and of a longer one as much as the budget of the policy has left.
 class OSK_EXPORT Receiver {
 public:
    /// What a receiver asks its owner; any of them may be empty.
@@ -24,7 +29,18 @@ public:
       std::function< void( const Header& header, std::span< const U8 > payload,
                            const StreamType* type ) >
          sees = {};
+      /// What all receivers that share it may hold of messages that have not come whole, beyond
+      /// `ownPart` each; a message that does not fit raises `StreamException`. Null for no bound
+      /// but `maxPayload`.
+      std::shared_ptr< Budget > budget = {};
    };
+
+   /// The size of the messages, header and payload, that are in no budget.
+   static constexpr std::size_t ownPart = Header::size + ( 1U << 16 );
+
+   /// The longest text of a peer's types that is taken: no shorter than this process's own, so that
+   /// every text that can be agreed on is.
+   static std::size_t maxTypes();
 
    /// Roots are looked up and created in `directory`, which lives as long as the receiver.
    explicit Receiver( Directory& directory ) : Receiver( directory, Policy() ) {}
@@ -54,6 +70,9 @@ public:
 private:
    std::size_t takeAll( std::span< const U8 > bytes );
    std::size_t takeOne( std::span< const U8 > bytes );
+   std::size_t sizeOf( std::span< const U8 > bytes ) const;
+   void hold( std::span< const U8 > bytes );
+   void checkFirst( const Header& header );
    void readPreamble( LogReader in );
    void apply( const Header& header, std::span< const U8 > payload );
    void applyTypes( LogReader& in, std::span< const U8 > payload );
@@ -77,9 +96,11 @@ private:
    HashMap< U64, EntityProxy* > proxies_; ///< owned
    HashMap< const Entity*, EntityProxy* > proxyOfEntity_;
    std::vector< U8 > partial_;
+   Budget::Share share_; ///< of the policy's budget, for `partial_`
    U64 digest_ = 0;
    U64 messages_ = 0;
    U64 applied_ = 0;
+   std::optional< String > fewerTypes_; ///< the peer's, when it has not all of this process's
    bool preambleRead_ = false;
    bool typesChecked_ = false;
    bool synchronised_ = false;

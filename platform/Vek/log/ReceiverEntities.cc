@@ -1,5 +1,8 @@
 #include "Vek/log/Receiver.h"
 
+#include "Vek/Printable.h"
+#include "Vek/log/Schema.h"
+
 // The entities that a receiver keeps: roots and children as they are announced and go.
 
 namespace Vek::log {
@@ -40,6 +43,9 @@ void Receiver::applyRoot( const Header& header, LogReader& in ) {
    const String typeName = in.string();
    const String name = in.string();
    in.end();
+   if ( fewerTypes_ && !typesTell( *fewerTypes_, typeName ) ) {
+      throw StreamException( concat( "the type ", printable( typeName ), " was not told" ) );
+   }
    if ( policy_.refusesRoot ) {
       if ( const String reason = policy_.refusesRoot( typeName, name ); !reason.empty() ) {
          throw StreamException( reason );

@@ -40,25 +40,65 @@ void writeType( TextWriter& out, const TypeInfo& info ) {
    } );
 }
 
-// The lines of each type, by its name.
-std::map< std::string_view, std::string_view > blocks( std::string_view text ) {
-   std::map< std::string_view, std::string_view > result;
-   while ( !text.empty() ) {
-      std::size_t end = text.find( '\n' );
-      while ( end != std::string_view::npos && end + 1 < text.size() && text[end + 1] == ' ' ) {
-         end = text.find( '\n', end + 1 );
-      }
-      const std::string_view block = text.substr( 0, end );
-      result.emplace( block.substr( 0, block.find( ' ' ) ), block );
-      text.remove_prefix( std::min( block.size() + 1, text.size() ) );
-   }
-   return result;
+// Takes a line off, with its end.
+std::string_view takeLine( std::string_view& text ) {
+   const std::string_view line = text.substr( 0, text.find( '\n' ) + 1 );
+   text.remove_prefix( line.size() );
+   return line;
 }
 
-std::string_view takeLine( std::string_view& text ) {
-   const std::string_view line = text.substr( 0, text.find( '\n' ) );
-   text.remove_prefix( std::min( line.size() + 1, text.size() ) );
-   return line.substr( std::min( line.find_first_not_of( ' ' ), line.size() ) );
+// Takes the lines of a type off.
+std::string_view takeBlock( std::string_view& text ) {
+   const std::string_view all = text;
+   takeLine( text );
+   while ( text.starts_with( ' ' ) ) {
+      takeLine( text );
+   }
+   return all.substr( 0, all.size() - text.size() );
+}
+
+std::string_view nameOf( std::string_view block ) {
+   return block.substr( 0, block.find_first_of( " \n" ) );
+}
+
+// The lines of each type, by its name.
+using Blocks = std::map< std::string_view, std::string_view >;
+
+Blocks blocksOf( std::string_view text ) {
+   Blocks blocks;
+   while ( !text.empty() ) {
+      const std::string_view block = takeBlock( text );
+      blocks.emplace( nameOf( block ), block );
+   }
+   return blocks;
+}
+
+// A line as it is shown: without its indentation and its end.
+String shown( std::string_view line ) {
+   line.remove_prefix( line.starts_with( "  " ) ? 2 : 0 );
+   line.remove_suffix( line.ends_with( '\n' ) );
+   return printable( line );
+}
+
+String firstDifference( std::string_view name, std::string_view theirs, std::string_view ours ) {
+   std::string_view line;
+   std::string_view ownLine;
+   do {
+      line = takeLine( theirs );
+      ownLine = takeLine( ours );
+   } while ( line == ownLine );
+   return concat( name, " is different: '", shown( line ), "' at the peer, '", shown( ownLine ),
+                  "' in this process" );
+}
+
+// Calls with every name in the lines of a type.
+template < typename Visit >
+void forEachName( std::string_view block, Visit visit ) {
+   while ( !block.empty() ) {
+      const std::size_t length = std::min( block.find_first_of( " ,()\n" ), block.size() );
+      visit( block.substr( 0, length ) );
+      block.remove_prefix( std::min( length + 1, block.size() ) );
+   }
 }
 
 String textOf( std::span< const Module* const > modules ) {
@@ -102,27 +142,43 @@ U64 typesDigest( std::string_view text ) {
 }
 
 String typesDifference( std::string_view theirs ) {
-   const String& text = typesText();
-   if ( theirs == text ) {
-      return {};
+   if ( !theirs.empty() && !theirs.ends_with( '\n' ) ) {
+      return "the text of the types does not end with the end of a line";
    }
-   const auto ours = blocks( text );
-   for ( auto [name, block] : blocks( theirs ) ) {
+   const Blocks ours = blocksOf( typesText() );
+   Blocks told;
+   while ( !theirs.empty() ) {
+      const std::string_view block = takeBlock( theirs );
+      const std::string_view name = nameOf( block );
+      if ( !told.empty() && name <= told.rbegin()->first ) {
+         return concat( "the types do not ascend: ", printable( name ), " after ",
+                        told.rbegin()->first );
+      }
       const auto own = ours.find( name );
       if ( own == ours.end() ) {
          return concat( "the peer has a type ", printable( name ), ", which this process has not" );
       }
-      std::string_view ownBlock = own->second;
-      while ( !block.empty() || !ownBlock.empty() ) {
-         const std::string_view line = takeLine( block );
-         const std::string_view ownLine = takeLine( ownBlock );
-         if ( line != ownLine ) {
-            return concat( name, " is different: '", printable( line ), "' at the peer, '", ownLine,
-                           "' in this process" );
-         }
+      if ( block != own->second ) {
+         return firstDifference( name, block, own->second );
       }
+      told.emplace_hint( told.end(), name, block );
    }
-   return {};
+   String difference;
+   for ( const auto& [name, block] : told ) {
+      forEachName( block, [&, &type = name]( std::string_view part ) {
+         if ( difference.empty() && ours.contains( part ) && !told.contains( part ) ) {
+            difference =
+               concat( "the peer tells of ", type, ", but not of ", part, ", which is in it" );
+         }
+      } );
+   }
+   return difference;
+}
+
+bool typesTell( std::string_view text, std::string_view name ) {
+   const String line = concat( '\n', name, ' ' );
+   return text.starts_with( std::string_view( line ).substr( 1 ) ) ||
+          text.find( line ) != std::string_view::npos;
 }
 
 } // namespace Vek::log

@@ -16,7 +16,11 @@ OSK_EXPORT const String& typesText();
 OSK_EXPORT U64 typesDigest( std::string_view text );
 
 /// Compares the types of a peer with those of this process, which may have more: why it cannot be
-/// understood, naming the first difference, or "" when it can.
+/// understood, naming the first difference, or "" when it can. A peer that tells a type tells those
+/// that it is made of, too.
 OSK_EXPORT String typesDifference( std::string_view theirs );
+
+/// Whether such a text tells of the type with a name.
+OSK_EXPORT bool typesTell( std::string_view text, std::string_view name );
 
 } // namespace Vek::log

@@ -4,7 +4,7 @@
 #include "tests/support/EntangledKeys.h"
 #include "tests/support/LogStream.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 namespace Flowspec {
 namespace {
@@ -32,8 +32,9 @@ protected:
       auto [near, far] = memoryTransports( size );
       sending = std::make_unique< Connection >(
          std::move( near ), Connection::Options{ .source = &source, .bufferSize = size } );
-      receiving = std::make_unique< Connection >( std::move( far ),
-                                                  Connection::Options{ .directory = &there } );
+      receiving = std::make_unique< Connection >(
+         std::move( far ),
+         Connection::Options{ .directory = &there, .policy = { .budget = budget } } );
    }
 
    void settle() {
@@ -49,6 +50,7 @@ protected:
    Vek::Ptr< Status > status;
    Vek::Ptr< Counter > counter;
    Source source;
+   std::shared_ptr< Vek::log::Budget > budget;
    std::unique_ptr< Connection > sending;
    std::unique_ptr< Connection > receiving;
 };
@@ -81,6 +83,31 @@ TEST_F( Connections, AMessageMayBeLargerThanTheBuffers ) {
       ->errorReasonIs( Vek::String( 100000, 'x' ) );
    settle();
    EXPECT_EQ( difference( here, there ), "" );
+}
+
+TEST_F( Connections, ALargeMessageTakesOfTheBudgetUntilItIsWhole ) {
+   budget = std::make_shared< Vek::log::Budget >( 1U << 20 );
+   open( 1000 );
+   settle();
+   const auto rule = status->vrfRuleStatusIs( 1 )->ruleStatusIs( FlowspecKey() );
+   for ( const char c : { 'x', 'y' } ) {
+      rule->errorReasonIs( Vek::String( 1000000, c ) );
+      sending->process();
+      for ( int i = 0; i < 500; ++i ) {
+         receiving->process();
+         sending->process();
+      }
+      EXPECT_LT( budget->left(), ( 1U << 20 ) - 400000 );
+      settle();
+      EXPECT_EQ( difference( here, there ), "" );
+      EXPECT_EQ( budget->left(), 1U << 20 );
+   }
+   rule->errorReasonIs( Vek::String( 2000000, 'z' ) );
+   settle();
+   EXPECT_THAT( receiving->error(),
+                testing::EndsWith( ": messages that have not come whole take all "
+                                   "the memory that is set aside for them" ) );
+   EXPECT_EQ( budget->left(), 1U << 20 );
 }
 
 TEST_F( Connections, AValueThatHasNoEncodingEndsThemWithItsReason ) {

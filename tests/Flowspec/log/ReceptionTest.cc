@@ -1,4 +1,5 @@
 #include "Vek/log/Receiver.h"
+#include "Vek/log/Schema.h"
 #include "tests/support/ChangeRecorder.h"
 #include "tests/support/Hex.h"
 #include "tests/support/LogStream.h"
@@ -245,6 +246,30 @@ TEST_F( BadStream, PreambleAndTypes ) {
    bytes[15] ^= 1;
    EXPECT_EQ( refusal( bytes ),
               "message 1 (types): the types do not have the digest that was told" );
+}
+
+TEST( Types, ARootIsOfATypeThatWasTold ) {
+   const std::string told = "Vek::String value ()\n";
+   std::vector< U8 > stream = bytesOf( "56454B4C 0001 0000" );
+   const auto append = [&]( const std::vector< U8 >& bytes ) {
+      stream.insert( stream.end(), bytes.begin(), bytes.end() );
+   };
+   for ( int shift = 56; shift >= 0; shift -= 8 ) {
+      stream.push_back( static_cast< U8 >( Vek::log::typesDigest( told ) >> shift ) );
+   }
+   append( bytesOf( "00000015 01 0000000000000000 0000 00" ) );
+   append( { told.begin(), told.end() } );
+   Directory there;
+   Receiver receiver( there );
+   receiver.receive( stream );
+   stream = bytesOf( "0000001D 02 0000000000000001 0000 00 00000010" );
+   const std::string name = "Flowspec::Status";
+   append( { name.begin(), name.end() } );
+   append( bytesOf( "00000005 7374617465" ) );
+   EXPECT_THAT( [&] { receiver.receive( stream ); },
+                testing::ThrowsMessage< Vek::StreamException >(
+                   "message 2 (root): the type Flowspec::Status was not told" ) );
+   EXPECT_THAT( there.names(), IsEmpty() );
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 namespace {
 
 using Vek::log::typesDifference;
+using Vek::log::typesTell;
 using Vek::log::typesText;
 
 std::string replaced( std::string text, const std::string& from, const std::string& to ) {
@@ -37,8 +38,56 @@ TEST( Schema, TheSameTypesAndFewerAreUnderstood ) {
    EXPECT_EQ( typesDifference( typesText() ), "" );
    EXPECT_EQ( typesDifference( "" ), "" );
    EXPECT_EQ( typesDifference( "Flowspec::InterfaceSet child (U16)\n"
-                               "  259 intf collection Zorv::IntfId -> nothing\n" ),
+                               "  259 intf collection Zorv::IntfId -> nothing\n"
+                               "U16 value ()\n"
+                               "Zorv::IntfId value ()\n" ),
               "" );
+}
+
+TEST( Schema, ATypeIsToldWithThoseThatItIsMadeOf ) {
+   EXPECT_EQ( typesDifference( "Flowspec::InterfaceSet child (U16)\n"
+                               "  259 intf collection Zorv::IntfId -> nothing\n"
+                               "Zorv::IntfId value ()\n" ),
+              "the peer tells of Flowspec::InterfaceSet, but not of U16, which is in it" );
+   EXPECT_EQ( typesDifference( "Flowspec::InterfaceSet child (U16)\n"
+                               "  259 intf collection Zorv::IntfId -> nothing\n"
+                               "U16 value ()\n" ),
+              "the peer tells of Flowspec::InterfaceSet, but not of Zorv::IntfId, which is in it" );
+}
+
+TEST( Schema, TypesAscendAndTheLastLineHasAnEnd ) {
+   EXPECT_EQ( typesDifference( "U16 value ()\nU16 value ()\n" ),
+              "the types do not ascend: U16 after U16" );
+   EXPECT_EQ( typesDifference( "U16 value ()\nBool\x1B value ()\n" ),
+              "the types do not ascend: Bool\\x1B after U16" );
+   EXPECT_EQ( typesDifference( "U16 value ()" ),
+              "the text of the types does not end with the end of a line" );
+   EXPECT_EQ( typesDifference( "U16 value ()\n\n" ), "the types do not ascend:  after U16" );
+   EXPECT_EQ( typesDifference( "\n" ), "the peer has a type , which this process has not" );
+   EXPECT_EQ( typesDifference( "  259 intf\n" ),
+              "the peer has a type , which this process has not" );
+}
+
+TEST( Schema, TellsWhetherATextHasAType ) {
+   const std::string_view text = "A value ()\nBC value ()\n";
+   EXPECT_TRUE( typesTell( text, "A" ) );
+   EXPECT_TRUE( typesTell( text, "BC" ) );
+   EXPECT_FALSE( typesTell( text, "B" ) );
+   EXPECT_FALSE( typesTell( text, "C" ) );
+   EXPECT_FALSE( typesTell( "", "A" ) );
+}
+
+TEST( Schema, WhatThePeerSaysIsEscapedAndCut ) {
+   EXPECT_EQ( typesDifference( "A\x1B[2J value ()\n" ),
+              "the peer has a type A\\x1B[2J, which this process has not" );
+   EXPECT_EQ( typesDifference( "Flowspec::InterfaceSet\x1B\n" + std::string( 60000, 'x' ) + "\n" ),
+              "the peer has a type Flowspec::InterfaceSet\\x1B, which this process has not" );
+   EXPECT_EQ(
+      typesDifference( "U16 " + std::string( 60000, '\r' ) + "\n" ).size(),
+      std::string( "U16 is different: '' at the peer, 'U16 value ()' in this process" ).size() +
+         119 );
+   EXPECT_EQ( typesDifference( "U16 value ()\n   259\n" ),
+              "U16 is different: ' 259' at the peer, '' in this process" );
 }
 
 TEST( Schema, TheFirstDifferenceIsNamed ) {
@@ -53,8 +102,8 @@ TEST( Schema, TheFirstDifferenceIsNamed ) {
                                          "" ) ),
               "Flowspec::AfIntfColl is different: '' at the peer, '259 intf collection "
               "Zorv::IntfId -> nothing' in this process" );
-   EXPECT_EQ( typesDifference( typesText() + "Flowspec::Zone child (U32)\n" ),
-              "the peer has a type Flowspec::Zone, which this process has not" );
+   EXPECT_EQ( typesDifference( typesText() + "zone child (U32)\n" ),
+              "the peer has a type zone, which this process has not" );
    EXPECT_NE( typesDifference( "no types at all" ), "" );
 }
 
