@@ -1,4 +1,4 @@
-# The installed tree: both libraries, their headers, the CMake package, the pkg-config file, the tool
+# The installed tree: the libraries, their headers, the CMake package, the pkg-config file, the tool
 # and the daemons.
 include( CMakePackageConfigHelpers )
 
@@ -12,6 +12,9 @@ install( TARGETS FlowspecDalbTypes
    EXPORT FlowspecDalbTypesTargets
    FILE_SET HEADERS DESTINATION ${headerDir}
    FILE_SET siblings DESTINATION ${headerDir} )
+install( TARGETS FlowspecWire
+   EXPORT FlowspecDalbTypesTargets
+   FILE_SET HEADERS DESTINATION ${headerDir} )
 install( EXPORT FlowspecDalbTypesTargets
    NAMESPACE FlowspecDalbTypes::
    DESTINATION ${packageDir} )
@@ -22,11 +25,13 @@ install( FILES
    ${PROJECT_BINARY_DIR}/FlowspecDalbTypesConfigVersion.cmake
    DESTINATION ${packageDir} )
 
-# The file finds its prefix from where it stands, so that the tree can be moved.
+# The files find their prefix from where they stand, so that the tree can be moved.
 set( pkgConfigDir ${CMAKE_INSTALL_LIBDIR}/pkgconfig )
 file( RELATIVE_PATH toPrefix ${CMAKE_INSTALL_PREFIX}/${pkgConfigDir} ${CMAKE_INSTALL_PREFIX} )
-configure_file( cmake/FlowspecDalbTypes.pc.in FlowspecDalbTypes.pc @ONLY )
-install( FILES ${PROJECT_BINARY_DIR}/FlowspecDalbTypes.pc DESTINATION ${pkgConfigDir} )
+foreach( package FlowspecDalbTypes FlowspecWire )
+   configure_file( cmake/${package}.pc.in ${package}.pc @ONLY )
+   install( FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${pkgConfigDir} )
+endforeach()
 
 if( TARGET flowspecctl )
    install( TARGETS flowspecctl )

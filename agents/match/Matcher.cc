@@ -13,6 +13,7 @@ namespace Match {
 namespace {
 
 using namespace Flowspec;
+using Wire::AddressBits;
 
 // More numbers are not worth their slots.
 constexpr std::size_t maxNumbers = 16;

@@ -10,6 +10,7 @@ namespace Match {
 namespace {
 
 using namespace Flowspec;
+using Wire::AddressBits;
 using Zorv::AddressFamily;
 
 // The bits of a term's value that count.

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Flowspec/key/FlowspecKey.h"
-#include "agents/match/AddressBits.h"
 #include "agents/match/Packet.h"
+#include "wire/AddressBits.h"
 
 #include <vector>
 
@@ -55,8 +55,8 @@ private:
       bool holds( const Zorv::IpGenAddr& address ) const;
 
       Zorv::IpGenPrefix prefix;
-      AddressBits bits;
-      AddressBits mask;
+      Wire::AddressBits bits;
+      Wire::AddressBits mask;
    };
 
    bool readComponents( const Flowspec::FlowspecKey& key );

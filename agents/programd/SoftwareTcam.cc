@@ -1,7 +1,7 @@
 #include "agents/programd/SoftwareTcam.h"
 
 #include "agents/match/LinkLayer.h"
-#include "agents/match/Precedence.h"
+#include "wire/Precedence.h"
 
 #include <algorithm>
 
@@ -40,7 +40,7 @@ bool SoftwareTcam::Before::operator()( const FlowspecKey& a, const FlowspecKey& 
    if ( a.addressFamily() != b.addressFamily() ) {
       return a.addressFamily() < b.addressFamily();
    }
-   return Match::precedes( a, b );
+   return Wire::precedes( a, b );
 }
 
 SoftwareTcam::SoftwareTcam( Profile profile ) : profile_( std::move( profile ) ) {}

@@ -9,10 +9,12 @@ consumer=$project/consumer
 work=$( mktemp -d )
 trap 'rm -rf "$work"' EXIT
 prefix=$work/prefix
-expected=$( cat "$consumer/expected.txt" )
 
+# check EXPECTED-FILE COMMAND...
 check() {
-   local output
+   local output expected
+   expected=$( cat "$consumer/$1" )
+   shift
    output=$( "$@" )
    [[ $output == "$expected" ]] && return
    printf '%s printed\n%s\nnot\n%s\n' "$1" "$output" "$expected" >&2
@@ -25,12 +27,19 @@ mv "$work/staged" "$prefix" # the tree works wherever it stands
 cmake -S "$consumer" -B "$work/cmake" -G Ninja \
    -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_PREFIX_PATH="$prefix" >"$work/cmake.log"
 cmake --build "$work/cmake"
-check "$work/cmake/consumer"
+check expected.txt "$work/cmake/consumer"
+check wireExpected.txt "$work/cmake/wireConsumer"
 
 export PKG_CONFIG_PATH=$prefix/$libraries/pkgconfig
-read -ra flags < <( pkg-config --cflags --libs FlowspecDalbTypes )
-"$compiler" -std=c++20 "$consumer/consumer.cc" -o "$work/consumer" "${flags[@]}"
-LD_LIBRARY_PATH=$prefix/$libraries check "$work/consumer"
+# buildByPkgConfig PACKAGE SOURCE
+buildByPkgConfig() {
+   read -ra flags < <( pkg-config --cflags --libs "$1" )
+   "$compiler" -std=c++20 "$consumer/$2.cc" -o "$work/$2" "${flags[@]}"
+}
+buildByPkgConfig FlowspecDalbTypes consumer
+LD_LIBRARY_PATH=$prefix/$libraries check expected.txt "$work/consumer"
+buildByPkgConfig FlowspecWire wireConsumer
+LD_LIBRARY_PATH=$prefix/$libraries check wireExpected.txt "$work/wireConsumer"
 
 if [[ -e $build/tools/flowspecctl ]]; then
    echo '10.1.0.0/16;*;IP:=6;DP:=443;' >"$work/rules"

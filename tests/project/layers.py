@@ -20,6 +20,7 @@ LAYERS = [
     ("Zorv", "platform/Zorv"),
     ("siblings", "siblings"),
     ("Flowspec", "Flowspec"),
+    ("wire", "wire"),
     ("tools", "tools"),
     ("agents", "agents"),
     ("examples", "examples"),
@@ -27,7 +28,7 @@ LAYERS = [
     ("fuzz", "fuzz"),
     ("bench", "bench"),
 ]
-LIBRARY_LAYERS = 6
+LIBRARY_LAYERS = 7
 INCLUDE_ROOTS = ("platform", "siblings", ".")
 
 STANDARD_HEADERS = set(

@@ -1,8 +1,8 @@
 #include "agents/programd/SoftwareTcam.h"
 
-#include "agents/match/Precedence.h"
 #include "tests/agents/programd/TestRules.h"
 #include "tests/support/KeyGenerator.h"
+#include "wire/Precedence.h"
 
 #include <gmock/gmock.h>
 
@@ -141,7 +141,7 @@ expectedCodes( std::vector< Vek::Ptr< RuleConfig > > rules, const Profile& profi
    std::ranges::sort( rules, [&]( const auto& a, const auto& b ) {
       const FlowspecKey& x = a->ruleKey();
       const FlowspecKey& y = b->ruleKey();
-      return rank( x ) == rank( y ) ? Match::precedes( x, y ) : rank( x ) < rank( y );
+      return rank( x ) == rank( y ) ? Wire::precedes( x, y ) : rank( x ) < rank( y );
    } );
    std::map< FlowspecKey, HwRuleProgrammingStatus, FlowspecKeyOrder > codes;
    U64 room = profile.capacity();

@@ -1,13 +1,16 @@
-#include "agents/match/Precedence.h"
+#include "wire/Precedence.h"
 
 #include "Flowspec/key/FlowspecKeyReader.h"
+#include "tests/support/Hex.h"
 #include "tests/support/KeyGenerator.h"
+#include "tests/wire/NlriData.h"
+#include "wire/NlriEncoder.h"
 
 #include <algorithm>
 
 #include <gmock/gmock.h>
 
-namespace Match {
+namespace Wire {
 namespace {
 
 using namespace Flowspec;
@@ -52,13 +55,16 @@ TEST( Precedence, IsThatOfRfc8955 ) {
    }
 }
 
-TEST( Precedence, LongerBytesGoFirstWhenTheCommonOnesAreEqual ) {
-   FlowspecKey shorter;
-   shorter.setOpVal( 0, ipProto, 0x01, 6 );
-   FlowspecKey longer = shorter;
-   longer.setOpVal( 1, ipProto, 0x81, 17 );
-   EXPECT_TRUE( precedes( longer, shorter ) );
-   EXPECT_FALSE( precedes( shorter, longer ) );
+TEST( Precedence, KeysAreOrderedAsTheyAreWritten ) {
+   // An AND on a first term, reserved bits, ends of lists where no component ends.
+   FlowspecKey odd;
+   odd.addressFamilyIs( Zorv::AddressFamily::ipv4 );
+   odd.setOpVal( 0, ipProto, 0xC9, 6 );
+   odd.setOpVal( 1, ipProto, 0x01, 17 );
+   const FlowspecKey plain = keyOf( "*;*;IP:=6|=17" );
+   EXPECT_TRUE( precedes( odd, keyOf( "*;*;IP:=6|=18" ) ) );
+   EXPECT_TRUE( precedes( keyOf( "*;*;IP:=6|=16" ), odd ) );
+   EXPECT_EQ( precedes( odd, plain ), FlowspecKeyOrder()( odd, plain ) );
 }
 
 TEST( Precedence, TheOrderOfTheWordsDoesNotCount ) {
@@ -222,5 +228,111 @@ TEST( Precedence, IsAStrictTotalOrderOfAnyKeys ) {
    }
 }
 
+bool octetsPrecede( std::string_view a, std::string_view b,
+                    Zorv::AddressFamily family = Zorv::AddressFamily::ipv6 ) {
+   return precedes( TestSupport::bytesOf( a ), TestSupport::bytesOf( b ), family );
+}
+
+TEST( PrecedenceOfOctets, IsThatOfRfc8956 ) {
+   // From the first to the last.
+   constexpr std::string_view octets[] = {
+      "01 40 00 20010db800000001", // inside the next
+      "01 20 00 20010db8 02 20 10 0db8",
+      "01 20 00 20010db8 02 18 10 0d",   // the shorter one contains the one before
+      "01 20 00 20010db8 02 20 11 0db8", // the higher offset
+      "01 20 00 20010db8 03 8106",
+      "01 20 00 20010db8",
+      "01 20 00 20010db9",
+      "01 00 00",
+      "01 20 10 0db7",
+      "01 20 10 0db8",
+      "02 20 00 20010db8",
+      "03 0106 8111",
+      "03 8106",
+      "0d a1 00000005",
+      "",
+   };
+   for ( std::size_t i = 0; i < std::size( octets ); ++i ) {
+      for ( std::size_t j = 0; j < std::size( octets ); ++j ) {
+         EXPECT_EQ( octetsPrecede( octets[i], octets[j] ), i < j )
+            << octets[i] << " and " << octets[j];
+      }
+   }
+   // Bits after a prefix do not count.
+   EXPECT_FALSE( octetsPrecede( "01 0a 0a3f", "01 0a 0a00", Zorv::AddressFamily::ipv4 ) );
+   EXPECT_FALSE( octetsPrecede( "01 0a 0a00", "01 0a 0a3f", Zorv::AddressFamily::ipv4 ) );
+   EXPECT_TRUE( octetsPrecede( "01 0a 0a3f 038106", "01 0a 0a00", Zorv::AddressFamily::ipv4 ) );
+   // Content that ends too early: the longer goes first.
+   EXPECT_TRUE( octetsPrecede( "03 0106 0111", "03 0106" ) );
+}
+
+TEST( PrecedenceOfOctets, IsTheOrderOfTheKeys ) {
+   KeyGenerator random( 53 );
+   unsigned compared = 0;
+   constexpr unsigned rounds = 50'000U;
+   for ( unsigned i = 0; i < rounds; ++i ) {
+      const auto draw = [&] {
+         return random.oneIn( 4 ) ? random.canonicalKey() : randomRule( random );
+      };
+      const FlowspecKey a = draw();
+      const FlowspecKey b = random.oneIn( 10 ) ? a : draw();
+      const auto family = a.addressFamily();
+      std::vector< U8 > octetsA;
+      std::vector< U8 > octetsB;
+      if ( encodeNlri( a, { family, false }, {}, ValueLengths::asStored, octetsA ) ||
+           encodeNlri( b, { family, false }, {}, ValueLengths::asStored, octetsB ) ) {
+         continue;
+      }
+      ++compared;
+      const auto componentsOf = []( const std::vector< U8 >& octets ) {
+         return std::span( octets ).subspan( octets[0] < 0xF0 ? 1 : 2 );
+      };
+      const auto componentsA = componentsOf( octetsA );
+      const auto componentsB = componentsOf( octetsB );
+      const bool aFirst = precedes( componentsA, componentsB, family );
+      const bool bFirst = precedes( componentsB, componentsA, family );
+      ASSERT_EQ( precedes( a, b ), aFirst || ( !bFirst && FlowspecKeyOrder()( a, b ) ) )
+         << a.stringValue() << " and " << b.stringValue();
+   }
+   EXPECT_GT( compared, rounds / 4 );
+}
+
+TEST( PrecedenceOfOctets, IsAStrictWeakOrderOfAnyOctets ) {
+   KeyGenerator random( 54 );
+   const auto& lines = TestSupport::nlriLines();
+   for ( unsigned round = 0; round < 60; ++round ) {
+      const auto family = round % 2 == 0 ? Zorv::AddressFamily::ipv4 : Zorv::AddressFamily::ipv6;
+      std::vector< std::vector< U8 > > all;
+      for ( unsigned i = 0; i < 24; ++i ) {
+         std::vector< U8 > octets;
+         if ( random.oneIn( 2 ) ) {
+            octets = lines[random.below( lines.size() )].octets;
+            octets.erase( octets.begin() );
+            octets.resize( octets.size() - random.below( std::min< U64 >( octets.size(), 3 ) ) );
+         } else {
+            static constexpr U8 few[] = { 0, 1, 2, 3, 8, 17, 0x80, 0x81, 0x91, 0xFF };
+            for ( U64 size = random.below( 8 ); size > 0; --size ) {
+               octets.push_back( random.oneOf( few ) );
+            }
+         }
+         all.push_back( octets );
+      }
+      const auto less = [&]( const auto& a, const auto& b ) { return precedes( a, b, family ); };
+      const auto equal = [&]( const auto& a, const auto& b ) {
+         return !less( a, b ) && !less( b, a );
+      };
+      for ( const auto& a : all ) {
+         ASSERT_FALSE( less( a, a ) );
+         for ( const auto& b : all ) {
+            ASSERT_FALSE( less( a, b ) && less( b, a ) );
+            for ( const auto& c : all ) {
+               ASSERT_TRUE( !less( a, b ) || !less( b, c ) || less( a, c ) );
+               ASSERT_TRUE( !equal( a, b ) || !equal( b, c ) || equal( a, c ) );
+            }
+         }
+      }
+   }
+}
+
 } // namespace
-} // namespace Match
+} // namespace Wire

@@ -2,7 +2,7 @@
 
 #include "Zorv/IpGenPrefix.h"
 
-namespace Match {
+namespace Wire {
 
 /// An address as a number of 128 bits, an IPv4 one in the highest 32, to be masked and compared.
 struct AddressBits {
@@ -25,4 +25,4 @@ struct AddressBits {
    auto operator<=>( const AddressBits& ) const = default;
 };
 
-} // namespace Match
+} // namespace Wire

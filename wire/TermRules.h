@@ -1,0 +1,79 @@
+#pragma once
+
+#include "Flowspec/vocab/Labels.h"
+#include "Flowspec/vocab/MatchOpVal.h"
+#include "Zorv/AddressFamily.h"
+
+#include <array>
+#include <optional>
+
+namespace Wire {
+
+/// What the RFCs say about the terms of one component type (RFC 8955 section 4.2.2, RFC 8956
+/// section 3). Lengths are sets of length codes: bit `n` stands for values of `1 << n` octets.
+struct TermRules {
+   U8 allowedLengths;  ///< others make the NLRI malformed
+   U8 expectedLengths; ///< others should not be sent
+   U8 reservedOpBits;
+   U32 fieldBits; ///< those that the packet's field has
+
+   /// The shortest length code whose values hold `value` and which is expected, else allowed;
+   /// nothing when no allowed one does.
+   constexpr std::optional< U8 > shortest( U32 value ) const {
+      for ( const U8 lengths : { expectedLengths, allowedLengths } ) {
+         for ( U8 code = 0; code < 3; ++code ) {
+            if ( lengths >> code & 1 && value <= maxValue( code ) ) {
+               return code;
+            }
+         }
+      }
+      return std::nullopt;
+   }
+
+   /// The length code that a value has on the wire when it is stored with `stored`, below 3: that
+   /// one where it is allowed and holds the value, else the shortest.
+   constexpr std::optional< U8 > lengthCode( U8 stored, U32 value ) const {
+      return allowedLengths >> stored & 1 && value <= maxValue( stored ) ? stored
+                                                                         : shortest( value );
+   }
+
+   /// The greatest value of a length code below 3.
+   static constexpr U32 maxValue( U8 code ) { return ~U32{ 0 } >> ( 32 - ( 8U << code ) ); }
+};
+
+/// The rules of each type of a family; types that it does not have, and prefixes, allow no length.
+using TermRuleTable = std::array< TermRules, Flowspec::numComponentTypes >;
+
+constexpr TermRuleTable termRulesOf( Zorv::AddressFamily family ) {
+   using namespace Flowspec;
+   constexpr U8 one = 0b0001;
+   constexpr U8 upToTwo = 0b0011;
+   constexpr U8 four = 0b0100;
+   constexpr U8 any = 0b1111;
+   constexpr U8 numeric = 0x08;
+   constexpr U8 bitmask = 0x0C;
+   const bool ipv6 = family == Zorv::AddressFamily::ipv6;
+   TermRuleTable rules{};
+   rules[static_cast< U8 >( ipProto )] = { any, one, numeric, 0xFF };
+   for ( const MatchCompType type : { MatchCompType::port, destPort, srcPort, packetLength } ) {
+      rules[static_cast< U8 >( type )] = { any, upToTwo, numeric, 0xFFFF };
+   }
+   rules[static_cast< U8 >( icmpType )] = { any, one, numeric, 0xFF };
+   rules[static_cast< U8 >( icmpCode )] = { any, one, numeric, 0xFF };
+   rules[static_cast< U8 >( tcpFlags )] = { upToTwo, upToTwo, bitmask, 0x0FFF };
+   rules[static_cast< U8 >( dscp )] = { one, one, numeric, 0x3F };
+   rules[static_cast< U8 >( fragment )] = { one, one, bitmask, ipv6 ? 0x0EU : 0x0FU };
+   if ( ipv6 ) {
+      rules[static_cast< U8 >( flowLabel )] = { any, four, numeric, 0xFFFFF };
+   }
+   return rules;
+}
+
+/// The table of `family`, IPv4 or IPv6.
+inline const TermRuleTable& termRules( Zorv::AddressFamily family ) {
+   static constexpr TermRuleTable ipv4 = termRulesOf( Zorv::AddressFamily::ipv4 );
+   static constexpr TermRuleTable ipv6 = termRulesOf( Zorv::AddressFamily::ipv6 );
+   return family == Zorv::AddressFamily::ipv6 ? ipv6 : ipv4;
+}
+
+} // namespace Wire
