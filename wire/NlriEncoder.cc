@@ -144,7 +144,7 @@ Result Encoder::writeRun( U8 type, Run run ) {
    const TermRules& rules = rules_[type];
    *at_++ = type;
    U8 cleared = rules.reservedOpBits | OpBits::endOfList | OpBits::andPrevious | OpBits::len;
-   U8* last = nullptr;
+   U8* last = at_;
    for ( U32 i = run.begin; i < run.end; ++i ) {
       const MatchOpVal word( static_cast< U32 >( words_[i] ) );
       const U16 at = static_cast< U16 >( i );
