@@ -8,8 +8,9 @@ namespace Flowspec {
 
 namespace {
 
+using Zorv::AddressFamily;
+
 constexpr std::size_t maxMasks = 4096;
-constexpr U32 maxBits = 0xFFFF;
 
 // The terms of one component; the first of each group has no AND bit, or is the first of all.
 using Terms = std::vector< MatchOpValResult >;
@@ -30,14 +31,15 @@ bool forEachGroup( const Terms& terms, Use use ) {
 
 using Ranges = std::vector< NumericalRange >;
 
-// The values up to `max` that one comparison leaves, ascending.
+// The values up to `max` that one comparison leaves, ascending. What is compared with may be more
+// than any packet has.
 Ranges rangesOf( const MatchOpValResult& term, U32 max ) {
-   const U32 value = term.val32();
+   const U32 value = term.matchType() == dscp ? term.val32() & max : term.val32();
    Ranges ranges;
    if ( term.lt() && value > 0 ) {
-      ranges.emplace_back( 0, value - 1 );
+      ranges.emplace_back( 0, std::min( value - 1, max ) );
    }
-   if ( term.eq() ) {
+   if ( term.eq() && value <= max ) {
       ranges.emplace_back( value, value );
    }
    if ( term.gt() && value < max ) {
@@ -89,11 +91,27 @@ void addRanges( const Terms& terms, MatchComponent& component ) {
    }
 }
 
+// The flags of TCP; what a longer value says of the data offset beside them counts as 0 in every
+// packet (RFC 8955 section 4.2.2.9).
+constexpr U32 tcpBits = 0x0FFF;
+
+// The bits of `fragment` terms that count (RFC 8955 section 4.2.2.12, RFC 8956 section 3.6).
+U32 fragmentBits( AddressFamily family ) { return family == AddressFamily::ipv6 ? 0x0E : 0x0F; }
+
 // A test of bits: all of `mask` as in `val`, or any of them.
-BitMask maskOf( const MatchOpValResult& term ) {
-   const U16 bits = static_cast< U16 >( term.val32() );
+BitMask maskOf( const MatchOpValResult& term, AddressFamily family ) {
    // What is not all set has any clear; what is not any set has all clear.
-   return BitMask( term.match() != term.invert(), term.invert() ? U16{ 0 } : bits, bits );
+   const bool matchAll = term.match() != term.invert();
+   const bool wantsSet = !term.invert();
+   const bool isTcp = term.matchType() == tcpFlags;
+   if ( isTcp && term.val32() > tcpBits && matchAll == wantsSet ) {
+      // A bit that is always clear is one too many of all that are to be set, or enough of any that
+      // are to be clear.
+      return BitMask( !wantsSet, 0, 0 );
+   }
+   const U16 bits =
+      static_cast< U16 >( term.val32() & ( isTcp ? tcpBits : fragmentBits( family ) ) );
+   return BitMask( matchAll, wantsSet ? bits : U16{ 0 }, bits );
 }
 
 // The single bits of a mask, each a test of its own.
@@ -130,29 +148,46 @@ std::vector< BitMask > both( const std::vector< BitMask >& a, const std::vector<
    return result;
 }
 
+// Whether there are packets that pass. Beside "don't fragment", which goes with anything, a whole
+// packet has no bits, the first fragment one, those behind it another, and the last of these both
+// of its own.
+bool someFragmentPasses( const BitMask& mask ) {
+   constexpr U16 isFragment = 0x02;
+   constexpr U16 first = 0x04;
+   constexpr U16 last = 0x08;
+   for ( const U16 kind : { U16{ 0 }, first, isFragment, U16{ isFragment | last } } ) {
+      for ( const U16 dontFragment : { U16{ 0 }, U16{ 1 } } ) {
+         const int wrong = ( ( kind | dontFragment ) ^ mask.val() ) & mask.mask();
+         if ( mask.matchAll() ? wrong == 0 : wrong != mask.mask() ) {
+            return true;
+         }
+      }
+   }
+   return false;
+}
+
 void addMask( MatchComponent& component, const BitMask& mask ) {
    if ( component.compType() == tcpFlags ) {
       component.tcpBitMaskIs( TcpBitMask( mask.matchAll(), mask.val(), mask.mask() ) );
       return;
    }
-   const IpBitMask ipMask( mask.matchAll(), mask.val(), mask.mask() );
-   // A fragment that cannot be is no alternative; a test of no bits is always passed.
-   if ( mask.mask() == 0 || !mask.matchAll() || ipMask.isValid() ) {
-      component.ipBitMaskIs( ipMask );
+   // Alternatives that no packet can satisfy are none.
+   if ( someFragmentPasses( mask ) ) {
+      component.ipBitMaskIs( IpBitMask( mask.matchAll(), mask.val(), mask.mask() ) );
    }
 }
 
 // False when there are too many.
-bool addMasks( const Terms& terms, MatchComponent& component ) {
+bool addMasks( const Terms& terms, AddressFamily family, MatchComponent& component ) {
    return forEachGroup( terms, [&]( std::span< const MatchOpValResult > group ) {
-      const BitMask first = maskOf( group.front() );
+      const BitMask first = maskOf( group.front(), family );
       if ( group.size() == 1 && first.mask() != 0 ) {
          addMask( component, first );
          return true;
       }
       std::vector< BitMask > left = alternatives( first );
       for ( const MatchOpValResult& term : group.subspan( 1 ) ) {
-         left = both( left, alternatives( maskOf( term ) ) );
+         left = both( left, alternatives( maskOf( term, family ) ) );
          if ( left.size() > maxMasks ) {
             return false;
          }
@@ -164,28 +199,12 @@ bool addMasks( const Terms& terms, MatchComponent& component ) {
    } );
 }
 
-// The first thing about the terms of a component that cannot be.
-std::optional< MatchSetError > checkTerms( MatchCompType type, const Terms& terms ) {
+std::optional< MatchSetError > addComponent( const Terms& terms, AddressFamily family,
+                                             std::vector< MatchComponent >& components ) {
+   const MatchCompType type = terms.front().matchType();
    if ( type < ipProto || type > flowLabel ) {
       return MatchSetError{
          type, Vek::concat( "component type ", stringValue( type ), " has no terms" ) };
-   }
-   const U32 max = isBitfieldType( type ) ? maxBits : NumericalRange::matchCompTypeMax( type );
-   for ( const MatchOpValResult& term : terms ) {
-      if ( term.val32() > max ) {
-         return MatchSetError{ type,
-                               Vek::concat( "value ", term.val32(), " is above the maximum of ",
-                                            stringValue( type ), ", ", max ) };
-      }
-   }
-   return std::nullopt;
-}
-
-std::optional< MatchSetError > addComponent( const Terms& terms,
-                                             std::vector< MatchComponent >& components ) {
-   const MatchCompType type = terms.front().matchType();
-   if ( auto error = checkTerms( type, terms ) ) {
-      return error;
    }
    if ( std::ranges::find( components, type, &MatchComponent::compType ) != components.end() ) {
       return MatchSetError{ type, Vek::concat( stringValue( type ), " stands at two places" ) };
@@ -193,7 +212,7 @@ std::optional< MatchSetError > addComponent( const Terms& terms,
    MatchComponent& component = components.emplace_back( type );
    if ( !isBitfieldType( type ) ) {
       addRanges( terms, component );
-   } else if ( !addMasks( terms, component ) ) {
+   } else if ( !addMasks( terms, family, component ) ) {
       return MatchSetError{ type,
                             Vek::concat( "the masks of ", stringValue( type ), " are too many" ) };
    }
@@ -211,14 +230,14 @@ std::optional< MatchSetError > addTerms( const FlowspecKey& key,
    for ( MatchOpValResult term = key.getOptVal( 0 ); !term.isEnd();
          term = key.getOptVal( term.nextIndex() ) ) {
       if ( !terms.empty() && terms.front().matchType() != term.matchType() ) {
-         if ( auto error = addComponent( terms, components ) ) {
+         if ( auto error = addComponent( terms, key.addressFamily(), components ) ) {
             return error;
          }
          terms.clear();
       }
       terms.push_back( term );
    }
-   return terms.empty() ? std::nullopt : addComponent( terms, components );
+   return terms.empty() ? std::nullopt : addComponent( terms, key.addressFamily(), components );
 }
 
 void addPrefix( MatchCompType type, const Zorv::IpGenPrefix& prefix,

@@ -22,11 +22,16 @@ struct MatchSetError {
 /// without it any of them; terms joined by AND become one mask, or several where one of them asks
 /// for any of its bits.
 ///
-/// A component that no value satisfies is there without ranges or masks (`matchesNothing`).
+/// A value counts by its meaning, also one that no packet has: "ipProto != 300" leaves all
+/// protocols, and "= 300" none. Of a DSCP the lower 6 bits count, of fragment bits the four that
+/// RFC 8955 names (the three of RFC 8956 for IPv6), and TCP's flags are 12, the bits above them
+/// being clear in every packet.
 ///
-/// An error, with `components` empty: a type that is not known or stands at two places, a value
-/// above the component's maximum (65535 for a bitmask), a term that cannot be read
-/// (`unprintableTerm`), or more than 4096 masks.
+/// A component that no packet satisfies is there without ranges or masks (`matchesNothing`); nor
+/// does it have the masks of fragments that cannot be, such as a first one that is also the last.
+///
+/// An error, with `components` empty: a type that is not known or stands at two places, a term that
+/// cannot be read (`unprintableTerm`), or more than 4096 masks.
 [[nodiscard]] OSK_EXPORT std::optional< MatchSetError >
 matchSetFromKey( const FlowspecKey& key, std::vector< MatchComponent >& components );
 

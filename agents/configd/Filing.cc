@@ -1,6 +1,7 @@
 #include "agents/configd/Filing.h"
 
 #include "Flowspec/config/MatchSetBuilder.h"
+#include "tools/lib/FieldBounds.h"
 
 #include <algorithm>
 
@@ -58,7 +59,8 @@ public:
          fileVrf( vrfId, Group( begin, end ) );
          begin = end;
       }
-      reportBad();
+      filed_.errors = inOrder( bad_ );
+      filed_.warnings = inOrder( doubtful_ );
       return std::move( filed_ );
    }
 
@@ -148,6 +150,9 @@ private:
          }
          return;
       }
+      if ( auto warning = Tools::beyondField( key ) ) {
+         doubtful_.push_back( { planned, *std::move( warning ) } );
+      }
       const MatchCompType component = sanitize( key );
       const Vek::Ptr< VrfRuleConfig > vrf = config_.vrfRuleConfigIs( vrfId );
       if ( component == invalid ) {
@@ -214,7 +219,8 @@ private:
       filed_.removed += before - vrf.infeasibleRule().size();
    }
 
-   struct Bad {
+   // What is to be told of a rule.
+   struct Remark {
       Planned planned;
       Vek::String reason;
    };
@@ -223,14 +229,17 @@ private:
       bad_.push_back( { planned, std::move( reason ) } );
    }
 
-   void reportBad() {
-      std::ranges::sort( bad_, {}, []( const Bad& item ) {
-         return std::pair( item.planned.file, item.planned.rule->line );
+   // By files, then by lines.
+   std::vector< RuleError > inOrder( std::vector< Remark >& remarks ) const {
+      std::ranges::sort( remarks, {}, []( const Remark& remark ) {
+         return std::pair( remark.planned.file, remark.planned.rule->line );
       } );
-      for ( Bad& item : bad_ ) {
-         filed_.errors.push_back(
-            { files_[item.planned.file].file, item.planned.rule->line, std::move( item.reason ) } );
+      std::vector< RuleError > errors;
+      for ( Remark& remark : remarks ) {
+         errors.push_back( { files_[remark.planned.file].file, remark.planned.rule->line,
+                             std::move( remark.reason ) } );
       }
+      return errors;
    }
 
    Config& config_;
@@ -238,7 +247,8 @@ private:
    std::vector< Planned > planned_;
    std::vector< MatchComponent > components_;
    Vek::Ptr< RuleConfig > detached_; // stays until the next one is made, and its memory with it
-   std::vector< Bad > bad_;
+   std::vector< Remark > bad_;
+   std::vector< Remark > doubtful_;
    Filed filed_;
 };
 

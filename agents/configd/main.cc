@@ -63,6 +63,9 @@ public:
       }
       const Filed filed = filing_.apply( files_ );
       report( filed.errors );
+      for ( const RuleError& warning : filed.warnings ) {
+         Flowspec::Tools::warnLine( warning.file, warning.line, warning.reason );
+      }
       daemon.log( Vek::concat( "filed ", filed.feasible, " rules and ", filed.infeasible,
                                " infeasible ones: ", filed.added, " new, ", filed.removed,
                                " gone, ", refused + filed.errors.size(), " refused" ) );

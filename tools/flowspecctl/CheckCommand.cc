@@ -2,6 +2,7 @@
 
 #include "Flowspec/config/MatchSetBuilder.h"
 #include "tools/lib/Diagnostics.h"
+#include "tools/lib/FieldBounds.h"
 #include "tools/lib/InputFiles.h"
 #include "tools/lib/MatchSetText.h"
 
@@ -78,7 +79,13 @@ private:
          empty != components.end() ? empty->compType() : rule->sanitizeMatchSet();
       const bool feasible = component == invalid;
       good_ = good_ && feasible;
+      const Reason warning = beyondField( rule_.key );
       if ( !options_.json ) {
+         if ( warning ) {
+            input_.clearProgress();
+            output_.flush();
+            warnLine( place.file, place.line, *warning );
+         }
          rule_.key.appendStrepCli( output_.text(), false );
          output_.text() += feasible
                               ? Vek::concat( "\tfeasible\t", protocolText( *rule ), '\n' )
@@ -91,6 +98,9 @@ private:
          answer["ipProto"] = protocolJson( *rule );
       } else {
          answer["component"] = stringValue( component );
+      }
+      if ( warning ) {
+         answer["warning"] = *warning;
       }
       answer["cli"] = rule_.key.toStrepCli( false );
       write( place, answer );

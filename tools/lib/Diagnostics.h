@@ -12,6 +12,9 @@ namespace Flowspec::Tools {
 
 void reportLine( std::string_view file, U64 line, std::string_view message );
 
+/// The same with "warning:", for a line that is taken all the same.
+void warnLine( std::string_view file, U64 line, std::string_view message );
+
 /// About a file as a whole, or, with the program's name as `file`, about none.
 void reportFile( std::string_view file, std::string_view message );
 

@@ -58,7 +58,8 @@ constexpr const char* dns = "1;ipv4;10.2.0.0/16;*;IP:=0L17;DP:=0L53;";
 constexpr const char* other = "2;ipv6;2001:db8::/32;*;IT:=0L128;";
 constexpr const char* nothing = "1;ipv4;*;*;LEN:>0L100&<0L101;";
 constexpr const char* pingPort = "1;ipv4;*;*;IP:=0L1;DP:=0L80;";
-constexpr const char* beyond = "1;ipv4;*;*;DSCP:=0L64;";
+constexpr const char* beyond = "1;ipv4;*;*;DSCP:=0L110;";
+constexpr const char* twice = "1;ipv4;*;*;DP:=0L80;SP:=0L80;DP:=0L81;";
 
 TEST_F( FilingTest, RulesStandInTheirVrfsWithWhatTheyAskFor ) {
    const Filed result = apply( { rule( other, R"({"redirect":{"vrf":7}})", 3 ),
@@ -107,16 +108,30 @@ TEST_F( FilingTest, WhatNoPacketMatchesIsInfeasible ) {
 }
 
 TEST_F( FilingTest, AKeyThatCannotBeTakenApartIsAnError ) {
-   const Filed result = apply( { rule( beyond ), rule( web ) } );
+   const Filed result = apply( { rule( twice ), rule( web ) } );
    EXPECT_THAT( result.errors,
-                ElementsAre( RuleError{ "a", 1, "value 64 is above the maximum of dscp, 63" } ) );
+                ElementsAre( RuleError{ "a", 1, "destPort stands at two places" } ) );
    EXPECT_EQ( result.feasible, 1U );
    // Nor is a VRF made for it, or kept.
-   EXPECT_EQ( apply( { rule( beyond ) } ).removed, 1U );
+   EXPECT_EQ( apply( { rule( twice ) } ).removed, 1U );
    EXPECT_TRUE( config->vrfRuleConfig().empty() );
    TreeRecorder changes( *config );
-   EXPECT_EQ( apply( { rule( beyond ) } ).errors.size(), 1U );
+   EXPECT_EQ( apply( { rule( twice ) } ).errors.size(), 1U );
    EXPECT_THAT( changes.take(), IsEmpty() );
+}
+
+TEST_F( FilingTest, ValuesThatNoPacketHasCountByTheirMeaning ) {
+   const Filed result = apply( { rule( "1;ipv4;*;*;IP:=1L300;" ), rule( web ), rule( beyond ) } );
+   EXPECT_THAT( result.errors, IsEmpty() );
+   EXPECT_THAT(
+      result.warnings,
+      ElementsAre(
+         RuleError{ "a", 1, "value 300 of ipProto is above 255, the highest that a packet has" },
+         RuleError{ "a", 3, "value 110 of dscp has more than 6 bits: it counts as 46" } ) );
+   EXPECT_EQ( result.feasible, 2U );
+   EXPECT_EQ( result.infeasible, 1U );
+   EXPECT_EQ( filed( beyond )->matchSetGet( dscp ).numericalRange(),
+              Vek::HashSet{ NumericalRange( 46, 46 ) } );
 }
 
 TEST_F( FilingTest, OfEqualKeysTheFirstOneCounts ) {
@@ -131,7 +146,7 @@ TEST_F( FilingTest, OfEqualKeysTheFirstOneCounts ) {
 }
 
 TEST_F( FilingTest, ErrorsAreInTheOrderOfFilesAndLines ) {
-   const RuleFile files[] = { file( { rule( web ), rule( beyond ), rule( web ) }, "b" ),
+   const RuleFile files[] = { file( { rule( web ), rule( twice ), rule( web ) }, "b" ),
                               file( { rule( web ) }, "a" ) };
    std::vector< Vek::String > places;
    for ( const RuleError& error : filing.apply( files ).errors ) {
@@ -214,14 +229,14 @@ TEST_F( FilingTest, WhatIsGoneGoes ) {
 TEST_F( FilingTest, WhatOthersFiledIsPutRight ) {
    const auto vrf = config->vrfRuleConfigIs( 1 );
    vrf->ruleIs( keyOf( nothing ) );
-   vrf->ruleIs( keyOf( beyond ) );
+   vrf->ruleIs( keyOf( twice ) );
    vrf->infeasibleRuleIs( keyOf( web ) );
-   vrf->infeasibleRuleIs( keyOf( beyond ) );
+   vrf->infeasibleRuleIs( keyOf( twice ) );
    MatchComponent protocol( ipProto );
    protocol.numericalRangeIs( NumericalRange( 1, 1 ) );
    vrf->ruleIs( keyOf( dns ) )->matchSetIs( protocol );
    config->vrfRuleConfigIs( 9 );
-   const Filed result = apply( { rule( web ), rule( nothing ), rule( beyond ), rule( dns ) } );
+   const Filed result = apply( { rule( web ), rule( nothing ), rule( twice ), rule( dns ) } );
    EXPECT_EQ( result.removed, 4U );
    EXPECT_EQ( result.added, 2U );
    EXPECT_EQ( vrf->rule().size(), 2U );

@@ -5,8 +5,8 @@ definitions, the slow way.
 usage: model.py RULES PROFILE CAPTURE INTERFACE
 
 RULES is a file that configd reads. Prints an object for each of its rules, on a line each: "line"
-is the rule's in the file, from 1 on, and "outcome" is "refused", "infeasible" with the component
-at fault as "component", or the status code. Then "entries" is what the rule takes of the TCAM,
+is the rule's in the file, from 1 on, and "outcome" is "infeasible" with the component at fault as
+"component", or the status code. Then "entries" is what the rule takes of the TCAM,
 "packets" and "bytes" count the packets of CAPTURE that came in on INTERFACE, and "matching" is how
 many of these the rule matches, whatever rules there are beside it.
 """
@@ -18,8 +18,8 @@ import sys
 from pathlib import Path
 
 from capture import COMPONENTS, ICMP, TCP, UDP, packets_of
-from terms import (BITMASKS, TOP, alternatives, bitmask_holds, masks_of, numeric_holds,
-                   numeric_ranges, prefix_count, ranges_of)
+from terms import (BITMASKS, TOP, alternatives, bitmask_holds, masks_of, meant, numeric_holds,
+                   numeric_ranges, prefix_count, ranges_of, some_fragment_passes)
 
 PORTS = ("port", "destPort", "srcPort")
 
@@ -35,10 +35,16 @@ class Rule:
         self.terms = {}
         for term in fields["terms"]:
             self.terms.setdefault(term["type"], []).append((term["op"], term["value"]))
-        self.numeric = {name: numeric_ranges(name, terms) for name, terms in self.terms.items()
+        self.meant = {name: [(op, meant(name, self.family, value)) for op, value in terms]
+                      for name, terms in self.terms.items()}
+        assert all(value <= TOP["tcpFlags"] for _, value in self.terms.get("tcpFlags", []))
+        self.numeric = {name: numeric_ranges(name, terms) for name, terms in self.meant.items()
                         if name not in BITMASKS}
-        self.masks = {name: masks_of(terms) for name, terms in self.terms.items()
+        self.masks = {name: masks_of(terms) for name, terms in self.meant.items()
                       if name in BITMASKS}
+        if "fragment" in self.masks:
+            self.masks["fragment"] = {mask for mask in self.masks["fragment"]
+                                      if some_fragment_passes(mask, self.family)}
         self.actions = self.named_actions(fields.get("action", {}))
         self.result = {"line": line}
         self.counts = {"packets": 0, "bytes": 0, "matching": 0}
@@ -56,9 +62,6 @@ class Rule:
             "continue": action.get("continue"),
         }
         return {name for name, wanted in asked.items() if wanted} or {"trafficPermit"}
-
-    def out_of_range(self):
-        return any(value > TOP[name] for name, terms in self.terms.items() for _, value in terms)
 
     def has(self, *names):
         return any(name in self.terms for name in names)
@@ -98,7 +101,7 @@ class Rule:
     def holds(self, name, value):
         test = bitmask_holds if name in BITMASKS else numeric_holds
         return any(all(test(*term, value) for term in group)
-                   for group in alternatives(self.terms[name]))
+                   for group in alternatives(self.meant[name]))
 
     def matches(self, packet):
         if packet["family"] != self.family:
@@ -205,9 +208,7 @@ def main(rule_path, profile_path, capture_path, interface):
              for line, text in enumerate(Path(rule_path).read_text().splitlines(), 1)]
     feasible = []
     for rule in rules:
-        if rule.out_of_range():
-            rule.result["outcome"] = "refused"
-        elif fault := rule.sanitise():
+        if fault := rule.sanitise():
             rule.result.update(outcome="infeasible", component=fault)
         else:
             feasible.append(rule)

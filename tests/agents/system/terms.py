@@ -7,7 +7,10 @@ BITMASKS = ("tcpFlags", "fragment")
 BITS = 16
 TOP = {"ipProto": 255, "port": 65535, "destPort": 65535, "srcPort": 65535, "icmpType": 255,
        "icmpCode": 255, "packetLength": 65535, "dscp": 63, "flowLabel": (1 << 20) - 1,
-       "tcpFlags": 65535, "fragment": 65535}
+       "tcpFlags": 4095}
+# What a fragment term can be tested against: a whole packet, the first, a middle and the last
+# fragment, in IPv4 with "don't fragment" and without.
+FRAGMENTS = {"ipv4": (0, 1, 4, 5, 2, 3, 10, 11), "ipv6": (0, 4, 2, 10)}
 
 
 def alternatives(terms):
@@ -72,6 +75,18 @@ def term_masks(op, value):
     """A term as (all, set, tested)."""
     wanted = 0 if op & 2 else value
     return (bool(op & 1) != bool(op & 2), wanted, value)
+
+
+def meant(component, family, value):
+    """What counts of a term's value."""
+    used = {"dscp": 63, "fragment": 15 if family == "ipv4" else 14}
+    return value & used.get(component, 0xFFFFFFFF)
+
+
+def some_fragment_passes(mask, family):
+    every, wanted, tested = mask
+    return any((tested & (field ^ wanted)) == 0 if every else (tested & (field ^ wanted)) != tested
+               for field in FRAGMENTS[family])
 
 
 def masks_of(terms):

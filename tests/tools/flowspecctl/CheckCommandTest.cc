@@ -84,24 +84,42 @@ TEST( CheckCommand, NamesTheComponentThatNoValueSatisfies ) {
                1 );
 }
 
-TEST( CheckCommand, ValuesBeyondTheMaximumAreBadLines ) {
-   const Row rows[] = { { "IP:=256", "256 is above the maximum of ipProto, 255" },
-                        { "P:=65536", "65536 is above the maximum of port, 65535" },
-                        { "DP:=65536", "65536 is above the maximum of destPort, 65535" },
-                        { "SP:=65536", "65536 is above the maximum of srcPort, 65535" },
-                        { "IT:=256", "256 is above the maximum of icmpType, 255" },
-                        { "IC:=256", "256 is above the maximum of icmpCode, 255" },
-                        { "TCP:65536", "65536 is above the maximum of tcpFlags, 65535" },
-                        { "LEN:=65536", "65536 is above the maximum of packetLength, 65535" },
-                        { "DSCP:=64", "64 is above the maximum of dscp, 63" },
-                        { "FRAG:65536", "65536 is above the maximum of fragment, 65535" },
-                        { "FL:=1048576", "1048576 is above the maximum of flowLabel, 1048575" } };
-   for ( const Row& row : rows ) {
-      const Result result = check( {}, "*;*;" + row.rule + ";\n" );
-      EXPECT_EQ( result.out, "" );
-      EXPECT_EQ( result.err, "<stdin>:1: error: value " + row.told + "\n" );
-      EXPECT_EQ( result.status, 1 );
+// They count by what they mean, which is rarely what was wanted.
+TEST( CheckCommand, WarnsAboutValuesThatNoPacketHas ) {
+   const struct {
+      Vek::String rule;
+      Vek::String told;
+      Vek::String warning;
+   } rows[] = {
+      { "IP:<>300", "feasible\t0-255",
+        "value 300 of ipProto is above 255, the highest that a packet has" },
+      { "IP:=256", "infeasible\tipProto",
+        "value 256 of ipProto is above 255, the highest that a packet has" },
+      { "P:<>65536", "feasible\t6,17",
+        "value 65536 of port is above 65535, the highest that a packet has" },
+      { "DP:=65536", "infeasible\tdestPort",
+        "value 65536 of destPort is above 65535, the highest that a packet has" },
+      { "IT:<256", "feasible\t1",
+        "value 256 of icmpType is above 255, the highest that a packet has" },
+      { "LEN:<70000", "feasible\tany",
+        "value 70000 of packetLength is above 65535, the highest that a packet has" },
+      { "FL:<1048576", "feasible\tany",
+        "value 1048576 of flowLabel is above 1048575, the highest that a packet has" },
+      { "DSCP:=110", "feasible\tany", "value 110 of dscp has more than 6 bits: it counts as 46" },
+      { "TCP:=4098", "infeasible\ttcpFlags", "bits 0x1000 of tcpFlags are clear in every packet" },
+      { "TCP:65538", "feasible\t6", "bits 0x10000 of tcpFlags are clear in every packet" },
+      { "FRAG:=20", "feasible\tany", "bits 0x10 of fragment do not count" } };
+   for ( const auto& row : rows ) {
+      const Vek::String rule = "*;*;" + row.rule + ";";
+      const Result result = check( {}, rule + '\n' );
+      EXPECT_EQ( result.out, rule + '\t' + row.told + '\n' );
+      EXPECT_EQ( result.err, "<stdin>:1: warning: " + row.warning + "\n" );
+      EXPECT_EQ( result.status, row.told.starts_with( "feasible" ) ? 0 : 1 );
    }
+   const Vek::String dontFragment = "*;*;FRAG:!1;\n";
+   EXPECT_EQ( check( { "--family", "ipv4" }, dontFragment ).err, "" );
+   EXPECT_EQ( check( { "--family", "ipv6" }, dontFragment ).err,
+              "<stdin>:1: warning: bits 0x1 of fragment do not count\n" );
 }
 
 TEST( CheckCommand, GoesOnBehindBadLines ) {
@@ -147,17 +165,18 @@ TEST( CheckCommand, WritesAnObjectForEachLine ) {
                                               "*;*;IP:>5&<18|=47;\n"
                                               "*;*;IP:=1;DP:=80;\n"
                                               "*;*;DSCP:=64;\n" );
-   EXPECT_EQ( result.out,
-              R"({"line":1,"ok":true,"feasible":true,"ipProto":null,"cli":"*;*;"})"
-              "\n"
-              R"({"line":2,"ok":true,"feasible":true,"ipProto":[[6,17],[47,47]],)"
-              R"("cli":"*;*;IP:>5&<18|=47;"})"
-              "\n"
-              R"({"line":3,"ok":true,"feasible":false,"component":"destPort",)"
-              R"("cli":"*;*;IP:=1;DP:=80;"})"
-              "\n"
-              R"({"line":4,"ok":false,"error":"value 64 is above the maximum of dscp, 63"})"
-              "\n" );
+   EXPECT_EQ( result.out, R"({"line":1,"ok":true,"feasible":true,"ipProto":null,"cli":"*;*;"})"
+                          "\n"
+                          R"({"line":2,"ok":true,"feasible":true,"ipProto":[[6,17],[47,47]],)"
+                          R"("cli":"*;*;IP:>5&<18|=47;"})"
+                          "\n"
+                          R"({"line":3,"ok":true,"feasible":false,"component":"destPort",)"
+                          R"("cli":"*;*;IP:=1;DP:=80;"})"
+                          "\n"
+                          R"({"line":4,"ok":true,"feasible":true,"ipProto":null,)"
+                          R"("warning":"value 64 of dscp has more than 6 bits: it counts as 0",)"
+                          R"("cli":"*;*;DSCP:=64;"})"
+                          "\n" );
    EXPECT_EQ( result.err, "" );
    EXPECT_EQ( result.status, 1 );
    EXPECT_EQ( check( { "--json" }, "*;*;\n" ).status, 0 );
