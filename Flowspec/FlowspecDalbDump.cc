@@ -39,26 +39,25 @@ void dumpMembers( DumpContext& context, U32 indent, std::string_view name,
                   const Members& members ) {
    line( context, indent, name, " #", members.size() );
    for ( const auto* const member : members.sorted() ) {
-      line( context, indent, member->toStrep() );
+      line( context, indent + 2, member->toStrep() );
    }
 }
 
-void dumpComponent( DumpContext& context, U32 indent, const MatchComponent& component ) {
-   line( context, indent, "compType is ", number( component.compType() ), ", prefix is ",
-         component.prefix() );
-   dumpMembers( context, indent, "numericalRanges", component.numericalRange() );
-   dumpMembers( context, indent, "ipBitMasks", component.ipBitMask() );
-   dumpMembers( context, indent, "tcpBitMasks", component.tcpBitMask() );
-}
-
 } // namespace
+
+void MatchComponent::dumpState( DumpContext& context, U32 indent ) const {
+   line( context, indent, "compType is ", number( compType_ ), ", prefix is ", prefix_ );
+   dumpMembers( context, indent, "numericalRanges", numericalRange() );
+   dumpMembers( context, indent, "ipBitMasks", ipBitMask() );
+   dumpMembers( context, indent, "tcpBitMasks", tcpBitMask() );
+}
 
 void RuleConfig::dumpState( DumpContext& context, U32 indent ) const {
    keyLine( context, indent, "ruleKey: ", ruleKey_, false, ", ruleId: ", ruleId_ );
    keyLine( context, indent, "ruleKey with value length: ", ruleKey_, true );
    line( context, indent, "matchSets #", matchSet_.size() );
    for ( const auto& [type, component] : matchSet_ ) {
-      dumpComponent( context, indent + 2, component );
+      component.dumpState( context, indent + 2 );
    }
    line( context, indent, "actionFieldSet is ", actionFieldSet_.value(), ", trafficAction is ",
          trafficAction_.value(), ", trafficRedirect is (vrf=", trafficRedirect_.vrfId(),

@@ -19,6 +19,8 @@ struct MatchComponent::Table {
       Vek::operation< &T::matchTypePrefix >( 7, "matchTypePrefix" ),
       Vek::operation< &T::matchTypeNumericalRange >( 8, "matchTypeNumericalRange" ),
       Vek::operation< &T::matchTypeBitMask >( 9, "matchTypeBitMask" ),
+      Vek::operation< &T::dumpState >( 10, "dumpState", "context", "indent" ),
+      Vek::operation< &T::toStrep >( 11, "toStrep" ),
    };
    static_assert( Vek::idsAscend( rows ) );
 };
@@ -63,7 +65,7 @@ Vek::String MatchComponent::toStrep() const {
 
 namespace {
 
-static_assert( std::size( MatchComponent::Table::rows ) == 8,
+static_assert( std::size( MatchComponent::Table::rows ) == 10,
                "the encoding below lists the attributes" );
 
 constexpr std::size_t rangeSize = 8;

@@ -2,6 +2,7 @@
 
 #include "Flowspec/vocab/BitMask.h"
 #include "Flowspec/vocab/NumericalRange.h"
+#include "Osk/DumpContext.h"
 #include "Vek/HashSet.h"
 #include "Vek/OnDemand.h"
 #include "Zorv/IpGenPrefix.h"
@@ -53,6 +54,9 @@ public:
    bool matchTypeNumericalRange() const;
    /// Whether the type is a bitmask one, by `isBitfieldType`.
    bool matchTypeBitMask() const;
+
+   /// Writes the component, indented by `indent` columns, and its members by two more.
+   void dumpState( Osk::DumpContext& context, U32 indent ) const;
 
    /// "<compType=destPort;prefix=;numericalRanges=2;ipBitMasks=0;tcpBitMasks=0>": members are only
    /// counted.

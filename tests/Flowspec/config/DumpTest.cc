@@ -64,24 +64,38 @@ TEST( Dump, RuleWithAllKindsOfComponentsAndActions ) {
       "  tcpBitMasks #0\n"
       "  compType is 5, prefix is \n"
       "  numericalRanges #2\n"
-      "  [ 80, 81 ]\n"
-      "  [ 443, 443 ]\n"
+      "    [ 80, 81 ]\n"
+      "    [ 443, 443 ]\n"
       "  ipBitMasks #0\n"
       "  tcpBitMasks #0\n"
       "  compType is 9, prefix is \n"
       "  numericalRanges #0\n"
       "  ipBitMasks #0\n"
       "  tcpBitMasks #1\n"
-      "  <value:0x2;mask:0x12>\n"
+      "    <value:0x2;mask:0x12>\n"
       "  compType is 12, prefix is \n"
       "  numericalRanges #0\n"
       "  ipBitMasks #1\n"
-      "  <value:0x1;mask:0x3>\n"
+      "    <value:0x1;mask:0x3>\n"
       "  tcpBitMasks #0\n"
       "actionFieldSet is 96, trafficAction is 3, trafficRedirect is (vrf=5, addr=192.0.2.1, "
       "copy=1), trafficMarkingDscp is 46\n";
    EXPECT_EQ( dump( *rule, 0 ), expected );
    EXPECT_EQ( dump( *rule, 4 ), indented( 4, expected ) );
+}
+
+TEST( Dump, ComponentByItself ) {
+   MatchComponent component( fragment );
+   component.ipBitMaskIs( IpBitMask( true, 0, 2 ) );
+   component.ipBitMaskIs( IpBitMask( false, 1, 1 ) );
+   const std::string expected = "compType is 12, prefix is \n"
+                                "numericalRanges #0\n"
+                                "ipBitMasks #2\n"
+                                "  <value:0x1;mask:0x1>\n"
+                                "  <value:0x0;mask:0x2>\n"
+                                "tcpBitMasks #0\n";
+   EXPECT_EQ( dump( component, 0 ), expected );
+   EXPECT_EQ( dump( component, 3 ), indented( 3, expected ) );
 }
 
 TEST( Dump, InfeasibleRule ) {
