@@ -65,10 +65,10 @@ void logWrite( Vek::LogWriter& out, const UnsupportedQual& value ) {
 
 void logRead( Vek::LogReader& in, UnsupportedQual& value ) {
    UnsupportedQual read( static_cast< Zorv::AddressFamily >( static_cast< U8 >( in.u32() ) ) );
-   for ( ;; ) {
-      const auto type = static_cast< MatchCompType >( static_cast< U8 >( in.u32() ) );
+   while ( const U32 number = in.u32() ) {
+      const auto type = static_cast< MatchCompType >( static_cast< U8 >( number ) );
       if ( type == invalid ) {
-         break;
+         in.fail( Vek::concat( "no component has the type ", number ) );
       }
       read.qualIs( type, in.string() );
    }

@@ -216,6 +216,23 @@ TEST( Encoding, StatusValues ) {
    expectEncoding( value, "00000002 00000004 00000000 0000000D 00000002 6E6F 00000000 00000020" );
 }
 
+// The list of qualifiers ends at a number of 0, not at one that only looks like it.
+TEST( Encoding, NumbersOfQualifiers ) {
+   UnsupportedQual value( Zorv::AddressFamily::ipv4 );
+   value.qualIs( destPrefix, "a" );
+   EXPECT_EQ( logValue< UnsupportedQual >( bytesOf( "00000001 00000101 00000001 61 00000000"
+                                                    "00000000" ) ),
+              value )
+      << "the low byte is the type";
+   expectRefused< UnsupportedQual >( "00000001 00000100 00000000",
+                                     "byte 8: no component has the type 256" );
+   expectRefused< UnsupportedQual >( "00000001 00000001 00000001 61 FFFFFF00 00000000 00000000",
+                                     "byte 17: no component has the type 4294967040" );
+   EXPECT_THROW(
+      logValue< UnsupportedQual >( bytesOf( "00000001 00000100 00000000" ), Trust::trusted ),
+      Vek::StreamException );
+}
+
 TEST( Encoding, AQualifierOfTypeZeroCannotBeWritten ) {
    UnsupportedQual value( Zorv::AddressFamily::ipv4 );
    value.qualIs( MatchCompType::invalid, "what" );
