@@ -75,7 +75,7 @@ using Vek::sequenceToValue;
 using Vek::stringValue;
 
 /// The type with a number or a name; `Vek::RangeException` when there is none.
-inline TrafficRedirectType TrafficRedirectTypeInstance( unsigned number ) {
+inline TrafficRedirectType TrafficRedirectTypeInstance( U64 number ) {
    return Vek::enumInstance< TrafficRedirectType >( number );
 }
 inline TrafficRedirectType TrafficRedirectTypeInstance( std::string_view name ) {

@@ -43,7 +43,7 @@ using Vek::sequenceToValue;
 using Vek::stringValue;
 
 /// The status with a number or a name; `Vek::RangeException` when there is none.
-inline HwRuleProgrammingStatus HwRuleProgrammingStatusInstance( unsigned number ) {
+inline HwRuleProgrammingStatus HwRuleProgrammingStatusInstance( U64 number ) {
    return Vek::enumInstance< HwRuleProgrammingStatus >( number );
 }
 inline HwRuleProgrammingStatus HwRuleProgrammingStatusInstance( std::string_view name ) {

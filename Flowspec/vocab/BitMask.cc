@@ -74,7 +74,7 @@ Vek::String TcpBitMask::toStrepCli() const {
    return text;
 }
 
-IpBitMask::IpBit IpBitMask::IpBitInstance( unsigned number ) {
+IpBitMask::IpBit IpBitMask::IpBitInstance( U64 number ) {
    return Vek::enumInstance< IpBit >( number );
 }
 
@@ -82,7 +82,7 @@ IpBitMask::IpBit IpBitMask::IpBitInstance( std::string_view name ) {
    return Vek::enumInstance< IpBit >( name );
 }
 
-TcpBitMask::TcpBit TcpBitMask::TcpBitInstance( unsigned number ) {
+TcpBitMask::TcpBit TcpBitMask::TcpBitInstance( U64 number ) {
    return Vek::enumInstance< TcpBit >( number );
 }
 

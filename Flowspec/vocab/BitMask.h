@@ -72,7 +72,7 @@ public:
    Vek::String toStrepCli() const;
 
    /// The bit with a number or a name; `Vek::RangeException` when there is none.
-   static IpBit IpBitInstance( unsigned number );
+   static IpBit IpBitInstance( U64 number );
    static IpBit IpBitInstance( std::string_view name );
 };
 
@@ -106,7 +106,7 @@ public:
    Vek::String toStrepCli() const;
 
    /// The bit with a number or a name; `Vek::RangeException` when there is none.
-   static TcpBit TcpBitInstance( unsigned number );
+   static TcpBit TcpBitInstance( U64 number );
    static TcpBit TcpBitInstance( std::string_view name );
 };
 

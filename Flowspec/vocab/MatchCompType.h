@@ -47,7 +47,7 @@ using Vek::sequenceToValue;
 using Vek::stringValue;
 
 /// The component type with a number or a name; `Vek::RangeException` when there is none.
-inline MatchCompType MatchCompTypeInstance( unsigned number ) {
+inline MatchCompType MatchCompTypeInstance( U64 number ) {
    return Vek::enumInstance< MatchCompType >( number );
 }
 inline MatchCompType MatchCompTypeInstance( std::string_view name ) {

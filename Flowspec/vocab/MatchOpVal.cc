@@ -43,7 +43,7 @@ void sequenceToValue( Vek::CharRange& range, MatchOpValIndex* value ) {
    if ( !number ) {
       Vek::throwRange( Vek::concat( "Flowspec::MatchOpValIndex: '", digits, "' is not a number" ) );
    }
-   *value = MatchOpValIndex( static_cast< U32 >( std::min( *number, U64{ 0xFFFFFFFF } ) ) );
+   *value = MatchOpValIndex( *number );
 }
 
 Vek::String MatchOpVal::toStrep() const {

@@ -89,7 +89,7 @@ public:
    /// Converts implicitly, as indices are threaded through calls. Above `max()`:
    /// `Vek::RangeException` "Flowspec::MatchOpValIndex::value < Flowspec::MatchOpValIndex::min or >
    /// Flowspec::MatchOpValIndex::max not allowed".
-   constexpr MatchOpValIndex( U32 value ) : value_( static_cast< U16 >( value ) ) {
+   constexpr MatchOpValIndex( U64 value ) : value_( static_cast< U16 >( value ) ) {
       if ( value > max() ) [[unlikely]] {
          throwOutOfRange();
       }

@@ -7,32 +7,36 @@
 
 namespace Flowspec {
 
-NumericalRange::NumericalRange( U32 rangeMin, U32 rangeMax )
-   : rangeMin_( rangeMin ), rangeMax_( rangeMax ) {
-   check( "Flowspec::NumericalRange::rangeMin > rangeMax_ not allowed" );
+namespace {
+
+void check( U64 rangeMin, U64 rangeMax, const char* upsideDownMessage ) {
+   if ( rangeMin > rangeMax ) {
+      Vek::throwRange( upsideDownMessage );
+   }
+   if ( rangeMin > NumericalRange::invalidValue() ) {
+      Vek::throwRange( "Flowspec::NumericalRange::rangeMin < Flowspec::NumericalRange::min or > "
+                       "Flowspec::NumericalRange::invalidValue not allowed" );
+   }
+   if ( rangeMax > NumericalRange::invalidValue() ) {
+      Vek::throwRange( "Flowspec::NumericalRange::rangeMax < Flowspec::NumericalRange::min or > "
+                       "Flowspec::NumericalRange::invalidValue not allowed" );
+   }
+}
+
+} // namespace
+
+NumericalRange::NumericalRange( U64 rangeMin, U64 rangeMax )
+   : rangeMin_( static_cast< U32 >( rangeMin ) ), rangeMax_( static_cast< U32 >( rangeMax ) ) {
+   check( rangeMin, rangeMax, "Flowspec::NumericalRange::rangeMin > rangeMax_ not allowed" );
 }
 
 // The algebra's results are checked like any other, under a message of their own.
 NumericalRange NumericalRange::built( U32 rangeMin, U32 rangeMax ) {
+   check( rangeMin, rangeMax, "Flowspec::NumericalRange::rangeMin > _rangeMax not allowed" );
    NumericalRange range;
    range.rangeMin_ = rangeMin;
    range.rangeMax_ = rangeMax;
-   range.check( "Flowspec::NumericalRange::rangeMin > _rangeMax not allowed" );
    return range;
-}
-
-void NumericalRange::check( const char* upsideDownMessage ) const {
-   if ( rangeMin_ > rangeMax_ ) {
-      Vek::throwRange( upsideDownMessage );
-   }
-   if ( rangeMin_ > invalidValue() ) {
-      Vek::throwRange( "Flowspec::NumericalRange::rangeMin < Flowspec::NumericalRange::min or > "
-                       "Flowspec::NumericalRange::invalidValue not allowed" );
-   }
-   if ( rangeMax_ > invalidValue() ) {
-      Vek::throwRange( "Flowspec::NumericalRange::rangeMax < Flowspec::NumericalRange::min or > "
-                       "Flowspec::NumericalRange::invalidValue not allowed" );
-   }
 }
 
 bool NumericalRange::isRangeOverlap( const NumericalRange& otherRange ) const {

@@ -29,7 +29,7 @@ public:
    /// - "Flowspec::NumericalRange::rangeMin < Flowspec::NumericalRange::min or >
    ///   Flowspec::NumericalRange::invalidValue not allowed"
    /// - the same with `rangeMax` as its subject
-   NumericalRange( U32 rangeMin, U32 rangeMax );
+   NumericalRange( U64 rangeMin, U64 rangeMax );
 
    constexpr U32 rangeMin() const { return rangeMin_; }
    constexpr U32 rangeMax() const { return rangeMax_; }
@@ -69,7 +69,6 @@ public:
 
 private:
    static NumericalRange built( U32 rangeMin, U32 rangeMax );
-   void check( const char* upsideDownMessage ) const;
 
    U32 rangeMin_ = invalidValue();
    U32 rangeMax_ = invalidValue();

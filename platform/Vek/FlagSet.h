@@ -17,7 +17,7 @@ public:
    constexpr FlagSet() = default;
 
    /// The set with the bits of `value`; `RangeException` when a bit is no flag.
-   explicit FlagSet( unsigned value ) : value_( static_cast< U8 >( value ) ) {
+   explicit FlagSet( U64 value ) : value_( static_cast< U8 >( value ) ) {
       if ( value >> std::size( T::flagNames ) != 0 ) {
          throwRange( concat( T::typeName, ": ", value, " is not a set of flags" ) );
       }

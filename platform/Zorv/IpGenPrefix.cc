@@ -29,11 +29,11 @@ std::optional< U8 > takeLength( std::string_view text, std::size_t& at, unsigned
 
 } // namespace
 
-IpGenPrefix::IpGenPrefix( const IpGenAddr& address, unsigned length ) {
+IpGenPrefix::IpGenPrefix( const IpGenAddr& address, U64 length ) {
    if ( address.empty() || length > IpGenAddr::bits( address.family() ) ) {
       Vek::throwRange( badTextMessage( Vek::concat( address, '/', length ) ) );
    }
-   address_ = address.masked( length );
+   address_ = address.masked( static_cast< unsigned >( length ) );
    length_ = static_cast< U8 >( length );
 }
 

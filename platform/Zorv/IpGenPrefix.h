@@ -15,7 +15,7 @@ public:
 
    /// The first `length` bits of `address`; `RangeException` when the length is beyond the
    /// family's (32 or 128) or the address is empty.
-   IpGenPrefix( const IpGenAddr& address, unsigned length );
+   IpGenPrefix( const IpGenAddr& address, U64 length );
 
    /// The prefix that all of `text` spells: an address, "/", and a decimal length without leading
    /// zeros, at most 32 or 128. Host bits are cleared. Nothing for anything else, "" included.

@@ -26,7 +26,7 @@ using Vek::sequenceToValue;
 using Vek::stringValue;
 
 /// The fragment type with a number or a name; `Vek::RangeException` when there is none.
-inline FragmentType FragmentTypeInstance( unsigned number ) {
+inline FragmentType FragmentTypeInstance( U64 number ) {
    return Vek::enumInstance< FragmentType >( number );
 }
 inline FragmentType FragmentTypeInstance( std::string_view name ) {

@@ -6,14 +6,14 @@
 
 namespace Classification {
 
-NumericalRange::NumericalRange( U32 rangeMin, U32 rangeMax )
+NumericalRange::NumericalRange( U64 rangeMin, U64 rangeMax )
    : NumericalRange( "Classification::NumericalRange", std::numeric_limits< U32 >::max(), rangeMin,
                      rangeMax ) {}
 
-NumericalRange::NumericalRange( std::string_view type, U32 max, U32 rangeMin, U32 rangeMax )
-   : rangeMin_( rangeMin ), rangeMax_( rangeMax ) {
+NumericalRange::NumericalRange( std::string_view type, U32 max, U64 rangeMin, U64 rangeMax )
+   : rangeMin_( static_cast< U32 >( rangeMin ) ), rangeMax_( static_cast< U32 >( rangeMax ) ) {
    if ( rangeMin > rangeMax ) {
-      Vek::throwRange( Vek::concat( type, ": ", *this, " is upside down" ) );
+      Vek::throwRange( Vek::concat( type, ": ", rangeMin, '-', rangeMax, " is upside down" ) );
    }
    if ( rangeMax > max ) {
       Vek::throwRange( Vek::concat( type, ": ", rangeMax, " is above ", max ) );

@@ -12,8 +12,8 @@ namespace Classification {
 class OSK_EXPORT NumericalRange {
 public:
    /// The range of the two bounds; `Vek::RangeException` "Classification::NumericalRange:
-   /// <rangeMin>-<rangeMax> is upside down" when it is.
-   NumericalRange( U32 rangeMin, U32 rangeMax );
+   /// <rangeMin>-<rangeMax> is upside down" when it is, and "... <rangeMax> is above 4294967295".
+   NumericalRange( U64 rangeMin, U64 rangeMax );
 
    constexpr U32 rangeMin() const { return rangeMin_; }
    constexpr U32 rangeMax() const { return rangeMax_; }
@@ -29,7 +29,7 @@ public:
    constexpr auto operator<=>( const NumericalRange& ) const = default;
 
 protected:
-   NumericalRange( std::string_view type, U32 max, U32 rangeMin, U32 rangeMax );
+   NumericalRange( std::string_view type, U32 max, U64 rangeMin, U64 rangeMax );
 
 private:
    U32 rangeMin_;
@@ -53,11 +53,11 @@ public:
    static constexpr U32 max() { return field.max; }
 
    /// The range of one value.
-   explicit FieldRange( U32 value ) : FieldRange( value, value ) {}
+   explicit FieldRange( U64 value ) : FieldRange( value, value ) {}
 
    /// The range of the two bounds. `Vek::RangeException` when they are upside down, as above but
    /// with the name of this type, or "<typeName>: <rangeMax> is above <max>".
-   FieldRange( U32 rangeMin, U32 rangeMax )
+   FieldRange( U64 rangeMin, U64 rangeMax )
       : NumericalRange( field.typeName, field.max, rangeMin, rangeMax ) {}
 
    constexpr auto operator<=>( const FieldRange& ) const = default;

@@ -4,7 +4,7 @@
 
 namespace L3 {
 
-MplsLabel::MplsLabel( U32 value ) : value_( value ) {
+MplsLabel::MplsLabel( U64 value ) : value_( static_cast< U32 >( value ) ) {
    if ( value > none() ) {
       Vek::throwRange( Vek::concat( "L3::MplsLabel: ", value, " is above ", none() ) );
    }

@@ -16,7 +16,7 @@ public:
 
    /// The label with a number, or none for `none()`; `RangeException` "L3::MplsLabel: <number> is
    /// above 1048576" otherwise.
-   explicit MplsLabel( U32 value );
+   explicit MplsLabel( U64 value );
 
    constexpr U32 value() const { return value_; }
 

@@ -199,6 +199,11 @@ TEST( IpBit, HasTheServicesOfAnEnumeration ) {
    EXPECT_EQ( static_cast< int >( IpBitMask::lastFragment ), 3 );
 }
 
+TEST( BitMask, WideNumbersOfBitsAreNotCut ) {
+   EXPECT_THROW( IpBitMask::IpBitInstance( 0x1'0000'0001 ), Vek::RangeException );
+   EXPECT_THROW( TcpBitMask::TcpBitInstance( 0x1'0000'0001 ), Vek::RangeException );
+}
+
 TEST( TcpBit, HasTheServicesOfAnEnumeration ) {
    expectServices< TcpBitMask::TcpBit >(
       { "tcpFin", "tcpSyn", "tcpRst", "tcpPsh", "tcpAck", "tcpUrg", "tcpEce", "tcpCwr", "tcpNs" },

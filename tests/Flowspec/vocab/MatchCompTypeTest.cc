@@ -65,6 +65,11 @@ TEST( MatchCompType, UnknownNumberRaisesTheRangeException ) {
                 raisesRange( "Flowspec::MatchCompType: 259 is not an enumerator" ) );
 }
 
+TEST( MatchCompType, WideNumbersAreNotCut ) {
+   EXPECT_THAT( [] { MatchCompTypeInstance( 0x1'0000'0005 ); },
+                raisesRange( "Flowspec::MatchCompType: 4294967301 is not an enumerator" ) );
+}
+
 TEST( MatchCompType, UnknownNameRaisesTheRangeException ) {
    EXPECT_THAT( [] { MatchCompTypeInstance( "DestPort" ); },
                 raisesRange( "Flowspec::MatchCompType: 'DestPort' is not an enumerator" ) );

@@ -172,6 +172,8 @@ TEST( MatchOpValIndex, RunsFrom0To2047AndIs2047ByDefault ) {
    EXPECT_THAT( [] { MatchOpValIndex( 2048 ); }, raisesIndexRange() );
    EXPECT_THAT( [] { MatchOpValIndex( 0x10000 ); }, raisesIndexRange() );
    EXPECT_THAT( [] { MatchOpValIndex( 0xFFFFFFFF ); }, raisesIndexRange() );
+   EXPECT_THAT( [] { MatchOpValIndex( 0x1'0000'0005 ); }, raisesIndexRange() );
+   EXPECT_THAT( [] { MatchOpValIndex( ~U64{ 0 } ); }, raisesIndexRange() );
    EXPECT_LT( MatchOpValIndex( 255 ), MatchOpValIndex( 256 ) );
 }
 

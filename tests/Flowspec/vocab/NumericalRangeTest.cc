@@ -71,6 +71,14 @@ TEST( NumericalRange, BoundsAreCheckedInOrder ) {
    EXPECT_THAT( [] { NumericalRange( tooLarge, 0xFFFFFFFF ); }, raisesRange( max ) );
 }
 
+TEST( NumericalRange, WideBoundsAreNotCut ) {
+   EXPECT_THAT( [] { NumericalRange( 0x1'0000'0005, 9 ); },
+                raisesRange( "Flowspec::NumericalRange::rangeMin > rangeMax_ not allowed" ) );
+   EXPECT_THAT( [] { NumericalRange( 5, 0x1'0000'0009 ); },
+                raisesRange( "Flowspec::NumericalRange::rangeMax < Flowspec::NumericalRange::min "
+                             "or > Flowspec::NumericalRange::invalidValue not allowed" ) );
+}
+
 TEST( NumericalRange, ContainsItsBoundsAndWhatIsBetween ) {
    EXPECT_TRUE( NumericalRange( 5, 5 ).contains( 5 ) );
    for ( const NumericalRange& range : rangesBelow( 8 ) ) {

@@ -37,6 +37,11 @@ TEST( FlagSet, HoldsTheBitsOfItsFlags ) {
    }
 }
 
+TEST( FlagSet, WideNumbersAreNotCut ) {
+   EXPECT_THAT( [] { Doors( 0x1'0000'0005 ); },
+                raisesRange( "Sample::Doors: 4294967301 is not a set of flags" ) );
+}
+
 TEST( FlagSet, TextNamesFlagsInTheOrderOfBits ) {
    constexpr const char* texts[] = { "",     "front",      "back",      "front|back",
                                      "side", "front|side", "back|side", "front|back|side" };

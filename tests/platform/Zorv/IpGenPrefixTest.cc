@@ -202,6 +202,9 @@ TEST( IpGenPrefix, LengthBeyondTheFamilyAndEmptyAddressAreRejected ) {
    EXPECT_THAT(
       [] { IpGenPrefix( address( "10.0.0.1" ), 256 ); },
       ThrowsMessage< RangeException >( "Zorv::IpGenPrefix: '10.0.0.1/256' is not a prefix" ) );
+   EXPECT_THAT( [] { IpGenPrefix( address( "10.0.0.1" ), 0x1'0000'0018 ); },
+                ThrowsMessage< RangeException >(
+                   "Zorv::IpGenPrefix: '10.0.0.1/4294967320' is not a prefix" ) );
    EXPECT_THAT( [] { IpGenPrefix( address( "::1" ), 129 ); },
                 ThrowsMessage< RangeException >( "Zorv::IpGenPrefix: '::1/129' is not a prefix" ) );
    EXPECT_THROW( IpGenPrefix( IpGenAddr(), 0 ), RangeException );

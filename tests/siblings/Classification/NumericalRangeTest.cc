@@ -1,5 +1,6 @@
 #include "Classification/NumericalRange.h"
 
+#include "Classification/Fragment.h"
 #include "tests/support/ExpectFailure.h"
 
 #include <concepts>
@@ -43,6 +44,17 @@ TEST( NumericalRange, UpsideDownIsRefused ) {
                 raisesRange( "Classification::NumericalRange: 2047-1024 is upside down" ) );
    EXPECT_THAT( [] { NumericalRange( 1, 0 ); },
                 raisesRange( "Classification::NumericalRange: 1-0 is upside down" ) );
+}
+
+TEST( NumericalRange, WideNumbersAreNotCut ) {
+   EXPECT_THAT( [] { NumericalRange( 5, 0x1'0000'0009 ); },
+                raisesRange( "Classification::NumericalRange: 4294967305 is above 4294967295" ) );
+   EXPECT_THAT( [] { NumericalRange( 0x1'0000'0005, 9 ); },
+                raisesRange( "Classification::NumericalRange: 4294967301-9 is upside down" ) );
+   EXPECT_THAT( [] { PortRange( 0x1'0000'0050 ); },
+                raisesRange( "Classification::PortRange: 4294967376 is above 65535" ) );
+   EXPECT_THAT( [] { Classification::FragmentTypeInstance( 0x1'0000'0001 ); },
+                raisesRange( "Classification::FragmentType: 4294967297 is not an enumerator" ) );
 }
 
 TEST( NumericalRange, OrderIsByLowerThenUpperBound ) {

@@ -49,6 +49,12 @@ TEST( MplsLabel, NumbersAboveNoneAreRefused ) {
       ThrowsMessage< Vek::RangeException >( "L3::MplsLabel: 4294967295 is above 1048576" ) );
 }
 
+TEST( MplsLabel, WideNumbersAreNotCut ) {
+   EXPECT_THAT(
+      [] { MplsLabel( 0x1'0000'0005 ); },
+      ThrowsMessage< Vek::RangeException >( "L3::MplsLabel: 4294967301 is above 1048576" ) );
+}
+
 TEST( Via, DefaultIsEmptyAndNotActive ) {
    const Via via;
    EXPECT_TRUE( via.address.empty() );
