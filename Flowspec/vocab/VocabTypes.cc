@@ -27,6 +27,15 @@ constexpr Field matchOpValRows[] = {
    derived< &MatchOpVal::op >( 4, "op" ),
    derived< &MatchOpVal::val >( 5, "val" ),
    operation< &MatchOpVal::toStrep >( 6, "toStrep" ),
+   derived< &MatchOpVal::endOfList >( 7, "endOfList" ),
+   derived< &MatchOpVal::andPrevious >( 8, "andPrevious" ),
+   derived< &MatchOpVal::len >( 9, "len" ),
+   derived< &MatchOpVal::lt >( 10, "lt" ),
+   derived< &MatchOpVal::gt >( 11, "gt" ),
+   derived< &MatchOpVal::eq >( 12, "eq" ),
+   derived< &MatchOpVal::invert >( 13, "invert" ),
+   derived< &MatchOpVal::match >( 14, "match" ),
+   derived< &MatchOpVal::byteLength >( 15, "byteLength" ),
 };
 constexpr Field matchOpValIndexRows[] = {
    property< &MatchOpValIndex::value >( 2, "value" ),
@@ -39,6 +48,15 @@ constexpr Field matchOpValResultRows[] = {
    property< &MatchOpValResult::val32 >( 4, "val32" ),
    property< &MatchOpValResult::nextIndex >( 5, "nextIndex" ),
    operation< &MatchOpValResult::toStrep >( 6, "toStrep" ),
+   derived< &MatchOpValResult::endOfList >( 7, "endOfList" ),
+   derived< &MatchOpValResult::andPrevious >( 8, "andPrevious" ),
+   derived< &MatchOpValResult::len >( 9, "len" ),
+   derived< &MatchOpValResult::lt >( 10, "lt" ),
+   derived< &MatchOpValResult::gt >( 11, "gt" ),
+   derived< &MatchOpValResult::eq >( 12, "eq" ),
+   derived< &MatchOpValResult::invert >( 13, "invert" ),
+   derived< &MatchOpValResult::match >( 14, "match" ),
+   derived< &MatchOpValResult::byteLength >( 15, "byteLength" ),
 };
 constexpr Field numericalRangeRows[] = {
    property< &NumericalRange::rangeMin >( 2, "rangeMin" ),
@@ -89,6 +107,12 @@ consteval Vek::TypeInfo ipVersionType() {
    return info;
 }
 
+// Of a type that keeps its attributes within bounds and tells in its own words when they are not.
+consteval Vek::TypeInfo bounded( Vek::TypeInfo info ) {
+   info.bounded = true;
+   return info;
+}
+
 consteval Vek::TypeInfo utilityType() {
    Vek::TypeInfo info = Vek::valueInfo< FlowspecUtil >( flowspecUtilRows );
    info.kind = Vek::TypeKind::utility;
@@ -105,12 +129,12 @@ constinit const Vek::TypeInfo tcpBitTypeInfo = Vek::enumerationInfo< TcpBitMask:
 constinit const Vek::TypeInfo matchOpValTypeInfo =
    Vek::valueInfo< MatchOpVal, matchOpValRows, U32 >();
 constinit const Vek::TypeInfo matchOpValIndexInfo =
-   Vek::valueInfo< MatchOpValIndex, matchOpValIndexRows, U16 >();
+   bounded( Vek::valueInfo< MatchOpValIndex, matchOpValIndexRows, U16 >() );
 constinit const Vek::TypeInfo matchOpValResultInfo =
    Vek::valueInfo< MatchOpValResult, matchOpValResultRows, MatchCompType, U8, U32,
                    MatchOpValIndex >();
 constinit const Vek::TypeInfo numericalRangeInfo =
-   Vek::valueInfo< NumericalRange, numericalRangeRows, U32, U32 >();
+   bounded( Vek::valueInfo< NumericalRange, numericalRangeRows, U32, U32 >() );
 constinit const Vek::TypeInfo ipBitMaskInfo =
    Vek::valueInfo< IpBitMask, ipBitMaskRows, bool, U16, U16 >();
 constinit const Vek::TypeInfo tcpBitMaskInfo =

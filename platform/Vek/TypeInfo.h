@@ -36,6 +36,7 @@ struct TypeInfo {
    Ptr< Entity > ( *construct )( void* const* arguments ) = nullptr;
    /// Makes a value from its stored attributes and assigns it; raises what its constructor raises.
    void ( *build )( void* const* attributes, void* value ) = nullptr;
+   bool bounded = false; ///< `build` refuses the largest integers, with a message of its own
    // The encoding in the attribute log of such a value: its stored attributes in declared order.
    std::size_t ( *logSize )( const void* value ) = nullptr;
    void ( *logWrite )( LogWriter& out, const void* value ) = nullptr;

@@ -23,6 +23,17 @@ void writeShortest( TextWriter& out, T value ) {
    out << std::string_view( text, static_cast< std::size_t >( end - text ) );
 }
 
+template < typename T >
+T readFloating( std::string_view text ) {
+   T value = 0;
+   const char* const end = text.data() + text.size();
+   const auto [stop, error] = std::from_chars( text.data(), end, value );
+   if ( error != std::errc() || stop != end ) {
+      throwNotAValue( typeName< T >(), text );
+   }
+   return value;
+}
+
 } // namespace
 
 void throwNotAValue( std::string_view type, std::string_view text ) {
@@ -40,14 +51,15 @@ bool readBool( std::string_view text ) {
    return text == "1";
 }
 
-double readDouble( std::string_view text ) {
-   double value = 0;
-   const char* const end = text.data() + text.size();
-   const auto [stop, error] = std::from_chars( text.data(), end, value );
-   if ( error != std::errc() || stop != end ) {
-      throwNotAValue( "Vek::Duration", text );
+double readDouble( std::string_view text ) { return readFloating< double >( text ); }
+
+float readFloat( std::string_view text ) { return readFloating< float >( text ); }
+
+char readChar( std::string_view text ) {
+   if ( text.size() != 1 ) {
+      throwNotAValue( "char", text );
    }
-   return value;
+   return text.front();
 }
 
 U64 readInteger( std::string_view text, std::string_view type, U64 max ) {

@@ -26,11 +26,12 @@ struct ValueType {
    void ( *destroy )( void* at );
    void ( *assign )( void* to, const void* from );
    bool ( *equal )( const void* a, const void* b );
-   /// Appends the value's text.
+   /// Appends the value's text (RecordText.h); null for types that have none.
    void ( *write )( TextWriter& out, const void* value );
-   /// Reads the value from all of a text; `RangeException` when the text is none. Null for types
-   /// that have no such text.
+   /// Reads the value from all of a text. `RangeException` when the text is none, and then the
+   /// value is unchanged. Null for types whose text cannot be read.
    void ( *read )( std::string_view text, void* value );
+   const TypeInfo& ( *record )(); ///< the type when its text is that of its attributes, else null
    // The encoding in the attribute log (LogWriter.h); null for types that are not streamed.
    std::size_t ( *logSize )( const void* value );
    void ( *logWrite )( LogWriter& out, const void* value );
@@ -80,7 +81,19 @@ OSK_EXPORT void writeDouble( TextWriter& out, double value );
 OSK_EXPORT void writeFloat( TextWriter& out, float value );
 OSK_EXPORT bool readBool( std::string_view text );
 OSK_EXPORT double readDouble( std::string_view text );
+OSK_EXPORT float readFloat( std::string_view text );
+OSK_EXPORT char readChar( std::string_view text );
 OSK_EXPORT U64 readInteger( std::string_view text, std::string_view type, U64 max );
+
+// The text of a value type that is built from its attributes; in RecordText.cc.
+OSK_EXPORT void recordTextWrite( const TypeInfo& type, TextWriter& out, const void* value );
+OSK_EXPORT void recordTextRead( const TypeInfo& type, std::string_view text, void* value );
+
+/// A type that is built from its attributes.
+template < typename T >
+concept IsRecord = requires {
+   { T::typeInfo() } -> std::same_as< const TypeInfo& >;
+};
 
 /// The texts of one type, from the operations that it offers.
 template < typename T >
@@ -92,7 +105,8 @@ struct ValueText {
    static constexpr bool reads = requires( T & v, std::string_view text ) {
       v.stringValueIs( text );
    };
-   static constexpr bool readable = std::is_arithmetic_v< T > || constructs || takes || reads;
+   static constexpr bool readable =
+      std::is_arithmetic_v< T > || IsRecord< T > || constructs || takes || reads;
 
    static constexpr bool writable = readable || requires( TextWriter & out, const T& v ) {
       out << v;
@@ -102,7 +116,9 @@ struct ValueText {
 
    static void write( TextWriter& out, const void* value ) {
       const T& v = *static_cast< const T* >( value );
-      if constexpr ( std::is_same_v< T, bool > ) {
+      if constexpr ( IsRecord< T > ) {
+         recordTextWrite( T::typeInfo(), out, value );
+      } else if constexpr ( std::is_same_v< T, bool > ) {
          out << int{ v };
       } else if constexpr ( std::is_same_v< T, double > ) {
          writeDouble( out, v );
@@ -123,12 +139,16 @@ struct ValueText {
 
    static void read( std::string_view text, void* value ) {
       T& v = *static_cast< T* >( value );
-      if constexpr ( std::is_same_v< T, bool > ) {
+      if constexpr ( IsRecord< T > ) {
+         recordTextRead( T::typeInfo(), text, value );
+      } else if constexpr ( std::is_same_v< T, bool > ) {
          v = readBool( text );
-      } else if constexpr ( std::is_floating_point_v< T > ) {
-         v = static_cast< T >( readDouble( text ) );
+      } else if constexpr ( std::is_same_v< T, double > ) {
+         v = readDouble( text );
+      } else if constexpr ( std::is_same_v< T, float > ) {
+         v = readFloat( text );
       } else if constexpr ( std::is_same_v< T, char > ) {
-         v = text.empty() ? '\0' : text.front();
+         v = readChar( text );
       } else if constexpr ( std::is_integral_v< T > ) {
          v = static_cast< T >(
             readInteger( text, typeName< T >(), std::numeric_limits< T >::max() ) );
@@ -168,9 +188,7 @@ struct ValueLog {
       logWrite( out, v );
       logRead( in, v );
    };
-   static constexpr bool record = !own && requires {
-      { T::typeInfo() } -> std::same_as< const TypeInfo& >;
-   };
+   static constexpr bool record = !own && IsRecord< T >;
    static constexpr bool streamed = plain || own || record;
 
    static std::size_t size( [[maybe_unused]] const void* value ) {
@@ -264,6 +282,9 @@ constexpr ValueType describe() {
    if constexpr ( ValueText< T >::readable ) {
       type.read = ValueText< T >::read;
    }
+   if constexpr ( IsRecord< T > ) {
+      type.record = T::typeInfo;
+   }
    if constexpr ( ValueLog< T >::streamed ) {
       type.logSize = ValueLog< T >::size;
       type.logWrite = ValueLog< T >::write;
@@ -300,12 +321,14 @@ struct Any {
 /// a type that holds a collection has no text form and fails an assertion.
 template < typename T >
 void strepToValue( std::string_view text, T* value ) {
+   static_assert( valueType< T >.read != nullptr, "values of the type cannot be read from text" );
    valueType< T >.read( text, value );
 }
 
-/// The runtime's text of a value.
+/// The runtime's text of a value, from which `strepToValue` builds an equal one.
 template < typename T >
 String valueText( const T& value ) {
+   static_assert( valueType< T >.write != nullptr, "values of the type have no text" );
    String text;
    TextWriter out( text );
    valueType< T >.write( out, &value );

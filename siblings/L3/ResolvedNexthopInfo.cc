@@ -1,6 +1,7 @@
 #include "L3/ResolvedNexthopInfo.h"
 
 #include "Osk/HashMix.h"
+#include "Vek/Exceptions.h"
 
 #include <algorithm>
 #include <iterator>
@@ -15,7 +16,6 @@ void mixAddress( Osk::HashMix& mix, const Zorv::IpGenAddr& address ) {
 
 template < typename Members >
 void writeMembers( Vek::TextWriter& out, const Members& members ) {
-   out << '{';
    std::string_view separator;
    for ( const auto& member : members ) {
       out << separator << member;
@@ -23,6 +23,86 @@ void writeMembers( Vek::TextWriter& out, const Members& members ) {
    }
    out << '}';
 }
+
+void writeAddresses( Vek::TextWriter& out, const ResolvedNexthopInfo::NexthopSet& addresses ) {
+   out << '{';
+   if ( addresses.size() == 1 && addresses.begin()->empty() ) {
+      out << ',';
+   }
+   writeMembers( out, addresses );
+}
+
+// Reads the text of a resolved next hop. Each operation takes one part of it, and tells whether it
+// was there.
+class Reader {
+public:
+   explicit Reader( std::string_view text ) : rest_( text ) {}
+
+   bool read( ResolvedNexthopInfo::NexthopSet& nexthopSet, ResolvedNexthopInfo::Vias& vias ) {
+      const auto addAddress = [&] {
+         Zorv::IpGenAddr address;
+         return takeAddress( ",}", address ) && ( nexthopSet.insert( address ), true );
+      };
+      const auto addVia = [&] { return takeVia( vias.emplace_back() ); };
+      return takeText( "<nexthopSet={" ) && takeMembers( addAddress ) && takeText( ";vias={" ) &&
+             takeMembers( addVia ) && takeText( ">" ) && rest_.empty();
+   }
+
+private:
+   bool takeText( std::string_view text ) {
+      return rest_.rest().starts_with( text ) && !rest_.take( text.size() ).empty();
+   }
+
+   // What stands before the next of `ends`.
+   std::string_view takeUpTo( std::string_view ends ) {
+      return rest_.take( std::min( rest_.rest().find_first_of( ends ), rest_.rest().size() ) );
+   }
+
+   template < typename Add >
+   bool takeMembers( Add add ) {
+      if ( rest_.take( '}' ) ) {
+         return true;
+      }
+      while ( add() ) {
+         if ( !rest_.take( ',' ) ) {
+            return rest_.take( '}' );
+         }
+      }
+      return false;
+   }
+
+   bool takeAddress( std::string_view ends, Zorv::IpGenAddr& address ) {
+      const std::string_view text = takeUpTo( ends );
+      const auto read = text.empty() ? Zorv::IpGenAddr() : Zorv::IpGenAddr::fromText( text );
+      address = read.value_or( Zorv::IpGenAddr() );
+      return read.has_value();
+   }
+
+   bool takeIntf( Zorv::IntfId& intf ) {
+      const auto read = Zorv::IntfId::fromText( takeUpTo( ";" ) );
+      intf = read.value_or( Zorv::IntfId() );
+      return read.has_value();
+   }
+
+   bool takeLabel( MplsLabel& label ) {
+      const std::string_view text = takeUpTo( ";" );
+      const auto number = Vek::decimal( text, MplsLabel::none() - 1 );
+      label = number ? MplsLabel( *number ) : MplsLabel();
+      return number || text == "none";
+   }
+
+   bool takeVia( Via& via ) {
+      if ( !takeText( "<address=" ) || !takeAddress( ";", via.address ) || !takeText( ";intf=" ) ||
+           !takeIntf( via.intf ) || !takeText( ";mplsLabel=" ) || !takeLabel( via.mplsLabel ) ||
+           !takeText( ";active=" ) ) {
+         return false;
+      }
+      via.active = rest_.take( '1' );
+      return ( via.active || rest_.take( '0' ) ) && rest_.take( '>' );
+   }
+
+   Vek::CharRange rest_;
+};
 
 } // namespace
 
@@ -35,7 +115,7 @@ ResolvedNexthopInfo::Vias ResolvedNexthopInfo::viasActive() const {
 Vek::String ResolvedNexthopInfo::nexthopSetStrep() const {
    Vek::String text;
    Vek::TextWriter out( text );
-   writeMembers( out, nexthopSet_ );
+   writeAddresses( out, nexthopSet_ );
    out.flush();
    return text;
 }
@@ -55,10 +135,19 @@ U32 ResolvedNexthopInfo::hash() const {
 
 Vek::String ResolvedNexthopInfo::stringValue() const { return Vek::concat( *this ); }
 
+void ResolvedNexthopInfo::stringValueIs( std::string_view text ) {
+   NexthopSet nexthopSet;
+   Vias vias;
+   if ( !Reader( text ).read( nexthopSet, vias ) ) {
+      Vek::throwRange( Vek::concat( typeName, ": '", text, "' is not a resolved next hop" ) );
+   }
+   *this = ResolvedNexthopInfo( std::move( nexthopSet ), std::move( vias ) );
+}
+
 Vek::TextWriter& operator<<( Vek::TextWriter& out, const ResolvedNexthopInfo& info ) {
    out << "<nexthopSet=";
-   writeMembers( out, info.nexthopSet() );
-   out << ";vias=";
+   writeAddresses( out, info.nexthopSet() );
+   out << ";vias={";
    writeMembers( out, info.vias() );
    return out << '>';
 }

@@ -31,7 +31,8 @@ public:
    /// The vias in use, in the same order.
    Vias viasActive() const;
 
-   /// "{192.0.2.1,2001:db8::1}", in the order of the addresses; "{}" for none.
+   /// "{192.0.2.1,2001:db8::1}", in the order of the addresses; "{}" for none, and "{,}" for
+   /// nothing but the empty address.
    Vek::String nexthopSetStrep() const;
 
    /// A hash of all parts that is the same in all processes of one build.
@@ -39,6 +40,10 @@ public:
 
    /// "<nexthopSet={192.0.2.1};vias={<address=...;intf=...;mplsLabel=...;active=1>}>".
    Vek::String stringValue() const;
+   /// Reads what `stringValue` writes, the members of the set in any order; `Vek::RangeException`
+   /// "L3::ResolvedNexthopInfo: '<text>' is not a resolved next hop" for anything else, and then
+   /// this one is unchanged.
+   void stringValueIs( std::string_view text );
 
    bool operator==( const ResolvedNexthopInfo& ) const = default;
 

@@ -5,7 +5,27 @@
 
 namespace PolicyMap {
 
-Dscp::Dscp( unsigned value ) : value_( static_cast< U8 >( value ) ) {
+namespace {
+
+U64 numberIn( std::string_view text, std::string_view type ) {
+   const auto number = Vek::decimal( text, ~U64{ 0 } );
+   if ( !number ) {
+      Vek::throwRange( Vek::concat( type, ": '", text, "' is not a number" ) );
+   }
+   return *number;
+}
+
+} // namespace
+
+void PoliceRate::stringValueIs( std::string_view text ) { value_ = numberIn( text, typeName ); }
+
+void PoliceBurstSize::stringValueIs( std::string_view text ) {
+   value_ = numberIn( text, typeName );
+}
+
+void Dscp::stringValueIs( std::string_view text ) { *this = Dscp( numberIn( text, typeName ) ); }
+
+Dscp::Dscp( U64 value ) : value_( static_cast< U8 >( value ) ) {
    if ( value > 63 ) {
       Vek::throwRange( Vek::concat( typeName, ": ", value, " is not a DSCP" ) );
    }

@@ -14,7 +14,9 @@ public:
    constexpr PoliceRate() = default;
    constexpr explicit PoliceRate( U64 value ) : value_( value ) {}
    constexpr U64 value() const { return value_; }
+   /// The number in decimal, and its reader; `Vek::RangeException` for any other text.
    Vek::String stringValue() const { return Vek::concat( value_ ); }
+   void stringValueIs( std::string_view text );
    constexpr auto operator<=>( const PoliceRate& ) const = default;
 
 private:
@@ -29,7 +31,9 @@ public:
    constexpr PoliceBurstSize() = default;
    constexpr explicit PoliceBurstSize( U64 value ) : value_( value ) {}
    constexpr U64 value() const { return value_; }
+   /// The number in decimal, and its reader; `Vek::RangeException` for any other text.
    Vek::String stringValue() const { return Vek::concat( value_ ); }
+   void stringValueIs( std::string_view text );
    constexpr auto operator<=>( const PoliceBurstSize& ) const = default;
 
 private:
@@ -42,9 +46,11 @@ public:
    static constexpr std::string_view typeName = "PolicyMap::Dscp";
 
    constexpr Dscp() = default;
-   explicit Dscp( unsigned value );
+   explicit Dscp( U64 value );
    constexpr U8 value() const { return value_; }
+   /// The number in decimal, and its reader; `Vek::RangeException` for any other text.
    Vek::String stringValue() const { return Vek::concat( value_ ); }
+   void stringValueIs( std::string_view text );
    constexpr auto operator<=>( const Dscp& ) const = default;
 
 private:

@@ -1,19 +1,14 @@
 #pragma once
 
 #include "Vek/Entity.h"
-#include "Vek/RecordText.h"
-#include "Vek/TypeRegistry.h"
 
 #include <utility>
 #include <vector>
 
 namespace TestSupport {
 
-/// The text of a value by its description: the value's own, or that of its registered type.
+/// The text of a value by its description.
 inline Vek::String describedText( const Vek::ValueType& type, const void* value ) {
-   if ( !type.write ) {
-      return Vek::valueText( *Vek::TypeRegistry::find( type.name ), value );
-   }
    Vek::String text;
    Vek::TextWriter out( text );
    type.write( out, value );

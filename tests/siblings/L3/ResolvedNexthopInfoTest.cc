@@ -1,5 +1,6 @@
 #include "L3/ResolvedNexthopInfo.h"
 
+#include "Vek/Exceptions.h"
 #include "tests/support/AllocationCounter.h"
 
 #include <iomanip>
@@ -116,6 +117,51 @@ TEST( ResolvedNexthopInfo, StreamAndWriterGiveTheText ) {
    EXPECT_EQ( out.str(), text );
    EXPECT_EQ( Vek::concat( info ), text );
    EXPECT_EQ( info.stringValue(), text );
+}
+
+TEST( ResolvedNexthopInfo, IsReadFromItsText ) {
+   const ResolvedNexthopInfo infos[] = {
+      ResolvedNexthopInfo(),
+      { { address( "192.0.2.1" ) }, {} },
+      { { IpGenAddr() }, {} },
+      { { IpGenAddr(), address( "2001:db8::1" ) }, { Via() } },
+      { { address( "192.0.2.2" ), address( "192.0.2.1" ) }, { first, backup, second, first } },
+   };
+   for ( const ResolvedNexthopInfo& info : infos ) {
+      ResolvedNexthopInfo read( { address( "10.0.0.1" ) }, { second } );
+      read.stringValueIs( info.stringValue() );
+      EXPECT_EQ( read, info ) << info.stringValue();
+   }
+   EXPECT_EQ( infos[2].stringValue(), "<nexthopSet={,};vias={}>" );
+}
+
+TEST( ResolvedNexthopInfo, OtherTextsAreRefusedAndChangeNothing ) {
+   const ResolvedNexthopInfo before( { address( "192.0.2.1" ) }, { first } );
+   const std::string whole = before.stringValue();
+   std::vector< std::string > texts;
+   for ( std::size_t size = 0; size < whole.size(); ++size ) {
+      texts.push_back( whole.substr( 0, size ) );
+      std::string other = whole;
+      other[size] = other[size] == 'z' ? 'y' : 'z';
+      texts.push_back( other );
+   }
+   const std::string via = "<nexthopSet={};vias={<address=192.0.2.2;intf=intf3;mplsLabel=";
+   for ( const char* const text :
+         { "<nexthopSet={};vias={}> ", "<nexthopSet={192.0.2.1,};vias=}>",
+           "<nexthopSet={192.0.2};vias={}>", "<nexthopSet={};vias={,}>" } ) {
+      texts.emplace_back( text );
+   }
+   for ( const char* const end : { "1048576;active=1>}>", "-1;active=1>}>", "5;active=2>}>",
+                                   "5;active=11>}>", "5;active=1>,}>", "None;active=1>}>" } ) {
+      texts.push_back( via + end );
+   }
+   for ( const std::string& text : texts ) {
+      ResolvedNexthopInfo info = before;
+      EXPECT_THAT( [&] { info.stringValueIs( text ); },
+                   testing::ThrowsMessage< Vek::RangeException >(
+                      "L3::ResolvedNexthopInfo: '" + text + "' is not a resolved next hop" ) );
+      EXPECT_EQ( info, before ) << text;
+   }
 }
 
 } // namespace
