@@ -14,6 +14,8 @@ struct Config::Table {
       Vek::attr< &T::twoColorCounterEnabled_, &T::twoColorCounterEnabledIs >(
          260, "twoColorCounterEnabled" ),
       Vek::operation< &T::dumpState >( 261, "dumpState", "context", "indent" ),
+      Vek::constant< &T::minInterfaceSetId >( 262, "minInterfaceSetId" ),
+      Vek::constant< &T::maxInterfaceSetId >( 263, "maxInterfaceSetId" ),
    };
    static_assert( Vek::idsAscend( rows ) );
    static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };

@@ -63,6 +63,10 @@ constexpr Vek::Field rows[] = {
    operation< &K::copyInStringValue >( 24, "copyInStringValue", "text" ),
    operation< &K::copyInStr >( 25, "copyInStr", "text" ),
    operation< &K::copyInStructuredFilter >( 26, "copyInStructuredFilter", "filter" ),
+   operation< &K::compare >( 27, "compare", "other", "skipIntfSet" ),
+   operation< &K::hash >( 28, "hash" ),
+   operation< &K::toStrep >( 29, "toStrep" ),
+   operation< &K::stringValue >( 30, "stringValue" ),
 };
 static_assert( Vek::idsAscend( rows ) );
 

@@ -32,6 +32,8 @@ public:
 
    /// The rows that every entity has: 257 `parent`.
    static const TypeInfo baseInfo;
+   /// The id of an entity type's first row; those below are of `baseInfo` here or of `NamedEntity`.
+   static constexpr U16 firstOwnField = 258;
 
 protected:
    Entity() = default;

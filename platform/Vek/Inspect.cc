@@ -188,7 +188,8 @@ InspectAnswer inspectOperation( const TypeInfo& type, void* object, const FieldD
    if ( !field ) {
       return inspectValue( type, object, code, arguments, result );
    }
-   const Field* const row = type.field( field->fieldId );
+   const bool belongsToBase = type.base && field->fieldId < Entity::firstOwnField;
+   const Field* const row = belongsToBase ? nullptr : type.field( field->fieldId );
    if ( !row ) {
       return InspectAnswer::noSuchField;
    }

@@ -39,6 +39,10 @@ OSK_EXPORT std::string_view stringValue( InspectAnswer answer );
 /// Does `code` on a field of `object`, an object of `type` at the address of the whole object; on
 /// the object itself, a value, when `field` is null. Anything but `done` and what a setter raises
 /// leaves the object unchanged. Values are copied; buffers belong to the caller.
+///
+/// An entity type knows its own fields, from 258 on, and those of the kinds that it derives from.
+/// What every entity has, 256 `name` and 257 `parent`, is a field of `NamedEntity::baseInfo` or
+/// `Entity::baseInfo`, which is then handed over as `type`.
 OSK_EXPORT InspectAnswer inspectOperation( const TypeInfo& type, void* object,
                                            const FieldDescriptor* field, U8 code,
                                            std::span< const Any > arguments, Any result );

@@ -52,7 +52,7 @@ TEST( Inspect, FieldsOutsideTheTypeDoNotExist ) {
    const auto rule = ruleConfigFactory( keyOf( 1 ) );
    TestSupport::ChangeRecorder changes( *rule );
    U64 value = 5;
-   for ( const unsigned id : { 0U, 2U, 255U, 256U, 269U, 65535U } ) {
+   for ( const unsigned id : { 0U, 2U, 255U, 256U, 257U, 269U, 65535U } ) {
       for ( unsigned code = 0; code < 256; ++code ) {
          EXPECT_EQ( inspect( *rule, static_cast< U16 >( id ), code, { Any::of( value ) },
                              Any::of( value ) ),
@@ -88,16 +88,53 @@ TEST( Inspect, ReadsAndWritesAttributes ) {
    FlowspecKey key;
    EXPECT_EQ( inspect( *rule, 258, read, {}, Any::of( key ) ), done );
    EXPECT_EQ( key, keyOf( 1 ) );
-   Vek::Ptr< Vek::Entity > parent( rule );
-   EXPECT_EQ( inspect( *rule, 257, read, {}, Any::of( parent ) ), done );
-   EXPECT_EQ( parent, nullptr );
+}
+
+TEST( Inspect, WhatEveryEntityHasIsAFieldOfTheBase ) {
    const auto config = configFactory( "rules" );
-   Vek::String name;
-   EXPECT_EQ( inspect( *config, 256, read, {}, Any::of( name ) ), done );
-   EXPECT_EQ( name, "rules" );
    const auto vrf = config->vrfRuleConfigIs( 7 );
-   EXPECT_EQ( inspect( *vrf, 257, read, {}, Any::of( parent ) ), done );
+   const Vek::TypeInfo& base = Vek::Entity::baseInfo;
+   const Vek::TypeInfo& namedBase = Vek::NamedEntity::baseInfo;
+   const auto inspectBase = [&]( const Vek::TypeInfo& type, Vek::Entity& entity, U16 fieldId,
+                                 unsigned code, const Arguments& arguments = {}, Any result = {} ) {
+      const Vek::FieldDescriptor field{ fieldId };
+      return inspectOperation( type, dynamic_cast< void* >( &entity ), &field,
+                               static_cast< U8 >( code ), arguments, result );
+   };
+   Vek::Ptr< Vek::Entity > parent;
+   Vek::String name;
+   EXPECT_EQ( inspectBase( base, *vrf, 257, read, {}, Any::of( parent ) ), done );
    EXPECT_EQ( parent, config );
+   EXPECT_EQ( inspectBase( base, *vrf, 257, write, { Any::of( parent ) } ), readOnly );
+   EXPECT_EQ( inspectBase( base, *vrf, 256, read, {}, Any::of( name ) ), noSuchField );
+   EXPECT_EQ( inspectBase( base, *vrf, 258, read, {}, Any::of( name ) ), noSuchField );
+   EXPECT_EQ( inspectBase( namedBase, *config, 256, read, {}, Any::of( name ) ), done );
+   EXPECT_EQ( name, "rules" );
+   EXPECT_EQ( inspectBase( namedBase, *config, 256, write, { Any::of( name ) } ), readOnly );
+   EXPECT_EQ( inspectBase( namedBase, *config, 257, read, {}, Any::of( parent ) ), done );
+   EXPECT_EQ( parent, nullptr );
+   for ( const U16 id : { U16{ 256 }, U16{ 257 } } ) {
+      EXPECT_EQ( inspect( *config, id, read, {}, Any::of( name ) ), noSuchField );
+      EXPECT_EQ( inspect( *config, id, read, {}, Any::of( parent ) ), noSuchField );
+      EXPECT_EQ( inspect( *vrf, id, read, {}, Any::of( parent ) ), noSuchField );
+   }
+   // The fields of a kind of action are those of its types too.
+   const auto drop =
+      flowspecPolicyActionContainerFactory( "drop" )->dropActionIs( "drop", Osk::UniqueId( 5 ) );
+   Osk::UniqueId id( 0 );
+   EXPECT_EQ( inspect( *drop, 258, read, {}, Any::of( id ) ), done );
+   EXPECT_EQ( id, drop->id() );
+   EXPECT_EQ( inspect( *drop, 257, read, {}, Any::of( parent ) ), noSuchField );
+}
+
+TEST( Inspect, ConstantsOfAnEntity ) {
+   const auto config = configFactory( "rules" );
+   U16 bound = 5;
+   EXPECT_EQ( inspect( *config, 262, read, {}, Any::of( bound ) ), done );
+   EXPECT_EQ( bound, 0U );
+   EXPECT_EQ( inspect( *config, 263, read, {}, Any::of( bound ) ), done );
+   EXPECT_EQ( bound, 16383U );
+   EXPECT_EQ( inspect( *config, 263, write, { Any::of( bound ) } ), readOnly );
 }
 
 TEST( Inspect, RefusesOnAttributes ) {
@@ -123,12 +160,6 @@ TEST( Inspect, RefusesOnAttributes ) {
    }
    EXPECT_EQ( inspect( *rule, 258, write, { Any::of( key ) } ), readOnly );
    EXPECT_EQ( inspect( *rule, 258, write ), readOnly );
-   Vek::Ptr< Vek::Entity > parent;
-   EXPECT_EQ( inspect( *rule, 257, write, { Any::of( parent ) } ), readOnly );
-   const auto config = configFactory( "rules" );
-   Vek::String name = "other";
-   EXPECT_EQ( inspect( *config, 256, write, { Any::of( name ) } ), readOnly );
-   EXPECT_EQ( config->name(), "rules" );
    EXPECT_EQ( right, 9U );
    EXPECT_EQ( wrong, 8U );
    EXPECT_EQ( rule->ruleId(), 0U );

@@ -110,7 +110,7 @@ TEST( InspectValue, AttributesOfAKey ) {
    U32 got = 0;
    EXPECT_EQ( inspect( key, 2, read, {}, Any::of( got ) ), done );
    EXPECT_EQ( got, 5U );
-   for ( const U16 id : std::initializer_list< U16 >{ 0, 1, 27, 258, 65535 } ) {
+   for ( const U16 id : std::initializer_list< U16 >{ 0, 1, 31, 258, 65535 } ) {
       EXPECT_EQ( inspect( key, id, read, {}, Any::of( got ) ), noSuchField );
    }
 }
@@ -193,6 +193,79 @@ TEST( InspectValue, WhatASetterRaisesGoesThrough ) {
    EXPECT_EQ( key, FlowspecKey() );
    U16 id = 0;
    EXPECT_THROW( inspect( key, 15, call, {}, Any::of( id ) ), Vek::EmptyVectorException );
+}
+
+TEST( InspectValue, OperationsOfAKey ) {
+   FlowspecKey key;
+   key.vrfIdIs( 5 );
+   key.addressFamilyIs( Zorv::AddressFamily::ipv4 );
+   key.interfaceSetPush( 3 );
+   FlowspecKey other = key;
+   other.interfaceSetPop();
+   bool skipIntfSet = true;
+   bool answer = false;
+   EXPECT_EQ(
+      inspect( key, 27, call, { Any::of( other ), Any::of( skipIntfSet ) }, Any::of( answer ) ),
+      done );
+   EXPECT_TRUE( answer );
+   skipIntfSet = false;
+   EXPECT_EQ(
+      inspect( key, 27, call, { Any::of( other ), Any::of( skipIntfSet ) }, Any::of( answer ) ),
+      done );
+   EXPECT_FALSE( answer );
+   U32 hash = 0;
+   EXPECT_EQ( inspect( key, 28, call, {}, Any::of( hash ) ), done );
+   EXPECT_EQ( hash, key.hash() );
+   Vek::String text;
+   EXPECT_EQ( inspect( key, 29, call, {}, Any::of( text ) ), done );
+   EXPECT_EQ( text, "5;ipv4;IFSET:=3;;;" );
+   EXPECT_EQ( inspect( key, 30, call, {}, Any::of( text ) ), done );
+   EXPECT_EQ( text, "5;ipv4;IFSET:=3;*;*;" );
+}
+
+// A word and a decoded term have the flags of their operator under the same ids.
+TEST( InspectValue, FlagsOfAnOperator ) {
+   MatchOpVal word( destPort, 0xA5, 0 );
+   MatchOpValResult term( destPort, 0xA5, 0, 2 );
+   const bool flags[] = { true, false, false, true, false, true, false, true };
+   const auto expectFlags = [&]( auto& value ) {
+      for ( U16 id = 7; id < 15; ++id ) {
+         if ( id == 9 ) {
+            continue;
+         }
+         bool flag = !flags[id - 7];
+         EXPECT_EQ( inspect( value, id, read, {}, Any::of( flag ) ), done );
+         EXPECT_EQ( flag, flags[id - 7] ) << id;
+         EXPECT_EQ( inspect( value, id, write, { Any::of( flag ) } ), readOnly );
+      }
+      U8 number = 0;
+      EXPECT_EQ( inspect( value, 9, read, {}, Any::of( number ) ), done );
+      EXPECT_EQ( number, 2U );
+      EXPECT_EQ( inspect( value, 15, read, {}, Any::of( number ) ), done );
+      EXPECT_EQ( number, 4U );
+      EXPECT_EQ( inspect( value, 16, read, {}, Any::of( number ) ), noSuchField );
+   };
+   expectFlags( word );
+   expectFlags( term );
+}
+
+TEST( InspectValue, ComponentsAreDumpedAndPrinted ) {
+   MatchComponent component( destPort );
+   component.numericalRangeIs( NumericalRange( 80, 80 ) );
+   std::string text;
+   Osk::DumpContext context( [&]( std::string_view line ) { text += line; } );
+   U32 indent = 1;
+   EXPECT_EQ( inspect( component, 10, call, { Any::of( context ), Any::of( indent ) } ), done );
+   EXPECT_EQ( text, " compType is 5, prefix is \n"
+                    " numericalRanges #1\n"
+                    "   [ 80, 80 ]\n"
+                    " ipBitMasks #0\n"
+                    " tcpBitMasks #0\n" );
+   EXPECT_EQ( inspect( component, 10, call, { Any::of( indent ), Any::of( context ) } ),
+              wrongArgument );
+   Vek::String diagnostic;
+   EXPECT_EQ( inspect( component, 11, call, {}, Any::of( diagnostic ) ), done );
+   EXPECT_EQ( diagnostic, component.toStrep() );
 }
 
 TEST( InspectValue, CollectionsOfAMatchComponent ) {

@@ -99,7 +99,7 @@ TEST( StatusInspect, RuleStatus ) {
    U32 wrong = 1;
    EXPECT_EQ( inspectOperation( *status, 263, InspectCode::write, Arguments{ Any::of( wrong ) } ),
               wrongArgument );
-   for ( const U16 id : std::initializer_list< U16 >{ 0, 2, 255, 256, 269, 65535 } ) {
+   for ( const U16 id : std::initializer_list< U16 >{ 0, 2, 255, 256, 257, 269, 65535 } ) {
       EXPECT_EQ( inspectOperation( *status, id, InspectCode::read, {}, Any::of( packets ) ),
                  noSuchField );
    }
@@ -187,11 +187,9 @@ TEST( StatusInspect, Children ) {
 
 TEST( StatusInspect, ScalarsOfTheRoots ) {
    const auto status = statusFactory( "status" );
-   checkReadOnly( *status, 256, Vek::String( "status" ) );
    checkAttribute( *status, 259, 1.5 );
    checkAttribute( *status, 260, true );
    const auto counter = counterFactory( "counters" );
-   checkReadOnly( *counter, 256, Vek::String( "counters" ) );
    checkAttribute( *counter, 259, 2.5 );
 }
 
@@ -256,10 +254,17 @@ TEST( StatusInspect, ParentsOfChildren ) {
    const auto status = statusFactory( "status" );
    const auto vrf = status->vrfRuleStatusIs( 1 );
    const auto rule = vrf->ruleStatusIs( keyOf( 1 ) );
-   checkReadOnly( *vrf, 257, Vek::Ptr< Vek::Entity >( status ) );
-   checkReadOnly( *rule, 257, Vek::Ptr< Vek::Entity >( vrf ) );
-   checkReadOnly( *vrf->activeIntfPerAfIs( AddressFamily::ipv4 ), 257,
-                  Vek::Ptr< Vek::Entity >( vrf ) );
+   const auto expectParent = []( Vek::Entity& child, const Vek::Ptr< Vek::Entity >& parent ) {
+      const Vek::FieldDescriptor field{ 257 };
+      Vek::Ptr< Vek::Entity > got;
+      EXPECT_EQ( inspectOperation( Vek::Entity::baseInfo, dynamic_cast< void* >( &child ), &field,
+                                   static_cast< U8 >( InspectCode::read ), {}, Any::of( got ) ),
+                 done );
+      EXPECT_EQ( got, parent );
+   };
+   expectParent( *vrf, status );
+   expectParent( *rule, vrf );
+   expectParent( *vrf->activeIntfPerAfIs( AddressFamily::ipv4 ), vrf );
 }
 
 } // namespace
