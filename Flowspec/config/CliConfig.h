@@ -71,5 +71,9 @@ private:
 
 /// A new root that no directory holds.
 OSK_EXPORT Vek::Ptr< CliConfig > cliConfigFactory( const Vek::String& name );
+/// The same by its constructor form.
+inline Vek::Ptr< CliConfig > CliConfigIs( const Vek::String& name ) {
+   return cliConfigFactory( name );
+}
 
 } // namespace Flowspec

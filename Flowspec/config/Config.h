@@ -52,5 +52,7 @@ private:
 
 /// A new root that no directory holds.
 OSK_EXPORT Vek::Ptr< Config > configFactory( const Vek::String& name );
+/// The same by its constructor form.
+inline Vek::Ptr< Config > ConfigIs( const Vek::String& name ) { return configFactory( name ); }
 
 } // namespace Flowspec

@@ -39,5 +39,9 @@ private:
 
 /// A new infeasible rule that no collection holds.
 OSK_EXPORT Vek::Ptr< InfeasibleRule > infeasibleRuleFactory( const FlowspecKey& ruleKey );
+/// The same by its constructor form.
+inline Vek::Ptr< InfeasibleRule > InfeasibleRuleIs( const FlowspecKey& ruleKey ) {
+   return infeasibleRuleFactory( ruleKey );
+}
 
 } // namespace Flowspec

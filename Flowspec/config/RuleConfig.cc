@@ -1,6 +1,7 @@
 #include "Flowspec/config/RuleConfig.h"
 
 #include "Flowspec/types/Types.h"
+#include "Osk/Assert.h"
 #include "Vek/DirtyKeys.h"
 
 namespace Flowspec {
@@ -73,7 +74,8 @@ Vek::Ptr< RuleConfig > ruleConfigFactory( const FlowspecKey& ruleKey ) {
    return Vek::create< RuleConfig >( ruleKey );
 }
 
-std::ostream& operator<<( std::ostream& out, const Vek::Ptr< RuleConfig >& rule ) {
+std::ostream& operator<<( std::ostream& out, const RuleConfig* rule ) {
+   OSK_ASSERT( rule, "rule != nullptr" );
    return Vek::writeText(
       out, Vek::concat( "<matchSets=", rule->matchSet().size(),
                         ";actionFieldSet=", rule->actionFieldSet().stringValue(), '>' ) );

@@ -88,12 +88,23 @@ private:
 /// Whether the rule can match any of `protocols`: true when its match set has no `ipProto`
 /// component, or when a valid range of that component contains one of them.
 OSK_EXPORT bool ruleConfigIpProtoContains( const RuleConfig& rule,
-                                           std::initializer_list< U32 > protocols );
+                                           std::span< const U32 > protocols );
+inline bool ruleConfigIpProtoContains( const RuleConfig& rule,
+                                       std::initializer_list< U32 > protocols ) {
+   return ruleConfigIpProtoContains( rule, std::span( protocols.begin(), protocols.size() ) );
+}
 
 /// A new rule that no collection holds.
 OSK_EXPORT Vek::Ptr< RuleConfig > ruleConfigFactory( const FlowspecKey& ruleKey );
+/// The same by its constructor form.
+inline Vek::Ptr< RuleConfig > RuleConfigIs( const FlowspecKey& ruleKey ) {
+   return ruleConfigFactory( ruleKey );
+}
 
-/// "<matchSets=2;actionFieldSet=trafficDrop>".
-OSK_EXPORT std::ostream& operator<<( std::ostream& out, const Vek::Ptr< RuleConfig >& rule );
+/// "<matchSets=2;actionFieldSet=trafficDrop>". A null rule fails the assertion "rule != nullptr".
+OSK_EXPORT std::ostream& operator<<( std::ostream& out, const RuleConfig* rule );
+inline std::ostream& operator<<( std::ostream& out, const Vek::Ptr< const RuleConfig >& rule ) {
+   return out << rule.get();
+}
 
 } // namespace Flowspec

@@ -39,7 +39,7 @@ U32 icmpProtocol( const RuleConfig& rule ) {
 
 } // namespace
 
-bool ruleConfigIpProtoContains( const RuleConfig& rule, std::initializer_list< U32 > protocols ) {
+bool ruleConfigIpProtoContains( const RuleConfig& rule, std::span< const U32 > protocols ) {
    const auto at = rule.matchSet().find( ipProto );
    if ( at == rule.matchSet().end() ) {
       return true;

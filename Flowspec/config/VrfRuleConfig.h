@@ -65,5 +65,9 @@ private:
 
 /// A new entity that no collection holds.
 OSK_EXPORT Vek::Ptr< VrfRuleConfig > vrfRuleConfigFactory( Vrf::VrfIdMap::VrfId vrfId );
+/// The same by its constructor form.
+inline Vek::Ptr< VrfRuleConfig > VrfRuleConfigIs( Vrf::VrfIdMap::VrfId vrfId ) {
+   return vrfRuleConfigFactory( vrfId );
+}
 
 } // namespace Flowspec

@@ -74,5 +74,7 @@ private:
 
 /// A new root that no directory holds.
 OSK_EXPORT Vek::Ptr< Counter > counterFactory( const Vek::String& name );
+/// The same by its constructor form.
+inline Vek::Ptr< Counter > CounterIs( const Vek::String& name ) { return counterFactory( name ); }
 
 } // namespace Flowspec

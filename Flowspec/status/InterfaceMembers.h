@@ -59,6 +59,14 @@ private:
 
 /// New entities that no collection holds.
 OSK_EXPORT Vek::Ptr< InterfaceSet > interfaceSetFactory( U16 interfaceSetId );
+/// The same by its constructor form.
+inline Vek::Ptr< InterfaceSet > InterfaceSetIs( U16 interfaceSetId ) {
+   return interfaceSetFactory( interfaceSetId );
+}
 OSK_EXPORT Vek::Ptr< AfIntfColl > afIntfCollFactory( Zorv::AddressFamily addressFamily );
+/// The same by its constructor form.
+inline Vek::Ptr< AfIntfColl > AfIntfCollIs( Zorv::AddressFamily addressFamily ) {
+   return afIntfCollFactory( addressFamily );
+}
 
 } // namespace Flowspec

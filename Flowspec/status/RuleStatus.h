@@ -71,5 +71,9 @@ private:
 
 /// A new status, `unprocessed`, that no collection holds.
 OSK_EXPORT Vek::Ptr< RuleStatus > ruleStatusFactory( const FlowspecKey& key );
+/// The same by its constructor form.
+inline Vek::Ptr< RuleStatus > RuleStatusIs( const FlowspecKey& key ) {
+   return ruleStatusFactory( key );
+}
 
 } // namespace Flowspec

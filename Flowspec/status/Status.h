@@ -69,5 +69,7 @@ private:
 
 /// A new root that no directory holds.
 OSK_EXPORT Vek::Ptr< Status > statusFactory( const Vek::String& name );
+/// The same by its constructor form.
+inline Vek::Ptr< Status > StatusIs( const Vek::String& name ) { return statusFactory( name ); }
 
 } // namespace Flowspec

@@ -73,5 +73,9 @@ private:
 
 /// A new entity that no collection holds.
 OSK_EXPORT Vek::Ptr< VrfRuleStatus > vrfRuleStatusFactory( Vrf::VrfIdMap::VrfId vrfId );
+/// The same by its constructor form.
+inline Vek::Ptr< VrfRuleStatus > VrfRuleStatusIs( Vrf::VrfIdMap::VrfId vrfId ) {
+   return vrfRuleStatusFactory( vrfId );
+}
 
 } // namespace Flowspec

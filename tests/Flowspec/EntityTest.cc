@@ -74,6 +74,26 @@ TEST( Entity, FactoriesGiveOneReference ) {
                  [] { return flowspecRedirectVrfRtActionFactory( "a", UniqueId( 1 ), 5 ); } );
 }
 
+TEST( Entity, ConstructorFormsMakeWhatFactoriesMake ) {
+   checkFactory( Config::type(), [] { return ConfigIs( "a" ); } );
+   checkFactory( CliConfig::type(), [] { return CliConfigIs( "a" ); } );
+   checkFactory( VrfRuleConfig::type(), [] { return VrfRuleConfigIs( 1 ); } );
+   checkFactory( RuleConfig::type(), [] { return RuleConfigIs( keyOf( 1 ) ); } );
+   checkFactory( InfeasibleRule::type(), [] { return InfeasibleRuleIs( keyOf( 1 ) ); } );
+   checkFactory( Status::type(), [] { return StatusIs( "a" ); } );
+   checkFactory( Counter::type(), [] { return CounterIs( "a" ); } );
+   checkFactory( VrfRuleStatus::type(), [] { return VrfRuleStatusIs( 1 ); } );
+   checkFactory( RuleStatus::type(), [] { return RuleStatusIs( keyOf( 1 ) ); } );
+   checkFactory( AfIntfColl::type(), [] { return AfIntfCollIs( Zorv::AddressFamily::ipv6 ); } );
+   checkFactory( InterfaceSet::type(), [] { return InterfaceSetIs( 1 ); } );
+   EXPECT_EQ( StatusIs( "here" )->name(), "here" );
+   EXPECT_EQ( CounterIs( "there" )->name(), "there" );
+   EXPECT_EQ( RuleStatusIs( keyOf( 7 ) )->key(), keyOf( 7 ) );
+   EXPECT_EQ( VrfRuleStatusIs( 7 )->vrfId(), 7U );
+   EXPECT_EQ( AfIntfCollIs( Zorv::AddressFamily::ipv4 )->addressFamily(),
+              Zorv::AddressFamily::ipv4 );
+}
+
 TEST( Entity, IsConstructedFromAnArrayOfArguments ) {
    Vek::String name = "a";
    U32 vrfId = 7;

@@ -2,6 +2,9 @@
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/ChangeRecorder.h"
 
+#include <array>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 namespace Flowspec {
@@ -255,6 +258,11 @@ TEST( RuleSanitizer, ProtocolsAreContainedWhenAnyIs ) {
    EXPECT_TRUE( ruleConfigIpProtoContains( *rule, { 1, 17 } ) );
    EXPECT_FALSE( ruleConfigIpProtoContains( *rule, { 4 } ) );
    EXPECT_FALSE( ruleConfigIpProtoContains( *rule, { 8, 16, 18 } ) );
+   const std::vector< U32 > outside{ 8, 16, 18 };
+   EXPECT_FALSE( ruleConfigIpProtoContains( *rule, outside ) );
+   EXPECT_TRUE( ruleConfigIpProtoContains( *rule, std::vector< U32 >{ 8, 17 } ) );
+   EXPECT_TRUE( ruleConfigIpProtoContains( *rule, std::array< U32, 2 >{ 6, 8 } ) );
+   EXPECT_FALSE( ruleConfigIpProtoContains( *rule, std::span( outside ).first( 0 ) ) );
    EXPECT_FALSE( ruleConfigIpProtoContains( *rule, { NumericalRange::invalidValue() } ) );
    EXPECT_FALSE( ruleConfigIpProtoContains( *rule, {} ) );
    rule->matchSetIs( MatchComponent( ipProto ) );

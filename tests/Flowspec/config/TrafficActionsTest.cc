@@ -146,7 +146,24 @@ TEST( RuleConfig, StreamsItsCountsAndActions ) {
    rule->actionFieldSetIs( ActionFieldSet( 12 ) );
    out.str( "" );
    out << rule;
-   EXPECT_EQ( out.str(), "<matchSets=14;actionFieldSet=trafficDrop|trafficRate>" );
+   const std::string expected = "<matchSets=14;actionFieldSet=trafficDrop|trafficRate>";
+   EXPECT_EQ( out.str(), expected );
+   const auto printed = []( const auto& pointer ) {
+      std::ostringstream text;
+      text << pointer << '.';
+      return text.str();
+   };
+   EXPECT_EQ( printed( Vek::Ptr< const RuleConfig >( rule ) ), expected + '.' );
+   EXPECT_EQ( printed( rule.get() ), expected + '.' );
+   EXPECT_EQ( printed( static_cast< const RuleConfig* >( rule.get() ) ), expected + '.' );
+   EXPECT_EQ( rule->useCount(), 1U );
+}
+
+TEST( RuleConfigDeathTest, NoRuleIsPrinted ) {
+   std::ostringstream out;
+   EXPECT_ASSERTION( out << Vek::Ptr< RuleConfig >(), "rule != nullptr" );
+   EXPECT_ASSERTION( out << Vek::Ptr< const RuleConfig >(), "rule != nullptr" );
+   EXPECT_ASSERTION( out << static_cast< RuleConfig* >( nullptr ), "rule != nullptr" );
 }
 
 TEST( RuleConfig, StartsWithItsKeyAndDefaults ) {
