@@ -43,6 +43,7 @@ void Connection::receive() {
    for ( int piece = 0; piece < maxPiecesAtOnce; ++piece ) {
       const auto count = transport_->receive( room );
       if ( !count ) {
+         closedByPeer_ = true;
          close( receiver_ && !receiver_->atBoundary() ? "the peer closed inside a message" : "" );
          return;
       }
@@ -66,7 +67,16 @@ void Connection::send() {
          throw StreamException( sender_->error() );
       }
       while ( !sender_->pending().empty() ) {
-         const std::size_t count = transport_->send( sender_->pending() );
+         std::size_t count = 0;
+         try {
+            count = transport_->send( sender_->pending() );
+         } catch ( const StreamException& ) {
+            // What the peer said before it went tells more.
+            receive();
+            if ( open_ ) {
+               throw;
+            }
+         }
          if ( count == 0 ) {
             return;
          }

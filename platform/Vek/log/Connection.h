@@ -47,6 +47,8 @@ public:
 
    /// Why the connection ended; empty when the peer closed it between messages.
    const String& error() const { return error_; }
+   /// Whether it ended because the peer closed it.
+   bool closedByPeer() const { return closedByPeer_; }
 
    Transport& transport() { return *transport_; }
 
@@ -61,6 +63,7 @@ private:
    const std::function< void( std::span< const U8 > bytes ) > replies_;
    U64 sent_ = 0;
    bool open_ = true;
+   bool closedByPeer_ = false;
    String error_;
 };
 

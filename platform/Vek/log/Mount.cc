@@ -10,8 +10,18 @@ namespace Vek::log {
 
 namespace {
 
-constexpr std::chrono::milliseconds pause( 200 );
+// How long a database may take to reply.
+constexpr std::chrono::seconds replyTime( 10 );
+
+// Pauses between two tries double up to one of these.
+constexpr std::chrono::milliseconds shortest( 200 );
+constexpr std::chrono::milliseconds whileRefused( 1000 ); // another writer may end at any time
+constexpr std::chrono::milliseconds longest( 5000 );
+
 constexpr std::size_t maxReason = 600;
+
+constexpr const char* closed = "the state database closed the connection";
+constexpr const char* foreign = "invalid reply: this is not a state database";
 
 } // namespace
 
@@ -53,7 +63,7 @@ Mount::Clock::time_point Mount::nextTry() const {
    if ( reader_ ) {
       return reader_->nextTry();
    }
-   return connection_ || transport_ ? Clock::time_point::max() : nextTry_;
+   return connection_ ? Clock::time_point::max() : nextTry_;
 }
 
 void Mount::process() {
@@ -66,49 +76,74 @@ void Mount::process() {
       }
       if ( reader_ ) {
          takeOver();
-      } else if ( !connection_ ) {
+      } else if ( !connection_ && transport_ ) {
          greet();
       }
    } catch ( const StreamException& exception ) {
-      fail( exception.what() );
+      fail( exception.what(), longest );
       return;
    }
-   if ( connection_ && !connection_->process() ) {
-      const String& error = connection_->error();
-      const bool refused = refused_; // the database's last word
-      fail( error.empty() ? String( "the state database closed the connection" ) : error );
-      refused_ = refused;
+   if ( !connection_ ) {
       return;
    }
-   stands_ = stands_ ||
-             ( connection_ && ( writes() ? connection_->allSent() : connection_->synchronised() ) );
+   if ( !connection_->process() ) {
+      connectionEnded();
+      return;
+   }
+   stands_ = stands_ || ( writes() ? connection_->allSent() : connection_->synchronised() );
+   if ( writes() && whole_ == 0 && connection_->allSent() ) {
+      whole_ = connection_->sent();
+   }
+   if ( !works_ && ( writes() ? whole_ != 0 && acknowledged_ >= whole_ : stands_ ) ) {
+      works_ = Clock::now();
+      error_.clear();
+   }
 }
 
 void Mount::connect() {
-   transport_ = std::make_unique< FdTransport >( endpoint_.connect() );
+   try {
+      transport_ = std::make_unique< FdTransport >( endpoint_.connect() );
+   } catch ( const StreamException& exception ) {
+      // It will be there when it has started.
+      fail( exception.what(), shortest );
+      return;
+   }
+   nextTry_ = Clock::now() + replyTime;
    greeting_ = greetingText_;
    reply_.clear();
 }
 
 void Mount::greet() {
-   // Nothing is to be sent any more when the database may have replied and closed.
+   // The database may have replied and closed before it has all of the greeting.
+   String failure;
    if ( !greeting_.empty() ) {
       const auto* const bytes = reinterpret_cast< const U8* >( greeting_.data() );
-      greeting_.erase( 0, transport_->send( std::span( bytes, greeting_.size() ) ) );
+      try {
+         greeting_.erase( 0, transport_->send( std::span( bytes, greeting_.size() ) ) );
+      } catch ( const StreamException& exception ) {
+         failure = exception.what();
+      }
    }
-   // A byte at a time: what comes behind the reply is the connection's.
+   // A byte at a time: what comes after the reply is the connection's.
    U8 byte = 0;
    while ( !reply_.ends_with( '\n' ) ) {
       const auto count = transport_->receive( std::span( &byte, 1 ) );
+      if ( !failure.empty() && count.value_or( 0 ) == 0 ) {
+         fail( failure, shortest ); // nobody listens on a port, as far as one can know
+         return;
+      }
       if ( !count ) {
-         throw StreamException( "the state database closed the connection" );
+         throw StreamException( closed );
       }
       if ( *count == 0 ) {
+         if ( Clock::now() >= nextTry_ ) {
+            throw StreamException( "the state database does not answer" );
+         }
          return;
       }
       reply_ += static_cast< char >( byte );
       if ( reply_.size() > Greeting::maxSize ) {
-         throw StreamException( "this is no state database" );
+         throw StreamException( foreign );
       }
    }
    takeReply();
@@ -116,8 +151,9 @@ void Mount::greet() {
 
 void Mount::takeReply() {
    reply_.pop_back();
-   if ( reply_ == Greeting::accepted ) {
-      if ( type_ && !source_ ) {
+   const String line = std::exchange( reply_, {} );
+   if ( line == Greeting::accepted ) {
+      if ( type_ ) {
          reader_ = std::make_unique< Mount >( endpoint_, agent_, root_, *directory_ );
          takeOver();
       } else {
@@ -125,14 +161,25 @@ void Mount::takeReply() {
       }
       return;
    }
-   if ( !reply_.starts_with( Greeting::refused ) ) {
-      throw StreamException( "this is no state database" );
+   if ( !line.starts_with( Greeting::refused ) ) {
+      throw StreamException( foreign );
    }
-   fail( printable( std::string_view( reply_ ).substr( Greeting::refused.size() ), maxReason ) );
+   fail( refusal( line ), whileRefused );
    refused_ = true;
 }
 
+String Mount::refusal( std::string_view line ) {
+   return printable( line.substr( Greeting::refused.size() ), maxReason );
+}
+
 void Mount::takeOver() {
+   // What is read is the state only while no other can write it.
+   U8 words[64];
+   const auto count = transport_->receive( words );
+   if ( !count ) {
+      throw StreamException( closed );
+   }
+   takeWords( std::span( words, *count ) );
    reader_->process();
    if ( !reader_->stands() ) {
       error_ = reader_->error();
@@ -140,8 +187,13 @@ void Mount::takeOver() {
       return;
    }
    reader_.reset();
-   source_ = std::make_unique< Source >();
-   source_->rootIs( *directory_->create( *type_, root_ ) );
+   try {
+      source_ = std::make_unique< Source >();
+      source_->rootIs( *directory_->create( *type_, root_ ) );
+   } catch ( const RangeException& exception ) {
+      throw StreamException( exception.what() ); // such as a root of another type
+   }
+   ++takeovers_;
    begin();
 }
 
@@ -150,7 +202,7 @@ void Mount::begin() {
    if ( source_ ) {
       options.source = source_.get();
       options.replies = [this]( std::span< const U8 > bytes ) { takeWords( bytes ); };
-      reply_.clear();
+      whole_ = 0;
       acknowledged_ = 0;
    } else {
       options.directory = directory_;
@@ -159,7 +211,7 @@ void Mount::begin() {
       };
    }
    connection_ = std::make_unique< Connection >( std::move( transport_ ), std::move( options ) );
-   error_.clear();
+   works_ = std::nullopt;
    refused_ = false;
 }
 
@@ -168,28 +220,39 @@ void Mount::takeWords( std::span< const U8 > bytes ) {
    for ( const U8 byte : bytes ) {
       if ( byte != '\n' ) {
          reply_ += static_cast< char >( byte );
-         if ( reply_.size() > Greeting::maxSize ) {
-            throw StreamException( "this is no state database" );
+         if ( reply_.size() == Greeting::maxSize ) {
+            throw StreamException( foreign );
          }
          continue;
       }
       const String line = std::exchange( reply_, {} );
       if ( line.starts_with( Greeting::refused ) ) {
          refused_ = true;
-         throw StreamException( line.substr( Greeting::refused.size() ) );
+         throw StreamException( refusal( line ) );
       }
       const auto count = line.starts_with( Greeting::has )
                             ? decimal( std::string_view( line ).substr( Greeting::has.size() ),
                                        std::numeric_limits< U64 >::max() )
                             : std::nullopt;
       if ( !count ) {
-         throw StreamException( "this is no state database" );
+         throw StreamException( foreign );
       }
       acknowledged_ = *count;
    }
 }
 
-void Mount::fail( const String& reason ) {
+void Mount::connectionEnded() {
+   const bool refused = refused_; // the database's last word
+   // One that ends in good order is back soon; other ends repeat, unless it was good for a while.
+   const bool wasGood =
+      works_ && ( connection_->closedByPeer() || Clock::now() - *works_ > longest );
+   fail( connection_->closedByPeer() ? closed : connection_->error(),
+         wasGood ? shortest : longest );
+   refused_ = refused;
+}
+
+// Tries again after a pause, which doubles from one failure to the next.
+void Mount::fail( const String& reason, std::chrono::milliseconds longestPause ) {
    // The reason may be the connection's.
    error_ = String( reason );
    refused_ = false;
@@ -197,7 +260,13 @@ void Mount::fail( const String& reason ) {
    connection_.reset();
    transport_.reset();
    greeting_.clear();
-   nextTry_ = Clock::now() + pause;
+   if ( type_ ) {
+      source_.reset();
+      stands_ = false;
+   }
+   pause_ = std::min( pause_, longestPause );
+   nextTry_ = Clock::now() + pause_;
+   pause_ = std::min( 2 * pause_, longestPause );
 }
 
 void Mount::wait( std::span< Mount* const > mounts, std::chrono::milliseconds atMost ) {
@@ -212,7 +281,8 @@ void Mount::wait( std::span< Mount* const > mounts, std::chrono::milliseconds at
       }
    }
    const auto left = std::chrono::ceil< std::chrono::milliseconds >( until - Clock::now() );
-   ::poll( polled.data(), polled.size(), static_cast< int >( std::max( left.count(), 0L ) ) );
+   ::poll( polled.data(), polled.size(),
+           static_cast< int >( std::clamp( left.count(), 0L, 3'600'000L ) ) );
 }
 
 } // namespace Vek::log

@@ -13,7 +13,9 @@ namespace Vek::log {
 /// A mount never waits. The owner's event loop calls `process` when `fd` is ready and when
 /// `nextTry` has come; `Mount::wait` does for a program that has nothing else to wait for. A mount
 /// that loses its connection, or is refused, tries again: a copy stays as it is meanwhile, and both
-/// sides are brought up to date by what changed.
+/// sides are brought up to date by what changed. It tries every 200 ms while nobody listens; after
+/// other failures the pause doubles, to a second while another agent writes the root and to five
+/// when a connection was of no use, such as with other types.
 class OSK_EXPORT Mount {
 public:
    using Clock = std::chrono::steady_clock;
@@ -29,7 +31,8 @@ public:
 
    /// Writes and takes over: what the database has under `root` is read into `directory` first,
    /// while no other can write it; where it has nothing, a new entity of `type` is created. It is
-   /// there, and may be changed, once the mount `stands`.
+   /// there, and may be changed, while the mount `stands`. Each new connection takes over anew, as
+   /// another may have written meanwhile: what was not `acknowledged` before is to be done again.
    Mount( Endpoint endpoint, String agent, String type, String root, Directory& directory );
 
    Mount( const Mount& ) = delete;
@@ -43,12 +46,17 @@ public:
    /// to be waited for until it can be written.
    int fd() const;
    bool wantsToSend() const;
-   /// When to try again; `time_point::max()` while there is a connection.
+   /// When to try again or to end waiting for a reply; `time_point::max()` while there is a
+   /// connection.
    Clock::time_point nextTry() const;
 
-   /// A reader has received all that was there when it connected; a writer may change its entity,
-   /// as all that it had was given to the connection once.
+   /// A reader has received all that was there when it connected once; a writer may change its
+   /// entity, as all that it had was given to a connection once, or, when it takes over, to this
+   /// one.
    bool stands() const { return stands_; }
+
+   /// How often the state was taken over.
+   U64 takeovers() const { return takeovers_; }
 
    /// A writer: whether every change so far was given to the connection; the database may not have
    /// it yet.
@@ -57,7 +65,8 @@ public:
    /// A writer: whether the database has every change so far, on its disk if it keeps the root.
    bool acknowledged() const { return allSent() && acknowledged_ >= connection_->sent(); }
 
-   /// Why there is no connection now; empty when there is one.
+   /// Why there is no connection that works; empty when there is one: all that was there has come,
+   /// or the database has taken all that there was.
    const String& error() const { return error_; }
    /// Whether that is the database's refusal, such as another writer.
    bool refused() const { return refused_; }
@@ -76,7 +85,9 @@ private:
    void takeWords( std::span< const U8 > bytes );
    void begin();
    void takeOver();
-   void fail( const String& reason );
+   void connectionEnded();
+   void fail( const String& reason, std::chrono::milliseconds longestPause );
+   static String refusal( std::string_view line );
 
    const Endpoint endpoint_;
    const String agent_;
@@ -90,8 +101,13 @@ private:
    std::unique_ptr< Connection > connection_;
    String greeting_; ///< what is left of it to be sent
    String reply_;
-   U64 acknowledged_ = 0;        ///< bytes of this connection's log
-   Clock::time_point nextTry_{}; ///< long ago
+   // Bytes of this connection's log: with all that there was, and that the database has.
+   U64 whole_ = 0;
+   U64 acknowledged_ = 0;
+   U64 takeovers_ = 0;
+   std::optional< Clock::time_point > works_; ///< since when this connection does
+   std::chrono::milliseconds pause_{ 200 };   ///< before the next try
+   Clock::time_point nextTry_{};              ///< long ago
    bool stands_ = false;
    bool refused_ = false;
    String error_ = "not connected yet";
