@@ -181,11 +181,8 @@ void addMask( MatchComponent& component, const BitMask& mask ) {
 bool addMasks( const Terms& terms, AddressFamily family, MatchComponent& component ) {
    return forEachGroup( terms, [&]( std::span< const MatchOpValResult > group ) {
       const BitMask first = maskOf( group.front(), family );
-      if ( group.size() == 1 && first.mask() != 0 ) {
-         addMask( component, first );
-         return true;
-      }
-      std::vector< BitMask > left = alternatives( first );
+      const bool isMask = group.size() == 1 && first.mask() != 0;
+      std::vector< BitMask > left = isMask ? std::vector{ first } : alternatives( first );
       for ( const MatchOpValResult& term : group.subspan( 1 ) ) {
          left = both( left, alternatives( maskOf( term, family ) ) );
          if ( left.size() > maxMasks ) {

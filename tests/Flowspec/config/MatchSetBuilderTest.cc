@@ -255,6 +255,34 @@ Vek::String errorOf( const FlowspecKey& key ) {
    return error ? Vek::concat( stringValue( error->compType ), ": ", error->message ) : "none";
 }
 
+// Alternatives that are joined by AND multiply; these make as many masks as are kept.
+TEST( MatchSetBuilder, AsManyMasksAsAreKept ) {
+   constexpr U8 anySet = 0x50;
+   constexpr U8 anyClear = 0x53;
+   constexpr std::pair< U8, U32 > terms[] = {
+      { anySet, 320 },    { anySet, 531 },    { anySet, 352 },    { anyClear, 578 },
+      { anyClear, 642 },  { anyClear, 2122 }, { anyClear, 2747 }, { anySet, 2400 },
+      { anyClear, 2798 }, { anyClear, 578 } };
+   FlowspecKey key;
+   U32 index = 0;
+   for ( const auto& [op, value] : terms ) {
+      index = key.setOpVal( index, tcpFlags, op, value );
+   }
+   std::vector< MatchComponent > components;
+   EXPECT_FALSE( matchSetFromKey( key, components ) );
+   ASSERT_EQ( components.size(), 1U );
+   EXPECT_EQ( components[0].tcpBitMask().size(), 4096U );
+   // An alternative that is there already is none more.
+   const TcpBitMask there = *components[0].tcpBitMask().begin();
+   FlowspecKey same = key;
+   U32 last = same.setOpVal( index, tcpFlags, 0x11, there.val() );
+   last = same.setOpVal( last, tcpFlags, 0x52, static_cast< U16 >( there.mask() & ~there.val() ) );
+   EXPECT_FALSE( matchSetFromKey( same, components ) );
+   EXPECT_EQ( components[0].tcpBitMask().size(), 4096U );
+   key.setOpVal( index, tcpFlags, 0x10, 1 );
+   EXPECT_EQ( errorOf( key ), "tcpFlags: the masks of tcpFlags are too many" );
+}
+
 TEST( MatchSetBuilder, Errors ) {
    const auto single = []( MatchCompType type, U8 op, U32 value ) {
       FlowspecKey key;
