@@ -1,6 +1,7 @@
 #include "Flowspec/config/RuleConfig.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/ChangeRecorder.h"
+#include "tests/support/Reaction.h"
 
 #include <array>
 #include <vector>
@@ -246,6 +247,44 @@ TEST( RuleSanitizer, ReplacesTheProtocolComponentWhole ) {
    EXPECT_EQ( rule->matchSet( ipProto ), ipProtoOf( "6" ) );
    EXPECT_EQ( changes.take(), std::vector< Vek::String >{ Vek::concat( "260 matchSet[ipProto] was ",
                                                                        protocols.toStrep() ) } );
+}
+
+// One thing too many is enough.
+TEST( RuleSanitizer, ReplacesAProtocolComponentThatHoldsAnythingElse ) {
+   MatchComponent withIpMask = ipProtoOf( "6" );
+   withIpMask.ipBitMaskIs( IpBitMask( true, 1, 1 ) );
+   MatchComponent withTcpMask = ipProtoOf( "6" );
+   withTcpMask.tcpBitMaskIs( TcpBitMask( true, 1, 1 ) );
+   MatchComponent withPrefix = ipProtoOf( "6" );
+   withPrefix.prefixIs( Zorv::IpGenPrefix( Zorv::IpGenAddr::ipv4( 0x0A000000 ), 8 ) );
+   for ( const MatchComponent& protocols : { withIpMask, withTcpMask, withPrefix } ) {
+      for ( const MatchCompType type : { tcpFlags, destPort } ) {
+         const auto rule = ruleOf( '4' );
+         rule->matchSetIs( protocols );
+         rule->matchSetIs( MatchComponent( type ) );
+         EXPECT_EQ( rule->sanitizeMatchSet(), invalid );
+         EXPECT_EQ( rule->matchSet( ipProto ), ipProtoOf( "6" ) ) << protocols.toStrep();
+      }
+   }
+}
+
+// Observers may drop the last reference to the rule; what comes after the first change still needs
+// it.
+TEST( RuleSanitizer, HoldsTheRuleWhileItPublishes ) {
+   auto rule = ruleOf( '4' );
+   rule->matchSetIs( MatchComponent( tcpFlags ) );
+   rule->matchSetIs( MatchComponent( destPort ) );
+   RuleConfig* const object = rule.get();
+   U32 references = 0;
+   const TestSupport::Reaction reaction(
+      *object, [&]( const Vek::Change& change ) { references = change.entity.useCount(); } );
+   object->matchSetIs( MatchComponent( dscp ) );
+   const U32 ofOneChange = references;
+   TestSupport::Reaction drop( *object, [&]( const Vek::Change& ) { rule = nullptr; } );
+   EXPECT_EQ( object->sanitizeMatchSet(), invalid );
+   EXPECT_EQ( rule, nullptr );
+   EXPECT_EQ( references, ofOneChange ) << "one of its own instead of the one that was dropped";
+   EXPECT_EQ( drop.observation().entity(), nullptr ) << "the rule is gone afterwards";
 }
 
 TEST( RuleSanitizer, ProtocolsAreContainedWhenAnyIs ) {

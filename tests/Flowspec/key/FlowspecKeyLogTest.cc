@@ -132,6 +132,43 @@ TEST( FlowspecKeyLog, EveryTypeAndLengthOfAWordFromAPeerIsLookedAt ) {
    }
 }
 
+// As many words as stand in place and more, one of them bad.
+TEST( FlowspecKeyLog, EveryWordFromAPeerIsLookedAt ) {
+   struct Flaw {
+      const char* word;
+      std::string reason;
+   };
+   const Flaw flaws[] = { { "0E810006", "no component has the type of a word" },
+                          { "FF810006", "no component has the type of a word" },
+                          { "0D310006", "a word has a value of 8 bytes" },
+                          { "00810006", "" } };
+   for ( U16 count = 1; count <= 18; ++count ) {
+      for ( U16 bad = 0; bad < count; ++bad ) {
+         for ( const Flaw& flaw : flaws ) {
+            std::string hex = head;
+            FlowspecKey expected;
+            expected.vrfIdIs( 5 );
+            expected.addressFamilyIs( Zorv::AddressFamily::ipv4 );
+            for ( U16 index = 0; index < count; ++index ) {
+               const U8 bytes[] = { 0, static_cast< U8 >( index ) };
+               const U32 good = 0x03010000U | index;
+               const U32 word = index == bad ? 0x00810006U : good;
+               expected.matchOpValIs( index, MatchOpVal( word ) );
+               hex += hexOf( bytes ) + ( index == bad ? flaw.word : hexOf( logBytes( good ) ) );
+            }
+            hex += "07FF 00000000";
+            SCOPED_TRACE( hex );
+            if ( flaw.reason.empty() ) {
+               ASSERT_EQ( logValue< FlowspecKey >( bytesOf( hex ) ), expected );
+            } else {
+               ASSERT_EQ( refusal( hex ),
+                          "byte " + std::to_string( 62 + 6 * count ) + ": " + flaw.reason );
+            }
+         }
+      }
+   }
+}
+
 TEST( FlowspecKeyLog, CountsAreCheckedBeforeMemoryIsTaken ) {
    EXPECT_EQ( refusal( head + "07FF 00000002 0003" ),
               "byte 58: a count of 2 does not fit into what follows" );

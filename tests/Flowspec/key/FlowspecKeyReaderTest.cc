@@ -174,6 +174,43 @@ TEST( CheckedReaders, NoCommandLineFormWithDistinguisherEndsTheProcess ) {
       []( KeyGenerator& generator ) { return "RD:192.0.2.1:7;" + generator.ruleText( false ); } );
 }
 
+// What stands behind the end of a view does not count: each beginning of a text reads as if it
+// stood alone.
+TEST( CheckedReaders, NothingIsReadBehindTheEndOfAView ) {
+   const std::string text =
+      "10.1.0.0/16;2001:db8::/32;IP:=0L6;DP:>=1L1024&<=1L20479|=1L80;TCP:!=0L2;"
+      "FL:=2L1048575|=0L0x10|=0L010;";
+   for ( std::size_t size = 0; size <= text.size(); ++size ) {
+      for ( const bool lengths : { false, true } ) {
+         const std::string alone = text.substr( 0, size );
+         FlowspecKey expected;
+         const KeyTextResult expectedResult = readStrCli( alone, lengths, expected );
+         for ( const char* const behind : { "", "0", "9", "L", "L6", "0L6", ":=1", ";", "/8" } ) {
+            const std::string longer = behind[0] == '\0' ? text : alone + behind;
+            FlowspecKey key;
+            const KeyTextResult result =
+               readStrCli( std::string_view( longer ).substr( 0, size ), lengths, key );
+            ASSERT_EQ( key, expected ) << alone << " before " << behind;
+            ASSERT_EQ( result.has_value(), expectedResult.has_value() ) << alone;
+            if ( result ) {
+               ASSERT_EQ( result->message, expectedResult->message ) << alone;
+               ASSERT_EQ( result->offset, expectedResult->offset ) << alone;
+            }
+         }
+      }
+   }
+   const auto withLengths = []( std::string_view lengthAtTheEnd ) {
+      FlowspecKey key;
+      const KeyTextResult result = readStrCli( lengthAtTheEnd, true, key );
+      return result ? result->message : "read";
+   };
+   constexpr std::string_view whole = "*;*;IP:=0L6";
+   EXPECT_EQ( withLengths( whole ), "read" );
+   EXPECT_EQ( withLengths( whole.substr( 0, 10 ) ), "Unexpected format for value length IP:=0L" );
+   EXPECT_EQ( withLengths( whole.substr( 0, 9 ) ), "Unexpected format for value length IP:=0" );
+   EXPECT_EQ( withLengths( whole.substr( 0, 8 ) ), " Missing value in IP:=" );
+}
+
 TEST( CheckedReaders, NoValueFormEndsTheProcess ) {
    expectSafe( 73, readStringValue,
                []( KeyGenerator& generator ) { return generator.canonicalKey().stringValue(); } );

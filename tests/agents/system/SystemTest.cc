@@ -99,7 +99,7 @@ TEST( ExampleSystem, DoesWithEachRuleWhatTheModelComputes ) {
 
 TEST( ExampleSystem, HasRulesThatEndInManyWays ) {
    const std::map< Vek::String, U64 > expected{
-      { "infeasible", 17 },       { "programmed", 108 },       { "programmedWithFailures", 2 },
+      { "infeasible", 17 },       { "programmed", 108 },      { "programmedWithFailures", 2 },
       { "resourceExhausted", 4 }, { "unsupportedAction", 7 }, { "unsupportedMatch", 2 } };
    EXPECT_EQ( outcomes( modelled() ), expected );
 }
