@@ -1,13 +1,10 @@
 #include "agents/lib/Daemon.h"
 
-#include "Vek/Text.h"
-
 #include <cerrno>
 #include <csignal>
 #include <new>
 #include <system_error>
 
-#include <fcntl.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -15,19 +12,15 @@ namespace Agents {
 
 namespace {
 
-void writeLine( std::string_view name, std::string_view text ) {
-   const Vek::String line = Vek::concat( name, ": ", text, '\n' );
-   [[maybe_unused]] const ssize_t written = ::write( STDERR_FILENO, line.data(), line.size() );
-}
-
 [[noreturn]] void fail( const Vek::String& doing ) {
    throw std::system_error( errno, std::generic_category(), doing );
 }
 
 } // namespace
 
-Daemon::Daemon( const Vek::String& name ) : name_( name ) {
+Daemon::Daemon( const Vek::String& name ) : log_( name ) {
    ::signal( SIGPIPE, SIG_IGN );
+   ::signal( SIGXFSZ, SIG_IGN );
    sigset_t set;
    sigemptyset( &set );
    for ( const int number : { SIGTERM, SIGINT, SIGHUP } ) {
@@ -43,29 +36,14 @@ Daemon::Daemon( const Vek::String& name ) : name_( name ) {
    loop_.add( *this );
 }
 
-Daemon::~Daemon() {
-   ::close( signals_ );
-   if ( !pidFile_.empty() ) {
-      ::unlink( pidFile_.c_str() );
-   }
-}
+Daemon::~Daemon() { ::close( signals_ ); }
 
 void Daemon::pidFileIs( const Vek::String& file ) {
-   const Vek::String text = Vek::concat( ::getpid(), '\n' );
-   const int fd = ::open( file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644 );
-   const ssize_t written = fd < 0 ? -1 : ::write( fd, text.data(), text.size() );
-   const int error = written < 0 ? errno : ENOSPC;
-   const bool closed = fd >= 0 && ::close( fd ) == 0;
-   if ( written != static_cast< ssize_t >( text.size() ) || !closed ) {
-      errno = error;
-      fail( "cannot write " + file );
-   }
-   pidFile_ = file;
+   pidFile_ = std::make_unique< PidFile >( file, "write " + file );
 }
 
-void Daemon::log( std::string_view text ) const { writeLine( name_, text ); }
-
 void Daemon::ready() {
+   log_.tellSuppressed();
    signalfd_siginfo signal;
    while ( ::read( signals_, &signal, sizeof signal ) == sizeof signal ) {
       if ( signal.ssi_signo != SIGHUP ) {
@@ -80,9 +58,9 @@ int daemonMain( const Vek::String& name, const std::function< ExitStatus() >& ru
    try {
       return static_cast< int >( run() );
    } catch ( const std::bad_alloc& ) {
-      writeLine( name, "out of memory" );
+      Log( name ).line( "out of memory" );
    } catch ( const std::exception& error ) {
-      writeLine( name, error.what() );
+      Log( name ).line( error.what() );
    }
    return static_cast< int >( ExitStatus::failed );
 }

@@ -20,6 +20,12 @@ void addDaemonOptions( CLI::App& app, DaemonOptions& options, const Vek::String&
       "wrong usage." );
 }
 
+ExitStatus badUsage( const CLI::App& app, const Vek::String& reason ) {
+   std::fprintf( stderr, "%s: %s\nTry '%s --help'.\n", app.get_name().c_str(), reason.c_str(),
+                 app.get_name().c_str() );
+   return ExitStatus::badUsage;
+}
+
 std::optional< ExitStatus > parse( CLI::App& app, int argc, char** argv ) {
    try {
       app.parse( argc, argv );
@@ -31,9 +37,7 @@ std::optional< ExitStatus > parse( CLI::App& app, int argc, char** argv ) {
       std::printf( "%s\n", exception.what() );
       return ExitStatus::good;
    } catch ( const CLI::ParseError& error ) {
-      std::fprintf( stderr, "%s: %s\nTry '%s --help'.\n", app.get_name().c_str(), error.what(),
-                    app.get_name().c_str() );
-      return ExitStatus::badUsage;
+      return badUsage( app, error.what() );
    }
 }
 

@@ -20,6 +20,9 @@ struct DaemonOptions {
 /// Adds `--socket`, described by `endpointHelp`, and `--pid-file`, and `--version`.
 void addDaemonOptions( CLI::App& app, DaemonOptions& options, const Vek::String& endpointHelp );
 
+/// Says what is wrong with the command line.
+ExitStatus badUsage( const CLI::App& app, const Vek::String& reason );
+
 /// Reads the command line. A status when the program is to end with it, as help was shown or the
 /// usage was wrong.
 std::optional< ExitStatus > parse( CLI::App& app, int argc, char** argv );

@@ -2,11 +2,20 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 #include <system_error>
 
-#include <poll.h>
-
 namespace Agents {
+
+void EventLoop::add( Handler& handler ) {
+   handlers_.push_back( &handler );
+   try {
+      polled_.reserve( handlers_.capacity() );
+   } catch ( const std::bad_alloc& ) {
+      handlers_.pop_back();
+      throw;
+   }
+}
 
 void EventLoop::remove( Handler& handler ) {
    std::replace( handlers_.begin(), handlers_.end(), &handler, static_cast< Handler* >( nullptr ) );
@@ -20,11 +29,11 @@ void EventLoop::run() {
 
 void EventLoop::turn() {
    std::erase( handlers_, nullptr );
-   std::vector< pollfd > polled( handlers_.size() );
+   polled_.resize( handlers_.size() );
    auto first = Clock::time_point::max();
-   for ( std::size_t i = 0; i < polled.size(); ++i ) {
+   for ( std::size_t i = 0; i < polled_.size(); ++i ) {
       const int events = handlers_[i]->wantsToSend() ? POLLIN | POLLOUT : POLLIN;
-      polled[i] = {
+      polled_[i] = {
          .fd = handlers_[i]->fd(), .events = static_cast< short >( events ), .revents = 0 };
       first = std::min( first, handlers_[i]->due() );
    }
@@ -34,12 +43,12 @@ void EventLoop::turn() {
       const auto wait = std::chrono::ceil< std::chrono::milliseconds >( first - Clock::now() );
       timeout = static_cast< int >( std::clamp( wait.count(), 0L, 3'600'000L ) );
    }
-   if ( ::poll( polled.data(), polled.size(), timeout ) < 0 && errno != EINTR ) {
+   if ( ::poll( polled_.data(), polled_.size(), timeout ) < 0 && errno != EINTR ) {
       throw std::system_error( errno, std::generic_category(), "cannot wait" );
    }
-   for ( std::size_t i = 0; i < polled.size() && !stopped_; ++i ) {
+   for ( std::size_t i = 0; i < polled_.size() && !stopped_; ++i ) {
       Handler* const handler = handlers_[i];
-      if ( handler && ( polled[i].revents || handler->due() <= Clock::now() ) ) {
+      if ( handler && ( polled_[i].revents || handler->due() <= Clock::now() ) ) {
          handler->ready();
       }
    }

@@ -3,10 +3,12 @@
 #include <chrono>
 #include <vector>
 
+#include <poll.h>
+
 namespace Agents {
 
-/// What a daemon does: wait for descriptors and for points in time, and call who waits for them.
-/// One thread.
+/// Waits for descriptors and for points in time, and calls the handlers that wait for them. One
+/// thread.
 class EventLoop {
 public:
    using Clock = std::chrono::steady_clock;
@@ -28,8 +30,9 @@ public:
       ~Handler() = default;
    };
 
-   /// A handler lives until it is removed; both may be called by handlers.
-   void add( Handler& handler ) { handlers_.push_back( &handler ); }
+   /// A handler lives until it is removed; both may be called by handlers. `std::bad_alloc` when
+   /// there is no memory for one more, which is not added then.
+   void add( Handler& handler );
    void remove( Handler& handler );
 
    /// Waits and calls until someone calls `stop`. `std::system_error` when it cannot wait.
@@ -40,6 +43,7 @@ private:
    void turn();
 
    std::vector< Handler* > handlers_; ///< null where one was removed in this turn
+   std::vector< pollfd > polled_; ///< has room for all of them, so that a turn allocates nothing
    bool stopped_ = false;
 };
 

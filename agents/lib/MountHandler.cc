@@ -18,7 +18,7 @@ void MountHandler::ready() {
    if ( mount_.error() != logged_ ) {
       logged_ = mount_.error();
       const std::string_view text = logged_.empty() ? std::string_view( "mounted" ) : logged_;
-      daemon_.log( Vek::concat( mount_.root(), ": ", text ) );
+      daemon_.logPeer( Vek::concat( mount_.root(), ": ", text ) );
    }
    if ( changed_ ) {
       changed_();

@@ -85,34 +85,15 @@ int Endpoint::connect() const {
 }
 
 int Endpoint::listen() const {
+   struct stat found {};
+   if ( isUnix() && ::lstat( text_.c_str(), &found ) == 0 && !S_ISSOCK( found.st_mode ) ) {
+      throw StreamException( concat( "cannot listen on ", text_, ": it is not a socket" ) );
+   }
    const int fd = open();
    if ( fd < 0 ) {
       fail( "listen on" );
    }
-   // The socket is never there with wider permissions, not even for a moment.
-   const mode_t mask = ::umask( 0117 );
-   int bound = 0;
-   if ( isUnix() ) {
-      bound = with( ::bind, fd );
-      if ( bound < 0 && errno == EADDRINUSE ) {
-         const int probe = open();
-         const bool dead = probe >= 0 && with( ::connect, probe ) < 0 && errno == ECONNREFUSED;
-         ::close( probe );
-         errno = EADDRINUSE;
-         if ( dead ) {
-            remove();
-            bound = with( ::bind, fd );
-         }
-      }
-   } else {
-      const int reuse = 1;
-      ::setsockopt( fd, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse );
-      bound = with( ::bind, fd );
-   }
-   const int error = errno;
-   ::umask( mask );
-   errno = error;
-   if ( bound < 0 || ::listen( fd, backlog ) < 0 ) {
+   if ( bind( fd ) < 0 || ::listen( fd, backlog ) < 0 ) {
       const int reason = errno;
       ::close( fd );
       errno = reason;
@@ -121,8 +102,34 @@ int Endpoint::listen() const {
    return fd;
 }
 
+int Endpoint::bind( int fd ) const {
+   if ( !isUnix() ) {
+      const int reuse = 1;
+      ::setsockopt( fd, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse );
+      return with( ::bind, fd );
+   }
+   // The socket is never there with wider permissions, not even for a moment.
+   const mode_t mask = ::umask( 0117 );
+   int bound = with( ::bind, fd );
+   if ( bound < 0 && errno == EADDRINUSE ) {
+      const int probe = open();
+      const bool dead = probe >= 0 && with( ::connect, probe ) < 0 && errno == ECONNREFUSED;
+      ::close( probe );
+      errno = EADDRINUSE;
+      if ( dead ) {
+         remove();
+         bound = with( ::bind, fd );
+      }
+   }
+   const int error = errno;
+   ::umask( mask );
+   errno = error;
+   return bound;
+}
+
 void Endpoint::remove() const {
-   if ( isUnix() ) {
+   struct stat found {};
+   if ( isUnix() && ::lstat( text_.c_str(), &found ) == 0 && S_ISSOCK( found.st_mode ) ) {
       ::unlink( text_.c_str() );
    }
 }
