@@ -6,11 +6,14 @@
 
 namespace Agents {
 
-/// A client of the state database: greets, and then reads one root or writes one.
+/// A client of the state database: greets, and then reads one root or writes one, or asks which
+/// there are.
 class Client final : public EventLoop::Handler {
 public:
    /// How long a client may take to greet.
    static constexpr std::chrono::seconds greetingTime{ 10 };
+   /// How long one that is refused may take to read why.
+   static constexpr std::chrono::seconds endingTime{ 1 };
 
    /// Takes the connection `fd`; the database owns the client and outlives it.
    Client( StateDatabase& database, int fd );
@@ -18,9 +21,9 @@ public:
    Client& operator=( const Client& ) = delete;
    ~Client();
 
-   int fd() const override { return fd_; }
+   int fd() const override { return transport_.fd(); }
    bool wantsToSend() const override {
-      return connection_ && ( connection_->wantsToSend() || !words_.empty() );
+      return !words_.empty() || ( connection_ && connection_->wantsToSend() );
    }
    EventLoop::Clock::time_point due() const override { return due_; }
    /// Does what can be done now; the database destroys the client within the call when it is done.
@@ -28,27 +31,46 @@ public:
 
    const Vek::String& agent() const { return greeting_.agent; }
    const Vek::String& rootName() const { return greeting_.root; }
+   const Peer& peer() const { return peer_; }
+   /// Whether it reads a root that is not there.
+   bool isWaiting() const { return root_ && !greeting_.writes && !root_->entity; }
 
 private:
-   /// Reads the greeting as far as it is there. False when the connection is of no more use.
+   enum class Stage : U8 { greets, streams, ends };
+
+   /// Does what can be done now. False when the connection is of no more use.
+   bool go();
    bool greet();
-   bool answer( std::string_view line );
-   bool reply( const Vek::String& line );
+   void answer( std::string_view line );
    void begin();
+   bool stream();
    /// Tells a writer how much of its log the database has.
    void acknowledge();
-   void logEnd( const Vek::String& error ) const;
+   /// Says a last word, and gives the client time to read it.
+   void endWith( Vek::String words );
+   void refuse( std::string_view reason );
+   bool drain();
+   /// Sends of `words_` what can be sent; false when the other end is gone.
+   bool sendWords();
+
+   void leave();
+   void noteComing();
+   void logEnd( std::string_view error );
+   Vek::String who() const;
 
    StateDatabase& database_;
-   const int fd_;
+   Vek::log::FdTransport transport_;
+   Stage stage_ = Stage::greets;
    EventLoop::Clock::time_point due_ = EventLoop::Clock::now() + greetingTime;
-   std::unique_ptr< Vek::log::FdTransport > transport_; ///< until the connection has it
+   Peer peer_;
    Vek::String line_;
    Vek::log::Greeting greeting_;
    std::shared_ptr< StateDatabase::Root > root_;
    std::unique_ptr< Vek::log::Connection > connection_;
-   Vek::String words_;    ///< to a writer, not sent yet
-   U64 acknowledged_ = 0; ///< bytes of its log
+   Vek::String words_;       ///< to the client, not sent yet
+   U64 acknowledged_ = 0;    ///< bytes of a writer's log
+   bool hasWritten_ = false; ///< has named the type of its root
+   bool isLogged_ = false;   ///< that it came
 };
 
 } // namespace Agents

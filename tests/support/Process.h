@@ -19,6 +19,8 @@ public:
    Process& operator=( const Process& ) = delete;
    ~Process() { kill(); }
 
+   pid_t number() const { return pid_; }
+
    void signal( int number ) const;
 
    /// Ends it with SIGKILL.

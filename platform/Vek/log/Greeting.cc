@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::string_view reading = "mount/1 read ";
 constexpr std::string_view writing = "mount/1 write ";
+constexpr std::string_view listing = "mount/1 list ";
 
 bool isName( std::string_view name ) {
    return !name.empty() && std::ranges::none_of( name, []( char c ) {
@@ -32,6 +33,11 @@ String Greeting::text() const {
 
 std::optional< Greeting > Greeting::fromText( std::string_view line ) {
    Greeting greeting;
+   if ( line.starts_with( listing ) ) {
+      greeting.lists = true;
+      greeting.agent = line.substr( listing.size() );
+      return isAgent( greeting.agent ) ? std::optional( greeting ) : std::nullopt;
+   }
    greeting.writes = line.starts_with( writing );
    if ( !greeting.writes && !line.starts_with( reading ) ) {
       return std::nullopt;

@@ -7,8 +7,10 @@
 namespace Vek::log {
 
 /// What a client says when it has connected to a state database, a line:
-/// `mount/1 read AGENT ROOT` or `mount/1 write AGENT ROOT`. The answer is a line, too: `ok`, after
-/// which the attribute log begins in the direction that was asked for, or `refused REASON`.
+/// `mount/1 read AGENT ROOT`, `mount/1 write AGENT ROOT` or `mount/1 list AGENT`. The answer is a
+/// line, too: `ok`, or `refused REASON`, which ends the connection. After `ok` the attribute log
+/// begins in the direction that was asked for; or there is a line for each root, of which tabs
+/// separate the name, the type, the number of readers, the writing agent and who that is.
 ///
 /// While a writer sends its log, the database sends it lines: `has BYTES` when it has applied so
 /// many bytes of the log, counted from its preamble on, and has them on its disk if it keeps the
@@ -21,8 +23,9 @@ struct OSK_EXPORT Greeting {
    static constexpr std::string_view has = "has ";
 
    bool writes = false;
-   String agent; ///< no blanks
-   String root;
+   bool lists = false; ///< and does not write
+   String agent;       ///< no blanks
+   String root;        ///< none of one that lists
 
    /// The line, with its end. `RangeException` when a name cannot stand in it.
    String text() const;

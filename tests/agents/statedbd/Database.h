@@ -14,7 +14,10 @@ namespace TestSupport {
 /// The statedbd of this build, with a socket in a folder of its own.
 class Database {
 public:
-   Database() { start(); }
+   /// `options` are further ones of its command line.
+   explicit Database( std::vector< Vek::String > options = {} ) : options_( std::move( options ) ) {
+      start();
+   }
 
    /// Where it listens.
    Vek::log::Endpoint endpoint() const {
@@ -23,15 +26,16 @@ public:
    Vek::String pidFile() const { return folder_.path() + "/statedbd.pid"; }
 
    void start() {
-      process_ = std::make_unique< Process >( std::vector< Vek::String >{ STATEDBD, "--socket",
-                                                                          endpoint().text(),
-                                                                          "--pid-file", pidFile() },
-                                              folder_.path() + "/errors" );
+      std::vector< Vek::String > command{ STATEDBD, "--socket", endpoint().text(), "--pid-file",
+                                          pidFile() };
+      command.insert( command.end(), options_.begin(), options_.end() );
+      process_ = std::make_unique< Process >( std::move( command ), folder_.path() + "/errors" );
    }
    Process& process() { return *process_; }
    const Folder& folder() const { return folder_; }
 
 private:
+   const std::vector< Vek::String > options_;
    Folder folder_;
    std::unique_ptr< Process > process_;
 };

@@ -25,6 +25,17 @@ TEST( Greeting, ReadsBack ) {
    EXPECT_FALSE( Greeting::fromText( "mount/1 read a b" )->writes );
 }
 
+TEST( Greeting, MayAskForAListOfRoots ) {
+   const auto greeting = Greeting::fromText( "mount/1 list show" );
+   ASSERT_TRUE( greeting );
+   EXPECT_TRUE( greeting->lists );
+   EXPECT_FALSE( greeting->writes );
+   EXPECT_EQ( greeting->agent, "show" );
+   EXPECT_EQ( greeting->root, "" );
+   EXPECT_FALSE( Greeting::fromText( "mount/1 list " ) );
+   EXPECT_FALSE( Greeting::fromText( "mount/1 list two words" ) );
+}
+
 TEST( Greeting, RefusesWhatIsNone ) {
    for ( const char* const line :
          { "", "mount/1 read ", "mount/1 read a", "mount/1 read a ", "mount/1 read  b",
