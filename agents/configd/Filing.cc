@@ -22,7 +22,7 @@ using Group = std::span< const Planned >;
 
 // The values of what is in force come before it is said to be, those of the rest go afterwards: a
 // rate is never 0 because it is on its way out.
-void actionIs( RuleConfig& rule, const Tools::RuleAction& action ) {
+void actionIs( RuleConfig& rule, const RuleAction& action ) {
    const ActionFieldSet fields = action.fields;
    const auto setValues = [&]( bool inForce ) {
       if ( ( fields.trafficRate() || fields.trafficRatePkt() ) == inForce ) {

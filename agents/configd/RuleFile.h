@@ -21,7 +21,7 @@ namespace Flowspec::Configd {
 /// A rule as a file has it.
 struct FiledRule {
    FlowspecKey key;
-   Tools::RuleAction action;
+   RuleAction action;
    U64 ruleId = 0;
    U64 line = 0; ///< where it stands, from 1 on
 

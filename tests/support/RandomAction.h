@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Flowspec/config/RuleAction.h"
 #include "tests/support/KeyGenerator.h"
-#include "tools/lib/ActionJson.h"
 
 #include <cmath>
 
@@ -29,8 +29,8 @@ inline Flowspec::TrafficRedirect randomRedirect( KeyGenerator& random ) {
 }
 
 /// Any action that an object can ask for.
-inline Flowspec::Tools::RuleAction randomAction( KeyGenerator& random ) {
-   Flowspec::Tools::RuleAction action;
+inline Flowspec::RuleAction randomAction( KeyGenerator& random ) {
+   Flowspec::RuleAction action;
    action.trafficAction.sampleAndLogIs( random.oneIn( 3 ) );
    action.trafficAction.continueMatchIs( random.oneIn( 3 ) );
    action.fields.trafficActionIs( static_cast< bool >( action.trafficAction ) );

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Flowspec/config/RuleAction.h"
 #include "Flowspec/config/RuleConfig.h"
 
 #include <nlohmann/json_fwd.hpp>
@@ -23,18 +24,6 @@
 /// stand together but `drop` with `rateLimit`, `markDscp` or `redirect`. An object that asks for
 /// nothing permits.
 namespace Flowspec::Tools {
-
-/// What is done with the packets of a rule. `fields` tells which of the others are in force; those
-/// that are not have their defaults. A plain value; the default permits.
-struct RuleAction {
-   ActionFieldSet fields;
-   TrafficAction trafficAction;
-   TrafficRedirect redirect;
-   Zorv::IpTos markDscp; ///< the DSCP as a number from 0 to 63
-   float rateLimit = 0;  ///< bytes or packets a second, as `fields` says
-
-   bool operator==( const RuleAction& ) const = default;
-};
 
 /// Reads an action. A reason, which names the member and what is wrong with it, when `json` is
 /// none; `action` is then unchanged. A rate is kept with the precision of a `float`.

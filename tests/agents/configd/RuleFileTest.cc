@@ -64,7 +64,7 @@ TEST( RuleFile, ALineHoldsAKeyAnActionAndAnIdentifier ) {
    EXPECT_EQ( first.line, 3U );
    const FiledRule& second = file.rules[1];
    EXPECT_EQ( second.key.vrfId(), 6U );
-   EXPECT_EQ( second.action, Tools::RuleAction() );
+   EXPECT_EQ( second.action, RuleAction() );
    EXPECT_EQ( second.ruleId, defaultRuleId( second.key ) );
    EXPECT_EQ( second.line, 4U );
 }
@@ -88,7 +88,7 @@ TEST( RuleFile, TextFormsPermit ) {
       ASSERT_EQ( file.rules.size(), 1U );
       const FiledRule& rule = file.rules[0];
       EXPECT_EQ( rule.key.stringValue(), "7;ipv6;10.1.0.0/16;*;IP:=0L6;" ) << row.text;
-      EXPECT_EQ( rule.action, Tools::RuleAction() );
+      EXPECT_EQ( rule.action, RuleAction() );
       EXPECT_EQ( rule.ruleId, defaultRuleId( rule.key ) );
    }
 }
