@@ -15,7 +15,7 @@ if( PROJECT_IS_TOP_LEVEL )
 endif()
 
 # Sanitizers and coverage add symbols and initialisers of their own.
-if( CMAKE_CXX_FLAGS MATCHES "-fsanitize|--coverage" )
+if( CMAKE_CXX_FLAGS MATCHES "-fsanitize|-fprofile" )
    set( FLOWSPEC_INSTRUMENTED ON )
 else()
    set( FLOWSPEC_INSTRUMENTED OFF )

@@ -137,7 +137,7 @@ public:
    Prefix prefix() {
       const U8 length = takeOctet();
       const U8 offset = family_ == Zorv::AddressFamily::ipv6 ? takeOctet() : U8{ 0 };
-      const unsigned bits = length > offset ? std::min( length - offset, 128 ) : 0U;
+      const unsigned bits = static_cast< unsigned >( std::clamp( length - offset, 0, 128 ) );
       U8 pattern[16] = {};
       std::ranges::copy( take( ( bits + 7 ) / 8 ), pattern );
       return { offset, bits, { Osk::loadBig64( pattern ), Osk::loadBig64( pattern + 8 ) } };

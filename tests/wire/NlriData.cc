@@ -54,7 +54,8 @@ void addTerms( FlowspecKey& key, const Json& component ) {
       if ( octets == 8 ) {
          octets = shortest( type, value );
       }
-      key.setOpVal( key.matchOpVals(), type, static_cast< U8 >( op | lengthCode( octets ) << 4U ),
+      key.setOpVal( key.matchOpVals(), type,
+                    static_cast< U8 >( op | unsigned{ lengthCode( octets ) } << 4U ),
                     static_cast< U32 >( value ) );
    }
 }

@@ -51,8 +51,8 @@ TEST( Greeting, NamesMustStandInTheLine ) {
                                                      { "a", "" },
                                                      { "a", "line\nend" },
                                                      { "a", String( 1024, 'x' ) } } ) {
-      EXPECT_THAT( ( [&agent = agent, &root = root] {
-                      Greeting{ .writes = false, .agent = agent, .root = root }.text();
+      EXPECT_THAT( ( [&one = agent, &other = root] {
+                      Greeting{ .writes = false, .agent = one, .root = other }.text();
                    } ),
                    ThrowsMessage< RangeException >( "'" + agent + "' and '" + root +
                                                     "' are no names of an agent and a root" ) );
