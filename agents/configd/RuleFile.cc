@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include <sys/stat.h>
+
 namespace Flowspec::Configd {
 
 namespace {
@@ -179,6 +181,11 @@ RuleFile readRuleFile( const Vek::String& file, const RuleDefaults& defaults ) {
    const auto form = ruleForm( file );
    if ( !form ) {
       return unreadable( file, "the ending of the name is no form of rules" );
+   }
+   // A pipe or a device may have no end.
+   struct stat status;
+   if ( ::stat( file.c_str(), &status ) == 0 && !S_ISREG( status.st_mode ) ) {
+      return unreadable( file, "not a regular file" );
    }
    const Tools::InputFile input( file );
    if ( input.fd() < 0 ) {

@@ -101,8 +101,9 @@ private:
    Tools::Rule textRule_;
 };
 
-/// Reads a file. One that cannot be read to its end, or whose ending is no form, has no rules and
-/// one error, of line 0. A line of more than 16 MiB is an error of that line.
+/// Reads a file. One that is no regular file, that cannot be read to its end, or whose ending is no
+/// form, has no rules and one error, of line 0. A line of more than 16 MiB is an error of that
+/// line.
 RuleFile readRuleFile( const Vek::String& file, const RuleDefaults& defaults );
 
 } // namespace Flowspec::Configd

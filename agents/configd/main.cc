@@ -2,10 +2,12 @@
 #include "agents/configd/FileWatch.h"
 #include "agents/configd/Filing.h"
 #include "agents/lib/DaemonOptions.h"
+#include "agents/lib/ImmediateEnd.h"
 #include "agents/lib/MountHandler.h"
 #include "tools/lib/Diagnostics.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace {
 
@@ -43,12 +45,17 @@ void report( std::span< const RuleError > errors ) {
 /// The rules of some files, filed under a root entity.
 class Rules {
 public:
-   Rules( const Options& options, Vek::Ptr< Flowspec::Config > config )
-      : options_( options ), filing_( std::move( config ) ), files_( options.files.size() ) {}
+   Rules( const Options& options, const Daemon& daemon )
+      : options_( options ), daemon_( daemon ), config_( Flowspec::configFactory( options.root ) ),
+        filing_( config_ ), files_( options.files.size() ) {}
+
+   Flowspec::Config& config() { return *config_; }
 
    /// Reads the files and files what differs. A file that cannot be read keeps the rules that it
    /// had. False when there was one.
-   bool read( const Daemon& daemon ) {
+   bool read() {
+      // A million rules take a while.
+      const ImmediateEnd end( options_.daemon.pidFile );
       bool good = true;
       U64 refused = 0;
       for ( std::size_t i = 0; i < files_.size(); ++i ) {
@@ -66,16 +73,40 @@ public:
       for ( const RuleError& warning : filed.warnings ) {
          Flowspec::Tools::warnLine( warning.file, warning.line, warning.reason );
       }
-      daemon.log( Vek::concat( "filed ", filed.feasible, " rules and ", filed.infeasible,
-                               " infeasible ones: ", filed.added, " new, ", filed.removed,
-                               " gone, ", refused + filed.errors.size(), " refused" ) );
+      added_ += filed.added;
+      removed_ += filed.removed;
+      outcome_ = { filed.feasible, filed.infeasible, refused + filed.errors.size() };
       return good;
    }
 
+   /// Logs what became of the rules, once readers of the database can have them.
+   void tell( const Vek::log::Mount& mount ) {
+      if ( !outcome_ || !mount.acknowledged() ) {
+         return;
+      }
+      daemon_.log( Vek::concat( "filed ", outcome_->feasible, " rules and ", outcome_->infeasible,
+                                " infeasible ones: ", added_, " new, ", removed_, " gone, ",
+                                outcome_->refused, " refused" ) );
+      outcome_.reset();
+      added_ = 0;
+      removed_ = 0;
+   }
+
 private:
+   struct Outcome {
+      U64 feasible;
+      U64 infeasible;
+      U64 refused;
+   };
+
    const Options& options_;
+   const Daemon& daemon_;
+   const Vek::Ptr< Flowspec::Config > config_;
    Filing filing_;
    std::vector< RuleFile > files_;
+   std::optional< Outcome > outcome_; // of the last reading, while it was not told
+   U64 added_ = 0;                    // by all readings that were not told
+   U64 removed_ = 0;
 };
 
 void addOptions( CLI::App& app, Options& options ) {
@@ -112,15 +143,19 @@ ExitStatus run( int argc, char** argv ) {
       return *status;
    }
    Daemon daemon( "configd" );
-   const auto config = Flowspec::configFactory( options.root );
-   Rules rules( options, config );
-   const FileWatch watch( daemon.loop(), options.files, [&] { rules.read( daemon ); } );
-   if ( !rules.read( daemon ) ) {
+   Rules rules( options, daemon );
+   std::optional< Vek::log::Mount > mount;
+   const auto readAgain = [&] {
+      rules.read();
+      rules.tell( *mount );
+   };
+   const FileWatch watch( daemon.loop(), options.files, readAgain );
+   if ( !rules.read() ) {
       return ExitStatus::failed;
    }
-   daemon.onHangup( [&] { rules.read( daemon ); } );
-   Vek::log::Mount mount( Vek::log::Endpoint( options.daemon.endpoint ), "configd", *config );
-   const MountHandler handler( daemon, mount );
+   daemon.onHangup( readAgain );
+   mount.emplace( Vek::log::Endpoint( options.daemon.endpoint ), "configd", rules.config() );
+   const MountHandler handler( daemon, *mount, [&] { rules.tell( *mount ); } );
    if ( !options.daemon.pidFile.empty() ) {
       daemon.pidFileIs( options.daemon.pidFile );
    }

@@ -1,6 +1,7 @@
 #include "agents/programd/Profile.h"
 
-#include <nlohmann/json.hpp>
+#include "tools/lib/JsonMembers.h"
+#include "tools/lib/Terminal.h"
 
 #include <algorithm>
 
@@ -8,12 +9,35 @@ namespace Agents {
 
 namespace {
 
-using Json = nlohmann::json;
+using Flowspec::Tools::JsonMembers::BadJson;
+using Flowspec::Tools::JsonMembers::Json;
+using Flowspec::Tools::JsonMembers::Lines;
+using Flowspec::Tools::JsonMembers::parsedObject;
 using Zorv::AddressFamily;
+
+// The interfaces are a list of objects in the profile's.
+constexpr int maxDepth = 3;
+
+// What is wrong with a member.
+struct Fault {
+   Vek::String member;
+   Vek::String reason;
+};
 
 template < typename... Parts >
 [[noreturn]] void fail( const Vek::String& member, const Parts&... parts ) {
-   throw ProfileError( Vek::concat( member, member.empty() ? "" : ": ", parts... ) );
+   throw Fault{ member, Vek::concat( member, member.empty() ? "" : ": ", parts... ) };
+}
+
+// The line of a member, or of the nearest around it that is there.
+U64 lineOf( Vek::String member, const Lines& lines ) {
+   for ( ;; ) {
+      if ( const auto at = lines.find( member ); at != lines.end() ) {
+         return at->second;
+      }
+      const std::size_t last = member.find_last_of( ".[" );
+      member.resize( last == member.npos ? 0 : last );
+   }
 }
 
 // The name of a member, or of an element, of what has a name.
@@ -154,13 +178,15 @@ private:
 };
 
 Profile Profile::read( std::string_view json ) {
-   Json parsed;
+   using Flowspec::Tools::printable;
+   Lines lines;
    try {
-      parsed = Json::parse( json );
-   } catch ( const Json::parse_error& error ) {
-      throw ProfileError( Vek::concat( "not JSON, at byte ", error.byte ) );
+      return ProfileReader::read( parsedObject( json, maxDepth, "profile", lines ) );
+   } catch ( const BadJson& bad ) {
+      throw ProfileError( bad.line, printable( bad.reason ) );
+   } catch ( const Fault& fault ) {
+      throw ProfileError( lineOf( fault.member, lines ), printable( fault.reason ) );
    }
-   return ProfileReader::read( parsed );
 }
 
 const Profile::Family* Profile::family( AddressFamily family ) const {

@@ -14,7 +14,14 @@ namespace Agents {
 /// A text that is no profile; the message names the member and what is wrong with it.
 class ProfileError : public std::runtime_error {
 public:
-   using std::runtime_error::runtime_error;
+   ProfileError( U64 line, const Vek::String& reason )
+      : std::runtime_error( reason ), line_( line ) {}
+
+   /// Where it is, from 1 on; of a member that is missing, where the object is that lacks it.
+   U64 line() const { return line_; }
+
+private:
+   U64 line_;
 };
 
 /// What the hardware can do and how it is wired: a JSON object, described by

@@ -1,5 +1,7 @@
 #include "agents/programd/Programmer.h"
 
+#include <algorithm>
+
 namespace Agents {
 
 using namespace Flowspec;
@@ -17,6 +19,15 @@ Programmer::Programmer( Vek::Ptr< Config > config, Vek::Ptr< CliConfig > cliConf
       }
    }
    writeProfile( *status_, backend_.profile() );
+}
+
+bool Programmer::configured() const {
+   const Config& config = watcher_.config();
+   const auto hasRules = []( const auto& member ) {
+      return !member.second->rule().empty() || !member.second->infeasibleRule().empty();
+   };
+   return ( !config.enabledIntf().empty() || !watcher_.cliConfig().enabledIntf().empty() ) &&
+          std::any_of( config.vrfRuleConfig().begin(), config.vrfRuleConfig().end(), hasRules );
 }
 
 void Programmer::process( double now ) {

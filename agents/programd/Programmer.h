@@ -30,6 +30,9 @@ public:
    /// Whether `process` has something to do.
    bool changed() const { return !leftOver_.empty() || watcher_.changed(); }
 
+   /// Whether there are rules, and an interface that rules are to be applied on.
+   bool configured() const;
+
    /// Brings hardware and status up to date. `now` answers a request for counters; seconds since
    /// the Unix epoch.
    void process( double now );

@@ -2,14 +2,16 @@
 #include "agents/lib/DaemonOptions.h"
 #include "agents/lib/MountHandler.h"
 #include "agents/match/LinkLayer.h"
+#include "agents/programd/CaptureStart.h"
 #include "agents/programd/PacketFile.h"
 #include "agents/programd/Programmer.h"
 #include "agents/programd/SoftwareTcam.h"
+#include "tools/lib/Diagnostics.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <optional>
-#include <sstream>
 #include <system_error>
 
 namespace {
@@ -49,16 +51,31 @@ void addOptions( CLI::App& app, Options& options ) {
       ->type_name( "" );
 }
 
-Profile readProfile( const Vek::String& file ) {
-   const std::ifstream in( file, std::ios::binary );
-   std::ostringstream text;
-   if ( !in || !( text << in.rdbuf() ) ) {
-      throw std::system_error( errno, std::generic_category(), "cannot read " + file );
+constexpr std::size_t maxProfile = std::size_t{ 16 } * 1024 * 1024;
+
+Vek::String readText( const Vek::String& file ) {
+   std::error_code error;
+   const auto status = std::filesystem::status( file, error );
+   if ( !error && !std::filesystem::is_regular_file( status ) ) {
+      throw std::runtime_error( "cannot read " + file + ": not a regular file" );
    }
+   std::ifstream in( file, std::ios::binary );
+   Vek::String text( maxProfile + 1, '\0' );
+   if ( !in || !in.read( text.data(), static_cast< std::streamsize >( text.size() ) ).eof() ) {
+      const int reason = in ? EFBIG : errno;
+      throw std::system_error( reason, std::generic_category(), "cannot read " + file );
+   }
+   text.resize( static_cast< std::size_t >( in.gcount() ) );
+   return text;
+}
+
+// Nothing, after a message, when it is not good.
+std::optional< Profile > readProfile( const Vek::String& file ) {
    try {
-      return Profile::read( text.str() );
+      return Profile::read( readText( file ) );
    } catch ( const ProfileError& error ) {
-      throw std::runtime_error( Vek::concat( file, ": ", std::string_view( error.what() ) ) );
+      Flowspec::Tools::reportLine( file, error.line(), error.what() );
+      return std::nullopt;
    }
 }
 
@@ -70,8 +87,8 @@ double now() {
 /// The daemon: keeps copies of the configuration, programs the TCAM, and writes the status.
 class Programd {
 public:
-   explicit Programd( const Options& options )
-      : options_( options ), tcam_( readProfile( options.profile ) ),
+   Programd( const Options& options, Profile profile )
+      : options_( options ), tcam_( std::move( profile ) ),
         status_( Flowspec::statusFactory( options.status ) ),
         counter_( Flowspec::counterFactory( options.counter ) ),
         configReader_( endpoint(), "programd", options.config, directory_ ),
@@ -106,6 +123,13 @@ private:
       }
       if ( programmer_->changed() ) {
          programmer_->process( now() );
+         tellConfigured();
+      }
+   }
+
+   void tellConfigured() {
+      if ( captureStart_ && programmer_->configured() ) {
+         captureStart_->configured();
       }
    }
 
@@ -121,8 +145,17 @@ private:
       statusHandler_.emplace( daemon_, statusWriter_ );
       counterHandler_.emplace( daemon_, counterWriter_ );
       if ( !options_.packets.empty() ) {
-         takePackets();
-         daemon_.onHangup( [this] { takePackets(); } );
+         captureStart_.emplace( daemon_.loop(), [this] { takePackets(); } );
+         daemon_.onHangup( [this] {
+            if ( captureStart_->started() ) {
+               takePackets();
+            }
+         } );
+         tellConfigured();
+         if ( !captureStart_->isConfigured() ) {
+            daemon_.log( options_.packets +
+                         ": waits for rules, and for an interface that they are applied on" );
+         }
       }
    }
 
@@ -161,6 +194,7 @@ private:
    std::optional< Programmer > programmer_;
    std::optional< MountHandler > statusHandler_;
    std::optional< MountHandler > counterHandler_;
+   std::optional< CaptureStart > captureStart_;
    std::optional< PacketFile > packets_;
 };
 
@@ -171,7 +205,11 @@ ExitStatus run( int argc, char** argv ) {
    if ( const auto status = parse( app, argc, argv ) ) {
       return *status;
    }
-   Programd( options ).run();
+   auto profile = readProfile( options.profile );
+   if ( !profile ) {
+      return ExitStatus::failed;
+   }
+   Programd( options, *std::move( profile ) ).run();
    return ExitStatus::good;
 }
 

@@ -3,11 +3,16 @@
 #include "Osk/Types.h"
 #include "Vek/String.h"
 
+#include <chrono>
 #include <vector>
 
 #include <sys/types.h>
 
 namespace TestSupport {
+
+/// Waits for the end of a child, which is not reaped. One that does not end in time is killed, and
+/// the answer is false.
+bool endsWithin( pid_t child, std::chrono::milliseconds patience );
 
 /// A program that runs beside the test; killed with the object.
 class Process {
@@ -26,7 +31,7 @@ public:
    /// Ends it with SIGKILL.
    void kill();
 
-   /// Waits for its end: the exit status, or the negated signal that ended it.
+   /// Waits for its end, a minute at most: the exit status, or the negated signal that ended it.
    int wait();
 
    /// All that was written to the file of its errors.

@@ -4,6 +4,7 @@
 #include "Vek/Text.h"
 
 #include <initializer_list>
+#include <map>
 
 #include <nlohmann/json.hpp>
 
@@ -15,7 +16,12 @@ using Json = nlohmann::json;
 /// What is wrong, in words that name the member. Raised by everything below.
 struct BadJson {
    Vek::String reason;
+   U64 line = 1; ///< of a text of several lines; known to `parsedObject` only
 };
+
+/// The lines that the values of a text begin in, from 1 on, by the values' names: "" for all of it,
+/// "ipv4.actions[1]" for the second element of a member's member.
+using Lines = std::map< Vek::String, U64 >;
 
 template < typename... Parts >
 [[noreturn]] void fail( const Parts&... parts ) {
@@ -25,6 +31,8 @@ template < typename... Parts >
 /// The one object that all of `text` is. Values are nested at most `maxDepth` deep, and no object
 /// has two members of one name; `what` names what the object should be.
 Json parsedObject( std::string_view text, int maxDepth, std::string_view what );
+/// The same of a text of several lines, which tells the lines of the values.
+Json parsedObject( std::string_view text, int maxDepth, std::string_view what, Lines& lines );
 
 /// Every member of `object` is among `known`. Here and below `where` stands in front of names.
 void checkMembers( const Json& object, const Vek::String& where,

@@ -11,7 +11,6 @@ namespace {
 using Vek::log::Mount;
 
 constexpr const char* agent = "flowspecctl";
-constexpr std::chrono::seconds patience( 10 );
 
 // Whether a mount may yet come to stand by itself.
 bool isOpen( const Mount* mount ) {
@@ -52,7 +51,7 @@ bool StateRoots::until( const std::function< bool() >& done, std::chrono::millis
    return true;
 }
 
-void StateRoots::settle() {
+void StateRoots::settle( std::chrono::milliseconds patience ) {
    turn( {} ); // begins to connect
    until( [&] { return std::ranges::none_of( mounts_, isOpen ); }, patience );
 }
@@ -64,6 +63,10 @@ Vek::String StateRoots::fault( const Mount& mount ) {
    // One that was refused tries again, and keeps the reason meanwhile.
    const bool isWaiting = mount.error().empty() || ( mount.fd() >= 0 && !mount.refused() );
    return isWaiting ? "the state database does not answer" : mount.error();
+}
+
+bool StateRoots::unreachable( const Mount& mount ) {
+   return !mount.stands() && mount.error().starts_with( "cannot connect to " );
 }
 
 Vek::Entity* StateRoots::checked( const Vek::String& root, const Vek::TypeInfo& type ) const {

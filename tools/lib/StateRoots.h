@@ -21,9 +21,9 @@ public:
    /// changed in it.
    void takeOver( const Vek::String& type, const Vek::String& root );
 
-   /// Lets the mounts go on until all stand or have said why they cannot, for ten seconds at most.
+   /// Lets the mounts go on until all stand or have said why they cannot, for `patience` at most.
    /// One whose root another agent writes waits for that.
-   void settle();
+   void settle( std::chrono::milliseconds patience = std::chrono::seconds( 10 ) );
    /// Lets them go on until `done`, for `patience` at most; whether it was done.
    bool until( const std::function< bool() >& done, std::chrono::milliseconds patience );
    /// Lets them go on once; waits for them, but not for longer than `atMost`.
@@ -33,6 +33,9 @@ public:
 
    /// Why a mount does not stand; empty when it does.
    static Vek::String fault( const Vek::log::Mount& mount );
+
+   /// Whether a mount does not stand because nobody listens at the endpoint.
+   static bool unreachable( const Vek::log::Mount& mount );
 
    /// A root that is there; null when the database has none of that name.
    Vek::Ptr< Vek::NamedEntity > find( const Vek::String& root ) const {

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Flowspec {
@@ -22,6 +23,10 @@ const Vek::String root = "flowspec/config";
 Vek::String rule( std::string_view prefix, std::string_view more = "" ) {
    return Vek::concat( R"({"vrfId":0,"addressFamily":"ipv4","destPrefix":")", prefix,
                        R"(","srcPrefix":null,"interfaceSet":[],"terms":[])", more, "}\n" );
+}
+
+bool isThere( const Vek::String& text, const char* part ) {
+   return text.find( part ) != Vek::String::npos;
 }
 
 // A configd over a state database, and what a reader of its configuration has.
@@ -82,18 +87,23 @@ TEST_F( Configd, InfeasibleRulesAreFiledApart ) {
 TEST_F( Configd, ReadsAgainOnSighupAndWhenAFileChanges ) {
    const Vek::String file = folder.file( "rules.jsonl", rule( "192.0.2.1/32" ) );
    const auto configd = start( { file } );
-   ASSERT_TRUE( untilPrefixesAre( { "192.0.2.1/32" } ) );
+   const auto untilTold = [&]( const Vek::String& outcome ) {
+      return until( { &reader }, [&] {
+         return configd->errors().ends_with(
+            "configd: filed 1 rules and 0 infeasible ones: " + outcome + ", 0 refused\n" );
+      } );
+   };
+   ASSERT_TRUE( untilTold( "1 new, 0 gone" ) );
    // Written in place.
    folder.file( "rules.jsonl", rule( "192.0.2.2/32" ) );
+   EXPECT_TRUE( untilTold( "1 new, 1 gone" ) );
    EXPECT_TRUE( untilPrefixesAre( { "192.0.2.2/32" } ) );
+   configd->signal( SIGHUP );
+   EXPECT_TRUE( untilTold( "0 new, 0 gone" ) );
    // Renamed into its place.
    std::filesystem::rename( folder.file( "new", rule( "192.0.2.3/32" ) ), file );
+   EXPECT_TRUE( untilTold( "1 new, 1 gone" ) );
    EXPECT_TRUE( untilPrefixesAre( { "192.0.2.3/32" } ) );
-   configd->signal( SIGHUP );
-   EXPECT_TRUE( until( { &reader }, [&] {
-      return configd->errors().find( "filed 1 rules and 0 infeasible ones: 0 new, 0 gone" ) !=
-             Vek::String::npos;
-   } ) );
 }
 
 TEST_F( Configd, BadLinesAreNamedAndTheOthersFiled ) {
@@ -107,10 +117,123 @@ TEST_F( Configd, BadLinesAreNamedAndTheOthersFiled ) {
                            "0 gone, 1 refused\n" ) );
 }
 
+// At the moment when it says so, a reader that comes gets the rules.
+TEST_F( Configd, SaysThatRulesAreFiledOnceReadersCanHaveThem ) {
+   Vek::String text;
+   for ( int i = 0; i < 3000; ++i ) {
+      text += rule( Vek::concat( "10.", i / 256, ".", i % 256, ".0/24" ) );
+   }
+   const Vek::String file = folder.file( "rules.jsonl", text );
+   database.process().kill();
+   const auto configd = start( { file } );
+   ASSERT_TRUE( until( {}, [&] { return isThere( configd->errors(), "cannot connect" ); } ) );
+   EXPECT_FALSE( isThere( configd->errors(), "filed" ) );
+   database.start();
+   ASSERT_TRUE( until( {}, [&] { return isThere( configd->errors(), "filed 3000 rules" ); } ) );
+   configd->kill();
+   ASSERT_TRUE( until( { &reader }, [&] { return reader.stands(); } ) );
+   EXPECT_EQ( prefixes().size(), 3000U );
+}
+
+// Readings that nobody was told of are told as one.
+TEST_F( Configd, WhatWasFiledWithoutADatabaseIsToldOnce ) {
+   const Vek::String file = folder.file( "rules.jsonl", rule( "192.0.2.1/32" ) );
+   database.process().kill();
+   const auto configd = start( { file } );
+   ASSERT_TRUE( until( {}, [&] { return isThere( configd->errors(), "cannot connect" ); } ) );
+   folder.file( "rules.jsonl", rule( "192.0.2.2/32" ) + rule( "192.0.2.3/32" ) );
+   ::usleep( 500'000 );
+   database.start();
+   EXPECT_TRUE( until( {}, [&] {
+      return isThere( configd->errors(), "configd: filed 2 rules and 0 infeasible ones: 3 new, "
+                                         "1 gone, 0 refused\n" );
+   } ) );
+   EXPECT_EQ( configd->errors().find( "filed" ), configd->errors().rfind( "filed" ) );
+}
+
+TEST_F( Configd, ValuesThatNoPacketHasAreWarnedAbout ) {
+   const Vek::String file = folder.file( "rules.cli", "*;*;DSCP:=110;\n" );
+   const auto configd = start( { "--family", "ipv4", file } );
+   EXPECT_TRUE( until( {}, [&] { return isThere( configd->errors(), "filed 1 rules" ); } ) );
+   EXPECT_THAT(
+      configd->errors(),
+      HasSubstr( file +
+                 ":1: warning: value 110 of dscp has more than 6 bits: it counts as 46\n" ) );
+}
+
+using Clock = std::chrono::steady_clock;
+
+double secondsSince( Clock::time_point begin ) {
+   return std::chrono::duration< double >( Clock::now() - begin ).count();
+}
+
+// Many rules, which take seconds to read and to file.
+Vek::String manyRules() {
+   Vek::String text;
+   for ( int i = 0; i < 300'000; ++i ) {
+      text += rule( Vek::concat( "10.", i >> 16, ".", i >> 8 & 255, ".", i & 255, "/32" ) );
+   }
+   return text;
+}
+
+// The first file is read when its bad line is told; then comes the second.
+TEST_F( Configd, EndsAtOnceWhileItReads ) {
+   const Vek::String bad = folder.file( "bad.jsonl", "{}\n" );
+   const auto configd = start( { bad, folder.file( "rules.jsonl", manyRules() ) } );
+   ASSERT_TRUE( until( {}, [&] { return isThere( configd->errors(), ":1: error: " ); } ) );
+   const auto begin = Clock::now();
+   configd->signal( SIGTERM );
+   EXPECT_EQ( configd->wait(), 0 );
+   EXPECT_LT( secondsSince( begin ), 1 ); // of a busy machine
+   EXPECT_FALSE( isThere( configd->errors(), "filed" ) );
+}
+
+TEST_F( Configd, WhileItReadsAgainItRemovesItsPidFileToo ) {
+   const Vek::String pidFile = folder.path() + "/pid";
+   const Vek::String file = folder.file( "rules.jsonl", rule( "192.0.2.1/32" ) );
+   const auto configd =
+      start( { "--pid-file", pidFile, folder.file( "bad.jsonl", "{}\n" ), file } );
+   ASSERT_TRUE( until( {}, [&] { return isThere( configd->errors(), "filed 1 rules" ); } ) );
+   EXPECT_EQ( ::access( pidFile.c_str(), F_OK ), 0 );
+   // Into its place at once, so that it is not read before it is whole.
+   std::filesystem::rename( folder.file( "new", manyRules() ), file );
+   ASSERT_TRUE( until( {}, [&] {
+      const Vek::String text = configd->errors();
+      return text.find( ":1: error: " ) != text.rfind( ":1: error: " );
+   } ) );
+   configd->signal( SIGINT );
+   EXPECT_EQ( configd->wait(), 0 );
+   EXPECT_NE( ::access( pidFile.c_str(), F_OK ), 0 );
+}
+
+TEST_F( Configd, WhatIsNoRegularFileIsRefused ) {
+   const Vek::String pipe = folder.path() + "/pipe.jsonl";
+   ASSERT_EQ( ::mkfifo( pipe.c_str(), 0600 ), 0 );
+   const Vek::String device = folder.path() + "/device.jsonl";
+   ASSERT_EQ( ::symlink( "/dev/zero", device.c_str() ), 0 );
+   const Vek::String directory = folder.path() + "/folder.jsonl";
+   std::filesystem::create_directory( directory );
+   for ( const Vek::String& file : { pipe, device, directory } ) {
+      const auto configd = start( { file } );
+      EXPECT_EQ( configd->wait(), 1 );
+      EXPECT_THAT( configd->errors(), HasSubstr( file + ": error: not a regular file\n" ) );
+   }
+   // One that takes the place of a file leaves its rules.
+   const Vek::String file = folder.file( "rules.jsonl", rule( "192.0.2.1/32" ) );
+   const auto configd = start( { file } );
+   ASSERT_TRUE( untilPrefixesAre( { "192.0.2.1/32" } ) );
+   std::filesystem::rename( pipe, file );
+   EXPECT_TRUE( until( {}, [&] {
+      return isThere( configd->errors(), "rules.jsonl: error: not a regular file\n" );
+   } ) );
+   EXPECT_THAT( prefixes(), ElementsAre( "192.0.2.1/32" ) );
+}
+
 TEST_F( Configd, AFileThatCannotBeReadAgainKeepsItsRules ) {
    const Vek::String file = folder.file( "rules.jsonl", rule( "192.0.2.1/32" ) );
    const auto configd = start( { file } );
    ASSERT_TRUE( untilPrefixesAre( { "192.0.2.1/32" } ) );
+   ASSERT_TRUE( until( {}, [&] { return isThere( configd->errors(), "filed 1 rules" ); } ) );
    ::unlink( file.c_str() );
    configd->signal( SIGHUP );
    EXPECT_TRUE( until( { &reader }, [&] {

@@ -226,6 +226,19 @@ TEST_F( FilingTest, WhatIsGoneGoes ) {
    EXPECT_THAT( changes.take(), ElementsAre( "Config vrfRuleConfig[1] gone" ) );
 }
 
+// Rules of either kind count when their VRF goes with them.
+TEST_F( FilingTest, InfeasibleRulesOfAVrfThatGoesAreGone ) {
+   apply( { rule( nothing ), rule( pingPort ), rule( web ), rule( other ) } );
+   TreeRecorder changes( *config );
+   EXPECT_EQ( apply( { rule( other ) } ).removed, 3U );
+   EXPECT_THAT( changes.take(), ElementsAre( "Config vrfRuleConfig[1] gone" ) );
+   // A VRF that has no other rules goes with its last infeasible one, too.
+   apply( { rule( nothing ), rule( other ) } );
+   EXPECT_EQ( apply( { rule( other ) } ).removed, 1U );
+   EXPECT_EQ( config->vrfRuleConfig( 1 ), nullptr );
+   EXPECT_EQ( config->vrfRuleConfig().size(), 1U );
+}
+
 TEST_F( FilingTest, WhatOthersFiledIsPutRight ) {
    const auto vrf = config->vrfRuleConfigIs( 1 );
    vrf->ruleIs( keyOf( nothing ) );

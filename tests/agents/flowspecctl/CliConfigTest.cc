@@ -2,7 +2,12 @@
 
 #include <nlohmann/json.hpp>
 
+#include <future>
 #include <thread>
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace Flowspec {
 namespace {
@@ -100,6 +105,59 @@ TEST_F( CliConfigCommands, WaitsForAnotherWriterAndNamesItAtLast ) {
    EXPECT_THAT( result.err, HasSubstr( "operator" ) );
 }
 
+// Takes the place of a database, and goes as soon as a command has come to it.
+void meetAndGo( const Vek::log::Endpoint& endpoint ) {
+   const int listener = endpoint.listen();
+   pollfd polled{ .fd = listener, .events = POLLIN, .revents = 0 };
+   EXPECT_EQ( ::poll( &polled, 1, 60'000 ), 1 );
+   ::close( ::accept( listener, nullptr, nullptr ) );
+   ::close( listener );
+}
+
+TEST_F( CliConfigCommands, ACommandInFlightOutlivesARestartOfTheDatabase ) {
+   database.process().kill();
+   const auto result = std::async( std::launch::async, [&] {
+      // It fails at once where nobody listens.
+      ::usleep( 300'000 );
+      return ctlAsItIs( { "enable", "1" } );
+   } );
+   meetAndGo( database.endpoint() );
+   ::usleep( 300'000 );
+   database.start();
+   result.wait();
+   EXPECT_EQ( read().enabledIntf().size(), 1U );
+}
+
+TEST_F( CliConfigCommands, ADatabaseThatStaysAwayIsTold ) {
+   database.process().kill();
+   auto result = std::async( std::launch::async, [&] {
+      ::usleep( 300'000 );
+      return ctlAsItIs( { "enable", "1" } );
+   } );
+   meetAndGo( database.endpoint() );
+   const Result told = result.get();
+   EXPECT_EQ( told.status, 1 );
+   EXPECT_THAT( told.err, testing::StartsWith(
+                             "flowspecctl: error: flowspec/cliconfig: cannot connect to " ) );
+   // With none from the start nothing is waited for.
+   const auto begin = Mount::Clock::now();
+   EXPECT_EQ( ctlAsItIs( { "enable", "1" } ).err, told.err );
+   EXPECT_LT( Mount::Clock::now() - begin, std::chrono::seconds( 8 ) );
+}
+
+TEST_F( CliConfigCommands, ACommandThatOnlyAsksCreatesNoRoot ) {
+   for ( const auto& command :
+         { std::vector< Vek::String >{ "refresh" }, { "show", "counters", "--rate", "1" } } ) {
+      const Result result = ctl( command );
+      EXPECT_EQ( result.status, 1 );
+      EXPECT_EQ( result.out, "" );
+      EXPECT_EQ( result.err, "flowspecctl: error: flowspec/cliconfig: the state database has no "
+                             "such root\n" );
+   }
+   EXPECT_EQ( ctlAsItIs( { "dump", "flowspec/cliconfig" } ).err,
+              "flowspec/cliconfig: error: the state database has no such root\n" );
+}
+
 TEST_F( CliConfigCommands, WrongUsageIsStatus2 ) {
    const auto wrong = [&]( std::vector< Vek::String > arguments, const char* message ) {
       const Result result = ctlAsItIs( std::move( arguments ) );
@@ -119,6 +177,7 @@ TEST_F( CliConfigCommands, WrongUsageIsStatus2 ) {
 class Refresh : public CliConfigCommands {
 protected:
    Refresh() {
+      good( { "enable", "7" } );
       EXPECT_TRUE( until( { &counterWriter, &statusWriter },
                           [&] { return counterWriter.allSent() && statusWriter.allSent(); } ) );
    }
@@ -190,6 +249,36 @@ TEST_F( Refresh, RatesOfRulesThatCountedAllTheTime ) {
    std::getline( lines, line );
    const auto anew = nlohmann::json::parse( line );
    EXPECT_TRUE( anew["packetsPerSecond"].is_null() ) << line;
+}
+
+// What was configured stays beside the request.
+TEST_F( Refresh, LeavesWhatOperatorsConfigured ) {
+   answer( 10 );
+   EXPECT_EQ( ctlAsItIs( { "refresh" } ).status, 0 );
+   EXPECT_EQ( read().enabledIntf().size(), 1U );
+   EXPECT_GT( read().counterUpdateRequestTime(), 0 );
+}
+
+// The request is lost with the first database, and nobody answers before the second.
+TEST_F( Refresh, IsAskedAgainWhenTheDatabaseComesBack ) {
+   auto told = std::async( std::launch::async, [&] { return ctlAsItIs( { "refresh" } ); } );
+   read();
+   EXPECT_TRUE( until( { &*reader }, [&] {
+      const auto cli = replica.entity( "flowspec/cliconfig" );
+      return static_cast< const CliConfig& >( *cli ).counterUpdateRequestTime() > 0;
+   } ) );
+   database.process().kill();
+   database.start();
+   answer( 10 );
+   {
+      const auto cli = cliConfigFactory( "flowspec/cliconfig" );
+      Mount writer( database.endpoint(), "operator", *cli );
+      EXPECT_TRUE( until( { &writer }, [&] { return writer.acknowledged(); } ) );
+   }
+   const Result result = told.get();
+   EXPECT_EQ( result.status, 0 );
+   EXPECT_EQ( result.err, "" );
+   EXPECT_THAT( result.out, HasSubstr( " counters read from hardware: 20" ) );
 }
 
 TEST_F( Refresh, TellsThatNobodyAnswers ) {

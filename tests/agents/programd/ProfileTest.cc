@@ -19,7 +19,7 @@ struct Bad {
 };
 
 const std::vector< Bad > badProfiles = {
-   { "[]", "not an object" },
+   { "[]", "not a JSON object" },
    { R"({})", "capacity: missing" },
    { R"({"capacity":1})", "interfaceSets: missing" },
    { R"({"capacity":-1,"interfaceSets":0})",
@@ -119,12 +119,47 @@ TEST( Profile, AnErrorNamesTheMemberAndWhatIsWrong ) {
    }
 }
 
-TEST( Profile, ATextThatIsNotJsonIsAnErrorAtAByte ) {
-   try {
-      Profile::read( R"({"capacity" 1})" );
-      ADD_FAILURE();
-   } catch ( const ProfileError& error ) {
-      EXPECT_STREQ( error.what(), "not JSON, at byte 13" );
+TEST( Profile, AnErrorNamesItsLine ) {
+   const struct {
+      Vek::String json;
+      U64 line;
+      const char* message;
+   } rows[] = {
+      { "", 1,
+        "not JSON: syntax error while parsing value - unexpected end of input; expected '[', "
+        "'{', or a literal" },
+      { "{\n\"capacity\": 1,\n\"interfaceSets\" 2\n}", 3,
+        "not JSON: syntax error while parsing object separator - unexpected number literal; "
+        "expected ':'" },
+      { "{\n\"capacity\":\n1e999\n}", 3, "not JSON: number overflow parsing '1e999'" },
+      { "{\n\"capacity\": 1,\n\"a\\u0000b\": 2\n}", 3, "a\\x00b: unknown member" },
+      { "{\n\"capacity\": 1,\n\"\\u0000\": 2\n}", 3, "\\x00: unknown member" },
+      { "{\n\n\"capacity\":\n-1\n,\n\"interfaceSets\": 1 }", 4,
+        "capacity: not a number from 0 to 18446744073709551615" },
+      { "\n{\n\"capacity\": 1\n}", 2, "interfaceSets: missing" },
+      { "{ \"capacity\": 1,\n\"capacity\": 2 }", 2, "member 'capacity' is there twice" },
+      { "{ \"capacity\": 1, \"interfaceSets\": 1,\n\"ipv4\": {\n\"qualifiers\": [\n\"port\",\n"
+        "\"sport\"\n], \"actions\": [] } }",
+        5, "ipv4.qualifiers[1]: 'sport' is no component type" },
+      { "{ \"capacity\": 1, \"interfaceSets\": 1, \"interfaces\": [\n{ \"intf\": 1, \"vrf\": 0 },\n"
+        "{ \"intf\": 1,\n\"vrf\": 0 }\n] }",
+        3, "interfaces[1].intf: 1 stands there twice" },
+      { "{ \"capacity\": 1, \"interfaceSets\": 1, \"interfaces\": [\n[\n{\n[ ] } ] ] }", 4,
+        "not JSON: syntax error while parsing object key - unexpected '['; expected string "
+        "literal" },
+      { "{ \"capacity\":\n[ [\n[ [ ] ] ] ] }", 3, "nested too deeply for a profile" },
+      { "{} \n x", 2,
+        "not JSON: syntax error while parsing value - invalid literal; last read: '{} <U+000A> x'; "
+        "expected end of input" },
+   };
+   for ( const auto& row : rows ) {
+      try {
+         Profile::read( row.json );
+         ADD_FAILURE() << row.json;
+      } catch ( const ProfileError& error ) {
+         EXPECT_STREQ( error.what(), row.message ) << row.json;
+         EXPECT_EQ( error.line(), row.line ) << row.json;
+      }
    }
 }
 

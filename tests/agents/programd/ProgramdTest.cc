@@ -159,6 +159,48 @@ TEST_F( Programd, CountsThePacketsOfACaptureFile ) {
    EXPECT_EQ( refreshedPackets( "10.1.0.0/16" ), 6U );
 }
 
+bool isThere( const Vek::String& text, const Vek::String& part ) {
+   return text.find( part ) != Vek::String::npos;
+}
+
+// Started side by side, it comes before the rules do.
+TEST_F( Programd, PacketsWaitForTheFirstRules ) {
+   const std::vector< U8 > packet = TestSupport::packetBytes( {} ); // to 10.1.2.3
+   const Vek::String file = folder.file( "packets.pcap", captureOf( { packet, packet, packet } ) );
+   const auto programd = start( { "--packets", file } );
+   ASSERT_TRUE( until( {}, [&] {
+      return isThere( programd->errors(),
+                      "programd: " + file +
+                         ": waits for rules, and for an interface that they are applied on\n" );
+   } ) );
+   // An interface alone does not do, and SIGHUP does not bring it forward.
+   ASSERT_TRUE( TestSupport::untilAllStand( { &cliWriter } ) );
+   programd->signal( SIGHUP );
+   ::usleep( 300'000 );
+   EXPECT_FALSE( isThere( programd->errors(), "packets\n" ) );
+   for ( int i = 0; i < 3; ++i ) {
+      add( Vek::concat( "10.", i, ".0.0/16" ).c_str() );
+      ASSERT_TRUE( until( { &configWriter }, [&] { return configWriter.acknowledged(); } ) );
+   }
+   ASSERT_TRUE( untilCodeIs( "10.2.0.0/16", programmed ) );
+   ASSERT_TRUE( until( mounts, [&] { return isThere( programd->errors(), ": 3 packets\n" ); } ) );
+   EXPECT_EQ( refreshedPackets( "10.1.0.0/16" ), 3U );
+}
+
+TEST_F( Programd, PacketsWaitForAnInterfaceOfTheRules ) {
+   cli->enabledIntfDelAll();
+   add( "10.1.0.0/16" );
+   ASSERT_TRUE( TestSupport::untilAllStand( { &configWriter, &cliWriter } ) );
+   const Vek::String file =
+      folder.file( "packets.pcap", captureOf( { TestSupport::packetBytes( {} ) } ) );
+   const auto programd = start( { "--packets", file } );
+   ASSERT_TRUE( until( mounts, [&] { return isThere( programd->errors(), "waits for rules" ); } ) );
+   // What the configuration itself enables does as well.
+   config->enabledIntfIs( Zorv::IntfId( 1 ) );
+   ASSERT_TRUE( until( mounts, [&] { return isThere( programd->errors(), ": 1 packets\n" ); } ) );
+   EXPECT_EQ( refreshedPackets( "10.1.0.0/16" ), 1U );
+}
+
 TEST_F( Programd, TakesPacketsFromStandardInputAsTheyCome ) {
    add( "10.1.0.0/16" );
    ASSERT_TRUE( TestSupport::untilAllStand( { &configWriter, &cliWriter } ) );
@@ -259,8 +301,17 @@ TEST_F( Programd, EndsWithAReasonWhenItCannotStart ) {
    };
    EXPECT_EQ( ended( "/nowhere/profile.json" ), 1 );
    EXPECT_EQ( ended( folder.path() ), 1 );
-   const Vek::String bad = folder.file( "bad.json", R"({"capacity":-1})" );
+   const Vek::String bad = folder.file( "bad.json", "{\"interfaceSets\":1,\n\"capacity\":-1}" );
    EXPECT_EQ( ended( bad ), 1 );
+   const Vek::String huge = folder.file( "huge.json", "{\n\n\"capacity\":1e999}" );
+   EXPECT_EQ( ended( huge ), 1 );
+   const Vek::String odd = folder.file( "odd.json", "{\"\\u0000\":1}" );
+   EXPECT_EQ( ended( odd ), 1 );
+   const Vek::String pipe = folder.path() + "/pipe";
+   ASSERT_EQ( ::mkfifo( pipe.c_str(), 0600 ), 0 );
+   EXPECT_EQ( ended( pipe ), 1 );
+   const Vek::String large = folder.file( "large.json", Vek::String( ( 16 << 20 ) + 1, ' ' ) );
+   EXPECT_EQ( ended( large ), 1 );
    EXPECT_EQ( ended( "--unknown" ), 2 );
    Process full( { PROGRAMD, "--socket", folder.path() + "/none", "--pid-file", "/dev/full",
                    folder.file( "profile.json", profile ) },
@@ -269,8 +320,17 @@ TEST_F( Programd, EndsWithAReasonWhenItCannotStart ) {
    const Vek::String errors = TestSupport::contents( folder.path() + "/errors" );
    EXPECT_THAT( errors, HasSubstr( "programd: cannot read /nowhere/profile.json: No such file or "
                                    "directory\n" ) );
-   EXPECT_THAT( errors, HasSubstr( "programd: cannot read " + folder.path() + ": " ) );
-   EXPECT_THAT( errors, HasSubstr( "programd: " + bad + ": " ) );
+   for ( const Vek::String& file : { folder.path(), pipe } ) {
+      EXPECT_THAT( errors,
+                   HasSubstr( "programd: cannot read " + file + ": not a regular file\n" ) );
+   }
+   EXPECT_THAT( errors, HasSubstr( "programd: cannot read " + large + ": File too large\n" ) );
+   EXPECT_THAT( errors, HasSubstr( '\n' + bad +
+                                   ":2: error: capacity: not a number from 0 to "
+                                   "18446744073709551615\n" ) );
+   EXPECT_THAT(
+      errors, HasSubstr( '\n' + huge + ":3: error: not JSON: number overflow parsing '1e999'\n" ) );
+   EXPECT_THAT( errors, HasSubstr( '\n' + odd + ":1: error: \\x00: unknown member\n" ) );
    EXPECT_THAT( errors,
                 HasSubstr( "programd: cannot write /dev/full: it is not a regular file\n" ) );
 }

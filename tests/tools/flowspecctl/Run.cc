@@ -1,5 +1,7 @@
 #include "tests/tools/flowspecctl/Run.h"
 
+#include "tests/support/Process.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -105,6 +107,7 @@ Result run( const Run& run ) {
    }
    int status = 0;
    rusage usage{};
+   EXPECT_TRUE( endsWithin( child, std::chrono::minutes( 4 ) ) ) << "it is killed";
    EXPECT_EQ( ::wait4( child, &status, 0, &usage ), child );
    if ( run.output ) {
       ::close( outFd );

@@ -25,12 +25,15 @@ struct CliChangeOptions {
 /// - `interfaceSet`: the interfaces are in these sets only.
 /// - `vrfOverride`: the interfaces' traffic is matched in the VRF; in their own without one.
 ///
-/// Returns when the state database was told. `std::runtime_error` when it was not.
+/// Returns when the state database has it, on its disk if it keeps the root. When the database goes
+/// and comes again meanwhile, it is done once more. `std::runtime_error` when it could not be done
+/// within ten seconds, and at once when there is no database.
 void changeCliConfig( CliChange change, const CliChangeOptions& options );
 
-/// Asks for counters, and waits until `counter`, which `roots` reads, has them.
-/// `std::runtime_error` when nobody answers for ten seconds.
-void refreshCounters( const SystemOptions& system, StateRoots& roots, const Counter& counter );
+/// Asks for counters, and waits until the root of counters, which `roots` reads, has them; returns
+/// it. The configuration, in which the request stands, must be there: it is not created.
+/// `std::runtime_error` when it is not, and when nobody answers for ten seconds.
+Vek::Ptr< Counter > refreshCounters( const SystemOptions& system, StateRoots& roots );
 
 /// The same for a command that does nothing else; tells when counters were read.
 void runRefresh( const SystemOptions& system, Output& output );

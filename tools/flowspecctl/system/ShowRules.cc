@@ -175,17 +175,17 @@ void showStatus( const ShowOptions& options, Output& output ) {
 void showCounters( const ShowOptions& options, Output& output ) {
    RuleRoots rules( options, options.system.counter );
    StateRoots& roots = rules.roots();
-   const auto counter = roots.get< Counter >( options.system.counter );
+   auto counter = roots.get< Counter >( options.system.counter );
    const bool withRates = options.interval > 0;
    Counter::Snapshots before;
    double since = 0;
    if ( withRates ) {
-      refreshCounters( options.system, roots, *counter );
+      counter = refreshCounters( options.system, roots );
       before = counter->snapshot();
       since = counter->timestamp();
       roots.until( [] { return false; },
                    std::chrono::milliseconds( std::llround( options.interval * 1000 ) ) );
-      refreshCounters( options.system, roots, *counter );
+      counter = refreshCounters( options.system, roots );
    }
    std::vector< Table::Column > columns{ { "packets", 12, true }, { "bytes", 15, true } };
    if ( withRates ) {
