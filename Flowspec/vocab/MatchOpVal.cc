@@ -4,6 +4,8 @@
 #include "Flowspec/vocab/TermText.h"
 #include "Osk/Assert.h"
 
+#include <algorithm>
+
 namespace Flowspec {
 
 namespace {
@@ -39,11 +41,13 @@ void MatchOpValIndex::throwOutOfRange() {
 
 void sequenceToValue( Vek::CharRange& range, MatchOpValIndex* value ) {
    const std::string_view digits = range.takeName();
-   const auto number = Vek::decimal( digits, ~U64{ 0 } );
-   if ( !number ) {
+   const bool areDigits = std::ranges::all_of( digits, Vek::isDigit );
+   const bool hasLeadingZero = digits.size() > 1 && digits.front() == '0';
+   if ( digits.empty() || !areDigits || hasLeadingZero ) {
       Vek::throwRange( Vek::concat( "Flowspec::MatchOpValIndex: '", digits, "' is not a number" ) );
    }
-   *value = MatchOpValIndex( *number );
+   // What 64 bits do not hold is above the largest index as well.
+   *value = MatchOpValIndex( Vek::decimal( digits, ~U64{ 0 } ).value_or( ~U64{ 0 } ) );
 }
 
 Vek::String MatchOpVal::toStrep() const {

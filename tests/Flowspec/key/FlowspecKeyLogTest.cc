@@ -132,6 +132,34 @@ TEST( FlowspecKeyLog, EveryTypeAndLengthOfAWordFromAPeerIsLookedAt ) {
    }
 }
 
+// A walk goes to the indices below the number of words, whatever stands where.
+TEST( FlowspecKeyLog, KeysWithHolesAreLookedAtAsTheyAreWalked ) {
+   const auto read = []( const std::string& words ) {
+      return logValue< FlowspecKey >( bytesOf( head + words + "07FF 00000000" ) );
+   };
+   const FlowspecKey behind = read( "0000 03010006 0005 FFB10006" );
+   EXPECT_EQ( behind.toStrepCli( true ), "*;*;IP:=0L6;INVALID:0L0;" );
+   const FlowspecKey halfAhole = read( "0000 05A10001 0007 03810006" );
+   EXPECT_EQ( halfAhole.toStrepCli( true ), "*;*;DP:=2L65536;" );
+   EXPECT_EQ( refusal( head + "0001 05A10001 0002 05A10002 07FF 00000000" ),
+              "byte 74: the second word of a 4-byte value is missing" );
+   EXPECT_EQ( refusal( head + "0001 0E810006 0007 03810006 07FF 00000000" ),
+              "byte 74: no component has the type of a word" );
+}
+
+TEST( FlowspecKeyLog, AKeyOfAllWords ) {
+   FlowspecKey key;
+   for ( U32 index = 0; index < MatchOpValIndex::max(); ++index ) {
+      key.matchOpValIs( index, MatchOpVal( destPort, 0x11, static_cast< U16 >( index ) ) );
+   }
+   for ( const U16 id : { U16{ 3 }, U16{ 17 }, U16{ 5 } } ) {
+      key.interfaceSetPush( id );
+   }
+   for ( const Trust trust : { Trust::checked, Trust::trusted } ) {
+      EXPECT_EQ( logValue< FlowspecKey >( logBytes( key ), trust ), key );
+   }
+}
+
 // As many words as stand in place and more, one of them bad.
 TEST( FlowspecKeyLog, EveryWordFromAPeerIsLookedAt ) {
    struct Flaw {

@@ -191,6 +191,7 @@ TEST( MatchOpValIndex, IsReadFromText ) {
    EXPECT_THAT( [] { indexOfText( "2048" ); }, raisesIndexRange() );
    EXPECT_THAT( [] { indexOfText( "4294967296" ); }, raisesIndexRange() );
    EXPECT_THAT( [] { indexOfText( "18446744073709551615" ); }, raisesIndexRange() );
+   EXPECT_THAT( [] { indexOfText( "18446744073709551621" ); }, raisesIndexRange() );
 }
 
 TEST( MatchOpValIndex, TextWithoutANumberRaisesTheRangeException ) {
