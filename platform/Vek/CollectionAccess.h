@@ -69,6 +69,22 @@ struct SetAccess {
    }
 };
 
+/// Calls with the members of a collection in order, from the first one after the key `last` on or
+/// from the beginning, until a call returns false; whether it came to the end.
+template < typename Order, typename C, typename Key, typename KeyOf, typename Visit >
+bool visitAfter( const C& collection, const Key* last, KeyOf keyOf, Visit visit ) {
+   auto at = last ? collection.lowerBound( *last ) : collection.begin();
+   if ( last && at != collection.end() && !Order()( *last, keyOf( *at ) ) ) {
+      ++at;
+   }
+   for ( ; at != collection.end(); ++at ) {
+      if ( !visit( *at ) ) {
+         return false;
+      }
+   }
+   return true;
+}
+
 } // namespace detail
 
 template < typename K, typename V >
@@ -77,6 +93,14 @@ struct CollectionAccess< FlatMap< K, V > > : detail::MapAccess< FlatMap< K, V >,
       for ( const auto& [key, value] : collection ) {
          visitor( &key, detail::untyped( value ) );
       }
+   }
+   static constexpr bool inOrder = true;
+   template < typename Visit >
+   static bool visitAfter( const FlatMap< K, V >& collection, const K* last, Visit visit ) {
+      return detail::visitAfter< KeyOrder< K > >(
+         collection, last, FirstOf(), [&]( const std::pair< K, V >& member ) {
+            return visit( member.first, detail::untyped( member.second ) );
+         } );
    }
 };
 
@@ -92,6 +116,12 @@ struct CollectionAccess< HashMap< K, V, More... > >
          visitor( &member->first, detail::untyped( member->second ) );
       }
    }
+   static auto members( const HashMap< K, V, More... >& collection ) {
+      return collection.unsorted();
+   }
+   static const K& keyOf( const typename HashMap< K, V, More... >::value_type& member ) {
+      return member.first;
+   }
 };
 
 template < typename K >
@@ -100,6 +130,12 @@ struct CollectionAccess< FlatSet< K > > : detail::SetAccess< FlatSet< K >, K > {
       for ( const K& key : collection ) {
          visitor( &key, nullptr );
       }
+   }
+   static constexpr bool inOrder = true;
+   template < typename Visit >
+   static bool visitAfter( const FlatSet< K >& collection, const K* last, Visit visit ) {
+      return detail::visitAfter< KeyOrder< K > >(
+         collection, last, Itself(), [&]( const K& key ) { return visit( key, &key ); } );
    }
 };
 
@@ -110,6 +146,8 @@ struct CollectionAccess< HashSet< K, More... > > : detail::SetAccess< HashSet< K
          visitor( key, nullptr );
       }
    }
+   static auto members( const HashSet< K, More... >& collection ) { return collection.unsorted(); }
+   static const K& keyOf( const K& member ) { return member; }
 };
 
 /// The members know their keys.
@@ -129,6 +167,13 @@ struct CollectionAccess< OrderedMap< V, KeyOf, Compare > > {
       for ( const V& member : collection ) {
          visitor( &KeyOf()( member ), detail::untyped( member ) );
       }
+   }
+   static constexpr bool inOrder = true;
+   template < typename Visit >
+   static bool visitAfter( const C& collection, const Key* last, Visit visit ) {
+      return detail::visitAfter< Order >( collection, last, KeyOf(), [&]( const V& member ) {
+         return visit( KeyOf()( member ), detail::untyped( member ) );
+      } );
    }
    static const V& child( typename C::const_iterator at ) { return *at; }
    static const Key& keyAt( typename C::const_iterator at ) { return KeyOf()( *at ); }

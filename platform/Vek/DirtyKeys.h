@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Osk/Types.h"
+#include "Vek/KeyWalk.h"
 
 #include <deque>
 #include <set>
@@ -14,6 +14,8 @@ public:
    virtual ~DirtyKeys() = default;
 
    virtual bool empty() const = 0;
+   /// How much is kept: as many keys as wait, or more where some of the middle were erased.
+   virtual std::size_t size() const = 0;
    virtual void insert( const void* key ) = 0;
    virtual void erase( const void* key ) = 0;
    /// The first key, until it is erased; there is one.
@@ -31,6 +33,8 @@ public:
    static DirtyKeys* make() { return new DirtyKeysOf; }
 
    bool empty() const override { return run_.empty() && others_.empty(); }
+
+   std::size_t size() const override { return run_.size() + others_.size(); }
 
    void insert( const void* untyped ) override {
       const Key& key = *static_cast< const Key* >( untyped );

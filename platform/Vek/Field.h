@@ -11,6 +11,7 @@
 namespace Vek {
 
 class DirtyKeys;
+class KeyWalk;
 
 /// What a row declares.
 enum class FieldKind : U8 {
@@ -40,6 +41,11 @@ struct CollectionOps {
    void ( *erase )( void* object, const void* key );
    /// Makes an empty list of this collection's keys, the caller's.
    DirtyKeys* ( *dirtyKeys )();
+   /// Begins to go over the members in that order a few at a time; the caller's. Null for a
+   /// collection that is part of a value.
+   KeyWalk* ( *walk )();
+   /// Whether a key comes before another in that order.
+   bool ( *before )( const void* a, const void* b );
 };
 
 /// The parameters of an operation and how to call it.

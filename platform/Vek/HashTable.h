@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <initializer_list>
+#include <span>
 
 namespace Vek::detail {
 
@@ -117,6 +118,10 @@ public:
       }
       return result;
    }
+
+   /// All members as they stand in memory, good until the next change. A new member comes last;
+   /// when one goes, the last takes its place.
+   std::span< const Member > unsorted() const { return members_; }
 
    /// Whether both have the same members, in whatever order they came.
    bool operator==( const HashTable& other ) const {

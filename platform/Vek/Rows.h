@@ -12,6 +12,9 @@ namespace detail {
 /// In DirtyKeys.h, for the sources that describe collections.
 template < typename Key, typename Order >
 class DirtyKeysOf;
+/// In KeyWalk.h, which that includes.
+template < typename Row >
+struct KeyWalkOf;
 
 /// A number for each data member, by which a setter finds its row: a hash of the member's name as
 /// the compiler spells it. (Addresses of objects would do, but g++ does not compare them at compile
@@ -116,14 +119,18 @@ struct CollectionRow {
    using Key = typename Access::Key;
    using Value = typename Access::Value;
 
-   static U32 size( const void* object ) {
-      return Access::size( std::invoke( Member, at< Class >( object ) ) );
+   static decltype( auto ) collection( const void* object ) {
+      return std::invoke( Member, at< Class >( object ) );
    }
+   static U32 size( const void* object ) { return Access::size( collection( object ) ); }
    static const void* find( const void* object, const void* key ) {
-      return Access::find( std::invoke( Member, at< Class >( object ) ), at< Key >( key ) );
+      return Access::find( collection( object ), at< Key >( key ) );
    }
    static void visit( const void* object, const MemberVisitor& visitor ) {
-      Access::visit( std::invoke( Member, at< Class >( object ) ), visitor );
+      Access::visit( collection( object ), visitor );
+   }
+   static bool before( const void* a, const void* b ) {
+      return typename Access::Order()( at< Key >( a ), at< Key >( b ) );
    }
    static bool insert( void* object, const void* key, [[maybe_unused]] const void* value ) {
       Class& self = at< Class >( object );
@@ -157,6 +164,8 @@ constexpr CollectionOps describeCollection() {
    ops.find = Row::find;
    ops.visit = Row::visit;
    ops.dirtyKeys = DirtyKeysOf< typename Row::Key, typename Row::Access::Order >::make;
+   ops.walk = KeyWalkOf< CollectionRow< Member, nullptr, nullptr > >::make();
+   ops.before = Row::before;
    if constexpr ( !std::is_null_pointer_v< decltype( Insert ) > ) {
       ops.insert = Row::insert;
    }

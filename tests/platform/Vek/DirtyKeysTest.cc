@@ -36,6 +36,18 @@ TEST( DirtyKeys, ComeInAscendingOrderEachOnce ) {
    EXPECT_EQ( taken( keys ), ( std::vector< U32 >{ 2 } ) );
 }
 
+TEST( DirtyKeys, AreCounted ) {
+   Keys keys;
+   EXPECT_EQ( keys.size(), 0U );
+   insert( keys, { 3, 5, 9, 5, 4, 1 } );
+   EXPECT_EQ( keys.size(), 5U );
+   keys.eraseFirst();
+   keys.eraseFirst();
+   EXPECT_EQ( keys.size(), 3U );
+   erase( keys, 4 );
+   EXPECT_EQ( keys.size(), 2U );
+}
+
 TEST( DirtyKeys, MayComeAgainWhileOthersWait ) {
    Keys keys;
    insert( keys, { 3, 5, 9 } );
