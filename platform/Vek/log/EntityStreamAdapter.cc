@@ -26,13 +26,20 @@ EntityStreamAdapter::EntityStreamAdapter( Source& source, Entity& entity, const 
          next_->previous_ = this;
       }
    }
-   forEachChild( [&]( U8 position, Entity& child ) {
-      new EntityStreamAdapter( source_, child, source_.types_.of( child.typeInfo() ), this,
-                               position );
-   } );
+   try {
+      forEachChild( [&]( U8 position, Entity& child ) {
+         new EntityStreamAdapter( source_, child, source_.types_.of( child.typeInfo() ), this,
+                                  position );
+      } );
+   } catch ( ... ) {
+      leave();
+      throw;
+   }
 }
 
-EntityStreamAdapter::~EntityStreamAdapter() {
+EntityStreamAdapter::~EntityStreamAdapter() { leave(); }
+
+void EntityStreamAdapter::leave() {
    while ( firstChild_ ) {
       delete firstChild_;
    }
@@ -101,9 +108,39 @@ void EntityStreamAdapter::onChange( const Change& change ) {
    }
 }
 
+// Connections that lag are found by what waits for them here: to look for each one's would take
+// steps in the square of their number.
 void EntityStreamAdapter::publish( U8 position, const void* key ) {
+   source_.beginChange();
+   for ( FlowOut* at = flowOuts_; at; at = at->nextOfAdapter ) {
+      at->sender.noteIs( Sender::Note::served );
+      at->sender.unlessOutOfMemory( [&] { at->mark( position, key ); } );
+   }
    source_.multicast( RowMessage( number_, *type_.rows()[position], object(), key ),
-                      [&]( Sender& sender ) { mark( sender, position, key ); } );
+                      [&]( Sender& sender ) {
+                         if ( sender.note() != Sender::Note::served ) {
+                            markNew( sender, position, key );
+                         }
+                      } );
+}
+
+void EntityStreamAdapter::markNew( Sender& sender, U8 position, const void* key ) {
+   // What its first copy has not come to will be in it.
+   if ( sender.instantiating() ) {
+      return;
+   }
+   sender.unlessOutOfMemory( [&] {
+      FlowOut& waiting = *new FlowOut( *this, sender );
+      waiting.announced = true;
+      sender.enqueue( waiting );
+      waiting.mark( position, key );
+   } );
+}
+
+void EntityStreamAdapter::noteAnnounced() const {
+   for ( const FlowOut* at = flowOuts_; at; at = at->nextOfAdapter ) {
+      at->sender.noteIs( at->announced ? Sender::Note::announced : Sender::Note::unannounced );
+   }
 }
 
 // Observers that were told before may have changed the row again: what stands in it now counts.
@@ -125,19 +162,32 @@ void EntityStreamAdapter::onChildren( const Change& change, U8 position ) {
    }
    EntityStreamAdapter& adapter = *new EntityStreamAdapter(
       source_, child, source_.types_.of( child.typeInfo() ), this, position );
+   for ( const FlowOut* at = flowOuts_; at; at = at->nextOfAdapter ) {
+      if ( at->sender.instantiating() && at->instantiating ) {
+         at->sender.unlessOutOfMemory( [&] { adapter.newFlowOut( at->sender ); } );
+      }
+   }
    for ( Sender* const sender : source_.senders_ ) {
-      adapter.newFlowOut( *sender );
-      adapter.vekInstantiateSerialize( *sender );
+      if ( !sender->instantiating() ) {
+         sender->unlessOutOfMemory( [&] { adapter.newFlowOuts( *sender ); } );
+      }
    }
 }
 
 void EntityStreamAdapter::onRemoved( EntityStreamAdapter& child, const void* key, U8 position ) {
+   source_.beginChange();
+   child.noteAnnounced();
+   for ( FlowOut* at = flowOuts_; at; at = at->nextOfAdapter ) {
+      if ( at->sender.knowsNoted() ) {
+         at->sender.unlessOutOfMemory( [&] { at->mark( position, key ); } );
+      }
+      at->sender.noteIs( Sender::Note::served );
+   }
    // While the child waits to be announced, its connection is not up to date.
    source_.multicast( RowMessage( number_, *type_.rows()[position], object(), key ),
                       [&]( Sender& sender ) {
-                         const FlowOut* const waiting = child.flowOut( sender );
-                         if ( !waiting || waiting->announced ) {
-                            mark( sender, position, key );
+                         if ( sender.knowsNoted() ) {
+                            markNew( sender, position, key );
                          }
                       } );
    delete &child;

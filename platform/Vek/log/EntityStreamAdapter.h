@@ -42,8 +42,13 @@ public:
    /// synchronised, the rest is to be sent.
    FlowOut& newFlowOut( Sender& sender, U16 fromFieldId = 0 );
 
-   /// Queues the announcements of all children, row by row in the ascending order of their keys.
-   void vekInstantiateSerialize( Sender& sender );
+   /// The same for the entity and all that it owns.
+   void newFlowOuts( Sender& sender );
+
+   /// Queues the announcements of the next children, row by row in the ascending order of their
+   /// keys: of those with numbers up to `upTo`, as later ones are queued when they come. Whether
+   /// these were all.
+   bool vekInstantiateSerialize( FlowOut& flowOut, U64 upTo );
 
    /// Announces the entity to its peer, with the beginnings of the transactions of its children;
    /// false when the connection is full.
@@ -60,6 +65,9 @@ private:
    friend class Source;
    friend struct FlowOut;
 
+   // Drops the adapters of children and what waits, and leaves the parent's.
+   void leave();
+
    // Calls with the position of its row and the entity, for each child.
    void forEachChild( const std::function< void( U8 position, Entity& child ) >& visit ) const;
 
@@ -75,8 +83,9 @@ private:
 
    void writeTransaction( LogWriter& out, U8 position, TransactionType type ) const;
 
-   FlowOut* flowOut( const Sender& sender ) const;
-   void mark( Sender& sender, U8 position, const void* key );
+   void markNew( Sender& sender, U8 position, const void* key );
+   // Notes at each connection with a flow-out for this entity whether it is announced.
+   void noteAnnounced() const;
 
    void* object() const { return &entity(); }
 

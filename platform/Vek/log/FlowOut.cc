@@ -18,48 +18,47 @@ void FlowOut::operator delete( void* memory ) { flowOutSlab.free( memory ); }
 
 FlowOut::FlowOut( EntityStreamAdapter& adapter_, Sender& sender_ )
    : adapter( adapter_ ), sender( sender_ ),
-     nextOfAdapter( std::exchange( adapter_.flowOuts_, this ) ) {}
+     nextOfAdapter( std::exchange( adapter_.flowOuts_, this ) ) {
+   if ( nextOfAdapter ) {
+      nextOfAdapter->previousOfAdapter = this;
+   }
+}
 
 FlowOut::~FlowOut() {
    sender.remove( *this );
-   FlowOut** at = &adapter.flowOuts_;
-   while ( *at != this ) {
-      at = &( *at )->nextOfAdapter;
+   ( previousOfAdapter ? previousOfAdapter->nextOfAdapter : adapter.flowOuts_ ) = nextOfAdapter;
+   if ( nextOfAdapter ) {
+      nextOfAdapter->previousOfAdapter = previousOfAdapter;
    }
-   *at = nextOfAdapter;
 }
 
-DirtyKeys& FlowOut::keys( U8 position ) {
-   const auto rows = adapter.type().rows();
-   if ( !rowKeys ) {
-      rowKeys = std::make_unique< std::unique_ptr< DirtyKeys >[] >( rows.size() );
-   }
-   std::unique_ptr< DirtyKeys >& list = rowKeys[position];
-   if ( !list ) {
-      list.reset( rows[position]->collection->dirtyKeys() );
-   }
-   return *list;
-}
-
-FlowOut* EntityStreamAdapter::flowOut( const Sender& sender ) const {
-   FlowOut* at = flowOuts_;
-   while ( at && &at->sender != &sender ) {
-      at = at->nextOfAdapter;
-   }
-   return at;
-}
-
-void EntityStreamAdapter::mark( Sender& sender, U8 position, const void* key ) {
-   FlowOut* waiting = flowOut( sender );
-   if ( !waiting ) {
-      waiting = new FlowOut( *this, sender );
-      waiting->announced = true;
-      sender.enqueue( *waiting );
-   }
-   waiting->dirty |= StreamType::bitOf( position );
+void FlowOut::mark( U8 position, const void* key ) {
+   const U32 bit = StreamType::bitOf( position );
+   dirty |= bit;
    // What is to be sent whole will be sent as it is then.
-   if ( key && !( waiting->whole & ~waiting->begun & StreamType::bitOf( position ) ) ) {
-      waiting->keys( position ).insert( key );
+   if ( !key || ( whole & ~begun & bit ) ) {
+      return;
+   }
+   const Field& row = *adapter.type().rows()[position];
+   const bool isOfValues = row.kind == FieldKind::collection;
+   if ( isOfValues && ( begun & bit ) && walk && walk->covers( key ) ) {
+      return;
+   }
+   if ( !rowKeys ) {
+      rowKeys = std::make_unique< std::unique_ptr< DirtyKeys >[] >( adapter.type().rows().size() );
+   }
+   std::unique_ptr< DirtyKeys >& waiting = rowKeys[position];
+   if ( !waiting ) {
+      waiting.reset( row.collection->dirtyKeys() );
+   }
+   waiting->insert( key );
+   // Keys that came and went again: it takes less to tell what is there.
+   constexpr std::size_t few = 16;
+   if ( isOfValues && waiting->size() > row.collection->size( &adapter.entity() ) + few ) {
+      waiting.reset();
+      walk.reset();
+      whole |= bit;
+      begun &= ~bit;
    }
 }
 
@@ -83,26 +82,52 @@ FlowOut& EntityStreamAdapter::newFlowOut( Sender& sender, U16 fromFieldId ) {
    FlowOut& created = *new FlowOut( *this, sender );
    created.dirty = type_.rowsFrom( fromFieldId );
    created.whole = created.dirty & type_.collectionRows();
+   created.mayHaveChildren = type_.childRows() != 0;
    sender.enqueue( created );
    return created;
 }
 
-void EntityStreamAdapter::vekInstantiateSerialize( Sender& sender ) {
+void EntityStreamAdapter::newFlowOuts( Sender& sender ) {
+   newFlowOut( sender );
+   forEachChild( [&]( U8, Entity& child ) { of( child, source_ )->newFlowOuts( sender ); } );
+}
+
+bool EntityStreamAdapter::vekInstantiateSerialize( FlowOut& waiting, U64 upTo ) {
+   // They are announced before more are looked for, so a connection that is full holds no more.
+   constexpr std::size_t portion = 256;
    std::vector< Entity* > children;
-   forEachChild( [&]( U8, Entity& child ) { children.push_back( &child ); } );
-   std::vector< EntityStreamAdapter* > parents;
+   for ( ; waiting.instantiateAt < type_.rows().size(); ++waiting.instantiateAt ) {
+      const Field& row = *type_.rows()[waiting.instantiateAt];
+      const auto take = [&]( const void*, const void* child ) {
+         if ( children.size() == portion ) {
+            return false;
+         }
+         children.push_back( static_cast< Entity* >( const_cast< void* >( child ) ) );
+         return true;
+      };
+      bool all = true;
+      if ( row.kind == FieldKind::children ) {
+         if ( !waiting.walk ) {
+            waiting.walk.reset( row.collection->walk() );
+         }
+         all = waiting.walk->visit( object(), waiting.sender.steps(), take );
+      } else if ( row.kind == FieldKind::child && row.stored( object() ) ) {
+         all = take( nullptr, row.stored( object() ) );
+      }
+      if ( !all ) {
+         break;
+      }
+      waiting.walk.reset();
+   }
    constexpr std::size_t ahead = 8;
    for ( std::size_t i = 0; i < children.size(); ++i ) {
       __builtin_prefetch( children[std::min( i + ahead, children.size() - 1 )] );
-      EntityStreamAdapter& child = *of( *children[i], source_ );
-      child.newFlowOut( sender );
-      if ( child.type_.childRows() != 0 ) {
-         parents.push_back( &child );
+      EntityStreamAdapter* const child = of( *children[i], source_ );
+      if ( child && child->number_ <= upTo ) {
+         child->newFlowOut( waiting.sender );
       }
    }
-   for ( EntityStreamAdapter* const parent : parents ) {
-      parent->vekInstantiateSerialize( sender );
-   }
+   return waiting.instantiateAt == type_.rows().size();
 }
 
 bool EntityStreamAdapter::announce( FlowOut& waiting ) {
@@ -116,7 +141,7 @@ bool EntityStreamAdapter::announce( FlowOut& waiting ) {
    for ( U32 left = transactions; left; left &= left - 1 ) {
       total += transactionSize;
    }
-   U8* const at = waiting.sender.reserve( total );
+   U8* const at = waiting.sender.room( total );
    if ( !at ) {
       return false;
    }
@@ -170,25 +195,51 @@ bool EntityStreamAdapter::writeRow( U8 position, FlowOut& waiting ) {
 
 bool EntityStreamAdapter::writeKeys( U8 position, FlowOut& waiting ) {
    const Field& row = *type_.rows()[position];
+   const CollectionOps& collection = *row.collection;
    const U32 bit = StreamType::bitOf( position );
    Sender& sender = waiting.sender;
-   DirtyKeys& keys = waiting.keys( position );
    if ( waiting.whole & ~waiting.begun & bit ) {
       if ( !putTransaction( sender, position, TransactionType::start ) ) {
          return false;
       }
       waiting.begun |= bit;
-      row.collection->visit( object(),
-                             [&]( const void* key, const void* ) { keys.insert( key ); } );
+      if ( collection.size( object() ) != 0 ) {
+         waiting.walk.reset( collection.walk() );
+      }
    }
-   while ( !keys.empty() ) {
-      // A child that was made again was announced before, which replaced the one that is gone.
-      const bool isBack =
-         row.kind == FieldKind::children && row.collection->find( object(), keys.first() );
-      if ( !isBack && !sender.put( RowMessage( number_, row, object(), keys.first() ) ) ) {
+   DirtyKeys* const keys = waiting.keys( position );
+   const auto put = [&]( const void* key ) {
+      return sender.put( RowMessage( number_, row, object(), key ) );
+   };
+   // In between come the keys that changed after the walk had passed them.
+   const auto takes = [&]( const void* key, const void* ) {
+      for ( ; keys && !keys->empty() && collection.before( keys->first(), key );
+            keys->eraseFirst() ) {
+         if ( !put( keys->first() ) ) {
+            return false;
+         }
+      }
+      if ( !put( key ) ) {
          return false;
       }
-      keys.eraseFirst();
+      if ( keys && !keys->empty() && !collection.before( key, keys->first() ) ) {
+         keys->eraseFirst();
+      }
+      return true;
+   };
+   if ( waiting.walk ) {
+      if ( !waiting.walk->visit( object(), sender.steps(), takes ) ) {
+         return false;
+      }
+      waiting.walk.reset();
+   }
+   for ( ; keys && !keys->empty(); keys->eraseFirst() ) {
+      // A child that was made again was announced before, which replaced the one that is gone.
+      const bool isBack =
+         row.kind == FieldKind::children && collection.find( object(), keys->first() );
+      if ( !isBack && !put( keys->first() ) ) {
+         return false;
+      }
    }
    if ( waiting.whole & bit ) {
       if ( !putTransaction( sender, position, TransactionType::end ) ) {
@@ -212,7 +263,7 @@ void EntityStreamAdapter::writeTransaction( LogWriter& out, U8 position,
 bool EntityStreamAdapter::putTransaction( Sender& sender, U8 position,
                                           TransactionType type ) const {
    const std::size_t size = messageSize( 1 );
-   U8* const at = sender.reserve( size );
+   U8* const at = sender.room( size );
    if ( !at ) {
       return false;
    }

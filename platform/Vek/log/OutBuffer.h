@@ -35,7 +35,8 @@ public:
       if ( empty() ) {
          begin_ = end_ = 0;
          if ( allocated_ > capacity_ ) {
-            allocate( capacity_ );
+            bytes_.reset();
+            allocated_ = 0;
          }
       }
    }

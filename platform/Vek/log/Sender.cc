@@ -52,10 +52,6 @@ private:
 
 Sender::Sender( Source& source, std::size_t capacity ) : source_( source ), buffer_( capacity ) {
    source_.senders_.push_back( this );
-   for ( const Source::Root& root : source_.roots_ ) {
-      root.adapter->newFlowOut( *this );
-      root.adapter->vekInstantiateSerialize( *this );
-   }
 }
 
 Sender::~Sender() {
@@ -75,6 +71,8 @@ void Sender::fill() {
    try {
       flowOut();
       upToDate_ = !waiting();
+   } catch ( const std::bad_alloc& ) {
+      fail( outOfMemory );
    } catch ( const std::exception& exception ) {
       fail( exception.what() );
    }
@@ -87,8 +85,17 @@ void Sender::fail( const String& reason ) {
    }
 }
 
+U8* Sender::room( std::size_t size ) {
+   if ( steps_ == 0 ) {
+      return nullptr;
+   }
+   constexpr std::size_t bytesAStep = 64;
+   steps_ -= std::min< U64 >( steps_, 1 + size / bytesAStep );
+   return reserve( size );
+}
+
 bool Sender::put( const RowMessage& message ) {
-   U8* const at = reserve( message.size() );
+   U8* const at = room( message.size() );
    if ( !at ) {
       return false;
    }
@@ -98,7 +105,7 @@ bool Sender::put( const RowMessage& message ) {
 }
 
 bool Sender::put( const Header& header ) {
-   U8* const at = reserve( Header::size );
+   U8* const at = room( Header::size );
    if ( !at ) {
       return false;
    }
@@ -118,7 +125,19 @@ void Sender::enqueue( FlowOut& flowOut ) {
    queueOf( flowOut ).push( flowOut );
 }
 
-void Sender::remove( FlowOut& flowOut ) { queueOf( flowOut ).erase( flowOut ); }
+void Sender::remove( FlowOut& flowOut ) {
+   if ( nextParent_ == &flowOut ) {
+      nextParent_ = flowOut.next;
+   }
+   queueOf( flowOut ).erase( flowOut );
+}
+
+void Sender::noteIs( Note note ) {
+   note_ = note;
+   noteOf_ = source_.changes_;
+}
+
+Sender::Note Sender::note() const { return noteOf_ == source_.changes_ ? note_ : Note::none; }
 
 void Sender::Queue::push( FlowOut& flowOut ) {
    flowOut.previous = last;
@@ -148,13 +167,13 @@ bool Sender::flowOut() {
       }
       goneRoots_.pop_back();
    }
-   for ( Lookahead ahead( unannounced_.first ); FlowOut* const waiting = unannounced_.first; ) {
-      ahead.step();
-      if ( !waiting->adapter.announce( *waiting ) ) {
+   do {
+      if ( !announceAll() ) {
          return false;
       }
-      unannounced_.erase( *waiting );
-      changed_.push( *waiting );
+   } while ( instantiating_ && instantiate() );
+   if ( instantiating_ ) {
+      return false;
    }
    for ( Lookahead ahead( changed_.first ); FlowOut* const waiting = changed_.first; ) {
       ahead.step();
@@ -173,10 +192,53 @@ bool Sender::flowOut() {
    return synchronised_;
 }
 
+bool Sender::announceAll() {
+   for ( Lookahead ahead( unannounced_.first ); FlowOut* const waiting = unannounced_.first; ) {
+      ahead.step();
+      if ( !waiting->adapter.announce( *waiting ) ) {
+         return false;
+      }
+      unannounced_.erase( *waiting );
+      changed_.push( *waiting );
+      if ( instantiating_ && !nextParent_ ) {
+         nextParent_ = waiting;
+      }
+   }
+   return true;
+}
+
+// Goes on with the first copy until something is to be announced; false when the steps are used up
+// before, or when it has come to all entities. Nothing but announcements is written before that, so
+// all entities that it has come to wait in `changed_`, in the order of their announcements.
+bool Sender::instantiate() {
+   for ( ; !unannounced_.first; steps_ -= steps_ > 0 ) {
+      if ( steps_ == 0 ) {
+         return false;
+      }
+      if ( nextParent_ ) {
+         FlowOut& parent = *nextParent_;
+         if ( !parent.instantiating ) {
+            parent.instantiating = true;
+            instantiatesUpTo_ = source_.lastNumber_;
+         }
+         if ( !parent.mayHaveChildren ||
+              parent.adapter.vekInstantiateSerialize( parent, instantiatesUpTo_ ) ) {
+            nextParent_ = parent.next;
+         }
+      } else if ( nextRoot_ < source_.roots_.size() ) {
+         source_.roots_[nextRoot_++].adapter->newFlowOut( *this );
+      } else {
+         instantiating_ = false;
+         return false;
+      }
+   }
+   return true;
+}
+
 bool Sender::writePreamble() {
    const String& types = typesText();
    const std::size_t size = preambleSize + messageSize( types.size() );
-   U8* const at = reserve( size );
+   U8* const at = room( size );
    if ( !at ) {
       return false;
    }

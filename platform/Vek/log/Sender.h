@@ -3,6 +3,8 @@
 #include "Vek/log/Message.h"
 #include "Vek/log/OutBuffer.h"
 
+#include <limits>
+#include <new>
 #include <vector>
 
 namespace Vek::log {
@@ -22,8 +24,12 @@ public:
    Sender& operator=( const Sender& ) = delete;
    ~Sender();
 
-   /// Writes what waits into the buffer, as far as there is room.
+   /// Writes what waits into the buffer, as far as there is room and the steps last.
    void fill();
+
+   /// The steps that are left: a message takes one and more for a long one, a member that is looked
+   /// at takes one. As many as may be, unless the owner sets them before it calls `fill`.
+   U64& steps() { return steps_; }
 
    /// The bytes to be sent, and how many of them were.
    std::span< const U8 > pending() const { return buffer_.pending(); }
@@ -33,7 +39,11 @@ public:
    bool idle() const { return !waiting() && buffer_.empty(); }
 
    /// Whether the peer has been told all but what is published from now on.
-   bool synchronised() const { return synchronised_ && !waiting(); }
+   bool synchronised() const { return !waiting(); }
+
+   /// Whether the first copy has not come to all entities yet. It will come to those for which
+   /// nothing waits here.
+   bool instantiating() const { return instantiating_; }
 
    /// Whether a change may be written at once: nothing waits that it would overtake. False until
    /// the next `fill` when what waited went away by itself.
@@ -44,9 +54,31 @@ public:
    void fail( const String& reason );
 
    /// Room for messages of together `size` bytes, which are sent once they are committed; null when
-   /// the buffer is full.
-   U8* reserve( std::size_t size ) { return buffer_.reserve( size ); }
+   /// the buffer is full, or there is no memory for a larger one, which fails the connection.
+   U8* reserve( std::size_t size ) {
+      try {
+         return buffer_.reserve( size );
+      } catch ( const std::bad_alloc& ) {
+         fail( outOfMemory );
+         return nullptr;
+      }
+   }
    void commit( std::size_t size ) { buffer_.commit( size ); }
+
+   /// The same room for what `fill` writes: null, too, when its steps are used up.
+   U8* room( std::size_t size );
+
+   /// Does something for this connection. When there is no memory for it, this connection fails and
+   /// no other.
+   template < typename Do >
+   void unlessOutOfMemory( Do something ) {
+      try {
+         something();
+      } catch ( const std::bad_alloc& ) {
+         fail( outOfMemory );
+      }
+   }
+   static constexpr const char* outOfMemory = "out of memory";
 
    /// Writes one message; false when the buffer is full.
    bool put( const RowMessage& message );
@@ -60,7 +92,23 @@ public:
    void enqueue( FlowOut& flowOut );
    void remove( FlowOut& flowOut );
 
+   /// What is noted at connections while one change is told to all of them.
+   enum class Note : U8 {
+      none,
+      unannounced, ///< an entity waits to be announced
+      announced,   ///< it is announced, and more of it waits
+      served,      ///< the connection was told or has a mark
+   };
+   void noteIs( Note note );
+   Note note() const;
+   /// Whether the peer was told of the entity of which it is noted whether it is announced.
+   bool knowsNoted() const {
+      return note() == Note::none ? !instantiating_ : note() == Note::announced;
+   }
+
 private:
+   friend class Source;
+
    struct Queue {
       FlowOut* first = nullptr;
       FlowOut* last = nullptr;
@@ -70,10 +118,12 @@ private:
    };
 
    bool waiting() const {
-      return unannounced_.first || changed_.first || !goneRoots_.empty() || !preambleWritten_;
+      return unannounced_.first || changed_.first || !goneRoots_.empty() || !synchronised_;
    }
    Queue& queueOf( const FlowOut& flowOut );
    bool flowOut();
+   bool announceAll();
+   bool instantiate();
    bool writePreamble();
 
    Source& source_;
@@ -83,6 +133,15 @@ private:
    Queue unannounced_;
    Queue changed_;
    std::vector< U64 > goneRoots_;
+   U64 steps_ = std::numeric_limits< U64 >::max();
+   // The first copy: roots from this one on, and announced entities from that one on, are still to
+   // be gone over for children.
+   std::size_t nextRoot_ = 0;
+   FlowOut* nextParent_ = nullptr;
+   U64 instantiatesUpTo_ = 0; ///< the last number there was when it came to `nextParent_`
+   bool instantiating_ = true;
+   Note note_ = Note::none;
+   U64 noteOf_ = 0; ///< the change that it is about
    bool preambleWritten_ = false;
    bool synchronised_ = false;
    String error_;

@@ -11,8 +11,9 @@ void Source::rootIs( NamedEntity& root ) {
    auto adapter = std::make_unique< EntityStreamAdapter >(
       *this, root, types_.of( root.typeInfo() ), nullptr, U8{ 0 } );
    for ( Sender* const sender : senders_ ) {
-      adapter->newFlowOut( *sender );
-      adapter->vekInstantiateSerialize( *sender );
+      if ( !sender->instantiating() ) {
+         sender->unlessOutOfMemory( [&] { adapter->newFlowOuts( *sender ); } );
+      }
    }
    roots_.push_back( { Ptr< NamedEntity >( &root ), std::move( adapter ) } );
 }
@@ -24,11 +25,14 @@ void Source::rootDel( NamedEntity& root ) {
    if ( at == roots_.end() ) {
       return;
    }
+   beginChange();
+   at->adapter->noteAnnounced();
+   const auto position = static_cast< std::size_t >( at - roots_.begin() );
    for ( Sender* const sender : senders_ ) {
-      const FlowOut* const waiting = at->adapter->flowOut( *sender );
-      if ( !waiting || waiting->announced ) {
-         sender->rootGone( at->adapter->number() );
+      if ( sender->knowsNoted() ) {
+         sender->unlessOutOfMemory( [&] { sender->rootGone( at->adapter->number() ); } );
       }
+      sender->nextRoot_ -= position < sender->nextRoot_;
    }
    roots_.erase( at );
 }

@@ -33,8 +33,8 @@ private:
       std::unique_ptr< EntityStreamAdapter > adapter;
    };
 
-   void senderIs( Sender& sender );
-   void senderDel( Sender& sender );
+   /// Begins to tell a change: what is noted at connections about an earlier one is void.
+   void beginChange() { ++changes_; }
 
    /// Writes a message to every connection that is up to date and has room for it, and calls
    /// `missed( Sender& )` for each of the others. It is encoded once.
@@ -62,6 +62,7 @@ private:
    std::vector< Root > roots_;
    std::vector< Sender* > senders_;
    U64 lastNumber_ = 0;
+   U64 changes_ = 0;
 };
 
 } // namespace Vek::log

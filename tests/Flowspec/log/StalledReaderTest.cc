@@ -3,6 +3,8 @@
 #include "tests/support/RandomTree.h"
 #include "tests/support/Sanitized.h"
 
+#include <functional>
+
 #include <malloc.h>
 
 #include <gtest/gtest.h>
@@ -102,6 +104,185 @@ TEST_F( StalledReader, IsSentEachChangeOnce ) {
    const U64 sent = receiver.messages() - before;
    EXPECT_GE( sent, U64{ rules } * 5 );
    EXPECT_LT( sent, U64{ rules } * 5 + 20000 ); // the buffer holds fewer
+}
+
+// A collection, and how a member comes and goes.
+struct Churned {
+   const char* name;
+   std::function< Vek::Ptr< Vek::NamedEntity >( Directory& ) > root;
+   std::function< void( Vek::NamedEntity&, U32 number ) > insert;
+   std::function< void( Vek::NamedEntity&, U32 number ) > erase;
+};
+
+template < typename T >
+auto rootOf() {
+   return []( Directory& directory ) { return directory.create( T::type().name, "root" ); };
+}
+template < typename T, typename F >
+auto on( F f ) {
+   return [f]( Vek::NamedEntity& root, U32 number ) { f( static_cast< T& >( root ), number ); };
+}
+Zorv::IntfId intf( U32 number ) { return Zorv::IntfId( number ); }
+MatchCompType compType( U32 number ) { return static_cast< MatchCompType >( 1 + number % 13 ); }
+
+const Churned everyKind[] = {
+   { "set", rootOf< Config >(),
+     on< Config >( []( Config& c, U32 i ) { c.enabledIntfIs( intf( i ) ); } ),
+     on< Config >( []( Config& c, U32 i ) { c.enabledIntfDel( intf( i ) ); } ) },
+   { "map", rootOf< CliConfig >(),
+     on< CliConfig >( []( CliConfig& c, U32 i ) { c.sourceVrfOverrideIs( intf( i ), "x" ); } ),
+     on< CliConfig >( []( CliConfig& c, U32 i ) { c.sourceVrfOverrideDel( intf( i ) ); } ) },
+   { "values that know their keys", rootOf< CliConfig >(),
+     on< CliConfig >(
+        []( CliConfig& c, U32 i ) { c.enabledIntfIs( InterfaceEnableConfig( intf( i ) ) ); } ),
+     on< CliConfig >( []( CliConfig& c, U32 i ) { c.enabledIntfDel( intf( i ) ); } ) },
+   { "map of a child", rootOf< Status >(), on< Status >( []( Status& s, U32 i ) {
+        s.vrfRuleStatusIs( 1 )->intfErrorIs( IntfErrorKey( intf( i ), Zorv::AddressFamily::ipv4 ),
+                                             "x" );
+     } ),
+     on< Status >( []( Status& s, U32 i ) {
+        s.vrfRuleStatusIs( 1 )->intfErrorDel(
+           IntfErrorKey( intf( i ), Zorv::AddressFamily::ipv4 ) );
+     } ) },
+   { "set of a child", rootOf< Status >(),
+     on< Status >( []( Status& s, U32 i ) { s.interfaceSetIs( 1 )->intfIs( intf( i ) ); } ),
+     on< Status >( []( Status& s, U32 i ) { s.interfaceSetIs( 1 )->intfDel( intf( i ) ); } ) },
+   { "flat map", rootOf< Config >(), on< Config >( []( Config& c, U32 i ) {
+        c.vrfRuleConfigIs( 1 )
+           ->ruleIs( FlowspecKey() )
+           ->matchSetIs( MatchComponent( compType( i ) ) );
+     } ),
+     on< Config >( []( Config& c, U32 i ) {
+        c.vrfRuleConfigIs( 1 )->ruleIs( FlowspecKey() )->matchSetDel( compType( i ) );
+     } ) },
+   { "keys of rules", rootOf< Counter >(),
+     on< Counter >( []( Counter& c, U32 i ) { c.snapshotIs( ruleKey( i ), CounterVersion() ); } ),
+     on< Counter >( []( Counter& c, U32 i ) { c.snapshotDel( ruleKey( i ) ); } ) },
+   { "hashed children", rootOf< Status >(),
+     on< Status >( []( Status& s, U32 i ) { s.vrfRuleStatusIs( i ); } ),
+     on< Status >( []( Status& s, U32 i ) { s.vrfRuleStatusDel( i ); } ) },
+   { "ordered children", rootOf< Config >(),
+     on< Config >( []( Config& c, U32 i ) { c.vrfRuleConfigIs( 1 )->ruleIs( ruleKey( i ) ); } ),
+     on< Config >( []( Config& c, U32 i ) { c.vrfRuleConfigIs( 1 )->ruleDel( ruleKey( i ) ); } ) },
+};
+
+class ChurnBeforeAStalledReader : public testing::TestWithParam< Churned > {
+protected:
+   ChurnBeforeAStalledReader() {
+      for ( const U32 number : kept ) {
+         insert( number );
+      }
+      source.rootIs( *root );
+   }
+
+   void insert( U32 number ) { GetParam().insert( *root, number ); }
+   void erase( U32 number ) { GetParam().erase( *root, number ); }
+
+   // Members come and go that the reader never hears of; no more than that grows.
+   void churn() {
+      const std::size_t before = heapInUse();
+      for ( U32 number = 100; number < ( sanitized ? 2000 : 20000 ); ++number ) {
+         insert( number );
+         erase( number );
+         if ( number % 1000 == 0 ) {
+            sender.fill();
+         }
+      }
+      if ( !sanitized ) {
+         EXPECT_LT( heapInUse(), before + 16384 );
+      }
+   }
+
+   // What the reader lacks is sent now, in less than 50 messages.
+   void expectCaughtUp() {
+      const U64 before = receiver.messages();
+      receiver.receive( TestSupport::take( sender ) );
+      EXPECT_TRUE( receiver.synchronised() );
+      EXPECT_LT( receiver.messages(), before + 50 );
+      EXPECT_EQ( difference( there, here ), "" );
+   }
+
+   static constexpr U32 kept[] = { 1, 3, 5 };
+
+   Directory here;
+   Directory there;
+   Vek::Ptr< Vek::NamedEntity > root = GetParam().root( here );
+   Source source;
+   Sender sender{ source, 1 }; // holds one message at a time
+   Receiver receiver{ there };
+};
+
+TEST_P( ChurnBeforeAStalledReader, CostsNothingThatLasts ) {
+   receiver.receive( TestSupport::take( sender ) );
+   churn();
+   expectCaughtUp();
+}
+
+TEST_P( ChurnBeforeAStalledReader, CostsNothingWhileItsFirstCopyIsSent ) {
+   for ( int i = 0; i < 12; ++i ) {
+      receiver.receive( TestSupport::take( sender, sender.pending().size() + 1 ) );
+      churn();
+   }
+   receiver.receive( TestSupport::take( sender ) );
+   EXPECT_TRUE( receiver.synchronised() );
+   EXPECT_EQ( difference( there, here ), "" );
+}
+
+TEST_P( ChurnBeforeAStalledReader, RemovesWhatTheReaderHasAndTellsWhatIsThere ) {
+   for ( U32 number = 20; number < 33; ++number ) {
+      insert( number );
+   }
+   receiver.receive( TestSupport::take( sender ) );
+   for ( const U32 number : kept ) {
+      erase( number );
+   }
+   churn();
+   for ( U32 number = 20; number < 33; ++number ) {
+      erase( number );
+   }
+   insert( 3 );
+   insert( 7 );
+   churn();
+   expectCaughtUp();
+}
+
+INSTANTIATE_TEST_SUITE_P(, ChurnBeforeAStalledReader, testing::ValuesIn( everyKind ),
+                         []( const auto& tested ) {
+                            std::string name = tested.param.name;
+                            std::replace( name.begin(), name.end(), ' ', '_' );
+                            return name;
+                         } );
+
+TEST( KeysThatWait, AreReplacedByATransactionWhenTheyOutnumberTheMembers ) {
+   Directory here;
+   const auto root = here.create( "Flowspec::Config", "config" );
+   auto& config = static_cast< Config& >( *root );
+   for ( U32 number = 1; number <= 17; ++number ) {
+      config.enabledIntfIs( intf( number ) );
+   }
+   Source source;
+   source.rootIs( config );
+   Sender sender( source, 1 );
+   TestSupport::take( sender );
+   config.twoColorCounterEnabledIs( true ); // fills the buffer
+   for ( U32 number = 1; number <= 16; ++number ) {
+      config.enabledIntfDel( intf( number ) );
+   }
+   // 16 keys, and one member is left: each is told.
+   std::vector< std::string > told = TestSupport::messages( TestSupport::take( sender ) );
+   EXPECT_EQ( told.size(), 17U );
+   EXPECT_EQ( told[1], "member 1 258 removed 0000000000000001" );
+   config.twoColorCounterEnabledIs( false );
+   for ( U32 number = 1; number <= 18; ++number ) {
+      config.enabledIntfIs( intf( number ) );
+   }
+   for ( U32 number = 1; number <= 17; ++number ) {
+      config.enabledIntfDel( intf( number ) );
+   }
+   told = TestSupport::messages( TestSupport::take( sender ) );
+   EXPECT_EQ( told, ( std::vector< std::string >{ "attribute 1 260 00", "transaction 1 258 00",
+                                                  "member 1 258 0000000000000012",
+                                                  "transaction 1 258 02" } ) );
 }
 
 } // namespace
