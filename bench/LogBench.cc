@@ -300,6 +300,86 @@ BENCHMARK( changeTo1 );
 void threeChangesTo1AndCopies( benchmark::State& state ) { change( state, 1, 3, true ); }
 BENCHMARK( threeChangesTo1AndCopies );
 
+std::vector< U8 > wholeStream( Source& source ) {
+   std::vector< U8 > bytes;
+   Sender sender( source );
+   do {
+      sender.fill();
+      bytes.insert( bytes.end(), sender.pending().begin(), sender.pending().end() );
+      sender.sent( sender.pending().size() );
+   } while ( !sender.idle() );
+   return bytes;
+}
+
+// Connections that take one message and then nothing more.
+std::vector< std::unique_ptr< Sender > > stalled( Source& source, std::size_t count ) {
+   std::vector< std::unique_ptr< Sender > > senders;
+   for ( std::size_t i = 0; i < count; ++i ) {
+      Sender& sender = *senders.emplace_back( std::make_unique< Sender >( source, 1 ) );
+      do {
+         sender.fill();
+         sender.sent( sender.pending().size() );
+      } while ( !sender.idle() );
+   }
+   return senders;
+}
+
+// One change of one rule beside readers that stall, for each of them.
+void changeBesideStalled( benchmark::State& state ) {
+   const auto count = static_cast< std::size_t >( state.range( 0 ) );
+   const auto status = Flowspec::statusFactory( "status" );
+   const auto rule = status->vrfRuleStatusIs( 1 )->ruleStatusIs( sixWordRule( 1 ) );
+   Source source;
+   source.rootIs( *status );
+   const auto senders = stalled( source, count );
+   U64 packets = 0;
+   for ( auto _ : state ) {
+      rule->packetCountIs( ++packets );
+   }
+   perItemCounter( state, count );
+}
+BENCHMARK( changeBesideStalled )->Arg( 1 )->Arg( 100 )->Arg( 300 )->Arg( 1000 );
+
+// A record that comes and goes, with a reader that stalls or with none.
+void comeAndGo( benchmark::State& state ) {
+   const std::vector< Record > all = records( 10000 );
+   const auto counter = Flowspec::counterFactory( "counter" );
+   Source source;
+   source.rootIs( *counter );
+   const auto senders = stalled( source, static_cast< std::size_t >( state.range( 0 ) ) );
+   perItem( state, all, [&]( const Record& record ) {
+      counter->snapshotIs( record.key, record.value );
+      counter->snapshotDel( record.key );
+   } );
+}
+BENCHMARK( comeAndGo )->Arg( 0 )->Arg( 1 );
+
+// The beginning of a transaction on a collection of some size, at its receiver.
+void beginTransaction( benchmark::State& state ) {
+   const std::vector< Record >& all = input( state );
+   Directory there;
+   auto& counter = static_cast< Counter& >( *there.create( "Flowspec::Counter", "counter" ) );
+   for ( const Record& record : all ) {
+      counter.snapshotIs( record.key, record.value );
+   }
+   Directory here;
+   Source source;
+   source.rootIs( *here.create( "Flowspec::Counter", "counter" ) );
+   Receiver receiver( there );
+   const std::vector< U8 > whole = wholeStream( source );
+   // All but the first transaction's end and what follows it.
+   const std::size_t messageSize = Vek::log::Header::size + 1;
+   const std::size_t tail = messageSize + Vek::log::Header::size + 8 + Vek::log::Header::size;
+   receiver.receive( std::span( whole ).first( whole.size() - tail ) );
+   const auto begin = std::span( whole ).subspan( whole.size() - tail - messageSize, messageSize );
+   for ( auto _ : state ) {
+      receiver.receive( begin );
+   }
+   require( counter.snapshot().size() == all.size(), "the members" );
+   perItemCounter( state, 1 );
+}
+BENCHMARK( beginTransaction )->Arg( 10 )->Arg( 100000 );
+
 // A tree of rule statuses.
 Vek::Ptr< Vek::NamedEntity > ruleStatuses( Directory& directory, std::size_t count ) {
    const auto root = directory.create( "Flowspec::Status", "status" );
@@ -310,17 +390,6 @@ Vek::Ptr< Vek::NamedEntity > ruleStatuses( Directory& directory, std::size_t cou
       rule->coloredCountersIs( countersOf( number ) );
    }
    return root;
-}
-
-std::vector< U8 > wholeStream( Source& source ) {
-   std::vector< U8 > bytes;
-   Sender sender( source );
-   do {
-      sender.fill();
-      bytes.insert( bytes.end(), sender.pending().begin(), sender.pending().end() );
-      sender.sent( sender.pending().size() );
-   } while ( !sender.idle() );
-   return bytes;
 }
 
 // The initial synchronisation of as many rule statuses as are wanted, at its sender.

@@ -100,6 +100,32 @@ FIGURES += [
     ("LogBench", "dump a rule status of 100,000", "dump/100000", "dumpPlain/100000", 3),
 ]
 FIGURES += [
+    (
+        "LogBench",
+        f"a change beside {readers} stalled readers, for each; beside one",
+        f"changeBesideStalled/{readers}",
+        "changeBesideStalled/1",
+        None,
+    )
+    for readers in (100, 300, 1000)
+]
+FIGURES += [
+    (
+        "LogBench",
+        "a record that comes and goes before a stalled reader, before none",
+        "comeAndGo/1",
+        "comeAndGo/0",
+        None,
+    ),
+    (
+        "LogBench",
+        "begin a transaction of 100,000 records, of 10",
+        "beginTransaction/100000",
+        "beginTransaction/10",
+        None,
+    ),
+]
+FIGURES += [
     ("MatchBench", "match a packet, 1,000 rules, slow", "matcher/1000", "slow/1000", 20),
     ("MatchBench", "match a packet, 1,000 rules, one by one", "matcher/1000", "linear/1000", None),
     ("MatchBench", "match a packet, 10 rules", "matcher/10", None, None),

@@ -25,7 +25,9 @@ public:
    bool wantsToSend() const override {
       return !words_.empty() || ( connection_ && connection_->wantsToSend() );
    }
-   EventLoop::Clock::time_point due() const override { return due_; }
+   EventLoop::Clock::time_point due() const override {
+      return connection_ && connection_->wantsTurn() ? EventLoop::Clock::time_point() : due_;
+   }
    /// Does what can be done now; the database destroys the client within the call when it is done.
    void ready() override;
 

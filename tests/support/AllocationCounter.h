@@ -20,4 +20,17 @@ private:
    U64 start_;
 };
 
+/// While it lives, `operator new` fails on the calling thread once it has given memory `count`
+/// times more.
+class AllocationLimit {
+public:
+   explicit AllocationLimit( U64 count );
+   AllocationLimit( const AllocationLimit& ) = delete;
+   AllocationLimit& operator=( const AllocationLimit& ) = delete;
+   ~AllocationLimit();
+
+   /// Whether an allocation failed.
+   bool wasReached() const;
+};
+
 } // namespace TestSupport

@@ -6,8 +6,9 @@ namespace {
 
 constexpr std::size_t roomSize = 1U << 16;
 
-// A peer that sends without end does not keep the others waiting.
+// A peer that sends without end, or that has much to be told, does not keep the others waiting.
 constexpr int maxPiecesAtOnce = 16;
+constexpr U64 stepsAtOnce = 8192;
 
 } // namespace
 
@@ -32,26 +33,39 @@ bool Connection::process() {
       if ( open_ && sender_ ) {
          send();
       }
+      // A peer that takes no more may have closed in good order, and said something before.
+      if ( open_ && !cannotSend_.empty() ) {
+         receive();
+         if ( open_ && !hasRest() ) {
+            close( cannotSend_ );
+         }
+      }
    } catch ( const StreamException& exception ) {
       close( exception.what() );
+   } catch ( const std::bad_alloc& ) {
+      close( Sender::outOfMemory );
    }
    return open_;
 }
 
 void Connection::receive() {
+   if ( receiver_ ) {
+      receiver_->steps() = stepsAtOnce;
+      give( std::exchange( rest_, {} ) );
+   }
    U8 room[roomSize];
-   for ( int piece = 0; piece < maxPiecesAtOnce; ++piece ) {
+   for ( int piece = 0; piece < maxPiecesAtOnce && !hasRest(); ++piece ) {
       const auto count = transport_->receive( room );
       if ( !count ) {
          closedByPeer_ = true;
-         close( receiver_ && !receiver_->atBoundary() ? "the peer closed inside a message" : "" );
+         close( "" );
          return;
       }
       if ( *count == 0 ) {
          return;
       }
       if ( receiver_ ) {
-         receiver_->receive( std::span( room, *count ) );
+         give( std::span( room, *count ) );
       } else if ( replies_ ) {
          replies_( std::span( room, *count ) );
       } else {
@@ -60,7 +74,13 @@ void Connection::receive() {
    }
 }
 
+void Connection::give( std::span< const U8 > bytes ) {
+   const auto left = bytes.subspan( receiver_->receive( bytes ) );
+   rest_.assign( left.begin(), left.end() );
+}
+
 void Connection::send() {
+   sender_->steps() = stepsAtOnce;
    do {
       sender_->fill();
       if ( !sender_->error().empty() ) {
@@ -70,12 +90,10 @@ void Connection::send() {
          std::size_t count = 0;
          try {
             count = transport_->send( sender_->pending() );
-         } catch ( const StreamException& ) {
-            // What the peer said before it went tells more.
-            receive();
-            if ( open_ ) {
-               throw;
-            }
+         } catch ( const StreamException& exception ) {
+            cannotSend_ = exception.what();
+            sender_.reset();
+            return;
          }
          if ( count == 0 ) {
             return;
@@ -83,7 +101,7 @@ void Connection::send() {
          sender_->sent( count );
          sent_ += count;
       }
-   } while ( !sender_->idle() );
+   } while ( !sender_->idle() && sender_->steps() > 0 );
 }
 
 void Connection::close( const String& error ) {

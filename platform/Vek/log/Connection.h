@@ -7,7 +7,8 @@
 namespace Vek::log {
 
 /// A connection to a peer: sends what a source streams, receives what the peer streams, or both. It
-/// never waits: the owner's event loop calls `process` when the transport is ready.
+/// never waits: the owner's event loop calls `process` when the transport is ready, or at once
+/// while the connection `wantsTurn`.
 class OSK_EXPORT Connection {
 public:
    struct Options {
@@ -25,9 +26,13 @@ public:
    Connection& operator=( const Connection& ) = delete;
    ~Connection();
 
-   /// Receives and sends what can be received and sent now. False when the connection has ended,
-   /// because the peer closed it or for the reason that `error` gives; it is of no use then.
+   /// Receives and sends what can be received and sent now, for a few milliseconds at most, so that
+   /// other connections are served whatever the peer sends or holds. False when the connection has
+   /// ended, because the peer closed it or for the reason that `error` gives; it is of no use then.
    bool process();
+
+   /// Whether there is more to do before the transport is ready again.
+   bool wantsTurn() const { return hasRest() || ( sender_ && !sender_->error().empty() ); }
 
    bool isOpen() const { return open_; }
 
@@ -45,7 +50,8 @@ public:
    /// Whether the peer has sent all that it held when the connection began.
    bool synchronised() const { return receiver_ && receiver_->synchronised(); }
 
-   /// Why the connection ended; empty when the peer closed it between messages.
+   /// Why the connection ended; empty when the peer closed it. What it had sent of a message that
+   /// is not whole is dropped then.
    const String& error() const { return error_; }
    /// Whether it ended because the peer closed it.
    bool closedByPeer() const { return closedByPeer_; }
@@ -53,7 +59,10 @@ public:
    Transport& transport() { return *transport_; }
 
 private:
+   // Whether something that was received is not applied.
+   bool hasRest() const { return receiver_ && ( receiver_->isBusy() || !rest_.empty() ); }
    void receive();
+   void give( std::span< const U8 > bytes );
    void send();
    void close( const String& error );
 
@@ -61,7 +70,9 @@ private:
    std::unique_ptr< Sender > sender_;
    std::unique_ptr< Receiver > receiver_;
    const std::function< void( std::span< const U8 > bytes ) > replies_;
+   std::vector< U8 > rest_; ///< that was received and waits for the receiver
    U64 sent_ = 0;
+   String cannotSend_; ///< why, once the transport takes no more
    bool open_ = true;
    bool closedByPeer_ = false;
    String error_;

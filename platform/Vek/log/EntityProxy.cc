@@ -1,5 +1,9 @@
 #include "Vek/log/EntityProxy.h"
 
+#include "Vek/log/Receiver.h"
+
+#include <limits>
+
 namespace Vek::log {
 
 namespace {
@@ -11,7 +15,29 @@ constinit Mell::Slab proxySlab{ sizeof( EntityProxy ), alignof( EntityProxy ) };
 void* EntityProxy::operator new( std::size_t ) { return proxySlab.allocate(); }
 void EntityProxy::operator delete( void* memory ) { proxySlab.free( memory ); }
 
+/// The rows that are resynchronised, and the one of which the end is under way.
+struct EntityProxy::Resynchronisation {
+   explicit Resynchronisation( std::size_t rowCount ) : received( rowCount ) {}
+
+   U32 rows = 0;
+   /// By row; null where there was no member that could go.
+   std::vector< std::unique_ptr< DirtyKeys > > received;
+   U8 ending = 0;
+   std::unique_ptr< KeyWalk > walk; ///< over the row that ends
+};
+
+EntityProxy::EntityProxy( U64 number, Entity& entity, const StreamType& type )
+   : number_( number ), entity_( &entity ), type_( type ) {}
+EntityProxy::~EntityProxy() = default;
+
 bool EntityProxy::doHandleAttrTransaction( U16 fieldId, U8 type ) {
+   U64 steps = std::numeric_limits< U64 >::max();
+   return doHandleAttrTransaction( fieldId, type, steps );
+}
+
+// To note what is received, rather than all that is there, makes the beginning of a transaction as
+// cheap as its message is short.
+bool EntityProxy::doHandleAttrTransaction( U16 fieldId, U8 type, U64& steps ) {
    const auto position = type_.position( fieldId );
    if ( !position || !type_.rows()[*position]->isCollection() ) {
       return false;
@@ -19,19 +45,86 @@ bool EntityProxy::doHandleAttrTransaction( U16 fieldId, U8 type ) {
    const Field& row = *type_.rows()[*position];
    checkWritable( row );
    if ( type == static_cast< U8 >( TransactionType::start ) ) {
-      if ( !stale_ ) {
-         stale_ = std::make_unique< std::unique_ptr< DirtyKeys >[] >( type_.rows().size() );
+      if ( !resynchronisation_ ) {
+         resynchronisation_ = std::make_unique< Resynchronisation >( type_.rows().size() );
       }
-      stale_[*position].reset( row.collection->dirtyKeys() );
-      row.collection->visit(
-         object(), [&]( const void* key, const void* ) { stale_[*position]->insert( key ); } );
+      resynchronisation_->rows |= StreamType::bitOf( *position );
+      resynchronisation_->received[*position].reset(
+         row.collection->size( object() ) != 0 ? row.collection->dirtyKeys() : nullptr );
    } else if ( type == static_cast< U8 >( TransactionType::end ) && inTransaction( *position ) ) {
-      const std::unique_ptr< DirtyKeys > keys = std::move( stale_[*position] );
-      for ( ; !keys->empty(); keys->eraseFirst() ) {
-         row.collection->erase( object(), keys->first() );
+      resynchronisation_->rows &= ~StreamType::bitOf( *position );
+      resynchronisation_->ending = *position;
+      if ( resynchronisation_->received[*position] ) {
+         resynchronisation_->walk.reset( row.collection->walk() );
       }
+      finish( steps );
    }
    return true;
+}
+
+bool EntityProxy::isFinished() const { return !resynchronisation_ || !resynchronisation_->walk; }
+
+bool EntityProxy::finish( U64& steps ) {
+   Resynchronisation& under = *resynchronisation_;
+   const Field& row = *type_.rows()[under.ending];
+   const CollectionOps& collection = *row.collection;
+   while ( under.walk ) {
+      // Observers may change the collection while its members go, so these are looked for before.
+      constexpr int portion = 256;
+      const std::unique_ptr< DirtyKeys > stale( collection.dirtyKeys() );
+      int count = 0;
+      DirtyKeys& received = *under.received[under.ending];
+      const bool all = under.walk->visit( object(), steps, [&]( const void* key, const void* ) {
+         if ( count == portion ) {
+            return false;
+         }
+         while ( !received.empty() && collection.before( received.first(), key ) ) {
+            received.eraseFirst();
+         }
+         if ( received.empty() || collection.before( key, received.first() ) ) {
+            stale->insert( key );
+            ++count;
+         }
+         return true;
+      } );
+      for ( ; !stale->empty(); stale->eraseFirst() ) {
+         if ( receiver_ && row.kind == FieldKind::children ) {
+            receiver_->dropChild( *this, row, stale->first() );
+         }
+         collection.erase( object(), stale->first() );
+         steps -= steps > 0;
+      }
+      if ( all ) {
+         under.walk.reset();
+         under.received[under.ending].reset();
+      } else if ( steps == 0 ) {
+         return false;
+      }
+   }
+   if ( under.rows == 0 ) {
+      resynchronisation_.reset();
+   }
+   return true;
+}
+
+bool EntityProxy::inTransaction( U8 position ) const {
+   return resynchronisation_ && ( resynchronisation_->rows & StreamType::bitOf( position ) );
+}
+
+DirtyKeys* EntityProxy::noted( U8 position ) const {
+   return inTransaction( position ) ? resynchronisation_->received[position].get() : nullptr;
+}
+
+void EntityProxy::received( U8 position, const void* key ) {
+   if ( DirtyKeys* const keys = noted( position ) ) {
+      keys->insert( key );
+   }
+}
+
+void EntityProxy::gone( U8 position, const void* key ) {
+   if ( DirtyKeys* const keys = noted( position ) ) {
+      keys->erase( key );
+   }
 }
 
 bool EntityProxy::doHandleAttrDeserialization( U16 fieldId, bool removed, std::size_t length,
@@ -61,9 +154,11 @@ bool EntityProxy::doHandleAttrDeserialization( U16 fieldId, bool removed, std::s
       if ( removed ) {
          checkLength();
          row.collection->erase( object(), key );
+         gone( *position, key );
       } else if ( !row.value ) {
          checkLength();
          row.collection->insert( object(), key, nullptr );
+         received( *position, key );
       } else {
          void* const value = values->value[0];
          row.value->logRead( in, value );
@@ -71,17 +166,11 @@ bool EntityProxy::doHandleAttrDeserialization( U16 fieldId, bool removed, std::s
          if ( !row.collection->insert( object(), key, value ) ) {
             in.fail( "the value has another key than its own" );
          }
+         received( *position, key );
       }
-      received( *position, key );
    }
    type_.giveValues( *position, std::move( values ) );
    return true;
-}
-
-void EntityProxy::received( U8 position, const void* key ) {
-   if ( inTransaction( position ) ) {
-      stale_[position]->erase( key );
-   }
 }
 
 void EntityProxy::checkWritable( const Field& row ) const {

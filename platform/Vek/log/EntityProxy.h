@@ -10,6 +10,7 @@
 namespace Vek::log {
 
 class EntityProxy;
+class Receiver;
 
 /// Decides which attributes of a read-only proxy a peer may write all the same.
 using RemoteWrites = std::function< bool( const Entity& entity, const Field& row ) >;
@@ -19,10 +20,10 @@ using RemoteWrites = std::function< bool( const Entity& entity, const Field& row
 class OSK_EXPORT EntityProxy {
 public:
    /// `number` is the peer's for the entity.
-   EntityProxy( U64 number, Entity& entity, const StreamType& type )
-      : number_( number ), entity_( &entity ), type_( type ) {}
+   EntityProxy( U64 number, Entity& entity, const StreamType& type );
    EntityProxy( const EntityProxy& ) = delete;
    EntityProxy& operator=( const EntityProxy& ) = delete;
+   ~EntityProxy();
 
    static void* operator new( std::size_t size );
    static void operator delete( void* memory );
@@ -37,8 +38,15 @@ public:
 
    /// Begins (type 0) or ends (type 2) the resynchronisation of a collection: members that are not
    /// received in between are removed at the end. Nothing for other types. False when the field is
-   /// no collection.
+   /// no collection. The beginning does not look at the members. The end looks at all of them, of
+   /// which each was received or is removed; it may be left unfinished when `steps` are used up,
+   /// and then no message is applied before `finish` has finished it.
+   bool doHandleAttrTransaction( U16 fieldId, U8 type, U64& steps );
    bool doHandleAttrTransaction( U16 fieldId, U8 type );
+
+   /// Goes on with the end of a resynchronisation; whether it is finished.
+   bool finish( U64& steps );
+   bool isFinished() const;
 
    /// Applies a message about an attribute or a member of a collection. `removed` says that the
    /// member is gone, `length` is the length of the payload, all of which the value takes. False
@@ -46,10 +54,11 @@ public:
    /// through, and then the entity is unchanged.
    bool doHandleAttrDeserialization( U16 fieldId, bool removed, std::size_t length, LogReader& in );
 
-   /// Notes that a child or a member was received.
+   /// Notes that a child or a member was received, or that it is gone.
    void received( U8 position, const void* key );
+   void gone( U8 position, const void* key );
    /// Whether a resynchronisation of the row is under way.
-   bool inTransaction( U8 position ) const { return stale_ && stale_[position]; }
+   bool inTransaction( U8 position ) const;
 
    /// `ReadOnlyProxyException` unless a peer may write the row.
    void checkWritable( const Field& row ) const;
@@ -58,13 +67,17 @@ public:
 
 private:
    friend class Receiver;
+   struct Resynchronisation;
+
+   // The keys received in a row's resynchronisation, if any are to be noted.
+   DirtyKeys* noted( U8 position ) const;
 
    U64 number_;
    Ptr< Entity > entity_;
    const StreamType& type_;
    const RemoteWrites* allowed_ = nullptr;
-   /// The keys not received yet of each row that is resynchronised.
-   std::unique_ptr< std::unique_ptr< DirtyKeys >[] > stale_;
+   std::unique_ptr< Resynchronisation > resynchronisation_; ///< of all rows, while there is one
+   Receiver* receiver_ = nullptr;                           ///< which it belongs to, if any
    EntityProxy* parent_ = nullptr;
    EntityProxy* firstChild_ = nullptr;
    EntityProxy* next_ = nullptr;

@@ -63,6 +63,9 @@ Mount::Clock::time_point Mount::nextTry() const {
    if ( reader_ ) {
       return reader_->nextTry();
    }
+   if ( connection_ && connection_->wantsTurn() ) {
+      return {};
+   }
    return connection_ ? Clock::time_point::max() : nextTry_;
 }
 

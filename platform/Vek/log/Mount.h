@@ -46,8 +46,8 @@ public:
    /// to be waited for until it can be written.
    int fd() const;
    bool wantsToSend() const;
-   /// When to try again or to end waiting for a reply; `time_point::max()` while there is a
-   /// connection.
+   /// When to try again or to end waiting for a reply: long ago while there is more to do at once,
+   /// and `time_point::max()` while there is a connection otherwise.
    Clock::time_point nextTry() const;
 
    /// A reader has received all that was there when it connected once; a writer may change its

@@ -20,14 +20,18 @@ Receiver::~Receiver() {
    }
 }
 
-void Receiver::receive( std::span< const U8 > bytes ) {
+std::size_t Receiver::receive( std::span< const U8 > bytes ) {
+   const std::size_t size = bytes.size();
+   if ( ending_ && ending_->finish( steps_ ) ) {
+      ending_ = nullptr;
+   }
    // What an earlier piece began is put together; the rest is read where it stands.
-   while ( !partial_.empty() && !bytes.empty() ) {
+   while ( mayGoOn() && !partial_.empty() && !bytes.empty() ) {
       const std::size_t missing = std::min( sizeOf( partial_ ) - partial_.size(), bytes.size() );
       hold( bytes.first( missing ) );
       bytes = bytes.subspan( missing );
-      if ( const std::size_t size = takeOne( partial_ ) ) {
-         applied_ += size;
+      if ( const std::size_t taken = takeOne( partial_ ) ) {
+         applied_ += taken;
          partial_.clear();
          if ( partial_.capacity() > ownPart ) {
             std::vector< U8 >().swap( partial_ );
@@ -35,9 +39,12 @@ void Receiver::receive( std::span< const U8 > bytes ) {
          }
       }
    }
-   if ( !bytes.empty() ) {
-      hold( bytes.subspan( takeAll( bytes ) ) );
+   bytes = bytes.subspan( takeAll( bytes ) );
+   if ( mayGoOn() && !bytes.empty() ) {
+      hold( bytes );
+      bytes = {};
    }
+   return size - bytes.size();
 }
 
 Entity* Receiver::entity( U64 number ) const {
@@ -47,7 +54,11 @@ Entity* Receiver::entity( U64 number ) const {
 
 std::size_t Receiver::takeAll( std::span< const U8 > bytes ) {
    std::size_t taken = 0;
-   while ( const std::size_t size = takeOne( bytes.subspan( taken ) ) ) {
+   while ( mayGoOn() ) {
+      const std::size_t size = takeOne( bytes.subspan( taken ) );
+      if ( size == 0 ) {
+         break;
+      }
       taken += size;
       applied_ += size;
    }
@@ -76,6 +87,8 @@ std::size_t Receiver::takeOne( std::span< const U8 > bytes ) {
       return 0;
    }
    ++messages_;
+   constexpr std::size_t bytesAStep = 64;
+   steps_ -= std::min< U64 >( steps_, 1 + size / bytesAStep );
    apply( header, bytes.subspan( Header::size, header.length ) );
    return size;
 }
@@ -159,15 +172,9 @@ void Receiver::apply( const Header& header, std::span< const U8 > payload ) {
             throw StreamException( "the type does not stream such a field" );
          }
          break;
-      case MessageKind::transaction: {
-         EntityProxy& proxy = proxyOf( header );
-         const U8 type = in.u8();
-         in.end();
-         if ( !proxy.doHandleAttrTransaction( header.fieldId, type ) ) {
-            throw StreamException( "the field is no collection" );
-         }
+      case MessageKind::transaction:
+         applyTransaction( header, in );
          break;
-      }
       case MessageKind::synchronised:
          in.end();
          synchronised_ = true;
@@ -195,6 +202,18 @@ void Receiver::applyTypes( LogReader& in, std::span< const U8 > payload ) {
       fewerTypes_ = String( theirs );
    }
    typesChecked_ = true;
+}
+
+void Receiver::applyTransaction( const Header& header, LogReader& in ) {
+   EntityProxy& proxy = proxyOf( header );
+   const U8 type = in.u8();
+   in.end();
+   if ( !proxy.doHandleAttrTransaction( header.fieldId, type, steps_ ) ) {
+      throw StreamException( "the field is no collection" );
+   }
+   if ( !proxy.isFinished() ) {
+      ending_ = &proxy;
+   }
 }
 
 bool Receiver::applyValue( const Header& header, LogReader& in ) {

@@ -4,6 +4,8 @@
 #include "Vek/log/Budget.h"
 #include "Vek/log/EntityProxy.h"
 
+#include <limits>
+
 namespace Vek::log {
 
 /// The receiving half of a connection: takes a peer's stream in pieces of any size and keeps the
@@ -49,8 +51,19 @@ public:
    Receiver& operator=( const Receiver& ) = delete;
    ~Receiver();
 
-   /// Takes the next bytes of the stream and applies the messages that are complete.
-   void receive( std::span< const U8 > bytes );
+   /// Takes the next bytes of the stream and applies the messages that are complete. Returns how
+   /// many bytes it took: all, unless the steps were used up before. The others are to be given
+   /// again.
+   std::size_t receive( std::span< const U8 > bytes );
+
+   /// The steps that are left: a message takes one and more for a long one, what is looked at or
+   /// removed because of it takes one each. As many as may be, unless the owner sets them before it
+   /// calls `receive`.
+   U64& steps() { return steps_; }
+
+   /// Whether the last message that was taken is not applied to its end yet: `receive` goes on with
+   /// it, also without more bytes.
+   bool isBusy() const { return ending_ != nullptr; }
 
    /// Whether the peer has said that all it had when the connection began was sent.
    bool synchronised() const { return synchronised_; }
@@ -59,7 +72,7 @@ public:
    U64 messages() const { return messages_; }
 
    /// Bytes of the stream that were applied: all but those of a message that is not complete.
-   U64 applied() const { return applied_; }
+   U64 applied() const { return applied_ - ( isBusy() ? messageSize( 1 ) : 0 ); }
 
    /// Whether the stream ended between messages.
    bool atBoundary() const { return partial_.empty(); }
@@ -68,6 +81,9 @@ public:
    Entity* entity( U64 number ) const;
 
 private:
+   friend class EntityProxy;
+
+   bool mayGoOn() const { return steps_ > 0 && !isBusy(); }
    std::size_t takeAll( std::span< const U8 > bytes );
    std::size_t takeOne( std::span< const U8 > bytes );
    std::size_t sizeOf( std::span< const U8 > bytes ) const;
@@ -78,10 +94,12 @@ private:
    void applyTypes( LogReader& in, std::span< const U8 > payload );
    void applyRoot( const Header& header, LogReader& in );
    bool applyValue( const Header& header, LogReader& in );
+   void applyTransaction( const Header& header, LogReader& in );
    void applyChild( const Header& header, LogReader& in );
    Entity& take( EntityProxy& parent, const Field& row, U8 position, const void* key,
                  Entity& child );
-   void removeChild( EntityProxy& parent, const Field& row, LogReader& in );
+   void removeChild( EntityProxy& parent, const Field& row, U8 position, LogReader& in );
+   void dropChild( EntityProxy& parent, const Field& row, const void* key );
 
    EntityProxy& proxyOf( const Header& header ) const;
    EntityProxy& add( U64 number, Entity& entity, const StreamType& type, EntityProxy* parent );
@@ -100,6 +118,8 @@ private:
    U64 digest_ = 0;
    U64 messages_ = 0;
    U64 applied_ = 0;
+   U64 steps_ = std::numeric_limits< U64 >::max();
+   EntityProxy* ending_ = nullptr;      ///< which has not finished the end of a resynchronisation
    std::optional< String > fewerTypes_; ///< the peer's, when it has not all of this process's
    bool preambleRead_ = false;
    bool typesChecked_ = false;

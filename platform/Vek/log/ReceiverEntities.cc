@@ -69,7 +69,7 @@ void Receiver::applyChild( const Header& header, LogReader& in ) {
       if ( number != 0 ) {
          in.fail( "a removed child has a number" );
       }
-      removeChild( parent, row, in );
+      removeChild( parent, row, *position, in );
       return;
    }
    checkNew( number, in );
@@ -109,7 +109,7 @@ Entity& Receiver::take( EntityProxy& parent, const Field& row, U8 position, cons
    return child;
 }
 
-void Receiver::removeChild( EntityProxy& parent, const Field& row, LogReader& in ) {
+void Receiver::removeChild( EntityProxy& parent, const Field& row, U8 position, LogReader& in ) {
    if ( !row.isCollection() ) {
       in.end();
       if ( const void* const child = row.stored( parent.object() ) ) {
@@ -121,9 +121,14 @@ void Receiver::removeChild( EntityProxy& parent, const Field& row, LogReader& in
    const Arguments key( std::span( &row.key, 1 ) );
    row.key->logRead( in, key[0] );
    in.end();
-   if ( const void* const child = row.collection->find( parent.object(), key[0] ) ) {
+   dropChild( parent, row, key[0] );
+   row.collection->erase( parent.object(), key[0] );
+   parent.gone( position, key[0] );
+}
+
+void Receiver::dropChild( EntityProxy& parent, const Field& row, const void* key ) {
+   if ( const void* const child = row.collection->find( parent.object(), key ) ) {
       dropProxyOf( *static_cast< const Entity* >( child ) );
-      row.collection->erase( parent.object(), key[0] );
    }
 }
 
@@ -143,9 +148,12 @@ void Receiver::checkNew( U64 number, const LogReader& in ) const {
 
 EntityProxy& Receiver::add( U64 number, Entity& entity, const StreamType& type,
                             EntityProxy* parent ) {
-   EntityProxy& proxy = *new EntityProxy( number, entity, type );
+   auto made = std::make_unique< EntityProxy >( number, entity, type );
+   EntityProxy& proxy = *made;
+   proxy.receiver_ = this;
    proxy.readOnlyIs( policy_.allows ? &policy_.allows : nullptr );
    proxies_.insert( number, &proxy );
+   made.release();
    proxyOfEntity_.insert( &entity, &proxy );
    if ( parent ) {
       proxy.parent_ = parent;
@@ -170,6 +178,7 @@ void Receiver::drop( EntityProxy& proxy ) {
    proxyOfEntity_.erase( &proxy.entity() );
    proxies_.erase( proxy.number() );
    delete &proxy;
+   steps_ -= steps_ > 0;
 }
 
 void Receiver::dropProxyOf( const Entity& entity ) {

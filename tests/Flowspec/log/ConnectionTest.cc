@@ -133,7 +133,7 @@ TEST_F( Connections, AMessageThatIsTooLongEndsThemWithItsReason ) {
    EXPECT_EQ( sending->error(), "a payload of 16777220 bytes is longer than 16777216" );
 }
 
-TEST_F( Connections, OneThatIsClosedInsideAMessageSaysSo ) {
+TEST_F( Connections, OneThatIsClosedInsideAMessageHasEndedWithoutError ) {
    auto [near, far] = memoryTransports();
    Connection reader( std::move( far ), { .directory = &there } );
    const U8 half[] = { 0x56, 0x45, 0x4B };
@@ -141,8 +141,69 @@ TEST_F( Connections, OneThatIsClosedInsideAMessageSaysSo ) {
    EXPECT_TRUE( reader.process() );
    near.reset();
    EXPECT_FALSE( reader.process() );
-   EXPECT_EQ( reader.error(), "the peer closed inside a message" );
+   EXPECT_EQ( reader.error(), "" );
    EXPECT_FALSE( reader.process() );
+}
+
+// A database that ends closes its connections wherever they are in a message.
+TEST_F( Connections, WhatCameWholeBeforeTheEndIsApplied ) {
+   const std::vector< U8 > whole = TestSupport::encoded( here );
+   auto [near, far] = memoryTransports();
+   Connection reader( std::move( far ), { .directory = &there } );
+   near->send( std::span( whole ).first( whole.size() - 20 ) );
+   near.reset();
+   EXPECT_FALSE( reader.process() );
+   EXPECT_EQ( reader.error(), "" );
+   EXPECT_EQ( there.names(), ( std::vector< Vek::String >{ "counter", "status" } ) );
+}
+
+// What a peer's last words were is taken although nothing can be sent to it any more.
+TEST_F( Connections, OneThatClosesWhileItIsSentToHasEndedWithoutError ) {
+   auto [near, far] = memoryTransports( 100 );
+   Connection both( std::move( near ), { .source = &source, .directory = &here } );
+   EXPECT_TRUE( both.process() );
+   EXPECT_TRUE( both.wantsToSend() );
+   const U8 half[] = { 0x56, 0x45, 0x4B };
+   far->send( half );
+   far.reset();
+   EXPECT_FALSE( both.process() );
+   EXPECT_EQ( both.error(), "" );
+}
+
+// A transport that takes nothing and says why.
+class Broken final : public Transport {
+public:
+   explicit Broken( bool closes ) : closes_( closes ) {}
+
+   std::size_t send( std::span< const U8 > ) override { throw Vek::StreamException( "broken" ); }
+   std::optional< std::size_t > receive( std::span< U8 > ) override {
+      // Closed when the connection asks for the second time.
+      return closes_ && asked_++ == 1 ? std::nullopt : std::optional< std::size_t >( 0 );
+   }
+
+private:
+   const bool closes_;
+   int asked_ = 0;
+};
+
+TEST_F( Connections, OneThatCannotSendAndIsNotClosedSaysWhy ) {
+   Connection writer( std::make_unique< Broken >( false ), { .source = &source } );
+   EXPECT_FALSE( writer.process() );
+   EXPECT_EQ( writer.error(), "broken" );
+   Connection other( std::make_unique< Broken >( true ), { .source = &source } );
+   EXPECT_FALSE( other.process() );
+   EXPECT_EQ( other.error(), "" );
+}
+
+TEST_F( Connections, OneWithoutMemoryEndsAndNoOther ) {
+   auto [near, far] = memoryTransports();
+   Connection writer( std::move( near ), { .source = &source } );
+   Vek::log::Receiver::Policy policy;
+   policy.sees = []( const auto&... ) { throw std::bad_alloc(); };
+   Connection reader( std::move( far ), { .directory = &there, .policy = policy } );
+   EXPECT_TRUE( writer.process() );
+   EXPECT_FALSE( reader.process() );
+   EXPECT_EQ( reader.error(), "out of memory" );
 }
 
 TEST_F( Connections, WhatIsNotTheAttributeLogIsRefused ) {
