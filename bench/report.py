@@ -136,6 +136,11 @@ FIGURES += [
 ]
 
 FIGURES += [
+    ("WireBench", "read an NLRI, plain decoder", "decodeRules", "decodeRulesPlain", 10),
+    ("WireBench", "read an NLRI, memcpy of its octets", "decodeRules", "copyRules", 1 / 8),
+    ("WireBench", "write an NLRI, memcpy of its octets", "encodeRules", "copyRules", 1 / 9),
+]
+FIGURES += [
     ("FilingBench", "read a rule's line, JSON parser", "readRuleLines", "parseRuleLines", None),
     ("FilingBench", "file a rule, taken apart alone", "fileRules", "takeApart", None),
     ("FilingBench", "file it again unchanged", "fileUnchanged", "takeApart", None),

@@ -14,221 +14,227 @@ using Result = std::optional< Rejection >;
 
 constexpr U32 rdSize = 8;
 
+// Reads one NLRI. What is usual goes through the local variables of a few inlined functions; what
+// is not is kept out of their way.
 class Decoder {
 public:
    Decoder( std::span< const U8 > octets, NlriFormat format, Nlri& nlri )
-      : first_( octets.data() ), at_( first_ ), end_( first_ + octets.size() ), nlri_( nlri ),
-        rules_( termRules( format.family ) ), format_( format ) {}
+      : first_( octets.data() ), bufferEnd_( first_ + octets.size() ), end_( bufferEnd_ ),
+        nlri_( nlri ), rules_( termRules( format.family ) ), format_( format ) {}
 
-   Result readFrame( bool single );
-   Result readDistinguisher();
-   Result readComponents();
+   Result decode( bool single );
 
 private:
-   std::size_t left() const { return static_cast< std::size_t >( end_ - at_ ); }
+   // Each returns where what it read ends, or null after a rejection.
+   const U8* readLength( bool single );
+   const U8* readDistinguisher( const U8* at );
+   const U8* readComponents( const U8* at );
+   const U8* readPrefix( const U8* at, U8 type );
+   const U8* readTerms( const U8* at, U8 type );
+
+   std::size_t leftAt( const U8* at ) const { return static_cast< std::size_t >( end_ - at ); }
    U16 offsetOf( const U8* octet ) const { return static_cast< U16 >( octet - first_ ); }
 
-   // Kept out of the way of what is usual.
-   [[gnu::noinline, gnu::cold]] Rejection reject( RejectionCode code, const U8* where,
+   [[gnu::noinline, gnu::cold]] const U8* reject( RejectionCode code, const U8* where,
                                                   const char* pattern, U32 a = 0, U32 b = 0,
-                                                  U32 c = 0 ) const {
-      return { code, offsetOf( where ), pattern, { a, b, c } };
+                                                  U32 c = 0 ) {
+      rejection_ = { code, offsetOf( where ), pattern, { a, b, c } };
+      return nullptr;
    }
    [[gnu::noinline, gnu::cold]] void remark( RemarkCode code, const U8* where, U8 type = 0 ) {
       nlri_.remarks.push( { code, type, offsetOf( where ) } );
    }
-   void cannotHold( const U8* where, const char* pattern, U8 type ) {
+   [[gnu::noinline, gnu::cold]] void cannotHold( const U8* where, const char* pattern, U8 type ) {
       if ( !unrepresentable_ ) {
-         unrepresentable_ = reject( RejectionCode::unrepresentable, where, pattern, type );
+         unrepresentable_ = {
+            RejectionCode::unrepresentable, offsetOf( where ), pattern, { type } };
       }
    }
-
-   Result badType( U8 type, U8 previous ) const;
-   Result readPrefix( U8 type );
-   Result readTerms( U8 type );
-   void remarkValue( U8 type, const U8* op, U8 length, U64 value );
-   U64 takeValue( unsigned size );
+   [[gnu::noinline, gnu::cold]] const U8* badType( const U8* at, U8 previous );
+   [[gnu::noinline, gnu::cold]] bool takesUnusual( U8 type, const U8* at, U64 value, U8& op );
+   void setPrefix( U8 type, const Zorv::IpGenPrefix& prefix );
 
    const U8* const first_;
-   const U8* at_;
+   const U8* const bufferEnd_; // octets may be read up to here, though they are none of the NLRI
    const U8* end_;
    Nlri& nlri_;
    const TermRuleTable& rules_;
    const NlriFormat format_;
-   U32 index_ = 0;
+   Result rejection_;
    Result unrepresentable_;
+   U32 index_ = 0; // of the next word; 4095 octets hold no more than the 2047 of a key
 };
 
-Result Decoder::readFrame( bool single ) {
-   if ( left() == 0 ) {
-      return reject( RejectionCode::lengthTruncated, at_, "the length field is missing" );
+const U8* Decoder::readLength( bool single ) {
+   if ( first_ == end_ ) {
+      return reject( RejectionCode::lengthTruncated, end_, "the length field is missing" );
    }
-   U32 length = *at_++;
-   if ( length >= 0xF0 ) {
-      if ( left() == 0 ) {
-         return reject( RejectionCode::lengthTruncated, at_,
+   const U8* at = first_;
+   U32 length = *at++;
+   if ( length >= 0xF0 ) [[unlikely]] {
+      if ( at == end_ ) {
+         return reject( RejectionCode::lengthTruncated, end_,
                         "the second octet of the length field is missing" );
       }
-      length = ( length & 0x0F ) << 8 | *at_++;
+      length = ( length & 0x0F ) << 8 | *at++;
       if ( length < 0xF0 ) {
          remark( RemarkCode::lengthForm, first_ );
       }
    }
-   if ( length > left() ) {
+   if ( length > leftAt( at ) ) {
       return reject( RejectionCode::lengthMismatch, first_,
                      "the length field says # octets, # follow", length,
-                     static_cast< U32 >( left() ) );
+                     static_cast< U32 >( leftAt( at ) ) );
    }
-   if ( single && length < left() ) {
-      remark( RemarkCode::trailingOctets, at_ + length );
+   if ( single && length < leftAt( at ) ) {
+      remark( RemarkCode::trailingOctets, at + length );
    }
-   end_ = at_ + length;
+   end_ = at + length;
    nlri_.octets = { first_, end_ };
-   return std::nullopt;
+   return at;
 }
 
-Result Decoder::readDistinguisher() {
-   if ( left() < rdSize ) {
+const U8* Decoder::readDistinguisher( const U8* at ) {
+   if ( leftAt( at ) < rdSize ) {
       return reject( RejectionCode::rdTruncated, end_,
                      "the route distinguisher needs # octets, # are left", rdSize,
-                     static_cast< U32 >( left() ) );
+                     static_cast< U32 >( leftAt( at ) ) );
    }
-   nlri_.rd = Zorv::RouteDistinguisher( Osk::loadBig64( at_ ) );
+   nlri_.rd = Zorv::RouteDistinguisher( Osk::loadBig64( at ) );
    if ( nlri_.rd.type() > 2 ) {
-      remark( RemarkCode::rdType, at_ );
+      remark( RemarkCode::rdType, at );
    }
-   at_ += rdSize;
-   return std::nullopt;
+   return at + rdSize;
 }
 
-Result Decoder::badType( U8 type, U8 previous ) const {
+const U8* Decoder::badType( const U8* at, U8 previous ) {
+   const U8 type = *at;
    const bool known = type != 0 && type < numComponentTypes &&
                       ( type <= static_cast< U8 >( srcPrefix ) || rules_[type].allowedLengths );
    if ( !known ) {
-      return reject( RejectionCode::unknownType, at_,
+      return reject( RejectionCode::unknownType, at,
                      format_.family == AddressFamily::ipv4
                         ? "component type # is not assigned for IPv4"
                         : "component type # is not assigned for IPv6",
                      type );
    }
    if ( type == previous ) {
-      return reject( RejectionCode::duplicateType, at_, "component type # occurs twice", type );
+      return reject( RejectionCode::duplicateType, at, "component type # occurs twice", type );
    }
-   if ( type < previous ) {
-      return reject( RejectionCode::typeOrder, at_,
-                     "component type # after #: the types must ascend", type, previous );
-   }
-   return std::nullopt;
+   return reject( RejectionCode::typeOrder, at, "component type # after #: the types must ascend",
+                  type, previous );
 }
 
-Result Decoder::readComponents() {
-   if ( left() == 0 ) {
-      return reject( RejectionCode::empty, at_, "the rule has no component" );
+inline void Decoder::setPrefix( U8 type, const Zorv::IpGenPrefix& prefix ) {
+   if ( type == static_cast< U8 >( destPrefix ) ) {
+      nlri_.key.destPrefixIs( prefix );
+   } else {
+      nlri_.key.srcPrefixIs( prefix );
    }
-   const U8 lastType = static_cast< U8 >(
-      format_.family == AddressFamily::ipv6 ? flowLabel : MatchCompType::fragment );
-   U8 previous = 0;
-   while ( left() != 0 ) {
-      const U8 type = *at_;
-      if ( type <= previous || type > lastType ) [[unlikely]] {
-         return badType( type, previous );
-      }
-      ++at_;
-      previous = type;
-      Result result =
-         type <= static_cast< U8 >( srcPrefix ) ? readPrefix( type ) : readTerms( type );
-      if ( result ) [[unlikely]] {
-         return result;
-      }
-   }
-   return unrepresentable_;
 }
 
-Result Decoder::readPrefix( U8 type ) {
+inline const U8* Decoder::readPrefix( const U8* at, U8 type ) {
    const bool ipv6 = format_.family == AddressFamily::ipv6;
-   const U8* const at = at_;
-   if ( left() == 0 ) {
+   const U8* const first = at;
+   if ( at == end_ ) {
       return reject( RejectionCode::truncated, end_,
                      "component type #: the prefix length is missing", type );
    }
-   const unsigned length = *at_++;
+   const unsigned length = *at++;
    unsigned offset = 0;
    if ( ipv6 ) {
-      if ( left() == 0 ) {
+      if ( at == end_ ) {
          return reject( RejectionCode::truncated, end_,
                         "component type #: the prefix offset is missing", type );
       }
-      offset = *at_++;
+      offset = *at++;
       if ( length > 128 || ( offset >= length && offset != 0 ) ) {
-         return reject( RejectionCode::prefixRange, at,
+         return reject( RejectionCode::prefixRange, first,
                         "component type #: prefix length # with offset #: the length must be at "
                         "most 128 and above the offset, or both 0",
                         type, length, offset );
       }
    } else if ( length > 32 ) {
-      return reject( RejectionCode::prefixRange, at,
+      return reject( RejectionCode::prefixRange, first,
                      "component type #: prefix length # is above 32", type, length );
    }
    const unsigned bits = length - offset;
    const unsigned size = ( bits + 7 ) / 8;
-   if ( left() < size ) {
+   if ( leftAt( at ) < size ) {
       return reject( RejectionCode::truncated, end_,
                      "component type #: the prefix needs # octets, # are left", type, size,
-                     static_cast< U32 >( left() ) );
+                     static_cast< U32 >( leftAt( at ) ) );
    }
    // Padding is what the last octet has beside the prefix.
-   if ( bits % 8 != 0 && ( at_[size - 1] & 0xFF >> bits % 8 ) ) {
-      remark( RemarkCode::prefixPadding, at_ + size - 1, type );
+   if ( bits % 8 != 0 && ( at[size - 1] & 0xFF >> bits % 8 ) ) {
+      remark( RemarkCode::prefixPadding, at + size - 1, type );
    }
    if ( offset != 0 ) {
-      cannotHold( at + 1, "component type #: no rule key holds a prefix with an offset", type );
-   } else {
-      U8 bytes[16] = {};
-      std::copy_n( at_, size, bytes );
-      const Zorv::IpGenPrefix prefix( Zorv::IpGenAddr::ofFamily( format_.family, bytes, length ),
-                                      length );
-      if ( type == static_cast< U8 >( destPrefix ) ) {
-         nlri_.key.destPrefixIs( prefix );
-      } else {
-         nlri_.key.srcPrefixIs( prefix );
-      }
+      cannotHold( first + 1, "component type #: no rule key holds a prefix with an offset", type );
+      return at + size;
    }
-   at_ += size;
-   return std::nullopt;
+   U8 copied[16];
+   const U8* bytes = at;
+   if ( bufferEnd_ - at < 16 ) {
+      // Nothing is behind the octets; what is behind the prefix does not count.
+      std::copy_n( at, size, copied );
+      std::fill_n( copied + size, 16 - size, U8{ 0 } );
+      bytes = copied;
+   }
+   setPrefix( type, Zorv::IpGenPrefix( Zorv::IpGenAddr::ofFamily( format_.family, bytes, length ),
+                                       length ) );
+   return at + size;
 }
 
-U64 Decoder::takeValue( unsigned size ) {
-   const U8* const value = at_;
-   at_ += size;
-   switch ( size ) {
-   case 1:
-      return *value;
-   case 2:
-      return Osk::loadBig16( value );
-   case 4:
-      return Osk::loadBig32( value );
-   default:
-      return Osk::loadBig64( value );
-   }
-}
-
-void Decoder::remarkValue( U8 type, const U8* op, U8 length, U64 value ) {
+// What is not usual about a term that was read whole; false after a rejection, or when no key holds
+// its value. `op` gets the length that the key is to have.
+bool Decoder::takesUnusual( U8 type, const U8* at, U64 value, U8& op ) {
    const TermRules& rules = rules_[type];
+   const unsigned length = ( op & OpBits::len ) >> 4;
+   if ( !( rules.allowedLengths >> length & 1 ) ) {
+      reject( RejectionCode::valueLength, at, "component type # must not have values of # octets",
+              type, 1U << length );
+      return false;
+   }
    if ( !( rules.expectedLengths >> length & 1 ) ) {
-      remark( RemarkCode::valueLengthShould, op, type );
+      remark( RemarkCode::valueLengthShould, at, type );
    }
    if ( value & ~U64{ rules.fieldBits } ) {
       const bool flags =
          isBitmask( static_cast< MatchCompType >( type ) ) || type == static_cast< U8 >( dscp );
-      remark( flags ? RemarkCode::reservedValueBits : RemarkCode::valueRange, op + 1, type );
+      remark( flags ? RemarkCode::reservedValueBits : RemarkCode::valueRange, at + 1, type );
+   }
+   if ( value > ~U32{ 0 } ) {
+      cannotHold( at + 1, "component type #: no rule key holds a value above 4294967295", type );
+      return false;
+   }
+   if ( length == 3 ) {
+      const U8 shortest = *rules.shortest( static_cast< U32 >( value ) );
+      op = static_cast< U8 >( ( op & ~OpBits::len ) | shortest << 4 );
+   }
+   return true;
+}
+
+inline U64 loadValue( const U8* at, unsigned length ) {
+   switch ( length ) {
+   case 0:
+      return *at;
+   case 1:
+      return Osk::loadBig16( at );
+   case 2:
+      return Osk::loadBig32( at );
+   default:
+      return Osk::loadBig64( at );
    }
 }
 
-Result Decoder::readTerms( U8 type ) {
-   const TermRules& rules = rules_[type];
+inline const U8* Decoder::readTerms( const U8* at, U8 type ) {
+   const TermRules rules = rules_[type];
+   const U8* const end = end_;
+   U32 index = index_;
    U8 ignored = rules.reservedOpBits | OpBits::andPrevious; // until the first term is read
-   for ( bool more = true; more; ) {
-      if ( left() == 0 ) {
+   for ( ;; ) {
+      if ( at == end ) [[unlikely]] {
          return ignored & OpBits::andPrevious
                    ? reject( RejectionCode::truncated, end_,
                              "component type #: the operator is missing", type )
@@ -236,86 +242,100 @@ Result Decoder::readTerms( U8 type ) {
                              "component type #: the last term does not have the end-of-list bit",
                              type );
       }
-      const U8* const at = at_++;
-      U8 op = *at;
+      const U8* const first = at++;
+      U8 op = *first;
       if ( op & ignored ) [[unlikely]] {
          if ( op & ignored & OpBits::andPrevious ) {
-            remark( RemarkCode::firstAnd, at, type );
+            remark( RemarkCode::firstAnd, first, type );
          }
          if ( op & rules.reservedOpBits ) {
-            remark( RemarkCode::reservedOpBits, at, type );
+            remark( RemarkCode::reservedOpBits, first, type );
          }
          op = static_cast< U8 >( op & ~ignored );
       }
       ignored = rules.reservedOpBits;
-      more = !( op & OpBits::endOfList );
-      U8 length = ( op & OpBits::len ) >> 4;
-      const unsigned size = 1U << length;
-      if ( left() < size ) [[unlikely]] {
+      const unsigned length = ( op & OpBits::len ) >> 4;
+      if ( end - at < 1 << length ) [[unlikely]] {
          return reject( RejectionCode::truncated, end_,
-                        "component type #: the value needs # octets, # are left", type, size,
-                        static_cast< U32 >( left() ) );
+                        "component type #: the value needs # octets, # are left", type,
+                        1U << length, static_cast< U32 >( leftAt( at ) ) );
       }
-      const U64 value = takeValue( size );
-      if ( !( rules.expectedLengths >> length & 1 ) || value & ~U64{ rules.fieldBits } )
-         [[unlikely]] {
-         if ( !( rules.allowedLengths >> length & 1 ) ) {
-            return reject( RejectionCode::valueLength, at,
-                           "component type # must not have values of # octets", type, size );
-         }
-         remarkValue( type, at, length, value );
-         if ( value > ~U32{ 0 } ) {
-            cannotHold( at + 1, "component type #: no rule key holds a value above 4294967295",
-                        type );
-            continue;
-         }
-         if ( length == 3 ) {
-            length = *rules.shortest( static_cast< U32 >( value ) );
-            op = static_cast< U8 >( ( op & ~OpBits::len ) | length << 4 );
-         }
+      const U64 value = loadValue( at, length );
+      at += 1U << length;
+      const bool usual =
+         ( rules.expectedLengths >> length & 1 ) && !( value & ~U64{ rules.fieldBits } );
+      if ( usual || takesUnusual( type, first, value, op ) ) [[likely]] {
+         index = *nlri_.key.trySetOpVal( index, static_cast< MatchCompType >( type ), op,
+                                         static_cast< U32 >( value ) );
+      } else if ( rejection_ ) {
+         return nullptr;
       }
-      // 4095 octets hold no more than the 2047 words of a key.
-      index_ = *nlri_.key.trySetOpVal( index_, static_cast< MatchCompType >( type ), op,
-                                       static_cast< U32 >( value ) );
+      if ( op & OpBits::endOfList ) {
+         index_ = index;
+         return at;
+      }
    }
-   return std::nullopt;
 }
 
-void clearRule( FlowspecKey& key ) {
-   key.addressFamilyIs( AddressFamily::none );
-   key.destPrefixIs( {} );
-   key.srcPrefixIs( {} );
-   key.matchOpValDelAll();
+const U8* Decoder::readComponents( const U8* at ) {
+   if ( at == end_ ) {
+      return reject( RejectionCode::empty, at, "the rule has no component" );
+   }
+   const U8 lastType = static_cast< U8 >(
+      format_.family == AddressFamily::ipv6 ? flowLabel : MatchCompType::fragment );
+   U8 previous = 0;
+   do {
+      const U8 type = *at;
+      if ( type <= previous || type > lastType ) [[unlikely]] {
+         return badType( at, previous );
+      }
+      previous = type;
+      at = type <= static_cast< U8 >( srcPrefix ) ? readPrefix( at + 1, type )
+                                                  : readTerms( at + 1, type );
+      if ( !at ) [[unlikely]] {
+         return nullptr;
+      }
+   } while ( at != end_ );
+   return at;
 }
 
-Result decode( std::span< const U8 > octets, NlriFormat format, bool single, Nlri& nlri ) {
-   nlri.rd = {};
-   nlri.octets = {};
-   nlri.remarks.clear();
-   clearRule( nlri.key );
-   Decoder decoder( octets, format, nlri );
-   Result result = decoder.readFrame( single );
-   if ( !result && format.vpn ) {
-      result = decoder.readDistinguisher();
+void clearPrefixes( FlowspecKey& key ) {
+   if ( !key.destPrefix().empty() ) {
+      key.destPrefixIs( {} );
    }
-   if ( !result ) {
-      nlri.key.addressFamilyIs( format.family );
-      result = decoder.readComponents();
+   if ( !key.srcPrefix().empty() ) {
+      key.srcPrefixIs( {} );
    }
-   if ( result ) [[unlikely]] {
-      clearRule( nlri.key );
+}
+
+inline Result Decoder::decode( bool single ) {
+   nlri_.rd = {};
+   nlri_.octets = {};
+   nlri_.remarks.clear();
+   clearPrefixes( nlri_.key );
+   nlri_.key.matchOpValDelAll();
+   nlri_.key.addressFamilyIs( format_.family );
+   const U8* at = readLength( single );
+   if ( at && format_.vpn ) {
+      at = readDistinguisher( at );
    }
-   return result;
+   if ( at && readComponents( at ) && !unrepresentable_ ) [[likely]] {
+      return std::nullopt;
+   }
+   clearPrefixes( nlri_.key );
+   nlri_.key.matchOpValDelAll();
+   nlri_.key.addressFamilyIs( AddressFamily::none );
+   return rejection_ ? rejection_ : unrepresentable_;
 }
 
 } // namespace
 
 Result decodeNlri( std::span< const U8 > octets, NlriFormat format, Nlri& nlri ) {
-   return decode( octets, format, true, nlri );
+   return Decoder( octets, format, nlri ).decode( true );
 }
 
 Result NlriList::next( Nlri& nlri ) {
-   Result result = decode( rest_, format_, false, nlri );
+   Result result = Decoder( rest_, format_, nlri ).decode( false );
    framed_ = !nlri.octets.empty();
    rest_ = rest_.subspan( nlri.octets.size() );
    return result;
