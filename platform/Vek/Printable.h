@@ -6,6 +6,8 @@ namespace Vek {
 
 /// The length to which a name or a line of foreign text is cut in messages.
 inline constexpr std::size_t printableSize = 120;
+/// The same of a whole reason.
+inline constexpr std::size_t printableReasonSize = 600;
 
 /// Foreign text, such as a peer's, as it can stand in an error message or a line of a log: whatever
 /// is no printable ASCII character is written as `\xHH`, and a result that would be longer than

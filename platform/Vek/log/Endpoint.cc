@@ -1,5 +1,6 @@
 #include "Vek/log/Endpoint.h"
 
+#include "Vek/Printable.h"
 #include "Vek/Text.h"
 
 #include <cerrno>
@@ -24,7 +25,8 @@ constexpr int backlog = 128;
 Endpoint::Endpoint( String text ) : text_( std::move( text ) ) {
    if ( text_.find( '/' ) != String::npos ) {
       if ( text_.size() >= sizeof( sockaddr_un::sun_path ) || text_.find( '\0' ) != String::npos ) {
-         throwRange( concat( "'", text_, "' is too long for the path of a socket" ) );
+         throwRange(
+            concat( "'", printable( text_, 200 ), "' is too long for the path of a socket" ) );
       }
       return;
    }
@@ -32,7 +34,8 @@ Endpoint::Endpoint( String text ) : text_( std::move( text ) ) {
                         ? decimal( std::string_view( text_ ).substr( loopback.size() ), 65535 )
                         : std::nullopt;
    if ( !port || *port == 0 ) {
-      throwRange( concat( "'", text_, "' is neither a path with a '/' nor 127.0.0.1:PORT" ) );
+      throwRange( concat( "'", printable( text_, 200 ),
+                          "' is neither a path with a '/' nor 127.0.0.1:PORT" ) );
    }
    port_ = static_cast< U16 >( *port );
 }

@@ -1,6 +1,7 @@
 #include "Vek/log/Greeting.h"
 
 #include "Vek/Exceptions.h"
+#include "Vek/Printable.h"
 #include "Vek/Text.h"
 
 #include <algorithm>
@@ -24,9 +25,11 @@ bool isAgent( std::string_view name ) { return isName( name ) && name.find( ' ' 
 } // namespace
 
 String Greeting::text() const {
-   String line = concat( writes ? writing : reading, agent, ' ', root, '\n' );
-   if ( !isAgent( agent ) || !isName( root ) || line.size() > maxSize ) {
-      throwRange( concat( "'", agent, "' and '", root, "' are no names of an agent and a root" ) );
+   String line = lists ? concat( listing, agent, '\n' )
+                       : concat( writes ? writing : reading, agent, ' ', root, '\n' );
+   if ( !isAgent( agent ) || !( lists || isName( root ) ) || line.size() > maxSize ) {
+      throwRange( concat( "'", printable( agent ), "' and '", printable( root ),
+                          "' are not names of an agent and a root" ) );
    }
    return line;
 }

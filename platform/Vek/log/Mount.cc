@@ -18,8 +18,6 @@ constexpr std::chrono::milliseconds shortest( 200 );
 constexpr std::chrono::milliseconds whileRefused( 1000 ); // another writer may end at any time
 constexpr std::chrono::milliseconds longest( 5000 );
 
-constexpr std::size_t maxReason = 600;
-
 constexpr const char* closed = "the state database closed the connection";
 constexpr const char* foreign = "invalid reply: this is not a state database";
 
@@ -172,7 +170,7 @@ void Mount::takeReply() {
 }
 
 String Mount::refusal( std::string_view line ) {
-   return printable( line.substr( Greeting::refused.size() ), maxReason );
+   return printable( line.substr( Greeting::refused.size() ), printableReasonSize );
 }
 
 void Mount::takeOver() {

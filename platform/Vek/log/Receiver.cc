@@ -5,12 +5,6 @@
 
 namespace Vek::log {
 
-namespace {
-
-constexpr std::size_t maxReason = 600;
-
-} // namespace
-
 Receiver::Receiver( Directory& directory, Policy policy )
    : directory_( directory ), policy_( std::move( policy ) ), share_( policy_.budget ) {}
 
@@ -236,7 +230,7 @@ void Receiver::refuse( const Header& header, std::string_view reason ) const {
       }
    }
    // What the peer sent may stand in the reason.
-   throw StreamException( concat( where, ": ", printable( reason, maxReason ) ) );
+   throw StreamException( concat( where, ": ", printable( reason, printableReasonSize ) ) );
 }
 
 } // namespace Vek::log

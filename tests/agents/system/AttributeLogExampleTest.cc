@@ -84,7 +84,8 @@ TEST( AttributeLogExample, TheWriterReplacesWhatTheDatabaseHas ) {
       "counterUpdateRequestTime": 0.0,
       "intfInterfaceSetConfig": [[1, [1, [[true, 3], [true, 17]]]], [3, [3, [[true, 4]]]]],
       "sourceVrfOverride": [], "interfaceSetCountLimit": 2, "isConfigDriven": false })" ) );
-   ASSERT_TRUE( TestSupport::until( { &mount }, [&] { return directory.entity( cliConfig ); } ) );
+   ASSERT_TRUE(
+      TestSupport::until( { &mount }, [&] { return directory.entity( cliConfig ) != nullptr; } ) );
    const auto& copy = static_cast< const CliConfig& >( *directory.entity( cliConfig ) );
    ASSERT_TRUE( TestSupport::until( { &mount }, [&] { return copy.enabledIntf().size() == 3; } ) );
    IpVersion both;

@@ -39,23 +39,53 @@ TEST( Greeting, MayAskForAListOfRoots ) {
 TEST( Greeting, RefusesWhatIsNone ) {
    for ( const char* const line :
          { "", "mount/1 read ", "mount/1 read a", "mount/1 read a ", "mount/1 read  b",
-           "mount/1 watch a b", "mount/1 read a b\r" } ) {
+           "mount/1 watch a b", "mount/1 read a b\r", "mount/1 read a\x1F b",
+           "mount/1 read a b\x7F", "mount/1 read a\x7F b", "mount/1 list \x7F",
+           "mount/1 write a \t" } ) {
       EXPECT_FALSE( Greeting::fromText( line ) ) << line;
    }
 }
 
+TEST( Greeting, NamesMayHaveAllButControlCharacters ) {
+   for ( int c = 0; c < 256; ++c ) {
+      const String root( 1, static_cast< char >( c ) );
+      EXPECT_EQ( Greeting::fromText( "mount/1 read a " + root ).has_value(),
+                 c >= 0x20 && c != 0x7F )
+         << c;
+      EXPECT_EQ( Greeting::fromText( "mount/1 read " + root + " b" ).has_value(),
+                 c > 0x20 && c != 0x7F )
+         << c;
+   }
+}
+
+TEST( Greeting, ALineHasAtMost1024Bytes ) {
+   Greeting greeting{ .writes = false, .agent = "a", .root = "" };
+   greeting.root = String( Greeting::maxSize - String( "mount/1 read a \n" ).size(), 'x' );
+   EXPECT_EQ( greeting.text().size(), 1024U );
+   greeting.root += 'x';
+   EXPECT_THROW( greeting.text(), RangeException );
+}
+
+TEST( Greeting, OneThatListsHasNoRoot ) {
+   EXPECT_EQ( ( Greeting{ .lists = true, .agent = "show", .root = "" }.text() ),
+              "mount/1 list show\n" );
+   EXPECT_THROW( ( Greeting{ .lists = true, .agent = "two words", .root = "" }.text() ),
+                 RangeException );
+}
+
 TEST( Greeting, NamesMustStandInTheLine ) {
-   for ( const auto& [agent, root] :
-         std::vector< std::pair< String, String > >{ { "", "x" },
-                                                     { "two words", "x" },
-                                                     { "a", "" },
-                                                     { "a", "line\nend" },
-                                                     { "a", String( 1024, 'x' ) } } ) {
-      EXPECT_THAT( ( [&one = agent, &other = root] {
-                      Greeting{ .writes = false, .agent = one, .root = other }.text();
-                   } ),
-                   ThrowsMessage< RangeException >( "'" + agent + "' and '" + root +
-                                                    "' are no names of an agent and a root" ) );
+   const String longest( 1024, 'x' );
+   for ( const auto& [agent, root, shown] : std::vector< std::tuple< String, String, String > >{
+            { "", "x", "'' and 'x'" },
+            { "two words", "x", "'two words' and 'x'" },
+            { "a", "", "'a' and ''" },
+            { "a", "line\nend", "'a' and 'line\\x0Aend'" },
+            { "a", longest, "'a' and '" + String( 117, 'x' ) + "...'" } } ) {
+      EXPECT_THAT(
+         ( [&one = agent, &other = root] {
+            Greeting{ .writes = false, .agent = one, .root = other }.text();
+         } ),
+         ThrowsMessage< RangeException >( shown + " are not names of an agent and a root" ) );
    }
 }
 

@@ -2,8 +2,10 @@
 
 #include "Vek/Exceptions.h"
 
+#include <fcntl.h>
 #include <numeric>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -66,8 +68,62 @@ TEST_P( AnyTransport, WhatWasSentIsReceivedAfterTheOtherEndClosed ) {
 INSTANTIATE_TEST_SUITE_P( Memory, AnyTransport, testing::Values( memoryPair ) );
 INSTANTIATE_TEST_SUITE_P( Socket, AnyTransport, testing::Values( socketPair ) );
 
-TEST( FdTransport, ADescriptorThatIsNotOpenIsReported ) {
-   EXPECT_THROW( FdTransport( 1000000 ), StreamException );
+// What is said when something fails.
+template < typename Do >
+String failure( Do action ) {
+   try {
+      action();
+      return {};
+   } catch ( const StreamException& exception ) {
+      return exception.what();
+   }
+}
+
+TEST( FdTransport, ADescriptorThatIsOfNoUseIsReported ) {
+   EXPECT_EQ( failure( [] { FdTransport transport( 1000000 ); } ),
+              "cannot make a connection non-blocking: Bad file descriptor" );
+   // One that has no flags to be set.
+   const int path = ::open( "/", O_PATH );
+   EXPECT_EQ( failure( [&] { FdTransport transport( path ); } ),
+              "cannot make a connection non-blocking: Bad file descriptor" );
+   ::close( path );
+}
+
+TEST( FdTransport, IsClosedWithTheObject ) {
+   int fds[2];
+   ASSERT_EQ( ::socketpair( AF_UNIX, SOCK_STREAM, 0, fds ), 0 );
+   const FdTransport other( fds[0] );
+   {
+      const FdTransport transport( fds[1] );
+      EXPECT_EQ( transport.fd(), fds[1] );
+   }
+   EXPECT_EQ( ::fcntl( fds[1], F_GETFD ), -1 );
+}
+
+TEST( FdTransport, CarriesBytesOverWhatIsNotASocket ) {
+   int fds[2];
+   ASSERT_EQ( ::pipe( fds ), 0 );
+   FdTransport in( fds[0] );
+   FdTransport out( fds[1] );
+   const U8 bytes[] = { 1, 2, 3 };
+   EXPECT_EQ( out.send( bytes ), 3U );
+   U8 room[10];
+   EXPECT_EQ( in.receive( room ), std::optional< std::size_t >( 3 ) );
+   EXPECT_EQ( in.receive( room ), std::optional< std::size_t >( 0 ) );
+   FdTransport full( ::open( "/dev/full", O_RDWR ) );
+   EXPECT_EQ( failure( [&] { full.send( bytes ); } ), "cannot send: No space left on device" );
+   FdTransport folder( ::open( "/", O_RDONLY ) );
+   EXPECT_EQ( failure( [&] { folder.receive( room ); } ), "cannot receive: Is a directory" );
+}
+
+TEST( FdTransport, OneThatWasClosedWithBytesUnreadHasEnded ) {
+   Pair ends = socketPair();
+   const U8 bytes[] = { 1, 2, 3 };
+   EXPECT_EQ( ends.first->send( bytes ), 3U );
+   ends.second.reset();
+   U8 room[10];
+   EXPECT_EQ( ends.first->receive( room ), std::nullopt );
+   EXPECT_EQ( failure( [&] { ends.first->send( bytes ); } ), "cannot send: Broken pipe" );
 }
 
 } // namespace
