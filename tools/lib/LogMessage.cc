@@ -109,7 +109,7 @@ private:
    const Strings strings_;
 };
 
-// Whether the row is one that such a message can be about.
+// Whether the row is one that such a message, which is about a field, can be about.
 bool fits( MessageKind kind, const Vek::Field& row ) {
    const bool holdsChildren =
       row.kind == Vek::FieldKind::children || row.kind == Vek::FieldKind::child;
@@ -120,10 +120,8 @@ bool fits( MessageKind kind, const Vek::Field& row ) {
       return !row.isCollection() && !holdsChildren;
    case MessageKind::member:
       return row.isCollection() && !holdsChildren;
-   case MessageKind::transaction:
+   default: // a transaction
       return row.isCollection();
-   default:
-      return false;
    }
 }
 

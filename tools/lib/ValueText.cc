@@ -62,11 +62,11 @@ void appendRows( Vek::String& out, const Vek::TypeInfo& info, const void* value 
 // Whether a value is better told by its rows. The text of a record may leave out attributes, and
 // that of any type but a rule key the members of its collections.
 bool isToldByRows( const Vek::TypeInfo& info ) {
-   return info.value && !(*info.value == Vek::valueType< FlowspecKey >)&&(
-                           info.build || std::any_of( info.rows.begin(), info.rows.end(),
-                                                      []( const Vek::Field& row ) {
-                                                         return row.isCollection();
-                                                      } ) );
+   const bool isRuleKey = *info.value == Vek::valueType< FlowspecKey >;
+   return !isRuleKey && ( info.build || std::any_of( info.rows.begin(), info.rows.end(),
+                                                     []( const Vek::Field& row ) {
+                                                        return row.isCollection();
+                                                     } ) );
 }
 
 // Writes what the entity's own dump does; false when it has none.

@@ -24,6 +24,15 @@ TEST( ActionJson, WhatAsksForNothingPermits ) {
    EXPECT_EQ( actionJson( RuleAction() ).dump(), "{}" );
 }
 
+// A redirect of a type that a later version has.
+TEST( ActionJson, ATypeOfRedirectWithoutANameIsANumber ) {
+   RuleAction action;
+   action.fields.trafficRedirectIs( true );
+   action.redirect.typeIs( static_cast< TrafficRedirectType >( 3 ) );
+   EXPECT_EQ( actionText( action ), "to target of type 3" );
+   EXPECT_EQ( actionJson( action ).dump(), R"({"redirect":{}})" );
+}
+
 TEST( ActionJson, EachMember ) {
    const struct {
       const char* text;

@@ -1,6 +1,7 @@
 #include "tools/lib/LineReader.h"
 
 #include "Vek/String.h"
+#include "tests/support/Interruptions.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -49,6 +50,23 @@ std::vector< Vek::String > lines( std::string_view text ) {
    EXPECT_EQ( reader.lineNumber(), all.size() );
    EXPECT_EQ( reader.bytesRead(), text.size() );
    return all;
+}
+
+TEST( LineReader, GoesOnWhenASignalInterruptsIt ) {
+   int ends[2];
+   ASSERT_EQ( ::pipe( ends ), 0 );
+   {
+      const TestSupport::Interruptions interruptions( [end = ends[1]] {
+         EXPECT_EQ( ::write( end, "a\n", 2 ), 2 );
+         ::close( end );
+      } );
+      LineReader reader( ends[0], ignore );
+      std::string_view line;
+      EXPECT_EQ( reader.next( line ), Result::line );
+      EXPECT_EQ( line, "a" );
+      EXPECT_EQ( reader.next( line ), Result::end );
+   }
+   ::close( ends[0] );
 }
 
 using Lines = std::vector< Vek::String >;

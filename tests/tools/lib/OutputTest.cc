@@ -1,5 +1,7 @@
 #include "tools/lib/Output.h"
 
+#include "tests/support/Interruptions.h"
+
 #include <cstdio>
 #include <system_error>
 
@@ -28,6 +30,26 @@ TEST( Output, WritesWhatIsLarge ) {
    output.flush();
    EXPECT_EQ( sizeOf( fileno( file ) ), 65542 );
    std::fclose( file );
+}
+
+TEST( Output, GoesOnWhenASignalInterruptsIt ) {
+   int ends[2];
+   ASSERT_EQ( ::pipe( ends ), 0 );
+   std::size_t got = 0;
+   {
+      // More than the pipe holds: it is read after the interruptions only.
+      const TestSupport::Interruptions interruptions( [&] {
+         char block[4096];
+         for ( ssize_t size; ( size = ::read( ends[0], block, sizeof block ) ) > 0; ) {
+            got += static_cast< std::size_t >( size );
+         }
+      } );
+      Output output( ends[1], "pipe" );
+      output.text().append( 1'000'000, 'x' );
+      output.close();
+   }
+   EXPECT_EQ( got, 1'000'000U );
+   ::close( ends[0] );
 }
 
 TEST( Output, CloseWritesTheRest ) {

@@ -19,6 +19,22 @@ TEST( Table, ShortTextsStandOnOneLine ) {
    EXPECT_EQ( out, "one    two     three\n-----  ------  -----\n" );
 }
 
+// Whatever the width, a column has the least.
+TEST( Table, ANarrowWidthLeavesEachColumnTheLeast ) {
+   Vek::String least;
+   Table( { { "a", 9 }, { "b", 4 } } ).appendHeading( least );
+   const auto heading = []( const Table& table ) {
+      Vek::String out;
+      table.appendHeading( out );
+      return out;
+   };
+   const Vek::String open = heading( Table( 5, { { "a", 9 }, { "b", 0 } } ) );
+   EXPECT_EQ( open, heading( Table( 11, { { "a", 9 }, { "b", 0 } } ) ) );
+   EXPECT_EQ( open.substr( 0, 12 ), least.substr( 0, 12 ) );
+   EXPECT_EQ( heading( Table::filling( 1, { { "a", 1 }, { "b", 1 } } ) ),
+              heading( Table::filling( 2, { { "a", 1 }, { "b", 1 } } ) ) );
+}
+
 TEST( Table, NothingStandsBehindTheLastText ) {
    const Table table( { { "a", 5 }, { "b", 6 }, { "c", 4 } } );
    EXPECT_EQ( row( table, { "x", "y", "" } ), "x      y\n" );

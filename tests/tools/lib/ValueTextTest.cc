@@ -26,6 +26,16 @@ TEST( ValueText, PlainValuesAreAsTheRuntimeWritesThem ) {
    EXPECT_EQ( text( Zorv::IpGenPrefix() ), "-" );
 }
 
+// A type of a program's own need not be registered.
+TEST( ValueText, ATypeThatIsNotRegisteredIsAsItWritesItself ) {
+   Vek::ValueType own = Vek::valueType< Zorv::IpTos >;
+   own.name = "Agent::Own";
+   const Zorv::IpTos value( 46 );
+   Vek::String out;
+   appendValue( out, own, &value );
+   EXPECT_EQ( out, "46" );
+}
+
 TEST( ValueText, StringsAreQuoted ) {
    EXPECT_EQ( text( Vek::String() ), "\"\"" );
    EXPECT_EQ( text( Vek::String( "a \"b\" \\ \x7f\n" ) ), R"("a \"b\" \\ \x7f\x0a")" );
