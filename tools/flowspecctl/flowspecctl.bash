@@ -18,7 +18,10 @@ _flowspecctl() {
    convert:--to) words='cli cli-len value diag json detail words' ;;
    key:--family | check:--family | convert:--family) words='ipv4 ipv6' ;;
    key:--rd | key:--vrf | convert:--vrf) return ;;
-   key:* | check:* | convert:* | decode-log:*)
+   nlri:--afi) words='1 2' ;;
+   nlri:--safi) words='133 134' ;;
+   nlri:--rd) return ;;
+   key:* | check:* | convert:* | nlri:* | decode-log:*)
       if [[ $current != -* ]]; then
          compopt -o filenames
          mapfile -t COMPREPLY < <( compgen -f -- "$current" )
@@ -28,6 +31,7 @@ _flowspecctl() {
       key) words='--from --to --sort --unique --json --table --rd --vrf --family --help' ;;
       check) words='--from --json --family --help' ;;
       convert) words='--to --vrf --family --help' ;;
+      nlri) words='--afi --safi --json --encode --shortest --rd --help' ;;
       decode-log) words='--dump --json --help' ;;
       esac
       ;;
@@ -62,7 +66,7 @@ _flowspecctl() {
    watch:*) words='--socket --json --initial --help' ;;
    vocab:* | types:*) words='--json --help' ;;
    *)
-      words='key check convert vocab decode-log dump show refresh enable disable interface-set
+      words='key check convert nlri vocab decode-log dump show refresh enable disable interface-set
          vrf-override watch types --help --version'
       ;;
    esac

@@ -3,6 +3,7 @@
 #include "tools/flowspecctl/DecodeLogCommand.h"
 #include "tools/flowspecctl/DumpCommand.h"
 #include "tools/flowspecctl/KeyCommand.h"
+#include "tools/flowspecctl/NlriCommand.h"
 #include "tools/flowspecctl/Options.h"
 #include "tools/flowspecctl/SystemCommands.h"
 #include "tools/flowspecctl/TypesCommand.h"
@@ -83,6 +84,37 @@ CLI::App& addConvertCommand( CLI::App& app, ConvertOptions& options ) {
    return convert;
 }
 
+CLI::App& addNlriCommand( CLI::App& app, NlriOptions& options ) {
+   CLI::App& nlri = *app.add_subcommand(
+      "nlri", "Read the NLRI of rules, hexadecimal digits, one a line, and judge them" );
+   const auto oneOf = []( U64 first ) {
+      return [first]( std::string_view text ) {
+         const auto number = Vek::decimal( text, first + 1 );
+         return number && *number >= first ? number : std::nullopt;
+      };
+   };
+   addOption( nlri, "--afi", "NUMBER", "Address family, 1 for IPv4 (when not given), 2 for IPv6",
+              oneOf( 1 ), "1 or 2", [&]( U64 afi ) {
+                 options.format.family = static_cast< Zorv::AddressFamily >( afi );
+              } );
+   addOption( nlri, "--safi", "NUMBER",
+              "133 (when not given), or 134 for rules with a route distinguisher", oneOf( 133 ),
+              "133 or 134", [&]( U64 safi ) { options.format.vpn = safi == 134; } );
+   nlri.add_flag( "--json", options.json, "Write an object for each line, good or bad" );
+   CLI::Option* const encode =
+      nlri.add_flag( "--encode", options.encode, "Read JSON objects of keys and write their NLRI" );
+   nlri
+      .add_flag( "--shortest", options.shortest,
+                 "Write values as short as they should be sent, not as the keys have them" )
+      ->needs( encode );
+   addOption( nlri, "--rd", "RD", "Distinguisher for rules that have none",
+              Zorv::RouteDistinguisher::fromText, "a route distinguisher",
+              [&]( Zorv::RouteDistinguisher rd ) { options.rd = rd; } )
+      ->needs( encode );
+   addFiles( nlri, options.files );
+   return nlri;
+}
+
 CLI::App& addDecodeLogCommand( CLI::App& app, DecodeLogOptions& options ) {
    CLI::App& decode =
       *app.add_subcommand( "decode-log", "Print the messages of a captured attribute-log stream" );
@@ -128,6 +160,8 @@ int run( int argc, char** argv, Output& output ) {
    const CLI::App& check = addCheckCommand( app, checkOptions );
    ConvertOptions convertOptions;
    const CLI::App& convert = addConvertCommand( app, convertOptions );
+   NlriOptions nlriOptions;
+   const CLI::App& nlri = addNlriCommand( app, nlriOptions );
    DecodeLogOptions decodeLogOptions;
    const CLI::App& decodeLog = addDecodeLogCommand( app, decodeLogOptions );
    DumpOptions dumpOptions;
@@ -166,6 +200,9 @@ int run( int argc, char** argv, Output& output ) {
    }
    if ( convert.parsed() ) {
       return runConvert( convertOptions, output ) ? allGood : someBad;
+   }
+   if ( nlri.parsed() ) {
+      return runNlri( nlriOptions, output ) ? allGood : someBad;
    }
    if ( decodeLog.parsed() ) {
       return runDecodeLog( decodeLogOptions, output ) ? allGood : someBad;

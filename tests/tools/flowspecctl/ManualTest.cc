@@ -39,6 +39,7 @@ TEST( Manual, HasEveryOption ) {
          std::vector< std::vector< Vek::String > >{ { "key" },
                                                     { "check" },
                                                     { "convert" },
+                                                    { "nlri" },
                                                     { "vocab" },
                                                     { "decode-log" },
                                                     { "dump" },
@@ -65,7 +66,7 @@ TEST( Manual, HasEveryOption ) {
          ++options;
       }
    }
-   EXPECT_EQ( options, 79U );
+   EXPECT_EQ( options, 85U );
 }
 
 // What bash offers for a command line whose last word is being typed.
@@ -84,7 +85,7 @@ Vek::String completed( std::vector< Vek::String > words ) {
 
 TEST( Completion, OffersCommandsOptionsFormsAndFiles ) {
    EXPECT_EQ( completed( { "" } ),
-              "key check convert vocab decode-log dump show refresh enable disable interface-set "
+              "key check convert nlri vocab decode-log dump show refresh enable disable interface-set "
               "vrf-override watch types --help --version\n" );
    EXPECT_EQ( completed( { "key" } ), "key\n" );
    EXPECT_EQ( completed( { "key", "--" } ),
@@ -103,6 +104,12 @@ TEST( Completion, OffersCommandsOptionsFormsAndFiles ) {
               "cli cli-len value diag json detail words\n" );
    EXPECT_EQ( completed( { "convert", "--vrf", "" } ), "\n" );
    EXPECT_EQ( completed( { "convert", "--family", "" } ), "ipv4 ipv6\n" );
+   EXPECT_EQ( completed( { "nlri", "--" } ),
+              "--afi --safi --json --encode --shortest --rd --help\n" );
+   EXPECT_EQ( completed( { "nlri", "--afi", "" } ), "1 2\n" );
+   EXPECT_EQ( completed( { "nlri", "--safi", "" } ), "133 134\n" );
+   EXPECT_EQ( completed( { "nlri", "--rd", "" } ), "\n" );
+   EXPECT_EQ( completed( { "nlri", "examples/R" } ), "examples/README.md\n" );
    EXPECT_EQ( completed( { "vocab", "-" } ), "--json --help\n" );
    EXPECT_EQ( completed( { "dump", "--" } ), "--socket --json --help\n" );
    EXPECT_EQ( completed( { "decode-log", "--" } ), "--dump --json --help\n" );

@@ -29,7 +29,7 @@ TEST( Usage, HelpNamesEveryCommandAndOption ) {
       return result.out;
    };
    for ( const char* const text : { "Usage: flowspecctl", "--version", "key", "check", "convert",
-                                    "vocab", "decode-log", "dump", "types" } ) {
+                                    "nlri", "vocab", "decode-log", "dump", "types" } ) {
       EXPECT_NE( help( { "--help" } ).find( text ), Vek::String::npos ) << text;
    }
    for ( const char* const text :
