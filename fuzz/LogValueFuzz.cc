@@ -1,7 +1,6 @@
-#include "Flowspec/FlowspecDalb.h"
-#include "Flowspec/FlowspecPolicy.h"
 #include "Vek/ValueBuffer.h"
 #include "fuzz/Check.h"
+#include "fuzz/ValueTypes.h"
 
 #include <vector>
 
@@ -55,57 +54,12 @@ void check( const Vek::ValueType& type, std::span< const U8 > bytes ) {
    }
 }
 
-// Appended to, never reordered: the corpus selects by position.
-const Vek::ValueType* const types[] = {
-   &Vek::valueType< bool >,
-   &Vek::valueType< U8 >,
-   &Vek::valueType< U16 >,
-   &Vek::valueType< U32 >,
-   &Vek::valueType< U64 >,
-   &Vek::valueType< float >,
-   &Vek::valueType< double >,
-   &Vek::valueType< Vek::String >,
-   &Vek::valueType< Osk::UniqueId >,
-   &Vek::valueType< Zorv::AddressFamily >,
-   &Vek::valueType< Zorv::IntfId >,
-   &Vek::valueType< Zorv::IpTos >,
-   &Vek::valueType< Zorv::IpGenAddr >,
-   &Vek::valueType< Zorv::IpGenPrefix >,
-   &Vek::valueType< Zorv::RouteDistinguisher >,
-   &Vek::valueType< QosLib::ColoredCounters >,
-   &Vek::valueType< SrTePolicy::PolicyKey >,
-   &Vek::valueType< L3::ResolvedNexthopInfo >,
-   &Vek::valueType< PolicyMap::PoliceRate >,
-   &Vek::valueType< PolicyMap::PoliceBurstSize >,
-   &Vek::valueType< PolicyMap::Dscp >,
-   &Vek::valueType< FlowspecKey >,
-   &Vek::valueType< MatchCompType >,
-   &Vek::valueType< HwRuleProgrammingStatus >,
-   &Vek::valueType< TrafficRedirectType >,
-   &Vek::valueType< IpVersion >,
-   &Vek::valueType< TrafficAction >,
-   &Vek::valueType< ActionFieldSet >,
-   &Vek::valueType< MatchOpVal >,
-   &Vek::valueType< MatchOpValIndex >,
-   &Vek::valueType< MatchOpValResult >,
-   &Vek::valueType< NumericalRange >,
-   &Vek::valueType< IpBitMask >,
-   &Vek::valueType< TcpBitMask >,
-   &Vek::valueType< MatchComponent >,
-   &Vek::valueType< TrafficRedirect >,
-   &Vek::valueType< FlowspecIntfSetId >,
-   &Vek::valueType< FlowspecIntfInterfaceSetConfig >,
-   &Vek::valueType< InterfaceEnableConfig >,
-   &Vek::valueType< IntfErrorKey >,
-   &Vek::valueType< CounterVersion >,
-   &Vek::valueType< UnsupportedQual >,
-};
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t* data, std::size_t size ) {
    if ( size > 0 ) {
-      check( *types[data[0] % std::size( types )], std::span( data, size ).subspan( 1 ) );
+      check( *Fuzz::valueTypes[data[0] % std::size( Fuzz::valueTypes )],
+             std::span( data, size ).subspan( 1 ) );
    }
    return 0;
 }
