@@ -61,7 +61,7 @@ Vek::String StateRoots::fault( const Mount& mount ) {
       return {};
    }
    // One that was refused tries again, and keeps the reason meanwhile.
-   const bool isWaiting = mount.error().empty() || ( mount.fd() >= 0 && !mount.refused() );
+   const bool isWaiting = mount.fd() >= 0 && !mount.refused();
    return isWaiting ? "the state database does not answer" : mount.error();
 }
 

@@ -1,6 +1,8 @@
 #include "tools/lib/LogMessage.h"
 
 #include "Flowspec/FlowspecDalb.h"
+#include "Flowspec/FlowspecPolicy.h"
+#include "Vek/TypeRegistry.h"
 
 #include <gtest/gtest.h>
 
@@ -48,6 +50,21 @@ TEST_F( LogMessageTest, AFieldIsOfTheKindThatTheMessageIsAbout ) {
    EXPECT_FALSE( decode( Config::type(), MessageKind::attribute, 259, number ) );
    EXPECT_FALSE( decode( Config::type(), MessageKind::member, 259, number ) );
    EXPECT_TRUE( decode( Config::type(), MessageKind::transaction, 259, { 1 } ) );
+}
+
+TEST_F( LogMessageTest, ASingleChildIsNoAttribute ) {
+   unsigned checked = 0;
+   for ( const Vek::Module* const module : Vek::TypeRegistry::modules() ) {
+      for ( const Vek::TypeInfo* const info : module->types() ) {
+         for ( const Vek::Field& row : info->rows ) {
+            if ( info->isEntity() && row.kind == Vek::FieldKind::child ) {
+               EXPECT_FALSE( decode( *info, MessageKind::attribute, row.id, {} ) ) << info->name;
+               ++checked;
+            }
+         }
+      }
+   }
+   EXPECT_GT( checked, 0U );
 }
 
 TEST_F( LogMessageTest, AFieldThatTheTypeDoesNotHaveIsRefused ) {
