@@ -170,7 +170,8 @@ void Mount::takeReply() {
 }
 
 String Mount::refusal( std::string_view line ) {
-   return printable( line.substr( Greeting::refused.size() ), printableReasonSize );
+   const String reason = printable( line.substr( Greeting::refused.size() ), printableReasonSize );
+   return reason.empty() ? "the state database refuses without a reason" : reason;
 }
 
 void Mount::takeOver() {

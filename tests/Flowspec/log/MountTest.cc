@@ -181,7 +181,7 @@ TEST_F( Mounts, ARefusalIsEscapedAndCut ) {
    };
    EXPECT_EQ( refusal( "refused flowspec/config is written by configd\n" ),
               "flowspec/config is written by configd" );
-   EXPECT_EQ( refusal( "refused \n" ), "" );
+   EXPECT_EQ( refusal( "refused \n" ), "the state database refuses without a reason" );
    EXPECT_EQ( refusal( "refused a\rstatedbd: \x1B[2J\n" ), "a\\x0Dstatedbd: \\x1B[2J" );
    EXPECT_EQ( refusal( "refused " + Vek::String( 1015, '\x1B' ) + "\n" ).size(), 599U );
 }
