@@ -262,10 +262,7 @@ void Mount::fail( const String& reason, std::chrono::milliseconds longestPause )
    connection_.reset();
    transport_.reset();
    greeting_.clear();
-   if ( type_ ) {
-      source_.reset();
-      stands_ = false;
-   }
+   stands_ = stands_ && !type_;
    pause_ = std::min( pause_, longestPause );
    nextTry_ = Clock::now() + pause_;
    pause_ = std::min( 2 * pause_, longestPause );
