@@ -337,6 +337,33 @@ TEST_F( Writers, HearTheReasonThoughTheDatabaseHasClosed ) {
    EXPECT_TRUE( mount.refused() );
 }
 
+TEST_F( Writers, OfMuchWaitForTheDatabaseToRead ) {
+   for ( U64 intf = 1; intf <= 100000; ++intf ) {
+      config->enabledIntfIs( Zorv::IntfId( intf ) );
+   }
+   const auto peer = greeted( mount, writeGreeting );
+   peer->send( "ok\n" );
+   Mount* const mounts[] = { &mount };
+   std::size_t size = 0;
+   for ( int turn = 0; turn < 10000 && !mount.allSent(); ++turn ) {
+      mount.process();
+      if ( mount.wantsToSend() ) {
+         EXPECT_GE( mount.fd(), 0 );
+         EXPECT_FALSE( mount.stands() );
+         size += peer->received().size();
+      }
+      Mount::wait( mounts, milliseconds( 10 ) );
+   }
+   EXPECT_TRUE( mount.stands() );
+   EXPECT_FALSE( mount.wantsToSend() );
+   size += peer->received().size();
+   EXPECT_EQ( size, encoded( { config } ).size() );
+   EXPECT_EQ( mount.error(), "not connected yet" );
+   peer->send( has( size ) );
+   mount.process();
+   EXPECT_EQ( mount.error(), "" );
+}
+
 class TakingOver : public Mounts {
 protected:
    Mount mount{ endpoint, "configd", "Flowspec::Config", root, directory };
@@ -491,6 +518,25 @@ TEST_F( Pauses, DoubleUpToASecondWhileAnotherWrites ) {
    EXPECT_THAT( of( mount, 5, [&]( Mount& ) { accepted()->send( "refused \n" ); } ),
                 ElementsAre( milliseconds( 200 ), milliseconds( 400 ), milliseconds( 800 ),
                              milliseconds( 1000 ), milliseconds( 1000 ) ) );
+}
+
+TEST_F( Pauses, AreShortAfterAConnectionThatWasGoodForLong ) {
+   Mount mount( endpoint, "show", root, directory );
+   const auto nonsenseAfter = [&]( std::chrono::seconds time ) {
+      return [this, time]( Mount& reader ) {
+         const auto peer = accepted();
+         peer->send( "ok\n" );
+         peer->send( encoded( Directory() ) );
+         reader.process();
+         EXPECT_EQ( reader.error(), "" );
+         ::sleep( static_cast< unsigned >( time.count() ) );
+         peer->send( Vek::String( 16, '\xFF' ) );
+      };
+   };
+   EXPECT_THAT( of( mount, 3, nonsenseAfter( std::chrono::seconds( 0 ) ) ),
+                ElementsAre( milliseconds( 200 ), milliseconds( 400 ), milliseconds( 800 ) ) );
+   EXPECT_THAT( of( mount, 1, nonsenseAfter( std::chrono::seconds( 6 ) ) ),
+                ElementsAre( milliseconds( 200 ) ) );
 }
 
 TEST_F( Pauses, AreShortWhereNobodyListensOnAPort ) {
