@@ -52,7 +52,7 @@ struct Input {
          rules.clear();
          for ( const FlowspecKey& key : Bench::rules( drawn ) ) {
             if ( seen.size() < count && seen.insert( key ).second ) {
-               rules.push_back( RulePtr::adopt( new Rule( key ) ) );
+               rules.push_back( Vek::make< Rule >( key ) );
             }
          }
       }

@@ -25,6 +25,11 @@ class Item : public Vek::EntityOf< Item > {
 public:
    static const Vek::TypeInfo& type();
 
+   explicit Item( ByCreate by ) : EntityOf( by ) {}
+
+protected:
+   ~Item() override = default;
+
 private:
    [[maybe_unused]] Content content_;
 };
@@ -81,7 +86,7 @@ void createEntity( benchmark::State& state ) {
 }
 
 void createCounted( benchmark::State& state ) {
-   createAndDrop( state, [] { return Vek::Ptr< Counted >::adopt( new Counted ); } );
+   createAndDrop( state, [] { return Vek::make< Counted >(); } );
 }
 
 void createShared( benchmark::State& state ) {

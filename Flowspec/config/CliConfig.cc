@@ -8,15 +8,15 @@ namespace Flowspec {
 struct CliConfig::Table {
    using T = CliConfig;
    static constexpr Vek::Field rows[] = {
-      Vek::coll< &T::enabledIntf_, &T::enabledIntfIs, &T::enabledIntfDel,
+      Vek::coll< &T::enabledIntf_, &T::enabledIntfIs, Vek::byKey( &T::enabledIntfDel ),
                  &InterfaceEnableConfig::intfId >( 258, "enabledIntf" ),
       Vek::attr< &T::counterUpdateRequestTime_, &T::counterUpdateRequestTimeIs >(
          259, "counterUpdateRequestTime" ),
       Vek::coll< &T::intfInterfaceSetConfig_, &T::intfInterfaceSetConfigIs,
-                 &T::intfInterfaceSetConfigDel, &FlowspecIntfInterfaceSetConfig::intfId >(
-         260, "intfInterfaceSetConfig" ),
-      Vek::coll< &T::sourceVrfOverride_, &T::sourceVrfOverrideIs, &T::sourceVrfOverrideDel >(
-         261, "sourceVrfOverride" ),
+                 Vek::byKey( &T::intfInterfaceSetConfigDel ),
+                 &FlowspecIntfInterfaceSetConfig::intfId >( 260, "intfInterfaceSetConfig" ),
+      Vek::coll< &T::sourceVrfOverride_, &T::sourceVrfOverrideIs,
+                 Vek::byKey( &T::sourceVrfOverrideDel ) >( 261, "sourceVrfOverride" ),
       Vek::attr< &T::interfaceSetCountLimit_, &T::interfaceSetCountLimitIs >(
          262, "interfaceSetCountLimit" ),
       Vek::attr< &T::isConfigDriven_, &T::isConfigDrivenIs >( 263, "isConfigDriven" ),
@@ -43,6 +43,11 @@ void CliConfig::enabledIntfDel( Zorv::IntfId intf ) {
    memberDel< Table, &CliConfig::enabledIntf_ >( intf );
 }
 
+CliConfig::ByIntf< InterfaceEnableConfig >::const_iterator
+CliConfig::enabledIntfDel( ByIntf< InterfaceEnableConfig >::const_iterator at ) {
+   return memberDelAt< Table, &CliConfig::enabledIntf_ >( at );
+}
+
 void CliConfig::enabledIntfDelAll() { memberDelAll< Table, &CliConfig::enabledIntf_ >(); }
 
 void CliConfig::counterUpdateRequestTimeIs( double counterUpdateRequestTime ) {
@@ -61,6 +66,12 @@ void CliConfig::intfInterfaceSetConfigDel( Zorv::IntfId intf ) {
    memberDel< Table, &CliConfig::intfInterfaceSetConfig_ >( intf );
 }
 
+CliConfig::ByIntf< FlowspecIntfInterfaceSetConfig >::const_iterator
+CliConfig::intfInterfaceSetConfigDel(
+   ByIntf< FlowspecIntfInterfaceSetConfig >::const_iterator at ) {
+   return memberDelAt< Table, &CliConfig::intfInterfaceSetConfig_ >( at );
+}
+
 void CliConfig::intfInterfaceSetConfigDelAll() {
    memberDelAll< Table, &CliConfig::intfInterfaceSetConfig_ >();
 }
@@ -75,6 +86,11 @@ void CliConfig::sourceVrfOverrideIs( Zorv::IntfId intf, const Vek::String& name 
 
 void CliConfig::sourceVrfOverrideDel( Zorv::IntfId intf ) {
    memberDel< Table, &CliConfig::sourceVrfOverride_ >( intf );
+}
+
+CliConfig::ByIntf< Vek::String >::const_iterator
+CliConfig::sourceVrfOverrideDel( ByIntf< Vek::String >::const_iterator at ) {
+   return memberDelAt< Table, &CliConfig::sourceVrfOverride_ >( at );
 }
 
 void CliConfig::sourceVrfOverrideDelAll() {

@@ -15,7 +15,7 @@ public:
 
    static const Vek::TypeInfo& type();
 
-   explicit CliConfig( const Vek::String& name ) : EntityOf( name ) {}
+   CliConfig( ByCreate by, const Vek::String& name ) : EntityOf( by, name ) {}
 
    /// The interfaces on which flow specification is enabled, with their families.
    const ByIntf< InterfaceEnableConfig >& enabledIntf() const { return enabledIntf_; }
@@ -25,6 +25,9 @@ public:
    /// value is there.
    void enabledIntfIs( const InterfaceEnableConfig& config );
    void enabledIntfDel( Zorv::IntfId intf );
+   /// Removes the member at `at` and returns the place where to go on.
+   ByIntf< InterfaceEnableConfig >::const_iterator
+   enabledIntfDel( ByIntf< InterfaceEnableConfig >::const_iterator at );
    void enabledIntfDelAll();
 
    /// When counters were last asked for; answered in the status. Seconds since the Unix epoch.
@@ -38,6 +41,9 @@ public:
    FlowspecIntfInterfaceSetConfig intfInterfaceSetConfig( Zorv::IntfId intf ) const;
    void intfInterfaceSetConfigIs( const FlowspecIntfInterfaceSetConfig& config );
    void intfInterfaceSetConfigDel( Zorv::IntfId intf );
+   /// Removes the member at `at` and returns the place where to go on.
+   ByIntf< FlowspecIntfInterfaceSetConfig >::const_iterator
+   intfInterfaceSetConfigDel( ByIntf< FlowspecIntfInterfaceSetConfig >::const_iterator at );
    void intfInterfaceSetConfigDelAll();
 
    /// The name of the VRF in which an interface's traffic is matched.
@@ -45,6 +51,9 @@ public:
    Vek::String sourceVrfOverride( Zorv::IntfId intf ) const;
    void sourceVrfOverrideIs( Zorv::IntfId intf, const Vek::String& name );
    void sourceVrfOverrideDel( Zorv::IntfId intf );
+   /// Removes the member at `at` and returns the place where to go on.
+   ByIntf< Vek::String >::const_iterator
+   sourceVrfOverrideDel( ByIntf< Vek::String >::const_iterator at );
    void sourceVrfOverrideDelAll();
 
    /// Limit on interface sets; consumers decide what 0 means.

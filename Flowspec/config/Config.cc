@@ -8,8 +8,9 @@ namespace Flowspec {
 struct Config::Table {
    using T = Config;
    static constexpr Vek::Field rows[] = {
-      Vek::coll< &T::enabledIntf_, &T::enabledIntfIs, &T::enabledIntfDel >( 258, "enabledIntf" ),
-      Vek::children< &T::vrfRuleConfig_, &T::vrfRuleConfigIs, &T::vrfRuleConfigDel >(
+      Vek::coll< &T::enabledIntf_, &T::enabledIntfIs, Vek::byKey( &T::enabledIntfDel ) >(
+         258, "enabledIntf" ),
+      Vek::children< &T::vrfRuleConfig_, &T::vrfRuleConfigIs, Vek::byKey( &T::vrfRuleConfigDel ) >(
          259, "vrfRuleConfig", "Flowspec::VrfRuleConfig" ),
       Vek::attr< &T::twoColorCounterEnabled_, &T::twoColorCounterEnabledIs >(
          260, "twoColorCounterEnabled" ),
@@ -35,6 +36,10 @@ void Config::enabledIntfDel( Zorv::IntfId intf ) {
    memberDel< Table, &Config::enabledIntf_ >( intf );
 }
 
+Config::Intfs::const_iterator Config::enabledIntfDel( Intfs::const_iterator at ) {
+   return memberDelAt< Table, &Config::enabledIntf_ >( at );
+}
+
 void Config::enabledIntfDelAll() { memberDelAll< Table, &Config::enabledIntf_ >(); }
 
 Vek::Ptr< VrfRuleConfig > Config::vrfRuleConfig( Vrf::VrfIdMap::VrfId vrfId ) const {
@@ -47,6 +52,11 @@ Vek::Ptr< VrfRuleConfig > Config::vrfRuleConfigIs( Vrf::VrfIdMap::VrfId vrfId ) 
 
 void Config::vrfRuleConfigDel( Vrf::VrfIdMap::VrfId vrfId ) {
    childDel< Table, &Config::vrfRuleConfig_ >( vrfId );
+}
+
+Config::VrfRuleConfigs::const_iterator
+Config::vrfRuleConfigDel( VrfRuleConfigs::const_iterator at ) {
+   return childDelAt< Table, &Config::vrfRuleConfig_ >( at );
 }
 
 void Config::vrfRuleConfigDelAll() { childDelAll< Table, &Config::vrfRuleConfig_ >(); }

@@ -9,6 +9,7 @@ namespace Flowspec {
 /// The global rule configuration: a root entity, created by its name.
 class OSK_EXPORT Config : public Vek::EntityOf< Config, Vek::NamedEntity > {
 public:
+   using Intfs = Vek::HashSet< Zorv::IntfId >;
    using VrfRuleConfigs = Vek::HashMap< Vrf::VrfIdMap::VrfId, Vek::Ptr< VrfRuleConfig > >;
 
    static const Vek::TypeInfo& type();
@@ -17,12 +18,14 @@ public:
    static constexpr U16 minInterfaceSetId() { return Flowspec::minInterfaceSetId; }
    static constexpr U16 maxInterfaceSetId() { return Flowspec::maxInterfaceSetId; }
 
-   explicit Config( const Vek::String& name ) : EntityOf( name ) {}
+   Config( ByCreate by, const Vek::String& name ) : EntityOf( by, name ) {}
 
    /// The interfaces on which flow-specification filtering is enabled.
-   const Vek::HashSet< Zorv::IntfId >& enabledIntf() const { return enabledIntf_; }
+   const Intfs& enabledIntf() const { return enabledIntf_; }
    void enabledIntfIs( Zorv::IntfId intf );
    void enabledIntfDel( Zorv::IntfId intf );
+   /// Removes the member at `at` and returns the place where to go on.
+   Intfs::const_iterator enabledIntfDel( Intfs::const_iterator at );
    void enabledIntfDelAll();
 
    const VrfRuleConfigs& vrfRuleConfig() const { return vrfRuleConfig_; }
@@ -31,6 +34,8 @@ public:
    /// The rules of a VRF; created, empty, when there are none.
    Vek::Ptr< VrfRuleConfig > vrfRuleConfigIs( Vrf::VrfIdMap::VrfId vrfId );
    void vrfRuleConfigDel( Vrf::VrfIdMap::VrfId vrfId );
+   /// Removes the member at `at` and returns the place where to go on.
+   VrfRuleConfigs::const_iterator vrfRuleConfigDel( VrfRuleConfigs::const_iterator at );
    void vrfRuleConfigDelAll();
 
    bool twoColorCounterEnabled() const { return twoColorCounterEnabled_; }
@@ -45,7 +50,7 @@ protected:
    ~Config() override = default;
 
 private:
-   Vek::HashSet< Zorv::IntfId > enabledIntf_;
+   Intfs enabledIntf_;
    VrfRuleConfigs vrfRuleConfig_;
    bool twoColorCounterEnabled_ = false;
 };

@@ -12,7 +12,8 @@ class OSK_EXPORT InfeasibleRule : public Vek::EntityOf< InfeasibleRule > {
 public:
    static const Vek::TypeInfo& type();
 
-   explicit InfeasibleRule( const FlowspecKey& ruleKey ) : ruleKey_( ruleKey ) {}
+   InfeasibleRule( ByCreate by, const FlowspecKey& ruleKey )
+      : EntityOf( by ), ruleKey_( ruleKey ) {}
 
    const FlowspecKey& ruleKey() const { return ruleKey_; }
 

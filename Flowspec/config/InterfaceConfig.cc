@@ -18,7 +18,8 @@ struct FlowspecIntfInterfaceSetConfig::Table {
    using T = FlowspecIntfInterfaceSetConfig;
    static constexpr Vek::Field rows[] = {
       Vek::key< &T::intfId_ >( 2, "intfId" ),
-      Vek::coll< &T::interfaceSet_, &T::interfaceSetIs, &T::interfaceSetDel >( 3, "interfaceSet" ),
+      Vek::coll< &T::interfaceSet_, &T::interfaceSetIs, Vek::byKey( &T::interfaceSetDel ) >(
+         3, "interfaceSet" ),
       Vek::operation< &T::interfaceSetStrep >( 4, "interfaceSetStrep" ),
    };
    static_assert( Vek::idsAscend( rows ) );

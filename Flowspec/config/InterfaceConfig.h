@@ -59,6 +59,10 @@ public:
    const InterfaceSet& interfaceSet() const { return interfaceSet_; }
    void interfaceSetIs( FlowspecIntfSetId id );
    void interfaceSetDel( FlowspecIntfSetId id );
+   /// Removes the member at `at` and returns the place where to go on.
+   InterfaceSet::const_iterator interfaceSetDel( InterfaceSet::const_iterator at ) {
+      return interfaceSet_.erase( at );
+   }
    void interfaceSetDelAll();
    bool interfaceSetHas( FlowspecIntfSetId id ) const;
 

@@ -12,10 +12,11 @@ struct MatchComponent::Table {
    static constexpr Vek::Field rows[] = {
       Vek::key< &T::compType_ >( 2, "compType" ),
       Vek::attr< &T::prefix_, &T::prefixIs >( 3, "prefix" ),
-      Vek::coll< &T::numericalRange, &T::numericalRangeIs, &T::numericalRangeDel >(
+      Vek::coll< &T::numericalRange, &T::numericalRangeIs, Vek::byKey( &T::numericalRangeDel ) >(
          4, "numericalRange" ),
-      Vek::coll< &T::ipBitMask, &T::ipBitMaskIs, &T::ipBitMaskDel >( 5, "ipBitMask" ),
-      Vek::coll< &T::tcpBitMask, &T::tcpBitMaskIs, &T::tcpBitMaskDel >( 6, "tcpBitMask" ),
+      Vek::coll< &T::ipBitMask, &T::ipBitMaskIs, Vek::byKey( &T::ipBitMaskDel ) >( 5, "ipBitMask" ),
+      Vek::coll< &T::tcpBitMask, &T::tcpBitMaskIs, Vek::byKey( &T::tcpBitMaskDel ) >(
+         6, "tcpBitMask" ),
       Vek::operation< &T::matchTypePrefix >( 7, "matchTypePrefix" ),
       Vek::operation< &T::matchTypeNumericalRange >( 8, "matchTypeNumericalRange" ),
       Vek::operation< &T::matchTypeBitMask >( 9, "matchTypeBitMask" ),
@@ -38,12 +39,24 @@ void MatchComponent::numericalRangeIs( const NumericalRange& range ) {
 void MatchComponent::numericalRangeDel( const NumericalRange& range ) {
    numericalRange_.edit().erase( range );
 }
+MatchComponent::Members< NumericalRange >::const_iterator
+MatchComponent::numericalRangeDel( Members< NumericalRange >::const_iterator at ) {
+   return numericalRange_.edit().erase( at );
+}
 void MatchComponent::numericalRangeDelAll() { numericalRange_.reset(); }
 void MatchComponent::ipBitMaskIs( const IpBitMask& mask ) { ipBitMask_.edit().insert( mask ); }
 void MatchComponent::ipBitMaskDel( const IpBitMask& mask ) { ipBitMask_.edit().erase( mask ); }
+MatchComponent::Members< IpBitMask >::const_iterator
+MatchComponent::ipBitMaskDel( Members< IpBitMask >::const_iterator at ) {
+   return ipBitMask_.edit().erase( at );
+}
 void MatchComponent::ipBitMaskDelAll() { ipBitMask_.reset(); }
 void MatchComponent::tcpBitMaskIs( const TcpBitMask& mask ) { tcpBitMask_.edit().insert( mask ); }
 void MatchComponent::tcpBitMaskDel( const TcpBitMask& mask ) { tcpBitMask_.edit().erase( mask ); }
+MatchComponent::Members< TcpBitMask >::const_iterator
+MatchComponent::tcpBitMaskDel( Members< TcpBitMask >::const_iterator at ) {
+   return tcpBitMask_.edit().erase( at );
+}
 void MatchComponent::tcpBitMaskDelAll() { tcpBitMask_.reset(); }
 
 bool MatchComponent::matchTypePrefix() const {

@@ -16,6 +16,8 @@ namespace Flowspec {
 class OSK_EXPORT MatchComponent {
 public:
    static constexpr std::string_view typeName = "Flowspec::MatchComponent";
+   template < typename Member >
+   using Members = Vek::HashSet< Member >;
 
    /// An empty component of type `invalid`.
    MatchComponent() = default;
@@ -33,19 +35,23 @@ public:
    const Zorv::IpGenPrefix& prefix() const { return prefix_; }
    void prefixIs( const Zorv::IpGenPrefix& prefix ) { prefix_ = prefix; }
 
-   const Vek::HashSet< NumericalRange >& numericalRange() const { return numericalRange_.get(); }
+   const Members< NumericalRange >& numericalRange() const { return numericalRange_.get(); }
    void numericalRangeIs( const NumericalRange& range );
    void numericalRangeDel( const NumericalRange& range );
+   Members< NumericalRange >::const_iterator
+   numericalRangeDel( Members< NumericalRange >::const_iterator at );
    void numericalRangeDelAll();
 
-   const Vek::HashSet< IpBitMask >& ipBitMask() const { return ipBitMask_.get(); }
+   const Members< IpBitMask >& ipBitMask() const { return ipBitMask_.get(); }
    void ipBitMaskIs( const IpBitMask& mask );
    void ipBitMaskDel( const IpBitMask& mask );
+   Members< IpBitMask >::const_iterator ipBitMaskDel( Members< IpBitMask >::const_iterator at );
    void ipBitMaskDelAll();
 
-   const Vek::HashSet< TcpBitMask >& tcpBitMask() const { return tcpBitMask_.get(); }
+   const Members< TcpBitMask >& tcpBitMask() const { return tcpBitMask_.get(); }
    void tcpBitMaskIs( const TcpBitMask& mask );
    void tcpBitMaskDel( const TcpBitMask& mask );
+   Members< TcpBitMask >::const_iterator tcpBitMaskDel( Members< TcpBitMask >::const_iterator at );
    void tcpBitMaskDelAll();
 
    /// Whether the type is `destPrefix` or `srcPrefix`.
@@ -74,9 +80,9 @@ private:
 
    MatchCompType compType_ = invalid;
    Zorv::IpGenPrefix prefix_;
-   Vek::OnDemand< Vek::HashSet< NumericalRange > > numericalRange_;
-   Vek::OnDemand< Vek::HashSet< IpBitMask > > ipBitMask_;
-   Vek::OnDemand< Vek::HashSet< TcpBitMask > > tcpBitMask_;
+   Vek::OnDemand< Members< NumericalRange > > numericalRange_;
+   Vek::OnDemand< Members< IpBitMask > > ipBitMask_;
+   Vek::OnDemand< Members< TcpBitMask > > tcpBitMask_;
 };
 
 // In the attribute log: the type as U32, the prefix, and the three sets, each a U32 count and its

@@ -11,8 +11,8 @@ struct RuleConfig::Table {
    static constexpr Vek::Field rows[] = {
       Vek::key< &T::ruleKey_ >( 258, "ruleKey" ),
       Vek::attr< &T::ruleId_, &T::ruleIdIs >( 259, "ruleId" ),
-      Vek::coll< &T::matchSet_, &T::matchSetIs, &T::matchSetDel, &MatchComponent::compType >(
-         260, "matchSet" ),
+      Vek::coll< &T::matchSet_, &T::matchSetIs, Vek::byKey( &T::matchSetDel ),
+                 &MatchComponent::compType >( 260, "matchSet" ),
       Vek::attr< &T::actionFieldSet_, &T::actionFieldSetIs >( 261, "actionFieldSet" ),
       Vek::attr< &T::trafficAction_, &T::trafficActionIs >( 262, "trafficAction" ),
       Vek::attr< &T::trafficRedirect_, &T::trafficRedirectIs >( 263, "trafficRedirect" ),
@@ -66,6 +66,10 @@ void RuleConfig::matchSetIs( const MatchComponent& component ) {
 
 void RuleConfig::matchSetDel( MatchCompType compType ) {
    memberDel< Table, &RuleConfig::matchSet_ >( compType );
+}
+
+RuleConfig::MatchSet::const_iterator RuleConfig::matchSetDel( MatchSet::const_iterator at ) {
+   return memberDelAt< Table, &RuleConfig::matchSet_ >( at );
 }
 
 void RuleConfig::matchSetDelAll() { memberDelAll< Table, &RuleConfig::matchSet_ >(); }

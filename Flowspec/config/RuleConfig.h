@@ -20,7 +20,7 @@ public:
 
    static const Vek::TypeInfo& type();
 
-   explicit RuleConfig( const FlowspecKey& ruleKey ) : ruleKey_( ruleKey ) {}
+   RuleConfig( ByCreate by, const FlowspecKey& ruleKey ) : EntityOf( by ), ruleKey_( ruleKey ) {}
 
    const FlowspecKey& ruleKey() const { return ruleKey_; }
 
@@ -37,6 +37,8 @@ public:
    /// Stores the component under its own type; publishes nothing when an equal one is stored.
    void matchSetIs( const MatchComponent& component );
    void matchSetDel( MatchCompType compType );
+   /// Removes the member at `at` and returns the place where to go on.
+   MatchSet::const_iterator matchSetDel( MatchSet::const_iterator at );
    void matchSetDelAll();
 
    /// Which of the action attributes are in force.

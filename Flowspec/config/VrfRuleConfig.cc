@@ -5,21 +5,15 @@
 
 namespace Flowspec {
 
-namespace {
-
-using Key = const FlowspecKey&;
-
-} // namespace
-
 struct VrfRuleConfig::Table {
    using T = VrfRuleConfig;
    static constexpr Vek::Field rows[] = {
       Vek::key< &T::vrfId_ >( 258, "vrfId" ).as( "Vrf::VrfIdMap::VrfId" ),
-      Vek::children< &T::rule_, &T::ruleIs, static_cast< void ( T::* )( Key ) >( &T::ruleDel ) >(
-         259, "rule", "Flowspec::RuleConfig" ),
+      Vek::children< &T::rule_, &T::ruleIs, Vek::byKey( &T::ruleDel ) >( 259, "rule",
+                                                                         "Flowspec::RuleConfig" ),
       Vek::children< &T::infeasibleRule_, &T::infeasibleRuleIs,
-                     static_cast< void ( T::* )( Key ) >( &T::infeasibleRuleDel ) >(
-         260, "infeasibleRule", "Flowspec::InfeasibleRule" ),
+                     Vek::byKey( &T::infeasibleRuleDel ) >( 260, "infeasibleRule",
+                                                            "Flowspec::InfeasibleRule" ),
       Vek::operation< &T::dumpState >( 261, "dumpState", "context", "indent" ),
    };
    static_assert( Vek::idsAscend( rows ) );

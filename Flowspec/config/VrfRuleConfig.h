@@ -24,7 +24,7 @@ public:
 
    static const Vek::TypeInfo& type();
 
-   explicit VrfRuleConfig( Vrf::VrfIdMap::VrfId vrfId ) : vrfId_( vrfId ) {}
+   VrfRuleConfig( ByCreate by, Vrf::VrfIdMap::VrfId vrfId ) : EntityOf( by ), vrfId_( vrfId ) {}
 
    Vrf::VrfIdMap::VrfId vrfId() const { return vrfId_; }
 
@@ -34,7 +34,10 @@ public:
    /// The rule with a key; created, with its attributes at their defaults, when there is none.
    Vek::Ptr< RuleConfig > ruleIs( const FlowspecKey& key );
    void ruleDel( const FlowspecKey& key );
-   /// Removes the rule at `at` and returns the one behind it.
+   /// Removes the rule at `at` and returns the one after it, as every `...Del` by iterator does: in
+   /// a loop that deletes, `at = vrf->ruleDel( at )` takes the place of `++at`. All other iterators
+   /// are invalid then; one that is used ends the process with the assertion "version ==
+   /// collection.version()".
    Rules::const_iterator ruleDel( Rules::const_iterator at );
    void ruleDelAll();
 
@@ -45,7 +48,7 @@ public:
    /// the rules.
    Vek::Ptr< InfeasibleRule > infeasibleRuleIs( const FlowspecKey& key );
    void infeasibleRuleDel( const FlowspecKey& key );
-   /// Removes the infeasible rule at `at` and returns the one behind it.
+   /// Removes the infeasible rule at `at` and returns the one after it.
    InfeasibleRules::const_iterator infeasibleRuleDel( InfeasibleRules::const_iterator at );
    void infeasibleRuleDelAll();
 

@@ -2,6 +2,7 @@
 
 #include "Classification/StructuredFilter.h"
 #include "Flowspec/vocab/TraceHandle.h"
+#include "Osk/Assert.h"
 
 #include <algorithm>
 #include <vector>
@@ -87,6 +88,7 @@ MatchOpValIndex addNumericRange( FlowspecKey& key, MatchOpValIndex index, MatchC
 }
 
 void FlowspecKey::copyInStructuredFilter( const FilterPtr& filter ) {
+   OSK_ASSERT( filter, "filter != nullptr" );
    destPrefixIs( {} );
    srcPrefixIs( {} );
    matchOpValDelAll();
@@ -120,6 +122,7 @@ void FlowspecKey::copyInStructuredFilter( const FilterPtr& filter ) {
 
 MatchOpValIndex FlowspecKey::copyInStructuredFilterProto( const FilterPtr& filter,
                                                           MatchOpValIndex index ) {
+   OSK_ASSERT( filter, "filter != nullptr" );
    Ranges ranges;
    for ( const auto& [protocols, field] : filter->proto ) {
       ranges.push_back( protocols );
@@ -129,18 +132,21 @@ MatchOpValIndex FlowspecKey::copyInStructuredFilterProto( const FilterPtr& filte
 
 MatchOpValIndex FlowspecKey::copyInStructuredFilterDestPort( const FilterPtr& filter,
                                                              MatchOpValIndex index ) {
+   OSK_ASSERT( filter, "filter != nullptr" );
    return addRanges( *this, index, { destPort, false, __func__, " Dest ports: " },
                      ports( *filter, &PortField::dport ) );
 }
 
 MatchOpValIndex FlowspecKey::copyInStructuredFilterSourcePort( const FilterPtr& filter,
                                                                MatchOpValIndex index ) {
+   OSK_ASSERT( filter, "filter != nullptr" );
    return addRanges( *this, index, { srcPort, false, __func__, " Source ports: " },
                      ports( *filter, &PortField::sport ) );
 }
 
 MatchOpValIndex FlowspecKey::copyInStructuredFilterIcmpType( const FilterPtr& filter,
                                                              MatchOpValIndex index ) {
+   OSK_ASSERT( filter, "filter != nullptr" );
    Ranges ranges;
    for ( const auto& [protocols, field] : filter->proto ) {
       for ( const auto& [types, codes] : field.icmpType ) {
@@ -153,6 +159,7 @@ MatchOpValIndex FlowspecKey::copyInStructuredFilterIcmpType( const FilterPtr& fi
 
 MatchOpValIndex FlowspecKey::copyInStructuredFilterIcmpCode( const FilterPtr& filter,
                                                              MatchOpValIndex index ) {
+   OSK_ASSERT( filter, "filter != nullptr" );
    Ranges ranges;
    for ( const auto& [protocols, field] : filter->proto ) {
       for ( const auto& [types, codes] : field.icmpType ) {
@@ -165,6 +172,7 @@ MatchOpValIndex FlowspecKey::copyInStructuredFilterIcmpCode( const FilterPtr& fi
 
 MatchOpValIndex FlowspecKey::copyInStructuredFilterTcpFlags( const FilterPtr& filter,
                                                              MatchOpValIndex index ) {
+   OSK_ASSERT( filter, "filter != nullptr" );
    std::vector< TcpFlagAndMask > tests;
    for ( const auto& [protocols, field] : filter->proto ) {
       tests.insert( tests.end(), field.tcpFlagAndMask.begin(), field.tcpFlagAndMask.end() );
@@ -193,12 +201,14 @@ MatchOpValIndex FlowspecKey::copyInStructuredFilterTcpFlags( const FilterPtr& fi
 
 MatchOpValIndex FlowspecKey::copyInStructuredFilterPacketLength( const FilterPtr& filter,
                                                                  MatchOpValIndex index ) {
+   OSK_ASSERT( filter, "filter != nullptr" );
    return addRanges( *this, index, { packetLength, false, __func__, " Lengths: " },
                      Ranges( filter->length.begin(), filter->length.end() ) );
 }
 
 MatchOpValIndex FlowspecKey::copyInStructuredFilterDscp( const FilterPtr& filter,
                                                          MatchOpValIndex index ) {
+   OSK_ASSERT( filter, "filter != nullptr" );
    return addRanges( *this, index, { dscp, true, __func__, " DSCP: " },
                      Ranges( filter->dscp.begin(), filter->dscp.end() ) );
 }

@@ -22,14 +22,15 @@ public:
       bool operator==( const Member& ) const = default;
    };
 
-   /// Iterates in the order of the indices. Invalidated by every change of the collection.
+   /// Iterates in the order of the indices. After a change it goes on at the same position; where
+   /// no word is, `Vek::VectorRangeException`.
    class const_iterator {
    public:
       using value_type = Member;
       using difference_type = std::ptrdiff_t;
 
       const_iterator() = default;
-      explicit const_iterator( const U64* at ) : at_( at ) {}
+      explicit const_iterator( Vek::SmallVector< U64, 8 >::const_iterator at ) : at_( at ) {}
       Member operator*() const { return unpacked( *at_ ); }
       const_iterator& operator++() {
          ++at_;
@@ -39,7 +40,7 @@ public:
       bool operator==( const const_iterator& ) const = default;
 
    private:
-      const U64* at_ = nullptr;
+      Vek::SmallVector< U64, 8 >::const_iterator at_;
    };
 
    /// Whether the words stand in the collection itself; its bytes are then those of its equals.

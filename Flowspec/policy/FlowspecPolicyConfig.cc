@@ -15,15 +15,15 @@ struct FlowspecPolicyActionContainer::Table {
    using T = FlowspecPolicyActionContainer;
    // Reflection creates no members: an action wants constructor arguments beyond its key.
    static constexpr Vek::Field rows[] = {
-      Vek::children< &T::dropAction_, nullptr, &T::dropActionDel >( 258, "dropAction",
-                                                                    "PolicyMap::DropAction" ),
-      Vek::children< &T::policeAction_, nullptr, &T::policeActionDel >( 259, "policeAction",
-                                                                        "PolicyMap::PoliceAction" ),
-      Vek::children< &T::setDscpAction_, nullptr, &T::setDscpActionDel >(
+      Vek::children< &T::dropAction_, nullptr, Vek::byKey( &T::dropActionDel ) >(
+         258, "dropAction", "PolicyMap::DropAction" ),
+      Vek::children< &T::policeAction_, nullptr, Vek::byKey( &T::policeActionDel ) >(
+         259, "policeAction", "PolicyMap::PoliceAction" ),
+      Vek::children< &T::setDscpAction_, nullptr, Vek::byKey( &T::setDscpActionDel ) >(
          260, "setDscpAction", "PolicyMap::SetDscpAction" ),
-      Vek::children< &T::setNexthopAction_, nullptr, &T::setNexthopActionDel >(
+      Vek::children< &T::setNexthopAction_, nullptr, Vek::byKey( &T::setNexthopActionDel ) >(
          261, "setNexthopAction", "PolicyMap::NexthopAction" ),
-      Vek::children< &T::redirectVrfRtAction_, nullptr, &T::redirectVrfRtActionDel >(
+      Vek::children< &T::redirectVrfRtAction_, nullptr, Vek::byKey( &T::redirectVrfRtActionDel ) >(
          262, "redirectVrfRtAction", "Flowspec::FlowspecRedirectVrfRtAction" ),
    };
    static_assert( Vek::idsAscend( rows ) );
@@ -99,6 +99,11 @@ void Container::dropActionDel( Osk::UniqueId id ) {
    childDel< Table, &Container::dropAction_ >( id );
 }
 
+Container::Actions< PolicyMap::DropAction >::const_iterator
+Container::dropActionDel( Actions< PolicyMap::DropAction >::const_iterator at ) {
+   return childDelAt< Table, &Container::dropAction_ >( at );
+}
+
 void Container::dropActionDelAll() { childDelAll< Table, &Container::dropAction_ >(); }
 
 Vek::Ptr< PoliceAction > Container::policeAction( Osk::UniqueId id ) const {
@@ -113,6 +118,11 @@ Vek::Ptr< PoliceAction > Container::policeActionIs( const Vek::String& name, Osk
 
 void Container::policeActionDel( Osk::UniqueId id ) {
    childDel< Table, &Container::policeAction_ >( id );
+}
+
+Container::Actions< PolicyMap::PoliceAction >::const_iterator
+Container::policeActionDel( Actions< PolicyMap::PoliceAction >::const_iterator at ) {
+   return childDelAt< Table, &Container::policeAction_ >( at );
 }
 
 void Container::policeActionDelAll() { childDelAll< Table, &Container::policeAction_ >(); }
@@ -130,6 +140,11 @@ void Container::setDscpActionDel( Osk::UniqueId id ) {
    childDel< Table, &Container::setDscpAction_ >( id );
 }
 
+Container::Actions< PolicyMap::SetDscpAction >::const_iterator
+Container::setDscpActionDel( Actions< PolicyMap::SetDscpAction >::const_iterator at ) {
+   return childDelAt< Table, &Container::setDscpAction_ >( at );
+}
+
 void Container::setDscpActionDelAll() { childDelAll< Table, &Container::setDscpAction_ >(); }
 
 Vek::Ptr< NexthopAction > Container::setNexthopAction( Osk::UniqueId id ) const {
@@ -143,6 +158,11 @@ Vek::Ptr< NexthopAction > Container::setNexthopActionIs( const Vek::String& name
 
 void Container::setNexthopActionDel( Osk::UniqueId id ) {
    childDel< Table, &Container::setNexthopAction_ >( id );
+}
+
+Container::Actions< PolicyMap::NexthopAction >::const_iterator
+Container::setNexthopActionDel( Actions< PolicyMap::NexthopAction >::const_iterator at ) {
+   return childDelAt< Table, &Container::setNexthopAction_ >( at );
 }
 
 void Container::setNexthopActionDelAll() { childDelAll< Table, &Container::setNexthopAction_ >(); }
@@ -161,11 +181,17 @@ void Container::redirectVrfRtActionDel( Osk::UniqueId id ) {
    childDel< Table, &Container::redirectVrfRtAction_ >( id );
 }
 
+Container::Actions< FlowspecRedirectVrfRtAction >::const_iterator
+Container::redirectVrfRtActionDel( Actions< FlowspecRedirectVrfRtAction >::const_iterator at ) {
+   return childDelAt< Table, &Container::redirectVrfRtAction_ >( at );
+}
+
 void Container::redirectVrfRtActionDelAll() {
    childDelAll< Table, &Container::redirectVrfRtAction_ >();
 }
 
-FlowspecPolicyConfig::FlowspecPolicyConfig( const Vek::String& name ) : EntityOf( name ) {
+FlowspecPolicyConfig::FlowspecPolicyConfig( ByCreate by, const Vek::String& name )
+   : EntityOf( by, name ) {
    cmapTypeIs( "FlowspecPolicy" );
    pmapTypeIs( "FlowspecPolicy", mapTypeNumber );
    actionsIs( "FlowspecPolicy" );

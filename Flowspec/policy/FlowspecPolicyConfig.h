@@ -12,8 +12,8 @@ public:
    static const Vek::TypeInfo& type();
    static constexpr U32 actionTypeNumber = 37;
 
-   FlowspecRedirectVrfRtAction( const Vek::String& name, Osk::UniqueId id, U64 vrfRt )
-      : EntityOf( name, id, actionTypeNumber ), vrfRt_( vrfRt ) {}
+   FlowspecRedirectVrfRtAction( ByCreate by, const Vek::String& name, Osk::UniqueId id, U64 vrfRt )
+      : EntityOf( by, name, id, actionTypeNumber ), vrfRt_( vrfRt ) {}
 
    /// The route target, as its 8 bytes in network order.
    U64 vrfRt() const { return vrfRt_; }
@@ -22,6 +22,9 @@ public:
    bool equalTo( const PolicyMap::Action& other ) const override;
 
    struct OSK_HIDDEN Table;
+
+protected:
+   ~FlowspecRedirectVrfRtAction() override = default;
 
 private:
    U64 vrfRt_;
@@ -40,12 +43,15 @@ public:
 
    static const Vek::TypeInfo& type();
 
-   explicit FlowspecPolicyActionContainer( const Vek::String& name ) : EntityOf( name ) {}
+   FlowspecPolicyActionContainer( ByCreate by, const Vek::String& name ) : EntityOf( by, name ) {}
 
    const Actions< PolicyMap::DropAction >& dropAction() const { return dropAction_; }
    Vek::Ptr< PolicyMap::DropAction > dropAction( Osk::UniqueId id ) const;
    Vek::Ptr< PolicyMap::DropAction > dropActionIs( const Vek::String& name, Osk::UniqueId id );
    void dropActionDel( Osk::UniqueId id );
+   /// Removes the member at `at` and returns the place where to go on.
+   Actions< PolicyMap::DropAction >::const_iterator
+   dropActionDel( Actions< PolicyMap::DropAction >::const_iterator at );
    void dropActionDelAll();
 
    const Actions< PolicyMap::PoliceAction >& policeAction() const { return policeAction_; }
@@ -54,6 +60,9 @@ public:
                                                        PolicyMap::PoliceRate rate,
                                                        PolicyMap::PoliceBurstSize burstSize );
    void policeActionDel( Osk::UniqueId id );
+   /// Removes the member at `at` and returns the place where to go on.
+   Actions< PolicyMap::PoliceAction >::const_iterator
+   policeActionDel( Actions< PolicyMap::PoliceAction >::const_iterator at );
    void policeActionDelAll();
 
    const Actions< PolicyMap::SetDscpAction >& setDscpAction() const { return setDscpAction_; }
@@ -61,6 +70,9 @@ public:
    Vek::Ptr< PolicyMap::SetDscpAction > setDscpActionIs( const Vek::String& name, Osk::UniqueId id,
                                                          PolicyMap::Dscp dscp );
    void setDscpActionDel( Osk::UniqueId id );
+   /// Removes the member at `at` and returns the place where to go on.
+   Actions< PolicyMap::SetDscpAction >::const_iterator
+   setDscpActionDel( Actions< PolicyMap::SetDscpAction >::const_iterator at );
    void setDscpActionDelAll();
 
    const Actions< PolicyMap::NexthopAction >& setNexthopAction() const { return setNexthopAction_; }
@@ -68,6 +80,9 @@ public:
    Vek::Ptr< PolicyMap::NexthopAction > setNexthopActionIs( const Vek::String& name,
                                                             Osk::UniqueId id );
    void setNexthopActionDel( Osk::UniqueId id );
+   /// Removes the member at `at` and returns the place where to go on.
+   Actions< PolicyMap::NexthopAction >::const_iterator
+   setNexthopActionDel( Actions< PolicyMap::NexthopAction >::const_iterator at );
    void setNexthopActionDelAll();
 
    const Actions< FlowspecRedirectVrfRtAction >& redirectVrfRtAction() const {
@@ -77,9 +92,15 @@ public:
    Vek::Ptr< FlowspecRedirectVrfRtAction > redirectVrfRtActionIs( const Vek::String& name,
                                                                   Osk::UniqueId id, U64 vrfRt );
    void redirectVrfRtActionDel( Osk::UniqueId id );
+   /// Removes the member at `at` and returns the place where to go on.
+   Actions< FlowspecRedirectVrfRtAction >::const_iterator
+   redirectVrfRtActionDel( Actions< FlowspecRedirectVrfRtAction >::const_iterator at );
    void redirectVrfRtActionDelAll();
 
    struct OSK_HIDDEN Table;
+
+protected:
+   ~FlowspecPolicyActionContainer() override = default;
 
 private:
    template < auto Member, typename Action, typename... Arguments >
@@ -100,7 +121,7 @@ public:
    static const Vek::TypeInfo& type();
    static constexpr U32 mapTypeNumber = 3;
 
-   explicit FlowspecPolicyConfig( const Vek::String& name );
+   FlowspecPolicyConfig( ByCreate by, const Vek::String& name );
 
    /// The container, or null after `actionsDel`.
    const Vek::Ptr< FlowspecPolicyActionContainer >& actions() const { return actions_; }
@@ -109,6 +130,9 @@ public:
    void actionsDel();
 
    struct OSK_HIDDEN Table;
+
+protected:
+   ~FlowspecPolicyConfig() override = default;
 
 private:
    Vek::Ptr< FlowspecPolicyActionContainer > actions_;

@@ -18,7 +18,7 @@ struct CounterVersion::Table {
 struct Counter::Table {
    using T = Counter;
    static constexpr Vek::Field rows[] = {
-      Vek::coll< &T::snapshot_, &T::snapshotIs, &T::snapshotDel >( 258, "snapshot" ),
+      Vek::coll< &T::snapshot_, &T::snapshotIs, Vek::byKey( &T::snapshotDel ) >( 258, "snapshot" ),
       Vek::attr< &T::timestamp_, &T::timestampIs >( 259, "timestamp" ),
    };
    static_assert( Vek::idsAscend( rows ) );
@@ -47,6 +47,10 @@ void Counter::snapshotIs( const FlowspecKey& key, const CounterVersion& snapshot
 
 void Counter::snapshotDel( const FlowspecKey& key ) {
    memberDel< Table, &Counter::snapshot_ >( key );
+}
+
+Counter::Snapshots::const_iterator Counter::snapshotDel( Snapshots::const_iterator at ) {
+   return memberDelAt< Table, &Counter::snapshot_ >( at );
 }
 
 void Counter::snapshotDelAll() { memberDelAll< Table, &Counter::snapshot_ >(); }

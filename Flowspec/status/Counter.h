@@ -46,7 +46,7 @@ public:
 
    static const Vek::TypeInfo& type();
 
-   explicit Counter( const Vek::String& name ) : EntityOf( name ) {}
+   Counter( ByCreate by, const Vek::String& name ) : EntityOf( by, name ) {}
 
    /// By the whole rule key, in no order.
    const Snapshots& snapshot() const { return snapshot_; }
@@ -56,6 +56,8 @@ public:
    /// or allocated.
    void snapshotIs( const FlowspecKey& key, const CounterVersion& snapshot );
    void snapshotDel( const FlowspecKey& key );
+   /// Removes the member at `at` and returns the place where to go on.
+   Snapshots::const_iterator snapshotDel( Snapshots::const_iterator at );
    void snapshotDelAll();
 
    /// When the counters were last refreshed. Seconds since the Unix epoch.

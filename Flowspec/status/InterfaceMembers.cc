@@ -9,7 +9,7 @@ struct InterfaceSet::Table {
    using T = InterfaceSet;
    static constexpr Vek::Field rows[] = {
       Vek::key< &T::interfaceSetId_ >( 258, "interfaceSetId" ),
-      Vek::coll< &T::intf_, &T::intfIs, &T::intfDel >( 259, "intf" ),
+      Vek::coll< &T::intf_, &T::intfIs, Vek::byKey( &T::intfDel ) >( 259, "intf" ),
    };
    static_assert( Vek::idsAscend( rows ) );
    static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
@@ -19,7 +19,7 @@ struct AfIntfColl::Table {
    using T = AfIntfColl;
    static constexpr Vek::Field rows[] = {
       Vek::key< &T::addressFamily_ >( 258, "addressFamily" ),
-      Vek::coll< &T::intf_, &T::intfIs, &T::intfDel >( 259, "intf" ),
+      Vek::coll< &T::intf_, &T::intfIs, Vek::byKey( &T::intfDel ) >( 259, "intf" ),
    };
    static_assert( Vek::idsAscend( rows ) );
    static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
@@ -41,6 +41,10 @@ void InterfaceSet::intfDel( Zorv::IntfId intf ) {
    memberDel< Table, &InterfaceSet::intf_ >( intf );
 }
 
+InterfaceSet::Intfs::const_iterator InterfaceSet::intfDel( Intfs::const_iterator at ) {
+   return memberDelAt< Table, &InterfaceSet::intf_ >( at );
+}
+
 void InterfaceSet::intfDelAll() { memberDelAll< Table, &InterfaceSet::intf_ >(); }
 
 const Vek::TypeInfo& AfIntfColl::type() { return afIntfCollInfo; }
@@ -48,6 +52,10 @@ const Vek::TypeInfo& AfIntfColl::type() { return afIntfCollInfo; }
 void AfIntfColl::intfIs( Zorv::IntfId intf ) { elementIs< Table, &AfIntfColl::intf_ >( intf ); }
 
 void AfIntfColl::intfDel( Zorv::IntfId intf ) { memberDel< Table, &AfIntfColl::intf_ >( intf ); }
+
+AfIntfColl::Intfs::const_iterator AfIntfColl::intfDel( Intfs::const_iterator at ) {
+   return memberDelAt< Table, &AfIntfColl::intf_ >( at );
+}
 
 void AfIntfColl::intfDelAll() { memberDelAll< Table, &AfIntfColl::intf_ >(); }
 

@@ -11,15 +11,20 @@ namespace Flowspec {
 /// `interfaceSetFactory`.
 class OSK_EXPORT InterfaceSet : public Vek::EntityOf< InterfaceSet > {
 public:
+   using Intfs = Vek::HashSet< Zorv::IntfId >;
+
    static const Vek::TypeInfo& type();
 
-   explicit InterfaceSet( U16 interfaceSetId ) : interfaceSetId_( interfaceSetId ) {}
+   InterfaceSet( ByCreate by, U16 interfaceSetId )
+      : EntityOf( by ), interfaceSetId_( interfaceSetId ) {}
 
    U16 interfaceSetId() const { return interfaceSetId_; }
 
-   const Vek::HashSet< Zorv::IntfId >& intf() const { return intf_; }
+   const Intfs& intf() const { return intf_; }
    void intfIs( Zorv::IntfId intf );
    void intfDel( Zorv::IntfId intf );
+   /// Removes the member at `at` and returns the place where to go on.
+   Intfs::const_iterator intfDel( Intfs::const_iterator at );
    void intfDelAll();
 
    struct OSK_HIDDEN Table;
@@ -29,22 +34,27 @@ protected:
 
 private:
    U16 interfaceSetId_;
-   Vek::HashSet< Zorv::IntfId > intf_;
+   Intfs intf_;
 };
 
 /// The interfaces on which flow specification is active for one address family. Made by
 /// `VrfRuleStatus::activeIntfPerAfIs` or `afIntfCollFactory`.
 class OSK_EXPORT AfIntfColl : public Vek::EntityOf< AfIntfColl > {
 public:
+   using Intfs = Vek::HashSet< Zorv::IntfId >;
+
    static const Vek::TypeInfo& type();
 
-   explicit AfIntfColl( Zorv::AddressFamily addressFamily ) : addressFamily_( addressFamily ) {}
+   AfIntfColl( ByCreate by, Zorv::AddressFamily addressFamily )
+      : EntityOf( by ), addressFamily_( addressFamily ) {}
 
    Zorv::AddressFamily addressFamily() const { return addressFamily_; }
 
-   const Vek::HashSet< Zorv::IntfId >& intf() const { return intf_; }
+   const Intfs& intf() const { return intf_; }
    void intfIs( Zorv::IntfId intf );
    void intfDel( Zorv::IntfId intf );
+   /// Removes the member at `at` and returns the place where to go on.
+   Intfs::const_iterator intfDel( Intfs::const_iterator at );
    void intfDelAll();
 
    struct OSK_HIDDEN Table;
@@ -54,7 +64,7 @@ protected:
 
 private:
    Zorv::AddressFamily addressFamily_;
-   Vek::HashSet< Zorv::IntfId > intf_;
+   Intfs intf_;
 };
 
 /// New entities that no collection holds.

@@ -16,7 +16,7 @@ class OSK_EXPORT RuleStatus : public Vek::EntityOf< RuleStatus > {
 public:
    static const Vek::TypeInfo& type();
 
-   explicit RuleStatus( const FlowspecKey& key ) : key_( key ) {}
+   RuleStatus( ByCreate by, const FlowspecKey& key ) : EntityOf( by ), key_( key ) {}
 
    /// The rule's key, by either name.
    const FlowspecKey& key() const { return key_; }

@@ -8,13 +8,13 @@ namespace Flowspec {
 struct Status::Table {
    using T = Status;
    static constexpr Vek::Field rows[] = {
-      Vek::children< &T::vrfRuleStatus_, &T::vrfRuleStatusIs, &T::vrfRuleStatusDel >(
+      Vek::children< &T::vrfRuleStatus_, &T::vrfRuleStatusIs, Vek::byKey( &T::vrfRuleStatusDel ) >(
          258, "vrfRuleStatus", "Flowspec::VrfRuleStatus" ),
       Vek::attr< &T::counterUpdateTime_, &T::counterUpdateTimeIs >( 259, "counterUpdateTime" ),
       Vek::attr< &T::flowspecSupported_, &T::flowspecSupportedIs >( 260, "flowspecSupported" ),
-      Vek::coll< &T::unsupportedQual_, &T::unsupportedQualIs, &T::unsupportedQualDel,
+      Vek::coll< &T::unsupportedQual_, &T::unsupportedQualIs, Vek::byKey( &T::unsupportedQualDel ),
                  &UnsupportedQual::addressFamily >( 261, "unsupportedQual" ),
-      Vek::children< &T::interfaceSet_, &T::interfaceSetIs, &T::interfaceSetDel >(
+      Vek::children< &T::interfaceSet_, &T::interfaceSetIs, Vek::byKey( &T::interfaceSetDel ) >(
          262, "interfaceSet", "Flowspec::InterfaceSet" ),
       Vek::operation< &T::dumpState >( 263, "dumpState", "context", "indent" ),
    };
@@ -40,6 +40,11 @@ void Status::vrfRuleStatusDel( Vrf::VrfIdMap::VrfId vrfId ) {
    childDel< Table, &Status::vrfRuleStatus_ >( vrfId );
 }
 
+Status::VrfRuleStatuses::const_iterator
+Status::vrfRuleStatusDel( VrfRuleStatuses::const_iterator at ) {
+   return childDelAt< Table, &Status::vrfRuleStatus_ >( at );
+}
+
 void Status::vrfRuleStatusDelAll() { childDelAll< Table, &Status::vrfRuleStatus_ >(); }
 
 void Status::counterUpdateTimeIs( double counterUpdateTime ) {
@@ -62,6 +67,11 @@ void Status::unsupportedQualDel( Zorv::AddressFamily addressFamily ) {
    memberDel< Table, &Status::unsupportedQual_ >( addressFamily );
 }
 
+Status::UnsupportedQuals::const_iterator
+Status::unsupportedQualDel( UnsupportedQuals::const_iterator at ) {
+   return memberDelAt< Table, &Status::unsupportedQual_ >( at );
+}
+
 void Status::unsupportedQualDelAll() { memberDelAll< Table, &Status::unsupportedQual_ >(); }
 
 Vek::Ptr< InterfaceSet > Status::interfaceSet( U16 interfaceSetId ) const {
@@ -74,6 +84,10 @@ Vek::Ptr< InterfaceSet > Status::interfaceSetIs( U16 interfaceSetId ) {
 
 void Status::interfaceSetDel( U16 interfaceSetId ) {
    childDel< Table, &Status::interfaceSet_ >( interfaceSetId );
+}
+
+Status::InterfaceSets::const_iterator Status::interfaceSetDel( InterfaceSets::const_iterator at ) {
+   return childDelAt< Table, &Status::interfaceSet_ >( at );
 }
 
 void Status::interfaceSetDelAll() { childDelAll< Table, &Status::interfaceSet_ >(); }

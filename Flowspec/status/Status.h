@@ -14,7 +14,7 @@ public:
 
    static const Vek::TypeInfo& type();
 
-   explicit Status( const Vek::String& name ) : EntityOf( name ) {}
+   Status( ByCreate by, const Vek::String& name ) : EntityOf( by, name ) {}
 
    const VrfRuleStatuses& vrfRuleStatus() const { return vrfRuleStatus_; }
    /// The status of a VRF, or null.
@@ -22,6 +22,8 @@ public:
    /// The status of a VRF; created, empty, when there is none.
    Vek::Ptr< VrfRuleStatus > vrfRuleStatusIs( Vrf::VrfIdMap::VrfId vrfId );
    void vrfRuleStatusDel( Vrf::VrfIdMap::VrfId vrfId );
+   /// Removes the member at `at` and returns the place where to go on.
+   VrfRuleStatuses::const_iterator vrfRuleStatusDel( VrfRuleStatuses::const_iterator at );
    void vrfRuleStatusDelAll();
 
    /// When counters were last refreshed; answers the request in `CliConfig`. Seconds since the Unix
@@ -40,6 +42,8 @@ public:
    /// Files the value under its own family; publishes nothing when an equal one is there.
    void unsupportedQualIs( const UnsupportedQual& unsupportedQual );
    void unsupportedQualDel( Zorv::AddressFamily addressFamily );
+   /// Removes the member at `at` and returns the place where to go on.
+   UnsupportedQuals::const_iterator unsupportedQualDel( UnsupportedQuals::const_iterator at );
    void unsupportedQualDelAll();
 
    /// The interface sets in use, by their identifiers.
@@ -49,6 +53,8 @@ public:
    /// The set with an identifier; created, empty, when there is none.
    Vek::Ptr< InterfaceSet > interfaceSetIs( U16 interfaceSetId );
    void interfaceSetDel( U16 interfaceSetId );
+   /// Removes the member at `at` and returns the place where to go on.
+   InterfaceSets::const_iterator interfaceSetDel( InterfaceSets::const_iterator at );
    void interfaceSetDelAll();
 
    /// Writes the status of all VRFs, indented by `indent` columns.

@@ -11,7 +11,7 @@ struct UnsupportedQual::Table {
    using T = UnsupportedQual;
    static constexpr Vek::Field rows[] = {
       Vek::key< &T::addressFamily_ >( 2, "addressFamily" ),
-      Vek::coll< &T::qual_, &T::qualIs, &T::qualDel >( 3, "qual" ),
+      Vek::coll< &T::qual_, &T::qualIs, Vek::byKey( &T::qualDel ) >( 3, "qual" ),
       Vek::attr< &T::unsupportedActions_, &T::unsupportedActionsIs >( 4, "unsupportedActions" ),
       Vek::operation< &T::dumpState >( 5, "dumpState", "context", "indent" ),
    };

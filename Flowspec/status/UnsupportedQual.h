@@ -35,6 +35,8 @@ public:
    /// Inserts or replaces.
    void qualIs( MatchCompType compType, const Vek::String& reason );
    void qualDel( MatchCompType compType ) { qual_.erase( compType ); }
+   /// Removes the member at `at` and returns the place where to go on.
+   Qual::const_iterator qualDel( Qual::const_iterator at ) { return qual_.erase( at ); }
    void qualDelAll() { qual_.clear(); }
 
    /// The actions that cannot be applied.

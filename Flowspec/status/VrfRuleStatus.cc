@@ -7,15 +7,15 @@ namespace Flowspec {
 
 struct VrfRuleStatus::Table {
    using T = VrfRuleStatus;
-   static constexpr auto ruleStatusDel =
-      static_cast< void ( T::* )( const FlowspecKey& ) >( &T::ruleStatusDel );
    static constexpr Vek::Field rows[] = {
       Vek::key< &T::vrfId_ >( 258, "vrfId" ).as( "Vrf::VrfIdMap::VrfId" ),
-      Vek::children< &T::activeIntfPerAf_, &T::activeIntfPerAfIs, &T::activeIntfPerAfDel >(
-         259, "activeIntfPerAf", "Flowspec::AfIntfColl" ),
-      Vek::coll< &T::intfError_, &T::intfErrorIs, &T::intfErrorDel >( 260, "intfError" ),
-      Vek::children< &T::ruleStatus_, &T::ruleStatusIs, ruleStatusDel >( 261, "ruleStatus",
-                                                                         "Flowspec::RuleStatus" ),
+      Vek::children< &T::activeIntfPerAf_, &T::activeIntfPerAfIs,
+                     Vek::byKey( &T::activeIntfPerAfDel ) >( 259, "activeIntfPerAf",
+                                                             "Flowspec::AfIntfColl" ),
+      Vek::coll< &T::intfError_, &T::intfErrorIs, Vek::byKey( &T::intfErrorDel ) >( 260,
+                                                                                    "intfError" ),
+      Vek::children< &T::ruleStatus_, &T::ruleStatusIs, Vek::byKey( &T::ruleStatusDel ) >(
+         261, "ruleStatus", "Flowspec::RuleStatus" ),
       Vek::operation< &T::dumpState >( 262, "dumpState", "context", "indent" ),
    };
    static_assert( Vek::idsAscend( rows ) );
@@ -41,6 +41,11 @@ void VrfRuleStatus::activeIntfPerAfDel( Zorv::AddressFamily addressFamily ) {
    childDel< Table, &VrfRuleStatus::activeIntfPerAf_ >( addressFamily );
 }
 
+VrfRuleStatus::ActiveIntfs::const_iterator
+VrfRuleStatus::activeIntfPerAfDel( ActiveIntfs::const_iterator at ) {
+   return childDelAt< Table, &VrfRuleStatus::activeIntfPerAf_ >( at );
+}
+
 void VrfRuleStatus::activeIntfPerAfDelAll() {
    childDelAll< Table, &VrfRuleStatus::activeIntfPerAf_ >();
 }
@@ -55,6 +60,11 @@ void VrfRuleStatus::intfErrorIs( const IntfErrorKey& key, const Vek::String& err
 
 void VrfRuleStatus::intfErrorDel( const IntfErrorKey& key ) {
    memberDel< Table, &VrfRuleStatus::intfError_ >( key );
+}
+
+VrfRuleStatus::IntfErrors::const_iterator
+VrfRuleStatus::intfErrorDel( IntfErrors::const_iterator at ) {
+   return memberDelAt< Table, &VrfRuleStatus::intfError_ >( at );
 }
 
 void VrfRuleStatus::intfErrorDelAll() { memberDelAll< Table, &VrfRuleStatus::intfError_ >(); }

@@ -24,7 +24,7 @@ public:
 
    static const Vek::TypeInfo& type();
 
-   explicit VrfRuleStatus( Vrf::VrfIdMap::VrfId vrfId ) : vrfId_( vrfId ) {}
+   VrfRuleStatus( ByCreate by, Vrf::VrfIdMap::VrfId vrfId ) : EntityOf( by ), vrfId_( vrfId ) {}
 
    Vrf::VrfIdMap::VrfId vrfId() const { return vrfId_; }
 
@@ -35,6 +35,8 @@ public:
    /// Those of one family; created, empty, when there are none.
    Vek::Ptr< AfIntfColl > activeIntfPerAfIs( Zorv::AddressFamily addressFamily );
    void activeIntfPerAfDel( Zorv::AddressFamily addressFamily );
+   /// Removes the member at `at` and returns the place where to go on.
+   ActiveIntfs::const_iterator activeIntfPerAfDel( ActiveIntfs::const_iterator at );
    void activeIntfPerAfDelAll();
 
    /// Errors of interfaces, in words of the agent that programs.
@@ -44,6 +46,8 @@ public:
    /// Inserts or replaces; publishes nothing when the same text is there.
    void intfErrorIs( const IntfErrorKey& key, const Vek::String& error );
    void intfErrorDel( const IntfErrorKey& key );
+   /// Removes the member at `at` and returns the place where to go on.
+   IntfErrors::const_iterator intfErrorDel( IntfErrors::const_iterator at );
    void intfErrorDelAll();
 
    const RuleStatuses& ruleStatus() const { return ruleStatus_; }
@@ -52,7 +56,7 @@ public:
    /// The status of a rule; created, `unprocessed`, when there is none.
    Vek::Ptr< RuleStatus > ruleStatusIs( const FlowspecKey& key );
    void ruleStatusDel( const FlowspecKey& key );
-   /// Removes the status at `at` and returns the one behind it.
+   /// Removes the status at `at` and returns the one after it: `at = vrf->ruleStatusDel( at )`.
    RuleStatuses::const_iterator ruleStatusDel( RuleStatuses::const_iterator at );
    void ruleStatusDelAll();
 

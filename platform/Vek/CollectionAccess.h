@@ -51,6 +51,7 @@ struct MapAccess {
       return collection.valueAt( at );
    }
    static const Value& child( typename C::const_iterator at ) { return at->second; }
+   static Key keyAt( typename C::const_iterator at ) { return at->first; }
    static void add( C& collection, const Key& key, const Value& value ) {
       collection.insert( key, value );
    }
@@ -67,6 +68,7 @@ struct SetAccess {
       const auto at = collection.find( key );
       return at == collection.end() ? nullptr : &*at;
    }
+   static Key keyAt( typename C::const_iterator at ) { return *at; }
 };
 
 /// Calls with the members of a collection in order, from the first one after the key `last` on or

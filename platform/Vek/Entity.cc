@@ -1,5 +1,7 @@
 #include "Vek/Entity.h"
 
+#include "Osk/Assert.h"
+
 namespace Vek {
 
 namespace {
@@ -43,7 +45,15 @@ Observation::Observation( Entity& entity, Observer& observer )
       next_->previous_ = this;
    }
    entity.observations_ = this;
+   ++observer.observations_;
 }
+
+Observer& Observation::observer() const {
+   OSK_ASSERT( observer_, "observer != nullptr" );
+   return *observer_;
+}
+
+void Observer::isObserving() { OSK_ASSERT( false, "observations == 0" ); }
 
 Observation::Observation( Observation&& other ) noexcept { take( other ); }
 
@@ -57,7 +67,7 @@ Observation& Observation::operator=( Observation&& other ) noexcept {
 
 void Observation::take( Observation& other ) {
    entity_ = std::exchange( other.entity_, nullptr );
-   observer_ = other.observer_;
+   observer_ = std::exchange( other.observer_, nullptr );
    next_ = std::exchange( other.next_, nullptr );
    previous_ = std::exchange( other.previous_, nullptr );
    if ( !entity_ ) {
@@ -87,7 +97,9 @@ void Observation::end() {
    if ( next_ ) {
       next_->previous_ = previous_;
    }
+   --observer_->observations_;
    entity_ = nullptr;
+   observer_ = nullptr;
    next_ = nullptr;
    previous_ = nullptr;
 }

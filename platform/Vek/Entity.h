@@ -8,13 +8,39 @@
 
 namespace Vek {
 
+/// Proof that an entity is made by `create`, which alone has one. Each constructor of an entity
+/// takes it first and hands it to its base: so no entity stands outside its type's memory.
+class EntityCreation {
+public:
+   EntityCreation( const EntityCreation& ) = delete;
+   EntityCreation& operator=( const EntityCreation& ) = delete;
+
+private:
+   template < typename >
+   friend class Creation;
+
+   EntityCreation() = default;
+   ~EntityCreation() = default;
+};
+
+/// The proof for an entity of the type `T` and no other one.
+template < typename T >
+class Creation : public EntityCreation {
+   template < typename U, typename... Arguments >
+   friend Ptr< U > create( Arguments&&... arguments );
+
+   Creation() = default;
+   ~Creation() = default;
+};
+
 /// An object of the state database: counted, with a parent that owns it, with attributes declared
 /// in its type's table, and publishing every change to its observers. Used on one thread.
 ///
 /// A type `T` derives from `EntityOf< T >`, declares `struct Table`, and defines it in its source
-/// with `rows` and `info`. Its setters are one line each on the protected operations below; each of
-/// them publishes the row of the data member that it is given, and does nothing when nothing
-/// changes. They keep the entity alive while they publish.
+/// with `rows` and `info`. Its constructor takes a `ByCreate` before all else, its destructor is
+/// protected, and `create< T >` makes it. Its setters are one line each on the protected operations
+/// below; each of them publishes the row of the data member that it is given, and does nothing when
+/// nothing changes. They keep the entity alive while they publish.
 class OSK_EXPORT Entity : public Counted {
 public:
    static constexpr std::string_view typeName = "Vek::Entity";
@@ -36,7 +62,7 @@ public:
    static constexpr U16 firstOwnField = 258;
 
 protected:
-   Entity() = default;
+   explicit Entity( const EntityCreation& ) {}
    ~Entity() override;
 
    /// Scalar attribute.
@@ -103,6 +129,28 @@ protected:
       }
    }
 
+   /// Set or map of values: removes the member at `at` and returns the place where to go on,
+   /// whatever observers do to the collection: after the key of the removed one, and in a hash
+   /// collection that observers have changed meanwhile, at its beginning.
+   template < typename Table, auto Member, typename Iterator >
+   Iterator memberDelAt( Iterator at ) {
+      const Ptr< Entity > hold( this );
+      auto& collection = self< Member >().*Member;
+      const auto remove = [&]( const auto& key, const void* old ) {
+         const Iterator next = collection.erase( at );
+         const U64 version = collection.version();
+         published< Table, Member >( key, old );
+         return collection.version() == version ? next : placeAfter( collection, key );
+      };
+      const auto key = Access< Member >::keyAt( at );
+      if constexpr ( std::is_void_v< typename Access< Member >::Value > ) {
+         return remove( key, nullptr );
+      } else {
+         const auto old = std::move( Access< Member >::valueAt( collection, at ) );
+         return remove( key, &old );
+      }
+   }
+
    /// Set or map of values: removes every member, in ascending order.
    template < typename Table, auto Member >
    void memberDelAll() {
@@ -155,15 +203,18 @@ protected:
       published< Table, Member >( key, nullptr, removed.get() );
    }
 
-   /// Ordered children: removes the child at `at` and returns the one that is then behind it,
-   /// whatever observers do to the collection.
+   /// Children: removes the child at `at` and returns the place where to go on, as `memberDelAt`.
    template < typename Table, auto Member, typename Iterator >
    Iterator childDelAt( Iterator at ) {
       const Ptr< Entity > hold( this );
+      auto& collection = self< Member >().*Member;
       const auto removed = Access< Member >::child( at );
-      const typename Access< Member >::Key& key = Access< Member >::keyAt( at );
-      childDel< Table, Member >( key );
-      return ( self< Member >().*Member ).lowerBound( key );
+      const auto& key = Access< Member >::keyAt( at );
+      const Iterator next = collection.erase( at );
+      const U64 version = collection.version();
+      abandon( *removed );
+      published< Table, Member >( key, nullptr, removed.get() );
+      return collection.version() == version ? next : placeAfter( collection, key );
    }
 
    /// Children: removes every child, in ascending order.
@@ -221,6 +272,15 @@ private:
    template < auto Member >
    using Access = CollectionAccess< typename detail::MemberPointer< decltype( Member ) >::Type >;
 
+   template < typename C, typename K >
+   static auto placeAfter( const C& collection, const K& key ) {
+      if constexpr ( requires { collection.lowerBound( key ); } ) {
+         return collection.lowerBound( key );
+      } else {
+         return collection.begin();
+      }
+   }
+
    // A copy, as observers may change the collection while its members go.
    template < auto Member >
    OSK_HIDDEN auto keysOf() {
@@ -244,7 +304,9 @@ public:
    static const TypeInfo baseInfo;
 
 protected:
-   explicit NamedEntity( String name ) : name_( std::move( name ) ) {}
+   NamedEntity( const EntityCreation& by, String name )
+      : Entity( by ), name_( std::move( name ) ) {}
+   ~NamedEntity() override = default;
 
 private:
    String name_;
@@ -257,16 +319,25 @@ public:
    const TypeInfo& typeInfo() const override { return T::type(); }
 
 protected:
-   using Base::Base;
+   /// What the constructor of `T` takes before all else.
+   using ByCreate = const Creation< T >&;
+
+   template < typename... Arguments >
+   explicit EntityOf( ByCreate by, Arguments&&... arguments )
+      : Base( by, std::forward< Arguments >( arguments )... ) {}
+   ~EntityOf() override = default;
 };
 
-/// Makes an entity in its type's memory; the caller owns the one reference to it.
+/// Makes an entity in its type's memory, the only way to make one, and gives the one reference to
+/// it.
 template < typename T, typename... Arguments >
 Ptr< T > create( Arguments&&... arguments ) {
+   static_assert( !std::is_destructible_v< T >, "the destructor of an entity is protected" );
+   const Creation< T > by;
    Mell::Allocator& allocator = *T::type().allocator;
    void* const memory = allocator.allocate();
    try {
-      return Ptr< T >::adopt( ::new ( memory ) T( std::forward< Arguments >( arguments )... ) );
+      return Ptr< T >::adopt( ::new ( memory ) T( by, std::forward< Arguments >( arguments )... ) );
    } catch ( ... ) {
       allocator.free( memory );
       throw;

@@ -5,7 +5,8 @@
 namespace Vek {
 
 /// A map for at most some dozen members: a vector of keys and values, ascending by `<` of the keys.
-/// Copies are deep; every change invalidates the iterators. Nothing is allocated while it is empty.
+/// Copies are deep; every change invalidates the iterators, which notice that. Nothing is allocated
+/// while it is empty.
 /// An exception of a copy leaves the map as it was when members move without exceptions.
 template < typename K, typename V >
 class FlatMap : public detail::SortedVector< std::pair< K, V >, FirstOf > {
@@ -23,15 +24,16 @@ public:
    /// Inserts a member or replaces the value of the one with `key`: its place, and whether it was
    /// inserted.
    std::pair< const_iterator, bool > insertOrAssign( K key, V value ) {
-      const auto at = this->lowerBound( key );
-      if ( at != this->end() && !( key < at->first ) ) {
-         valueAt( at ) = std::move( value );
-         return { at, false };
+      const auto result = this->insertWith(
+         key, [&] { return std::pair< K, V >( std::move( key ), std::move( value ) ); } );
+      if ( result.second ) {
+         return result;
       }
-      return insert( key, value );
+      valueAt( result.first ) = std::move( value );
+      return { this->changed( result.first ), false };
    }
 
-   /// The value at `at`, to be changed in place.
+   /// The value at `at`, to be changed in place; iterators stay usable.
    V& valueAt( const_iterator at ) { return this->member( at ).second; }
 };
 

@@ -7,8 +7,8 @@
 namespace Vek {
 
 /// A set of at most some dozen members: a vector, ascending by `<`. Copies are deep; every change
-/// invalidates the iterators. Nothing is allocated while it is empty. An exception of a copy leaves
-/// the set as it was when members move without exceptions.
+/// invalidates the iterators, which notice that. Nothing is allocated while it is empty. An
+/// exception of a copy leaves the set as it was when members move without exceptions.
 template < typename K >
 class FlatSet : public detail::SortedVector< K, Itself > {
    using Base = detail::SortedVector< K, Itself >;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Vek/DenseIterator.h"
 #include "Vek/HashIndex.h"
 #include "Vek/Hasher.h"
 #include "Vek/KeyOrder.h"
@@ -26,53 +27,21 @@ public:
 
    /// Goes over the members in no order to rely on. Used after a change of the collection, it ends
    /// the process with the assertion "version == collection.version()".
-   class const_iterator {
-   public:
-      using iterator_category = std::forward_iterator_tag;
-      using value_type = Member;
-      using difference_type = std::ptrdiff_t;
-      using pointer = const Member*;
-      using reference = const Member&;
-
-      const_iterator() = default;
-      const Member& operator*() const { return *operator->(); }
-      const Member* operator->() const {
-         check();
-         return table_->members_.data() + position_;
-      }
-      const_iterator& operator++() {
-         check();
-         return *this = table_->placeAt( position_ + 1 );
-      }
-      const_iterator operator++( int ) { return std::exchange( *this, std::next( *this ) ); }
-      bool operator==( const const_iterator& other ) const { return position_ == other.position_; }
-
-   private:
-      friend class HashTable;
-      const_iterator( const HashTable& table, U32 position )
-         : table_( &table ), version_( table.version_ ), position_( position ) {}
-
-      void check() const {
-         if ( version_ != table_->version_ ) [[unlikely]] {
-            versionChanged();
-         }
-      }
-
-      const HashTable* table_ = nullptr;
-      U64 version_ = 0;
-      U32 position_ = 0;
-   };
+   using const_iterator = DenseIterator< Member >;
 
    U32 size() const { return static_cast< U32 >( members_.size() ); }
    bool empty() const { return members_.empty(); }
    const_iterator begin() const { return placeAt( 0 ); }
-   const_iterator end() const { return { *this, HashIndex::none }; }
+   const_iterator end() const { return {}; }
 
-   /// Another number after each change.
-   U64 version() const { return version_; }
+   /// Another number after each insertion and removal; 0 before there is a member.
+   U64 version() const { return version_.number(); }
 
    /// The member with `key`, or `end()`.
-   const_iterator find( const Key& key ) const { return { *this, position( key ) }; }
+   const_iterator find( const Key& key ) const {
+      const U32 at = position( key );
+      return at == HashIndex::none ? end() : memberAt( at );
+   }
    /// The same for who mostly goes on where he or an insertion was last: looks there first, and at
    /// the member behind it. Remembers the place, so not for two threads at once.
    const_iterator findNear( const Key& key ) const {
@@ -81,7 +50,7 @@ public:
          at = position( key );
          near_ = at;
       }
-      return { *this, at };
+      return at == HashIndex::none ? end() : memberAt( at );
    }
    bool contains( const Key& key ) const { return position( key ) != HashIndex::none; }
 
@@ -95,29 +64,76 @@ public:
       return true;
    }
 
-   /// Removes the member at `at` and returns the place where to go on to meet all others.
+   /// Removes the member at `at`, which is one of this collection, and returns the place where to
+   /// go on to meet all others: `at = collection.erase( at )`.
    const_iterator erase( const_iterator at ) {
-      at.check();
-      eraseAt( at.position_ );
-      return placeAt( at.position_ );
+      const U32 position = positionOf( at );
+      eraseAt( position );
+      return placeAt( position );
    }
 
    /// Removes all members. They are dropped when the collection is empty already.
    void clear() { HashTable().swap( *this ); }
 
-   /// Pointers to all members in the ascending order of their keys, good until the next change.
-   std::vector< const Member* > sorted() const {
-      std::vector< const Member* > result;
-      result.reserve( size() );
-      for ( const Member& member : members_ ) {
-         result.push_back( &member );
+   /// Pointers to all members in the ascending order of their keys, checked as iterators are.
+   class Sorted {
+   public:
+      class const_iterator {
+      public:
+         using iterator_category = std::input_iterator_tag;
+         using value_type = const Member*;
+         using difference_type = std::ptrdiff_t;
+         using pointer = const value_type*;
+         using reference = value_type;
+
+         value_type operator*() const {
+            if ( *this == sorted_->end() ) [[unlikely]] {
+               iteratorAtEnd();
+            }
+            sorted_->seen_.check();
+            return *at_;
+         }
+         const_iterator& operator++() {
+            ++at_;
+            return *this;
+         }
+         const_iterator operator++( int ) {
+            const const_iterator before = *this;
+            ++*this;
+            return before;
+         }
+         bool operator==( const const_iterator& other ) const { return at_ == other.at_; }
+
+      private:
+         friend class Sorted;
+         const_iterator( const Sorted& sorted, const value_type* at )
+            : sorted_( &sorted ), at_( at ) {}
+
+         const Sorted* sorted_;
+         const value_type* at_;
+      };
+
+      const_iterator begin() const { return { *this, members_.data() }; }
+      const_iterator end() const { return { *this, members_.data() + members_.size() }; }
+      std::size_t size() const { return members_.size(); }
+
+   private:
+      friend class HashTable;
+      explicit Sorted( const HashTable& table ) : seen_( table.version_ ) {
+         members_.reserve( table.size() );
+         for ( const Member& member : table.members_ ) {
+            members_.push_back( &member );
+         }
+         // An empty vector may have no memory, which the C library does not take.
+         if ( !members_.empty() ) {
+            std::qsort( members_.data(), members_.size(), sizeof( const Member* ), compareMembers );
+         }
       }
-      // An empty vector may have no memory, which the C library does not take.
-      if ( !result.empty() ) {
-         std::qsort( result.data(), result.size(), sizeof( const Member* ), compareKeys );
-      }
-      return result;
-   }
+
+      SeenVersion seen_;
+      std::vector< const Member* > members_;
+   };
+   Sorted sorted() const { return Sorted( *this ); }
 
    /// All members as they stand in memory, good until the next change. A new member comes last;
    /// when one goes, the last takes its place.
@@ -139,7 +155,11 @@ public:
 
 protected:
    HashTable() = default;
-   HashTable( const HashTable& other ) : members_( other.members_ ), index_( other.index_ ) {}
+   HashTable( const HashTable& other ) : members_( other.members_ ), index_( other.index_ ) {
+      if ( !empty() ) {
+         version_.prepare();
+      }
+   }
    HashTable( HashTable&& other ) noexcept { swap( other ); }
    HashTable& operator=( const HashTable& other ) {
       HashTable( other ).swap( *this );
@@ -158,53 +178,86 @@ protected:
       if ( !isIndexed() ) {
          const U32 at = positionOfFew( key );
          if ( at != HashIndex::none ) {
-            return { { *this, at }, false };
+            return { memberAt( at ), false };
          }
          if ( size() == few ) {
             index_ = indexOfAll();
          }
       }
+      version_.prepare();
       if ( isIndexed() ) {
          U32 at = nearPosition( key );
          if ( at != HashIndex::none ) {
-            return { { *this, at }, false };
+            return { memberAt( at ), false };
          }
-         const U32 hash = Hash()( key );
+         const U32 hash = index_.spread( Hash()( key ) );
          at = indexedPosition( key, hash );
          if ( at != HashIndex::none ) {
             near_ = at;
-            return { { *this, at }, false };
+            return { memberAt( at ), false };
          }
-         index_.makeRoom();
+         index_.makeRoom( keysOf() );
          members_.push_back( make() );
-         index_.add( hash );
+         try {
+            index_.add( hash, keysOf() );
+         } catch ( ... ) {
+            members_.pop_back();
+            throw;
+         }
          near_ = size() - 1;
       } else {
          members_.push_back( make() );
       }
-      ++version_;
-      return { { *this, size() - 1 }, true };
+      version_.change();
+      return { memberAt( size() - 1 ), true };
    }
 
-   Member& member( const_iterator at ) {
-      at.check();
-      return members_[at.position_];
-   }
+   Member& member( const_iterator at ) { return members_[positionOf( at )]; }
 
    // Takes note of a change of a member; gives its place to go on from.
    const_iterator changed( const_iterator at ) {
-      ++version_;
-      return { *this, at.position_ };
+      const U32 position = positionOf( at );
+      version_.change();
+      return memberAt( position );
    }
 
 private:
-   // The order of two pointers to members, as the C library's sort asks for it.
-   static int compareKeys( const void* a, const void* b ) {
-      const Key& left = KeyOf()( **static_cast< const Member* const* >( a ) );
-      const Key& right = KeyOf()( **static_cast< const Member* const* >( b ) );
+   static int compareKeys( const Key& a, const Key& b ) {
       constexpr KeyOrder< Key > isLess;
-      return isLess( right, left ) - isLess( left, right );
+      return isLess( b, a ) - isLess( a, b );
    }
+   // The order of two pointers to members, as the C library's sort asks for it.
+   static int compareMembers( const void* a, const void* b ) {
+      return compareKeys( KeyOf()( **static_cast< const Member* const* >( a ) ),
+                          KeyOf()( **static_cast< const Member* const* >( b ) ) );
+   }
+
+   HashKeys keys() const {
+      return { this,
+               []( const void* table, U32 position ) -> const void* {
+                  return &static_cast< const HashTable* >( table )->keyAt( position );
+               },
+               []( const void* a, const void* b ) {
+                  return compareKeys( *static_cast< const Key* >( a ),
+                                      *static_cast< const Key* >( b ) );
+               } };
+   }
+   auto keysOf() const {
+      return [this] { return keys(); };
+   }
+   const Key& keyAt( U32 position ) const { return KeyOf()( members_.data()[position] ); }
+
+   // What the index looks for.
+   struct Wanted {
+      const HashTable& table;
+      const Key& key;
+
+      bool matches( U32 position ) const { return table.keyAt( position ) == key; }
+      U32 inCrowd( const HashCrowd& crowd ) const {
+         const U32* const position = crowd.find( table.keys(), &key );
+         return position ? *position : HashIndex::none;
+      }
+   };
 
    // The sets inside values mostly have one member or two: these are looked at one by one.
    static constexpr U32 few = 8;
@@ -214,25 +267,32 @@ private:
    HashIndex indexOfAll() const {
       HashIndex index;
       for ( const Member& member : members_ ) {
-         index.makeRoom();
-         index.add( Hash()( KeyOf()( member ) ) );
+         index.makeRoom( keysOf() );
+         index.add( index.spread( Hash()( KeyOf()( member ) ) ), keysOf() );
       }
       return index;
    }
 
-   // The end has a position of its own, so that what `find` gives is compared with nothing else.
+   const_iterator memberAt( U32 position ) const {
+      const Member* const members = members_.data();
+      return { version_, members + position, members + members_.size() };
+   }
    const_iterator placeAt( U32 position ) const {
-      return { *this, position < size() ? position : HashIndex::none };
+      return position < members_.size() ? memberAt( position ) : end();
+   }
+   U32 positionOf( const_iterator at ) const {
+      return static_cast< U32 >( at.of( version_ ) - members_.data() );
    }
 
    U32 position( const Key& key ) const {
-      return isIndexed() ? indexedPosition( key, Hash()( key ) ) : positionOfFew( key );
+      return isIndexed() ? indexedPosition( key, index_.spread( Hash()( key ) ) )
+                         : positionOfFew( key );
    }
    // Collections are mostly gone over in the order in which they were filled: then a key is that of
    // the member behind the last one, and needs neither hash nor index.
    U32 nearPosition( const Key& key ) const {
       for ( const U32 at : { near_ + 1, near_ } ) {
-         if ( at < size() && KeyOf()( members_[at] ) == key ) {
+         if ( at < size() && keyAt( at ) == key ) {
             near_ = at;
             return at;
          }
@@ -240,11 +300,11 @@ private:
       return HashIndex::none;
    }
    U32 indexedPosition( const Key& key, U32 hash ) const {
-      return index_.find( hash, [&]( U32 i ) { return KeyOf()( members_[i] ) == key; } );
+      return index_.find( hash, Wanted{ *this, key } );
    }
    U32 positionOfFew( const Key& key ) const {
       for ( U32 i = 0; i < members_.size(); ++i ) {
-         if ( KeyOf()( members_[i] ) == key ) {
+         if ( keyAt( i ) == key ) {
             return i;
          }
       }
@@ -252,9 +312,9 @@ private:
    }
 
    void eraseAt( U32 at ) {
-      ++version_;
+      version_.change();
       if ( isIndexed() ) {
-         index_.erase( at );
+         index_.erase( at, keys() );
       }
       [[maybe_unused]] const Member dropped = std::move( members_[at] );
       if ( at + 1 != size() ) {
@@ -266,13 +326,12 @@ private:
    void swap( HashTable& other ) noexcept {
       members_.swap( other.members_ );
       index_.swap( other.index_ );
-      ++version_;
-      ++other.version_;
+      version_.swap( other.version_ );
    }
 
    std::vector< Member > members_;
    HashIndex index_;
-   U64 version_ = 0;
+   Version version_;
    mutable U32 near_ = 0; ///< where a member was found last, or any position
 };
 

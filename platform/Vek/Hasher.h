@@ -11,14 +11,12 @@ namespace Vek {
 
 /// The 32-bit hash of a key for hash collections, unless another function is given: a class's own
 /// `hash()`; of integers, enumerations, pointers and texts a mix of all their bits. The same in all
-/// processes of one build, but not a format.
+/// processes of one build, but not a format. Each collection spreads it over all bits once more.
 template < typename Key >
 struct Hasher {
    U32 operator()( const Key& key ) const {
       if constexpr ( requires { key.hash(); } ) {
-         // Some of them are no more than the number that a key holds.
-         const U64 spread = U64{ key.hash() } * 0x9E3779B97F4A7C15;
-         return static_cast< U32 >( spread >> 32 );
+         return key.hash();
       } else if constexpr ( std::is_convertible_v< const Key&, std::string_view > ) {
          return textHash( key );
       } else if constexpr ( std::is_pointer_v< Key > ) {
@@ -30,9 +28,7 @@ struct Hasher {
 
 private:
    static U32 numberHash( U64 number ) {
-      Osk::HashMix mix;
-      mix.mix( number );
-      return mix.value();
+      return static_cast< U32 >( ( number ^ number >> 32 ) * 0x9E3779B97F4A7C15 >> 32 );
    }
 
    static U32 textHash( std::string_view text ) {

@@ -31,12 +31,29 @@ struct Change {
 /// Told of every change of the entities that it observes, after the change was made. It may change
 /// or drop entities and begin or end observations from within the call. It is not to throw: what it
 /// throws comes out of the setter, and those that would be told later are not.
-class Observer {
+///
+/// Its observations end before it goes: else the assertion "observations == 0" fails.
+class OSK_EXPORT Observer {
 public:
    virtual void onChange( const Change& change ) = 0;
 
 protected:
-   ~Observer() = default;
+   Observer() = default;
+   // A copy observes nothing.
+   Observer( const Observer& ) {}
+   Observer& operator=( const Observer& ) { return *this; }
+   ~Observer() {
+      if ( observations_ != 0 ) [[unlikely]] {
+         isObserving();
+      }
+   }
+
+private:
+   friend class Observation;
+
+   [[noreturn]] static void isObserving();
+
+   U32 observations_ = 0; ///< under way
 };
 
 /// An observer's interest in one entity: ends when this is destroyed, or with the entity. Observers
@@ -52,7 +69,8 @@ public:
 
    /// The entity, or null when the observation has ended.
    Entity* entity() const { return entity_; }
-   Observer& observer() const { return *observer_; }
+   /// Of an observation that is under way; else the assertion "observer != nullptr" fails.
+   Observer& observer() const;
    /// The observation of the same entity that is told next, or null.
    const Observation* next() const { return next_; }
    void end();

@@ -1,6 +1,10 @@
 #include "Vek/Ptr.h"
 
+#include "Osk/Assert.h"
+
 namespace Vek {
+
+void detail::pointerIsNull() { OSK_ASSERT( false, "pointer != nullptr" ); }
 
 Counted::~Counted() = default;
 

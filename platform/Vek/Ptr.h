@@ -13,8 +13,26 @@ namespace Vek {
 using Mell::threadSafeMode;
 using Mell::threadSafeModeIs;
 
-/// Base of counted objects. A new one has the count 1, which its creator owns; the object is
-/// destroyed when the count reaches 0.
+template < typename T >
+class Ptr;
+
+/// Makes a counted object on the heap; entities are made by `create`.
+template < typename T, typename... Arguments >
+Ptr< T > make( Arguments&&... arguments );
+
+/// In Entity.h.
+template < typename T, typename... Arguments >
+Ptr< T > create( Arguments&&... arguments );
+
+namespace detail {
+
+/// Ends the process: a `Ptr` to nothing was followed.
+[[noreturn]] OSK_EXPORT void pointerIsNull();
+
+} // namespace detail
+
+/// Base of counted objects. A new one has the count 1, the first `Ptr`'s; the object is destroyed
+/// when the count reaches 0.
 class OSK_EXPORT Counted {
 public:
    Counted( const Counted& ) = delete;
@@ -22,6 +40,17 @@ public:
 
    /// The number of references; of use to tests and diagnostics.
    U32 useCount() const { return count_.load(); }
+
+protected:
+   Counted() = default;
+   virtual ~Counted();
+
+   /// Ends the object and gives its memory back; `delete this` unless overridden.
+   virtual void destroy() const;
+
+private:
+   template < typename >
+   friend class Ptr;
 
    void addReference() const {
       if ( threadSafeMode() ) [[unlikely]] {
@@ -39,14 +68,6 @@ public:
       }
    }
 
-protected:
-   Counted() = default;
-   virtual ~Counted();
-
-   /// Ends the object and gives its memory back; `delete this` unless overridden.
-   virtual void destroy() const;
-
-private:
    // Apart, so that counting is a few instructions wherever references are copied.
    void addAtomically() const;
    void dropAtomically() const;
@@ -65,13 +86,6 @@ public:
 
    /// One more reference to `object`, which may be null.
    explicit Ptr( T* object ) : object_( object ) { add(); }
-
-   /// Takes over the reference that the caller owns, such as that of a new object.
-   static Ptr adopt( T* object ) {
-      Ptr ptr;
-      ptr.object_ = object;
-      return ptr;
-   }
 
    Ptr( const Ptr& other ) : object_( other.object_ ) { add(); }
    Ptr( Ptr&& other ) noexcept : object_( std::exchange( other.object_, nullptr ) ) {}
@@ -96,12 +110,15 @@ public:
    }
 
    T* get() const { return object_; }
-   T& operator*() const { return *object_; }
-   T* operator->() const { return object_; }
+   /// The object; without one the assertion "pointer != nullptr" fails.
+   T& operator*() const { return *operator->(); }
+   T* operator->() const {
+      if ( !object_ ) [[unlikely]] {
+         detail::pointerIsNull();
+      }
+      return object_;
+   }
    explicit operator bool() const { return object_ != nullptr; }
-
-   /// Hands the reference to the caller and leaves this one empty.
-   T* release() { return std::exchange( object_, nullptr ); }
 
    template < typename U >
    bool operator==( const Ptr< U >& other ) const {
@@ -110,6 +127,21 @@ public:
    bool operator==( std::nullptr_t ) const { return object_ == nullptr; }
 
 private:
+   template < typename >
+   friend class Ptr;
+   template < typename U, typename... Arguments >
+   friend Ptr< U > make( Arguments&&... arguments );
+   template < typename U, typename... Arguments >
+   friend Ptr< U > create( Arguments&&... arguments );
+
+   // Takes over the reference of a new object.
+   static Ptr adopt( T* object ) {
+      Ptr ptr;
+      ptr.object_ = object;
+      return ptr;
+   }
+   T* release() { return std::exchange( object_, nullptr ); }
+
    void add() const {
       if ( object_ ) {
          object_->addReference();
@@ -118,6 +150,11 @@ private:
 
    T* object_ = nullptr;
 };
+
+template < typename T, typename... Arguments >
+Ptr< T > make( Arguments&&... arguments ) {
+   return Ptr< T >::adopt( new T( std::forward< Arguments >( arguments )... ) );
+}
 
 } // namespace Vek
 

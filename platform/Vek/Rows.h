@@ -279,6 +279,12 @@ constexpr Field constant( U16 id, std::string_view name ) {
    return detail::computedField< Getter >( id, name, FieldKind::constant );
 }
 
+/// The deletion by key of those that a collection has.
+template < typename T, typename Key >
+constexpr auto byKey( void ( T::*del )( Key ) ) {
+   return del;
+}
+
 /// A collection of values, a data member or a getter, with the operations that insert and erase a
 /// member; null for an operation that the type does not have. `Insert` takes key and value, the key
 /// alone of a set, or, when values know their keys by a getter `KeyOf`, the value alone.

@@ -4,13 +4,14 @@
 #include "Vek/Exceptions.h"
 
 #include <cstring>
+#include <iterator>
 #include <type_traits>
 
 namespace Vek {
 
 /// A vector of plain values that keeps up to `N` of them in place and more on the heap, 2^31 at the
-/// most (`std::length_error` beyond). Copies are deep; a moved-from vector is empty. The view
-/// accessors are invalidated by every change.
+/// most (`std::length_error` beyond). Copies are deep; a moved-from vector is empty. What `data`
+/// gives is invalid after every change; an iterator is a position.
 ///
 /// Of two vectors in place the bytes are the same when they are equal, and then only: places that
 /// are not in use hold 0.
@@ -19,7 +20,37 @@ requires std::is_trivially_copyable_v< T > && std::has_unique_object_representat
 class SmallVector {
 public:
    using value_type = T;
-   using const_iterator = const T*;
+
+   /// A position; where no element is, `VectorRangeException`.
+   class const_iterator {
+   public:
+      using iterator_category = std::forward_iterator_tag;
+      using value_type = T;
+      using difference_type = std::ptrdiff_t;
+      using pointer = const T*;
+      using reference = const T&;
+
+      const_iterator() : const_iterator( nullptr, 0 ) {}
+      const_iterator( const SmallVector* vector, U32 position )
+         : vector_( vector ), position_( position ) {}
+      const T& operator*() const { return *operator->(); }
+      const T* operator->() const {
+         if ( !vector_ ) [[unlikely]] {
+            throwVectorRange();
+         }
+         return &( *vector_ )[position_];
+      }
+      const_iterator& operator++() {
+         ++position_;
+         return *this;
+      }
+      const_iterator operator++( int ) { return { vector_, position_++ }; }
+      bool operator==( const const_iterator& ) const = default;
+
+   private:
+      const SmallVector* vector_;
+      U32 position_;
+   };
 
    SmallVector() = default;
 
@@ -59,8 +90,8 @@ public:
    U32 size() const { return size_; }
    bool empty() const { return size_ == 0; }
    const T* data() const { return isInPlace() ? store_.local : store_.heap; }
-   const T* begin() const { return data(); }
-   const T* end() const { return data() + size_; }
+   const_iterator begin() const { return { this, 0 }; }
+   const_iterator end() const { return { this, size_ }; }
 
    /// The element at `position`; `VectorRangeException` when there is none.
    const T& operator[]( U32 position ) const {
@@ -94,8 +125,11 @@ public:
       return elements();
    }
 
-   /// Inserts before `position`, which is at most `size()`.
+   /// Inserts before `position`, which is at most `size()`; else `VectorRangeException`.
    void insert( U32 position, T value ) {
+      if ( position > size_ ) [[unlikely]] {
+         throwVectorRange();
+      }
       if ( size_ == capacity_ ) [[unlikely]] {
          grow();
       }
@@ -105,8 +139,11 @@ public:
       ++size_;
    }
 
-   /// Removes the element at `position`, which is below `size()`.
+   /// Removes the element at `position`; `VectorRangeException` when there is none.
    void erase( U32 position ) {
+      if ( position >= size_ ) [[unlikely]] {
+         throwVectorRange();
+      }
       T* const at = elements() + position;
       std::memmove( at, at + 1, ( size_ - position - 1 ) * sizeof( T ) );
       vacate( --size_ );

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Vek/DenseIterator.h"
 #include "Vek/Search.h"
 
 #include <functional>
@@ -32,67 +33,129 @@ class SortedVector {
 public:
    using value_type = Member;
    using Key = std::remove_cvref_t< std::invoke_result_t< KeyOf, const Member& > >;
-   using const_iterator = typename std::vector< Member >::const_iterator;
+   using const_iterator = DenseIterator< Member >;
 
    U32 size() const { return static_cast< U32 >( members_.size() ); }
    bool empty() const { return members_.empty(); }
-   const_iterator begin() const { return members_.begin(); }
-   const_iterator end() const { return members_.end(); }
+   const_iterator begin() const { return placeAt( 0 ); }
+   const_iterator end() const { return {}; }
+
+   /// Another number after each insertion and removal; 0 before there is a member.
+   U64 version() const { return version_.number(); }
 
    /// The member with `key`, or `end()`.
    const_iterator find( const Key& key ) const {
-      const const_iterator at = lowerBound( key );
-      return at != end() && !( key < KeyOf()( *at ) ) ? at : end();
+      const U32 at = positionFor( key );
+      return isAt( at, key ) ? memberAt( at ) : end();
    }
    bool contains( const Key& key ) const { return find( key ) != end(); }
 
    /// The first member whose key is not below `key`, or `end()`.
-   const_iterator lowerBound( const Key& key ) const {
-      return begin() +
-             firstNotBefore( 0, size(), [&]( U32 i ) { return KeyOf()( members_[i] ) < key; } );
-   }
+   const_iterator lowerBound( const Key& key ) const { return placeAt( positionFor( key ) ); }
 
    /// Removes the member with `key`; whether there was one.
    bool erase( const Key& key ) {
-      const const_iterator at = find( key );
-      if ( at == end() ) {
+      const U32 at = positionFor( key );
+      if ( !isAt( at, key ) ) {
          return false;
       }
-      members_.erase( at );
+      eraseAt( at );
       return true;
    }
 
-   /// Removes the member at `at` and returns the place behind it.
-   const_iterator erase( const_iterator at ) { return members_.erase( at ); }
+   /// Removes the member at `at`, which is one of this collection, and returns the place after it:
+   /// `at = collection.erase( at )`.
+   const_iterator erase( const_iterator at ) {
+      const U32 position = positionOf( at );
+      eraseAt( position );
+      return placeAt( position );
+   }
 
    /// Removes all members; the memory is kept for the next ones.
-   void clear() { members_.clear(); }
+   void clear() {
+      if ( !empty() ) {
+         version_.change();
+         members_.clear();
+      }
+   }
 
-   bool operator==( const SortedVector& ) const = default;
+   bool operator==( const SortedVector& other ) const { return members_ == other.members_; }
 
 protected:
    SortedVector() = default;
-   SortedVector( const SortedVector& ) = default;
-   SortedVector( SortedVector&& ) noexcept = default;
-   SortedVector& operator=( const SortedVector& ) = default;
-   SortedVector& operator=( SortedVector&& ) noexcept = default;
+   SortedVector( const SortedVector& other ) : members_( other.members_ ) {
+      if ( !empty() ) {
+         version_.prepare();
+      }
+   }
+   SortedVector( SortedVector&& other ) noexcept { swap( other ); }
+   SortedVector& operator=( const SortedVector& other ) {
+      SortedVector( other ).swap( *this );
+      return *this;
+   }
+   SortedVector& operator=( SortedVector&& other ) noexcept {
+      SortedVector( std::move( other ) ).swap( *this );
+      return *this;
+   }
    ~SortedVector() = default;
 
    // Inserts what `make()` gives unless there is a member with `key`; the place, and whether it was
    // inserted.
    template < typename Make >
    std::pair< const_iterator, bool > insertWith( const Key& key, Make make ) {
-      const const_iterator at = lowerBound( key );
-      if ( at != end() && !( key < KeyOf()( *at ) ) ) {
-         return { at, false };
+      const U32 at = positionFor( key );
+      if ( isAt( at, key ) ) {
+         return { memberAt( at ), false };
       }
-      return { members_.insert( at, make() ), true };
+      version_.prepare();
+      members_.insert( members_.begin() + at, make() );
+      version_.change();
+      return { memberAt( at ), true };
    }
 
-   Member& member( const_iterator at ) { return *( members_.begin() + ( at - begin() ) ); }
+   Member& member( const_iterator at ) { return members_[positionOf( at )]; }
+
+   // Takes note of a change of a member; gives its place to go on from.
+   const_iterator changed( const_iterator at ) {
+      const U32 position = positionOf( at );
+      version_.change();
+      return memberAt( position );
+   }
 
 private:
+   const Key& keyAt( U32 position ) const { return KeyOf()( members_.data()[position] ); }
+
+   // Of the first member whose key is not below `key`.
+   U32 positionFor( const Key& key ) const {
+      return firstNotBefore( 0, size(), [&]( U32 i ) { return keyAt( i ) < key; } );
+   }
+   bool isAt( U32 position, const Key& key ) const {
+      return position < size() && !( key < keyAt( position ) );
+   }
+
+   const_iterator memberAt( U32 position ) const {
+      const Member* const members = members_.data();
+      return { version_, members + position, members + members_.size() };
+   }
+   const_iterator placeAt( U32 position ) const {
+      return position < members_.size() ? memberAt( position ) : end();
+   }
+   U32 positionOf( const_iterator at ) const {
+      return static_cast< U32 >( at.of( version_ ) - members_.data() );
+   }
+
+   void eraseAt( U32 position ) {
+      version_.change();
+      members_.erase( members_.begin() + position );
+   }
+
+   void swap( SortedVector& other ) noexcept {
+      members_.swap( other.members_ );
+      version_.swap( other.version_ );
+   }
+
    std::vector< Member > members_;
+   Version version_;
 };
 
 } // namespace detail

@@ -7,7 +7,7 @@
 
 namespace Vek {
 
-constinit TraceHandle traceHandle( OSK_MODULE );
+constinit TraceHandle traceHandle( "Vek" );
 
 namespace {
 

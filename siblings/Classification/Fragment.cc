@@ -5,7 +5,7 @@ namespace Classification {
 Fragment::~Fragment() = default;
 
 Vek::Ptr< const Fragment > fragmentFactory( FragmentType fragmentType ) {
-   return Vek::Ptr< const Fragment >::adopt( new Fragment( fragmentType ) );
+   return Vek::make< Fragment >( fragmentType );
 }
 
 } // namespace Classification

@@ -38,7 +38,7 @@ class OSK_EXPORT Fragment final : public Vek::Counted {
 public:
    FragmentType fragmentType() const { return fragmentType_; }
 
-   friend OSK_EXPORT Vek::Ptr< const Fragment > fragmentFactory( FragmentType fragmentType );
+   friend Vek::Ptr< Fragment > Vek::make< Fragment >( Classification::FragmentType& fragmentType );
 
 private:
    explicit Fragment( FragmentType fragmentType ) : fragmentType_( fragmentType ) {}

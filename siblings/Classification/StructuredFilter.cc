@@ -4,8 +4,6 @@ namespace Classification {
 
 StructuredFilter::~StructuredFilter() = default;
 
-Vek::Ptr< StructuredFilter > structuredFilterFactory() {
-   return Vek::Ptr< StructuredFilter >::adopt( new StructuredFilter );
-}
+Vek::Ptr< StructuredFilter > structuredFilterFactory() { return Vek::make< StructuredFilter >(); }
 
 } // namespace Classification

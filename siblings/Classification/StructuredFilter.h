@@ -51,7 +51,7 @@ public:
    std::set< DscpRange > dscp;
    Vek::Ptr< const Fragment > fragment; ///< null when fragmentation does not matter
 
-   friend OSK_EXPORT Vek::Ptr< StructuredFilter > structuredFilterFactory();
+   friend Vek::Ptr< StructuredFilter > Vek::make< StructuredFilter >();
 
 private:
    StructuredFilter() = default;

@@ -87,8 +87,10 @@ public:
    struct OSK_HIDDEN Table;
 
 protected:
-   Action( const Vek::String& name, Osk::UniqueId id, U32 actionType )
-      : NamedEntity( name ), id_( id ), actionType_( actionType ) {}
+   Action( const Vek::EntityCreation& by, const Vek::String& name, Osk::UniqueId id,
+           U32 actionType )
+      : NamedEntity( by, name ), id_( id ), actionType_( actionType ) {}
+   ~Action() override = default;
 
 private:
    Osk::UniqueId id_;
@@ -101,10 +103,13 @@ public:
    static const Vek::TypeInfo& type();
    static constexpr U32 actionTypeNumber = 1;
 
-   DropAction( const Vek::String& name, Osk::UniqueId id )
-      : EntityOf( name, id, actionTypeNumber ) {}
+   DropAction( ByCreate by, const Vek::String& name, Osk::UniqueId id )
+      : EntityOf( by, name, id, actionTypeNumber ) {}
 
    bool equalTo( const Action& other ) const override;
+
+protected:
+   ~DropAction() override = default;
 };
 
 /// Limits traffic to a rate.
@@ -113,9 +118,9 @@ public:
    static const Vek::TypeInfo& type();
    static constexpr U32 actionTypeNumber = 2;
 
-   PoliceAction( const Vek::String& name, Osk::UniqueId id, PoliceRate rate,
+   PoliceAction( ByCreate by, const Vek::String& name, Osk::UniqueId id, PoliceRate rate,
                  PoliceBurstSize burstSize )
-      : EntityOf( name, id, actionTypeNumber ), rate_( rate ), burstSize_( burstSize ) {}
+      : EntityOf( by, name, id, actionTypeNumber ), rate_( rate ), burstSize_( burstSize ) {}
 
    PoliceRate rate() const { return rate_; }
    PoliceBurstSize burstSize() const { return burstSize_; }
@@ -123,6 +128,9 @@ public:
    bool equalTo( const Action& other ) const override;
 
    struct OSK_HIDDEN Table;
+
+protected:
+   ~PoliceAction() override = default;
 
 private:
    PoliceRate rate_;
@@ -135,14 +143,17 @@ public:
    static const Vek::TypeInfo& type();
    static constexpr U32 actionTypeNumber = 3;
 
-   SetDscpAction( const Vek::String& name, Osk::UniqueId id, Dscp dscp )
-      : EntityOf( name, id, actionTypeNumber ), dscp_( dscp ) {}
+   SetDscpAction( ByCreate by, const Vek::String& name, Osk::UniqueId id, Dscp dscp )
+      : EntityOf( by, name, id, actionTypeNumber ), dscp_( dscp ) {}
 
    Dscp dscp() const { return dscp_; }
 
    bool equalTo( const Action& other ) const override;
 
    struct OSK_HIDDEN Table;
+
+protected:
+   ~SetDscpAction() override = default;
 
 private:
    Dscp dscp_;
@@ -154,10 +165,13 @@ public:
    static const Vek::TypeInfo& type();
    static constexpr U32 actionTypeNumber = 4;
 
-   NexthopAction( const Vek::String& name, Osk::UniqueId id )
-      : EntityOf( name, id, actionTypeNumber ) {}
+   NexthopAction( ByCreate by, const Vek::String& name, Osk::UniqueId id )
+      : EntityOf( by, name, id, actionTypeNumber ) {}
 
    bool equalTo( const Action& other ) const override;
+
+protected:
+   ~NexthopAction() override = default;
 };
 
 /// Base of policy configurations: the kinds of their class maps and policy maps.
@@ -176,7 +190,8 @@ public:
    struct OSK_HIDDEN Table;
 
 protected:
-   using NamedEntity::NamedEntity;
+   Config( const Vek::EntityCreation& by, const Vek::String& name ) : NamedEntity( by, name ) {}
+   ~Config() override = default;
 
 private:
    Vek::String cmapType_;

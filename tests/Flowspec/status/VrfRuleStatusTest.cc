@@ -44,7 +44,7 @@ TEST( VrfRuleStatus, ErrorsOfOneInterfaceAreKeptByFamily ) {
    EXPECT_EQ( vrf->intfError().size(), 2U );
    EXPECT_EQ( vrf->intfError( v4 ), "four" );
    EXPECT_EQ( vrf->intfError( v6 ), "six" );
-   EXPECT_EQ( vrf->intfError().sorted().front()->first, v4 );
+   EXPECT_EQ( ( *vrf->intfError().sorted().begin() )->first, v4 );
    vrf->intfErrorDel( v4 );
    EXPECT_EQ( vrf->intfError( v4 ), "" );
    EXPECT_EQ( vrf->intfError( v6 ), "six" );

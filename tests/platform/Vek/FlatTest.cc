@@ -105,7 +105,7 @@ TEST( FlatSet, BehavesAsTheStandardSetUnderRandomOperations ) {
       ASSERT_TRUE( std::equal( set.begin(), set.end(), model.begin(), model.end() ) );
       const auto at = set.lowerBound( key );
       const auto expected = model.lower_bound( key );
-      ASSERT_EQ( at - set.begin(), std::distance( model.begin(), expected ) );
+      ASSERT_EQ( std::distance( set.begin(), at ), std::distance( model.begin(), expected ) );
       ASSERT_EQ( set.contains( key ), model.contains( key ) );
    }
 }

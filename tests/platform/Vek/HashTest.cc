@@ -15,9 +15,9 @@ namespace {
 
 /// `statement` uses an iterator of a collection that has changed.
 #define EXPECT_VERSION_CHECKED( statement )                                                        \
-   EXPECT_EXIT(                                                                                    \
-      statement, testing::KilledBySignal( SIGABRT ),                                               \
-      testing::StartsWith( "Vek: assertion \"version == collection.version()\" failed in " ) )
+   EXPECT_EXIT( statement, testing::KilledBySignal( SIGABRT ),                                     \
+                testing::StartsWith(                                                               \
+                   "FlowspecDalb: assertion \"version == collection.version()\" failed in " ) )
 
 /// All keys meet in a few chunks, under a few tags, one of them that of slots not in use.
 struct PoorHash {

@@ -30,7 +30,7 @@ class Ptr : public testing::Test {
 protected:
    ~Ptr() override { EXPECT_EQ( live, 0 ) << "every object is dropped, once"; }
 
-   ItemPtr make() { return ItemPtr::adopt( new Item( live ) ); }
+   ItemPtr make() { return Vek::make< Item >( live ); }
 
    int live = 0;
 };
@@ -62,9 +62,6 @@ TEST_F( Ptr, MovesTakeTheReferenceAlong ) {
    third = std::move( second );
    EXPECT_EQ( live, 1 ) << "what the target held is dropped";
    EXPECT_EQ( third.get(), object );
-   Item* const released = third.release();
-   EXPECT_EQ( third, nullptr );
-   EXPECT_EQ( ItemPtr::adopt( released )->useCount(), 1U );
 }
 
 TEST_F( Ptr, AssignmentOfItselfKeepsTheObject ) {
@@ -75,7 +72,7 @@ TEST_F( Ptr, AssignmentOfItselfKeepsTheObject ) {
 }
 
 TEST_F( Ptr, ConvertsToTheBaseAndHashesAsThePointer ) {
-   const auto special = Vek::Ptr< Special >::adopt( new Special( live ) );
+   const auto special = Vek::make< Special >( live );
    ItemPtr base = special;
    EXPECT_EQ( base, special );
    EXPECT_EQ( special->useCount(), 2U );

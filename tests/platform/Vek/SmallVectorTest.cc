@@ -59,7 +59,7 @@ protected:
    static void expectEqual( const Vector& vector, const Model& model ) {
       ASSERT_EQ( vector.size(), model.size() );
       EXPECT_EQ( vector.empty(), model.empty() );
-      EXPECT_EQ( vector.begin(), vector.data() );
+      EXPECT_TRUE( vector.empty() || &*vector.begin() == vector.data() );
       EXPECT_EQ( Model( vector.begin(), vector.end() ), model );
       for ( U32 i = 0; i < vector.size(); ++i ) {
          EXPECT_EQ( vector[i], model[i] );
@@ -317,6 +317,26 @@ TYPED_TEST( SmallVectorTest, BehavesAsTheStandardVectorUnderRandomOperations ) {
       ASSERT_NO_FATAL_FAILURE( this->expectEqual( vectors[other], models[other] ) );
       ASSERT_EQ( vectors[which] == vectors[other], models[which] == models[other] );
    }
+}
+
+TEST( SmallVector, RaisesWhereNoElementIs ) {
+   Vek::SmallVector< U16, 4 > vector;
+   EXPECT_THROW( vector.insert( 1, 7 ), Vek::VectorRangeException );
+   EXPECT_THROW( vector.erase( 0 ), Vek::VectorRangeException );
+   EXPECT_THROW( *vector.begin(), Vek::VectorRangeException );
+   EXPECT_THROW( *( Vek::SmallVector< U16, 4 >::const_iterator() ), Vek::VectorRangeException );
+   for ( U16 number = 0; number < 4; ++number ) {
+      vector.insert( number, number );
+   }
+   EXPECT_THROW( vector.insert( 5, 7 ), Vek::VectorRangeException );
+   EXPECT_THROW( vector.erase( 4 ), Vek::VectorRangeException );
+   EXPECT_EQ( vector.size(), 4U );
+   const auto last = std::next( vector.begin(), 3 );
+   vector.push( 4 );
+   EXPECT_EQ( *last, 3U ) << "a position, wherever the elements are now";
+   vector.erase( 0 );
+   vector.pop();
+   EXPECT_THROW( *last, Vek::VectorRangeException );
 }
 
 } // namespace
