@@ -4,6 +4,9 @@
 #include "tests/support/ChangeRecorder.h"
 #include "tests/support/LogStream.h"
 #include "tests/support/PeerStream.h"
+#include "tests/support/Sanitized.h"
+
+#include <malloc.h>
 
 #include <gmock/gmock.h>
 
@@ -241,6 +244,24 @@ TEST_F( Peer, AMemberRemovedAndReceivedAgainInATransactionIsKept ) {
    EXPECT_EQ( refusal(), "" );
    EXPECT_EQ( config().enabledIntf().size(), 1U );
    EXPECT_TRUE( config().enabledIntf().contains( Zorv::IntfId( 1 ) ) );
+}
+
+TEST_F( Peer, MembersThatComeAndGoInATransactionAreNotNoted ) {
+   config().enabledIntfIs( Zorv::IntfId( 1 ) );
+   stream.transaction( 2, 258, 0 );
+   std::size_t before = 0;
+   for ( U64 i = 1; i <= 5000; ++i ) {
+      const std::string intf = TestSupport::hexOf( TestSupport::logBytes( Zorv::IntfId( i ) ) );
+      stream.member( 2, 258, intf );
+      stream.member( 2, 258, intf, true );
+      ASSERT_EQ( refusal(), "" );
+      if ( i == 1000 ) {
+         before = ::mallinfo2().uordblks;
+      }
+   }
+   if ( !TestSupport::sanitized ) {
+      EXPECT_LT( ::mallinfo2().uordblks, before + 8192 );
+   }
 }
 
 // A child that goes at the end of a transaction has no number any more, so a peer that lets
