@@ -84,9 +84,10 @@ Vek::String completed( std::vector< Vek::String > words ) {
 }
 
 TEST( Completion, OffersCommandsOptionsFormsAndFiles ) {
-   EXPECT_EQ( completed( { "" } ),
-              "key check convert nlri vocab decode-log dump show refresh enable disable interface-set "
-              "vrf-override watch types --help --version\n" );
+   EXPECT_EQ(
+      completed( { "" } ),
+      "key check convert nlri vocab decode-log dump show refresh enable disable interface-set "
+      "vrf-override watch types --help --version\n" );
    EXPECT_EQ( completed( { "key" } ), "key\n" );
    EXPECT_EQ( completed( { "key", "--" } ),
               "--from --to --sort --unique --json --table --rd --vrf --family --help\n" );
