@@ -50,8 +50,10 @@ private:
             RejectionCode::unrepresentable, offsetOf( where ), pattern, { type } };
       }
    }
+   void clearPrefixes();
    [[gnu::noinline, gnu::cold]] const U8* badType( const U8* at, U8 previous );
    [[gnu::noinline, gnu::cold]] bool takesUnusual( U8 type, const U8* at, U64 value, U8& op );
+   Zorv::IpGenAddr addressAt( const U8* at, unsigned size ) const;
    void setPrefix( U8 type, const Zorv::IpGenPrefix& prefix );
 
    const U8* const first_;
@@ -62,7 +64,8 @@ private:
    const NlriFormat format_;
    Result rejection_;
    Result unrepresentable_;
-   U32 index_ = 0; // of the next word; 4095 octets hold no more than the 2047 of a key
+   U8 prefixes_ = 0; // the types of those that were set: they are bits
+   U32 index_ = 0;   // of the next word; 4095 octets hold no more than the 2047 of a key
 };
 
 const U8* Decoder::readLength( bool single ) {
@@ -126,11 +129,30 @@ const U8* Decoder::badType( const U8* at, U8 previous ) {
 }
 
 inline void Decoder::setPrefix( U8 type, const Zorv::IpGenPrefix& prefix ) {
+   prefixes_ |= type;
    if ( type == static_cast< U8 >( destPrefix ) ) {
       nlri_.key.destPrefixIs( prefix );
    } else {
       nlri_.key.srcPrefixIs( prefix );
    }
+}
+
+// The address whose first `size` octets are there. What comes after them is no part of the prefix,
+// and is not read where the octets that were given end.
+inline Zorv::IpGenAddr Decoder::addressAt( const U8* at, unsigned size ) const {
+   const bool ipv6 = format_.family == AddressFamily::ipv6;
+   Zorv::IpGenAddr::Bytes bytes{};
+   if ( bufferEnd_ - at < 16 ) [[unlikely]] {
+      for ( unsigned i = 0; i < size; ++i ) {
+         bytes[i] = at[i];
+      }
+   } else if ( ipv6 ) {
+      std::memcpy( bytes.data(), at, 16 );
+   } else {
+      std::memcpy( bytes.data(), at, 4 );
+   }
+   return ipv6 ? Zorv::IpGenAddr::ipv6( bytes )
+               : Zorv::IpGenAddr::ipv4( Osk::loadBig32( bytes.data() ) );
 }
 
 inline const U8* Decoder::readPrefix( const U8* at, U8 type ) {
@@ -173,16 +195,7 @@ inline const U8* Decoder::readPrefix( const U8* at, U8 type ) {
       cannotHold( first + 1, "component type #: no rule key holds a prefix with an offset", type );
       return at + size;
    }
-   U8 copied[16];
-   const U8* bytes = at;
-   if ( bufferEnd_ - at < 16 ) {
-      // Nothing is behind the octets; what is behind the prefix does not count.
-      std::copy_n( at, size, copied );
-      std::fill_n( copied + size, 16 - size, U8{ 0 } );
-      bytes = copied;
-   }
-   setPrefix( type, Zorv::IpGenPrefix( Zorv::IpGenAddr::ofFamily( format_.family, bytes, length ),
-                                       length ) );
+   setPrefix( type, Zorv::IpGenPrefix( addressAt( at, size ), length ) );
    return at + size;
 }
 
@@ -299,12 +312,13 @@ const U8* Decoder::readComponents( const U8* at ) {
    return at;
 }
 
-void clearPrefixes( FlowspecKey& key ) {
-   if ( !key.destPrefix().empty() ) {
-      key.destPrefixIs( {} );
+// Takes the prefixes of an earlier rule out of the key.
+inline void Decoder::clearPrefixes() {
+   if ( !( prefixes_ & static_cast< U8 >( destPrefix ) ) && !nlri_.key.destPrefix().empty() ) {
+      nlri_.key.destPrefixIs( {} );
    }
-   if ( !key.srcPrefix().empty() ) {
-      key.srcPrefixIs( {} );
+   if ( !( prefixes_ & static_cast< U8 >( srcPrefix ) ) && !nlri_.key.srcPrefix().empty() ) {
+      nlri_.key.srcPrefixIs( {} );
    }
 }
 
@@ -312,7 +326,6 @@ inline Result Decoder::decode( bool single ) {
    nlri_.rd = {};
    nlri_.octets = {};
    nlri_.remarks.clear();
-   clearPrefixes( nlri_.key );
    nlri_.key.matchOpValDelAll();
    nlri_.key.addressFamilyIs( format_.family );
    const U8* at = readLength( single );
@@ -320,9 +333,11 @@ inline Result Decoder::decode( bool single ) {
       at = readDistinguisher( at );
    }
    if ( at && readComponents( at ) && !unrepresentable_ ) [[likely]] {
+      clearPrefixes();
       return std::nullopt;
    }
-   clearPrefixes( nlri_.key );
+   prefixes_ = 0;
+   clearPrefixes();
    nlri_.key.matchOpValDelAll();
    nlri_.key.addressFamilyIs( AddressFamily::none );
    return rejection_ ? rejection_ : unrepresentable_;

@@ -3,7 +3,7 @@
 #include "Vek/Text.h"
 #include "wire/TermRules.h"
 
-#include <algorithm>
+#include <bit>
 
 namespace Wire {
 
@@ -27,8 +27,8 @@ constexpr std::size_t maxSize = 2 + 8 + 2 * 19 + numComponentTypes + 5 * 2048;
 
 // The words of one component, from `begin` up to `end`.
 struct Run {
-   U16 begin = 0;
-   U16 end = 0;
+   U16 begin;
+   U16 end;
 };
 
 class Encoder {
@@ -52,7 +52,7 @@ public:
 
 private:
    U8 typeAt( std::size_t index ) const { return static_cast< U8 >( words_[index] >> 24 ); }
-   Result checkWord( std::size_t index ) const;
+   Result checkWord( std::size_t index, U8 type ) const;
    Result writeRun( U8 type, Run run );
 
    const U8* body() const { return buffer_ + 2; }
@@ -61,6 +61,7 @@ private:
    const std::span< const U64 > words_;
    const TermRuleTable& rules_;
    const ValueLengths lengths_;
+   U32 types_ = 0; // a bit for each type that has a run
    Run runs_[numComponentTypes];
    U8* at_ = buffer_ + 2;
    U8 buffer_[maxSize]; // not initialised: only what was written is read
@@ -89,9 +90,8 @@ Result Encoder::checkHead( NlriFormat format ) const {
    return std::nullopt;
 }
 
-Result Encoder::checkWord( std::size_t index ) const {
+Result Encoder::checkWord( std::size_t index, U8 type ) const {
    const U16 at = static_cast< U16 >( index );
-   const U8 type = typeAt( index );
    if ( words_[index] >> 32 != index ) {
       return Refusal{ RefusalCode::hole, at };
    }
@@ -112,12 +112,13 @@ Result Encoder::findRuns() {
    for ( std::size_t i = 0; i < words_.size(); ++i ) {
       const U8 type = typeAt( i );
       if ( type != previous || words_[i] >> 32 != i || i >= MatchOpValIndex::max() ) {
-         if ( const Result result = checkWord( i ) ) {
+         if ( const Result result = checkWord( i, type ) ) {
             return result;
          }
-         if ( runs_[type].end != 0 ) {
+         if ( types_ >> type & 1 ) {
             return Refusal{ RefusalCode::splitComponent, static_cast< U16 >( i ), type };
          }
+         types_ |= 1U << type;
          runs_[type].begin = static_cast< U16 >( i );
          previous = type;
       }
@@ -141,10 +142,11 @@ void Encoder::writePrefix( U8 type, const Zorv::IpGenPrefix& prefix ) {
 }
 
 Result Encoder::writeRun( U8 type, Run run ) {
-   const TermRules& rules = rules_[type];
-   *at_++ = type;
+   const TermRules rules = rules_[type];
+   U8* out = at_;
+   *out++ = type;
    U8 cleared = rules.reservedOpBits | OpBits::endOfList | OpBits::andPrevious | OpBits::len;
-   U8* last = at_;
+   U8* last = out;
    for ( U32 i = run.begin; i < run.end; ++i ) {
       const MatchOpVal word( static_cast< U32 >( words_[i] ) );
       const U16 at = static_cast< U16 >( i );
@@ -161,38 +163,39 @@ Result Encoder::writeRun( U8 type, Run run ) {
          value = value << 16 | ( second & 0xFFFF );
          ++i;
       }
-      const auto wireLength = lengths_ == ValueLengths::asStored ? rules.lengthCode( length, value )
-                                                                 : rules.shortest( value );
-      if ( !wireLength ) {
-         return Refusal{ RefusalCode::valueTooLarge, at, type };
+      if ( lengths_ == ValueLengths::shortest || !rules.holds( length, value ) ) [[unlikely]] {
+         const auto shortest = rules.shortest( value );
+         if ( !shortest ) {
+            return Refusal{ RefusalCode::valueTooLarge, at, type };
+         }
+         length = *shortest;
       }
-      length = *wireLength;
-      last = at_;
-      *at_++ = static_cast< U8 >( ( word.op() & ~cleared ) | length << 4 );
+      last = out;
+      *out++ = static_cast< U8 >( ( word.op() & ~cleared ) | length << 4 );
       cleared = rules.reservedOpBits | OpBits::endOfList | OpBits::len;
       switch ( length ) {
       case 0:
-         *at_++ = static_cast< U8 >( value );
+         *out++ = static_cast< U8 >( value );
          break;
       case 1:
-         Osk::storeBig16( at_, static_cast< U16 >( value ) );
-         at_ += 2;
+         Osk::storeBig16( out, static_cast< U16 >( value ) );
+         out += 2;
          break;
       default:
-         Osk::storeBig32( at_, value );
-         at_ += 4;
+         Osk::storeBig32( out, value );
+         out += 4;
       }
    }
    *last |= OpBits::endOfList;
+   at_ = out;
    return std::nullopt;
 }
 
 Result Encoder::writeTerms() {
-   for ( U8 type = static_cast< U8 >( ipProto ); type < numComponentTypes; ++type ) {
-      if ( runs_[type].end != 0 ) {
-         if ( const Result result = writeRun( type, runs_[type] ) ) {
-            return result;
-         }
+   for ( U32 left = types_; left != 0; left &= left - 1 ) {
+      const auto type = static_cast< U8 >( std::countr_zero( left ) );
+      if ( const Result result = writeRun( type, runs_[type] ) ) {
+         return result;
       }
    }
    return std::nullopt;

@@ -72,7 +72,9 @@ std::vector< Component > encoded( const FlowspecKey& key ) {
       }
       Component& component = components.back();
       component.lastOp = component.octets.size();
-      const U8 length = rules.lengthCode( term.len(), term.val32() ).value_or( term.len() );
+      const U8 length = rules.holds( term.len(), term.val32() )
+                           ? term.len()
+                           : rules.shortest( term.val32() ).value_or( term.len() );
       component.octets.push_back( static_cast< U8 >( ( term.op() & ~cleared ) | length << 4 ) );
       for ( unsigned shift = 8U << length; shift > 0; ) {
          shift -= 8;

@@ -30,11 +30,9 @@ struct TermRules {
       return std::nullopt;
    }
 
-   /// The length code that a value has on the wire when it is stored with `stored`, below 3: that
-   /// one where it is allowed and holds the value, else the shortest.
-   constexpr std::optional< U8 > lengthCode( U8 stored, U32 value ) const {
-      return allowedLengths >> stored & 1 && value <= maxValue( stored ) ? stored
-                                                                         : shortest( value );
+   /// Whether a length code below 3 is allowed and its values hold `value`.
+   constexpr bool holds( U8 code, U32 value ) const {
+      return allowedLengths >> code & 1 && value <= maxValue( code );
    }
 
    /// The greatest value of a length code below 3.
