@@ -33,7 +33,7 @@ void checkText( const FiledRule& rule ) {
    Vek::String text;
    Tools::appendKeyJson( text, rule.key );
    auto line = nlohmann::json::parse( text );
-   line["action"] = actionJson( rule.action );
+   line["action"] = Tools::actionJson( rule.action );
    line["ruleId"] = rule.ruleId;
    RuleReader reader( "again", Tools::Form::json, {} );
    reader.line( rule.line, line.dump() );

@@ -91,6 +91,9 @@ TEST( FlowspecKeyLog, AWordAtTheLastIndexCannotBeWritten ) {
    FlowspecKey key;
    key.matchOpValIs( 2046, MatchOpVal( 1 ) );
    EXPECT_EQ( logValue< FlowspecKey >( logBytes( key ), Trust::trusted ), key );
+   FlowspecKey alone;
+   alone.matchOpValIs( 2047, MatchOpVal( 1 ) );
+   EXPECT_THROW( logBytes( alone ), Vek::DefaultKeyException );
    key.matchOpValIs( 2047, MatchOpVal( 1 ) );
    std::vector< U8 > bytes( logSize( key ), 0xEE );
    Vek::LogWriter out( bytes.data() );
@@ -111,6 +114,8 @@ TEST( FlowspecKeyLog, KeysThatCouldNotBeWalkedAreRefusedFromAPeer ) {
    EXPECT_EQ( refusal( head + "0000 05A10001 07FF 00000000" ),
               "byte 68: the second word of a 4-byte value is missing" );
    EXPECT_EQ( refusal( head + "0001 03810006 0000 03810006 07FF 00000000" ),
+              "byte 68: the words are not in the order of their indices" );
+   EXPECT_EQ( refusal( head + "0000 03810006 0000 03810006 07FF 00000000" ),
               "byte 68: the words are not in the order of their indices" );
    EXPECT_EQ( refusal( head + "0000 05A10001 0001 05A10002 07FF 00000000" ), "" );
 }

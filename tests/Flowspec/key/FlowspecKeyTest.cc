@@ -123,6 +123,19 @@ TEST( FlowspecKey, EqualityComparesInterfaceSetsInTheirOrder ) {
    EXPECT_FALSE( a.compare( b, false ) );
 }
 
+TEST( FlowspecKey, EqualityComparesMoreInterfaceSetsThanHavePlace ) {
+   FlowspecKey a;
+   for ( U16 id = 1; id <= 8; ++id ) {
+      a.interfaceSetPush( id );
+   }
+   FlowspecKey b = a;
+   EXPECT_EQ( a, b );
+   b.interfaceSetPop();
+   b.interfaceSetPush( 9 );
+   EXPECT_NE( a, b );
+   EXPECT_TRUE( a.compare( b, true ) );
+}
+
 TEST( FlowspecKey, WordsAreInsertedReplacedAndRemovedByIndex ) {
    FlowspecKey key;
    key.matchOpValIs( 1, MatchOpVal( 11 ) );

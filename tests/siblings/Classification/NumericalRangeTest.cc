@@ -72,6 +72,7 @@ TEST( NumericalRange, OrderIsByLowerThenUpperBound ) {
 TEST( NumericalRange, TextIsTheBoundsOrTheSingleValue ) {
    EXPECT_EQ( NumericalRange( 1024, 2047 ).stringValue(), "1024-2047" );
    EXPECT_EQ( NumericalRange( 80, 80 ).stringValue(), "80" );
+   EXPECT_EQ( NumericalRange( 80, 81 ).stringValue(), "80-81" );
    EXPECT_EQ( NumericalRange( 0, 4294967295 ).stringValue(), "0-4294967295" );
    std::ostringstream out;
    out << std::hex << std::setw( 20 ) << NumericalRange( 16, 32 );
