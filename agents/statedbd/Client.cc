@@ -109,9 +109,9 @@ void Client::answer( std::string_view line ) {
    }
    Vek::String reason;
    auto root = database_.root( rootName(), reason );
-   if ( root && greeting_.writes && root->writer ) {
+   if ( reason.empty() && greeting_.writes && root->writer ) {
       reason = concat( rootName(), " is written by ", root->writer->agent() );
-   } else if ( root && !greeting_.writes && !root->entity ) {
+   } else if ( reason.empty() && !greeting_.writes && !root->entity ) {
       reason = database_.refusesToWait( peer_ );
    }
    if ( !reason.empty() ) {
@@ -162,9 +162,14 @@ bool Client::stream() {
    if ( !words_.empty() && !greeting_.writes ) {
       return true; // The log comes after the answer.
    }
-   const bool isOpen = connection_->process();
+   bool isOpen = connection_->process();
+   Vek::String error = connection_->error();
    if ( greeting_.writes ) {
       database_.show( rootName(), *root_ );
+      if ( const Vek::String fault = database_.keep( rootName(), *root_ ); !fault.empty() ) {
+         isOpen = false;
+         error = fault;
+      }
       if ( EventLoop::Clock::now() >= due_ ) {
          due_ = never;
          noteComing();
@@ -174,7 +179,6 @@ bool Client::stream() {
       acknowledge();
       return true;
    }
-   const Vek::String error = connection_->error();
    logEnd( error );
    if ( error.empty() || !greeting_.writes ) {
       return false;

@@ -15,6 +15,8 @@
 
 namespace Agents {
 
+using Vek::concat;
+
 namespace {
 
 constexpr auto never = EventLoop::Clock::time_point::max();
@@ -31,6 +33,16 @@ StateDatabase::StateDatabase( EventLoop& loop, Vek::log::Endpoint endpoint, Opti
      log_( std::move( log ) ) {
    if ( endpoint_.isUnix() ) {
       lock_.emplace( endpoint_.text() + ".lock", "listen on " + endpoint_.text() );
+   }
+   if ( options_.disk ) {
+      for ( const Kept& kept : options_.kept ) {
+         Root& root = *( roots_[kept.root] = std::make_shared< Root >() );
+         root.kept = std::make_unique< KeptRoot >( *options_.disk, kept.root, kept.type );
+         load( kept.root, root );
+         if ( const Vek::String fault = keep( kept.root, root ); !fault.empty() ) {
+            log_( concat( kept.root, " is not kept: ", fault ) );
+         }
+      }
    }
    listener_ = endpoint_.listen();
    keepReserve();
@@ -126,11 +138,12 @@ void StateDatabase::keepReserve() {
 std::shared_ptr< StateDatabase::Root > StateDatabase::root( const Vek::String& name,
                                                             Vek::String& reason ) {
    if ( const auto at = roots_.find( name ); at != roots_.end() ) {
+      reason = at->second->kept ? at->second->kept->fault() : Vek::String();
       return at->second;
    }
    if ( roots_.size() >= options_.maxRoots ) {
-      reason = Vek::concat( "the state database has ", roots_.size(),
-                            " roots, and no room for one more" );
+      reason =
+         concat( "the state database has ", roots_.size(), " roots, and no room for one more" );
       return nullptr;
    }
    return roots_.emplace( name, std::make_shared< Root >() ).first->second;
@@ -148,19 +161,22 @@ Vek::String StateDatabase::refusesToWait( const Peer& peer ) const {
    if ( all < options_.maxWaiting && ofUser < options_.maxWaitingOfUser ) {
       return {};
    }
-   return Vek::concat( "nobody has written this root, and ", ofUser, " readers of this user, ", all,
-                       " in all, wait for such roots" );
+   return concat( "nobody has written this root, and ", ofUser, " readers of this user, ", all,
+                  " in all, wait for such roots" );
 }
 
 Vek::String StateDatabase::refusesType( const Vek::String& name, std::string_view type ) {
+   Root& root = *roots_.at( name );
+   if ( root.kept && !root.kept->type().empty() && root.kept->type() != type ) {
+      return concat( name, " is kept as a ", root.kept->type(), ", not a ",
+                     Vek::printable( type ) );
+   }
    const auto entity = directory_.entity( name );
    if ( !entity || entity->typeInfo().name == type ) {
       return {};
    }
-   Root& root = *roots_.at( name );
    if ( EventLoop::Clock::now() - root.left < options_.abandoned ) {
-      return Vek::concat( name, " is a ", entity->typeInfo().name, ", not a ",
-                          Vek::printable( type ) );
+      return concat( name, " is a ", entity->typeInfo().name, ", not a ", Vek::printable( type ) );
    }
    directory_.erase( name );
    show( name, root );
@@ -181,14 +197,42 @@ void StateDatabase::show( const Vek::String& name, Root& root ) {
    }
 }
 
+Vek::String StateDatabase::keep( const Vek::String& name, Root& root ) {
+   if ( !root.kept || !root.kept->fault().empty() ) {
+      return {};
+   }
+   try {
+      root.kept->save( root.source, root.entity );
+      return {};
+   } catch ( const std::bad_alloc& ) {
+      throw;
+   } catch ( const std::exception& exception ) {
+      const Vek::String reason = exception.what();
+      // What could not be kept was not written.
+      load( name, root );
+      return reason;
+   }
+}
+
+void StateDatabase::load( const Vek::String& name, Root& root ) {
+   Vek::String cut;
+   root.kept->load( directory_, cut );
+   for ( const Vek::String& line : { cut, root.kept->fault() } ) {
+      if ( !line.empty() ) {
+         log_( line );
+      }
+   }
+   show( name, root );
+}
+
 Vek::String StateDatabase::list() const {
    Vek::String text;
    for ( const auto& [name, root] : roots_ ) {
-      text += Vek::concat( name, '\t',
-                           root->entity ? root->entity->typeInfo().name : std::string_view( "-" ),
-                           '\t', root->readers, '\t' );
+      text +=
+         concat( name, '\t', root->entity ? root->entity->typeInfo().name : std::string_view( "-" ),
+                 '\t', root->readers, '\t' );
       if ( root->writer ) {
-         text += Vek::concat( root->writer->agent(), '\t', root->writer->peer().text(), '\n' );
+         text += concat( root->writer->agent(), '\t', root->writer->peer().text(), '\n' );
       } else {
          text += "-\t-\n";
       }
@@ -202,6 +246,9 @@ void StateDatabase::end( Client& client ) {
    clients_.erase( &client );
    const auto at = roots_.find( name );
    if ( at == roots_.end() || at->second.use_count() != 1 ) {
+      return;
+   }
+   if ( at->second->kept ) {
       return;
    }
    if ( !at->second->entity ) {
@@ -224,7 +271,7 @@ void StateDatabase::removeAbandoned() {
    sweep_ = never;
    for ( auto at = roots_.begin(); at != roots_.end(); ) {
       // Nobody but the map has it: there is neither a writer nor a reader.
-      if ( at->second.use_count() == 1 ) {
+      if ( at->second.use_count() == 1 && !at->second->kept ) {
          if ( at->second->left + options_.abandoned <= now ) {
             directory_.erase( at->first );
             at = roots_.erase( at );

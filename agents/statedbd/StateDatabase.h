@@ -7,6 +7,7 @@
 #include "agents/lib/EventLoop.h"
 #include "agents/lib/PidFile.h"
 #include "agents/statedbd/Access.h"
+#include "agents/statedbd/KeptRoot.h"
 
 #include <functional>
 #include <map>
@@ -18,9 +19,16 @@ namespace Agents {
 class Client;
 
 /// The central state database: root entities by name, each written by one client at a time and
-/// streamed to any number of readers. It is empty when it starts; writers fill it.
+/// streamed to any number of readers. It is empty when it starts, but for roots that it keeps on a
+/// disk; writers fill it.
 class StateDatabase final : private EventLoop::Handler {
 public:
+   /// A root to be kept, and the only type that it may have; any when empty.
+   struct Kept {
+      Vek::String root;
+      Vek::String type;
+   };
+
    struct Options {
       std::size_t maxRoots = 4096;
       /// Readers of roots that are not there: in all, and of one user.
@@ -33,6 +41,9 @@ public:
       std::chrono::milliseconds lasting = std::chrono::seconds( 2 );
       /// All clients that come and go are.
       bool verbose = false;
+      /// Where roots are kept, which outlives the database, and which; nothing when it is null.
+      Disk* disk = nullptr;
+      std::vector< Kept > kept = {};
    };
 
    /// One root: what its readers are sent, and who writes it.
@@ -42,12 +53,13 @@ public:
       const Client* writer = nullptr;
       std::size_t readers = 0;
       EventLoop::Clock::time_point left{}; ///< when the last one that wrote it went
+      std::unique_ptr< KeptRoot > kept;    ///< null for a root that is not kept
       Vek::String complaint;               ///< the last one that was logged about a writer
    };
 
-   /// Listens from now on; `loop` outlives the database. `log` takes a line for each writer that
-   /// comes or goes and for each client that is cut off. `StreamException` or `std::runtime_error`
-   /// when it cannot listen.
+   /// Reads what is kept and listens from now on; `loop` outlives the database. `log` takes a line
+   /// for each writer that comes or goes and for each client that is cut off. `StreamException` or
+   /// `std::runtime_error` when it cannot listen, `RangeException` when a root cannot be kept.
    StateDatabase( EventLoop& loop, Vek::log::Endpoint endpoint, Options options,
                   std::function< void( const Vek::String& line ) > log );
    StateDatabase( const StateDatabase& ) = delete;
@@ -83,6 +95,10 @@ private:
    Vek::String refusesType( const Vek::String& name, std::string_view type );
    /// Streams a root to its readers once its writer has made it, and tells them when it is gone.
    void show( const Vek::String& name, Root& root );
+   /// Puts a root that is kept on the disk. Why it cannot, and then the root is what it was on the
+   /// disk; empty when it can.
+   Vek::String keep( const Vek::String& name, Root& root );
+   void load( const Vek::String& name, Root& root );
    /// Lines about the roots, for a client that asked for them.
    Vek::String list() const;
    void end( Client& client );

@@ -133,6 +133,24 @@ const String& typesText() {
    return text;
 }
 
+String typesTextOf( std::string_view type ) {
+   const Blocks all = blocksOf( typesText() );
+   Blocks told;
+   std::vector< std::string_view > waiting{ type };
+   while ( !waiting.empty() ) {
+      const auto block = all.find( waiting.back() );
+      waiting.pop_back();
+      if ( block != all.end() && told.insert( *block ).second ) {
+         forEachName( block->second, [&]( std::string_view name ) { waiting.push_back( name ); } );
+      }
+   }
+   String text;
+   for ( const auto& [name, block] : told ) {
+      text += block;
+   }
+   return text;
+}
+
 U64 typesDigest( std::string_view text ) {
    U64 digest = 0xCBF29CE484222325;
    for ( const char c : text ) {

@@ -12,6 +12,9 @@ namespace Vek::log {
 /// asks again after a module was loaded or unloaded.
 OSK_EXPORT const String& typesText();
 
+/// The part of it that tells of one type and of all that it is made of.
+OSK_EXPORT String typesTextOf( std::string_view type );
+
 /// A digest of such a text (64-bit FNV-1a).
 OSK_EXPORT U64 typesDigest( std::string_view text );
 

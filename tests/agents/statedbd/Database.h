@@ -23,11 +23,12 @@ public:
    Vek::log::Endpoint endpoint() const {
       return Vek::log::Endpoint( folder_.path() + "/statedb.sock" );
    }
+   Vek::String stateFolder() const { return folder_.path() + "/state"; }
    Vek::String pidFile() const { return folder_.path() + "/statedbd.pid"; }
 
    void start() {
-      std::vector< Vek::String > command{ STATEDBD, "--socket", endpoint().text(), "--pid-file",
-                                          pidFile() };
+      std::vector< Vek::String > command{ STATEDBD,  "--socket",    endpoint().text(), "--pid-file",
+                                          pidFile(), "--state-dir", stateFolder() };
       command.insert( command.end(), options_.begin(), options_.end() );
       process_ = std::make_unique< Process >( std::move( command ), folder_.path() + "/errors" );
    }

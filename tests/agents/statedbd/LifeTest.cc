@@ -22,7 +22,7 @@ struct Ended {
 // A statedbd that is to end by itself.
 Ended statedbd( std::vector< Vek::String > arguments ) {
    const Folder folder;
-   arguments.insert( arguments.begin(), STATEDBD );
+   arguments.insert( arguments.begin(), { STATEDBD, "--state-dir", folder.path() + "/state" } );
    Process process( std::move( arguments ), folder.path() + "/errors" );
    const int status = process.wait();
    return { status, process.errors() };
@@ -87,9 +87,10 @@ TEST( StateDatabaseLife, OfManyThatStartAtOnceOneListens ) {
    folder.file( "nothing", "" );
    std::vector< std::unique_ptr< Process > > processes;
    for ( int i = 0; i < 8; ++i ) {
-      processes.push_back(
-         std::make_unique< Process >( std::vector< Vek::String >{ STATEDBD, "--socket", socket },
-                                      folder.path() + "/errors" + std::to_string( i ) ) );
+      processes.push_back( std::make_unique< Process >(
+         std::vector< Vek::String >{ STATEDBD, "--socket", socket, "--state-dir",
+                                     folder.path() + "/state" + std::to_string( i ) },
+         folder.path() + "/errors" + std::to_string( i ) ) );
    }
    const auto lines = [&]( std::string_view text ) {
       return std::ranges::count_if( processes, [&]( const auto& process ) {
@@ -164,8 +165,9 @@ TEST( StateDatabaseLife, WrongUsageIsStatus2 ) {
 TEST( StateDatabaseLife, ListensOnTheLoopbackInterface ) {
    const Folder folder;
    const Vek::log::Endpoint endpoint( "127.0.0.1:" + std::to_string( 20000 + ::getpid() % 20000 ) );
-   Process process( { STATEDBD, "--socket", endpoint.text(), "--allow-tcp" },
-                    folder.path() + "/errors" );
+   Process process(
+      { STATEDBD, "--socket", endpoint.text(), "--allow-tcp", "--state-dir", folder.path() },
+      folder.path() + "/errors" );
    Vek::Directory directory;
    Mount reader( endpoint, "show", "x", directory );
    EXPECT_TRUE( TestSupport::untilAllStand( { &reader } ) );

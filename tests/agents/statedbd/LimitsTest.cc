@@ -19,7 +19,9 @@ using Vek::log::Mount;
 class Limited {
 public:
    explicit Limited( const Vek::String& limit )
-      : process_( { "/bin/sh", "-c", limit + "; exec " STATEDBD " --socket " + endpoint().text() },
+      : process_( { "/bin/sh", "-c",
+                    limit + "; exec " STATEDBD " --socket " + endpoint().text() + " --state-dir " +
+                       folder_.path() + "/state" },
                   folder_.path() + "/errors" ) {
       for ( int i = 0; i < 1000 && process_.errors().empty(); ++i ) {
          ::usleep( 10'000 );
@@ -97,7 +99,7 @@ TEST( Limits, AFloodOfFaultsIsAFewShortLines ) {
       // So that it listens.
       const Stranger first( database );
       first.send( "mount/1 list x\n" );
-      EXPECT_EQ( first.answer(), "ok\n" );
+      EXPECT_THAT( first.answer(), StartsWith( "ok\n" ) );
    }
    const auto begin = std::chrono::steady_clock::now();
    for ( int i = 0; i < 500; ++i ) {
