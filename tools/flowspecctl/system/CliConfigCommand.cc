@@ -73,7 +73,8 @@ private:
          return fault;
       }
       change( *roots.get< CliConfig >( system_.cliConfig ) );
-      roots.until( [&] { return mount.acknowledged() || !mount.error().empty(); },
+      // A mount has an error until it works for the first time, too.
+      roots.until( [&] { return mount.acknowledged() || mount.refused() || mount.fd() < 0; },
                    deadline_.left() );
       if ( mount.acknowledged() ) {
          return {};
