@@ -55,7 +55,8 @@ std::vector< Form > formsOf( const KeyOptions& options ) {
    if ( options.json ) {
       std::vector< Form > all;
       for ( const FormInfo& form : forms() ) {
-         if ( !form.hasRd || rd || options.rd ) {
+         const bool isNlri = form.form == Form::nlri || form.form == Form::nlriVpn;
+         if ( !isNlri && ( !form.hasRd || rd || options.rd ) ) {
             all.push_back( form.form );
          }
       }

@@ -2,7 +2,7 @@
 
 _flowspecctl() {
    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-   local readable='cli cli-len rd rd-len value diag json'
+   local readable='cli cli-len rd rd-len value diag json nlri nlri-vpn'
    local words='' front=''
    COMPREPLY=()
 
@@ -15,7 +15,7 @@ _flowspecctl() {
       words="$readable detail rd-detail words"
       [[ $current != *,* ]] || front=${current%,*},
       ;;
-   convert:--to) words='cli cli-len value diag json detail words' ;;
+   convert:--to) words='cli cli-len value diag json detail words nlri' ;;
    key:--family | check:--family | convert:--family) words='ipv4 ipv6' ;;
    key:--rd | key:--vrf | convert:--vrf) return ;;
    nlri:--afi) words='1 2' ;;

@@ -2,6 +2,9 @@
 
 #include "Flowspec/key/FlowspecKeyReader.h"
 #include "tools/lib/KeyJson.h"
+#include "tools/lib/NlriText.h"
+#include "wire/NlriDecoder.h"
+#include "wire/NlriEncoder.h"
 
 namespace Flowspec::Tools {
 
@@ -18,6 +21,8 @@ constexpr FormInfo infos[] = {
    { "detail", 40, Form::detail, false, false, false },
    { "rd-detail", 40, Form::rdDetail, false, true, false },
    { "words", 22, Form::words, false, false, false },
+   { "nlri", 40, Form::nlri, true, false, false },
+   { "nlri-vpn", 40, Form::nlriVpn, true, true, false },
 };
 
 // The words as they stand in the key, in hexadecimal: type, operator and value can be told apart.
@@ -43,6 +48,40 @@ Reason reason( const KeyTextResult& result ) {
 
 Reason readWithRd( std::string_view text, bool includesValueLength, Rule& rule ) {
    return reason( readStrCliWithRd( text, includesValueLength, rule.rd.emplace(), rule.key ) );
+}
+
+Reason readNlri( std::string_view text, bool vpn, Rule& rule ) {
+   const Zorv::AddressFamily family = rule.key.addressFamily();
+   if ( family != Zorv::AddressFamily::ipv4 && family != Zorv::AddressFamily::ipv6 ) {
+      return "an NLRI does not tell its address family: it must be given";
+   }
+   std::vector< U8 > octets;
+   octets.reserve( text.size() / 2 );
+   if ( const auto at = readHex( text, octets ) ) {
+      return Vek::concat( "expected two hexadecimal digits at character ", *at + 1 );
+   }
+   Wire::Nlri nlri;
+   nlri.key = std::move( rule.key );
+   const auto rejection = Wire::decodeNlri( octets, { family, vpn }, nlri );
+   rule.key = std::move( nlri.key );
+   if ( rejection ) {
+      return Vek::concat( name( rejection->code ), " at offset ", rejection->offset, ": ",
+                          rejection->message() );
+   }
+   if ( nlri.octets.size() != octets.size() ) {
+      return Vek::concat( "the NLRI ends at offset ", nlri.octets.size(), " of ", octets.size() );
+   }
+   if ( vpn ) {
+      rule.rd = nlri.rd;
+   }
+   return std::nullopt;
+}
+
+std::optional< Wire::Refusal > encodeRule( Form form, const Rule& rule,
+                                           std::vector< U8 >& octets ) {
+   return Wire::encodeNlri( rule.key, { rule.key.addressFamily(), form == Form::nlriVpn },
+                            rule.rd.value_or( Zorv::RouteDistinguisher() ),
+                            Wire::ValueLengths::asStored, octets );
 }
 
 } // namespace
@@ -76,6 +115,9 @@ Reason readRule( Form form, std::string_view text, Rule& rule ) {
       return reason( readStrep( text, rule.key ) );
    case Form::json:
       return readKeyJson( text, rule.key );
+   case Form::nlri:
+   case Form::nlriVpn:
+      return readNlri( text, form == Form::nlriVpn, rule );
    case Form::detail:
    case Form::rdDetail:
    case Form::words:
@@ -102,6 +144,11 @@ Reason unwritable( Form form, const Rule& rule ) {
    }
    if ( form == Form::json ) {
       return unwritableJson( rule.key );
+   }
+   if ( form == Form::nlri || form == Form::nlriVpn ) {
+      std::vector< U8 > octets;
+      const auto refusal = encodeRule( form, rule, octets );
+      return refusal ? Reason( refusal->message() ) : std::nullopt;
    }
    if ( form == Form::diag ) {
       return rule.key.matchOpVals() > MatchOpValIndex::max()
@@ -140,6 +187,12 @@ void appendRule( Form form, const Rule& rule, Vek::String& out ) {
       return;
    case Form::words:
       return appendWords( rule.key, out );
+   case Form::nlri:
+   case Form::nlriVpn: {
+      std::vector< U8 > octets;
+      static_cast< void >( encodeRule( form, rule, octets ) );
+      return appendHex( out, octets );
+   }
    }
 }
 

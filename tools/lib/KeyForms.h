@@ -7,7 +7,20 @@
 /// The texts of a rule by name, for tools that let their users choose.
 namespace Flowspec::Tools {
 
-enum class Form : U8 { cli, cliLen, rd, rdLen, value, diag, json, detail, rdDetail, words };
+enum class Form : U8 {
+   cli,
+   cliLen,
+   rd,
+   rdLen,
+   value,
+   diag,
+   json,
+   detail,
+   rdDetail,
+   words,
+   nlri,    ///< hexadecimal digits of an NLRI of the key's family (`wire/NlriDecoder.h`)
+   nlriVpn, ///< the same with a distinguisher
+};
 
 struct FormInfo {
    std::string_view name;
@@ -28,7 +41,8 @@ std::optional< Form > formOf( std::string_view name );
 using Reason = std::optional< Vek::String >;
 
 /// Fills `rule`, whose key equals a default one, from a text of a readable form. A reason when the
-/// text is wrong; `rule` then holds what was read before the fault.
+/// text is wrong; `rule` then holds what was read before the fault. NLRI do not tell their family:
+/// the key has it beforehand.
 [[nodiscard]] Reason readRule( Form form, std::string_view text, Rule& rule );
 
 /// Makes the key equal to a default one and keeps the memory that it holds.

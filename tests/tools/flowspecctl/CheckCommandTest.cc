@@ -207,7 +207,7 @@ TEST( CheckCommand, ChecksItsOptions ) {
    const Vek::String hint = "\nTry 'flowspecctl --help'.\n";
    const Result form = check( { "--from", "words" } );
    EXPECT_EQ( form.err, "flowspecctl: error: --from: 'words' is not one of cli, cli-len, rd, "
-                        "rd-len, value, diag, json" +
+                        "rd-len, value, diag, json, nlri, nlri-vpn" +
                            hint );
    EXPECT_EQ( form.status, 2 );
    const Result family = check( { "--family", "4" } );

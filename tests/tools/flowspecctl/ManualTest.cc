@@ -91,7 +91,8 @@ TEST( Completion, OffersCommandsOptionsFormsAndFiles ) {
    EXPECT_EQ( completed( { "key" } ), "key\n" );
    EXPECT_EQ( completed( { "key", "--" } ),
               "--from --to --sort --unique --json --table --rd --vrf --family --help\n" );
-   EXPECT_EQ( completed( { "key", "--from", "" } ), "cli cli-len rd rd-len value diag json\n" );
+   EXPECT_EQ( completed( { "key", "--from", "" } ),
+              "cli cli-len rd rd-len value diag json nlri nlri-vpn\n" );
    EXPECT_EQ( completed( { "key", "--to", "rd" } ), "rd rd-len rd-detail\n" );
    EXPECT_EQ( completed( { "key", "--to", "cli,d" } ), "cli,diag cli,detail\n" );
    EXPECT_EQ( completed( { "key", "--family", "" } ), "ipv4 ipv6\n" );
@@ -102,7 +103,7 @@ TEST( Completion, OffersCommandsOptionsFormsAndFiles ) {
    EXPECT_EQ( completed( { "check", "examples/R" } ), "examples/README.md\n" );
    EXPECT_EQ( completed( { "convert", "--" } ), "--to --vrf --family --help\n" );
    EXPECT_EQ( completed( { "convert", "--to", "" } ),
-              "cli cli-len value diag json detail words\n" );
+              "cli cli-len value diag json detail words nlri\n" );
    EXPECT_EQ( completed( { "convert", "--vrf", "" } ), "\n" );
    EXPECT_EQ( completed( { "convert", "--family", "" } ), "ipv4 ipv6\n" );
    EXPECT_EQ( completed( { "nlri", "--" } ),

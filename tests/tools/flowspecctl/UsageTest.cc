@@ -62,14 +62,15 @@ TEST( Usage, CommandsAndOptionsMustBeKnown ) {
 
 TEST( Usage, FormsMustBeKnown ) {
    const Vek::String readable = "cli, cli-len, rd, rd-len, value, diag, json";
+   const Vek::String nlri = ", nlri, nlri-vpn";
    for ( const char* const form : { "detail", "rd-detail", "words", "", "CLI", "cli,value" } ) {
       expectMisuse( { "key", "--from", form },
-                    Vek::String( "--from: '" ) + form + "' is not one of " + readable );
+                    Vek::String( "--from: '" ) + form + "' is not one of " + readable + nlri );
    }
    for ( const char* const list : { "text", "cli,", ",cli", "cli,,value", "cli value" } ) {
       expectMisuse( { "key", "--to", list }, Vek::String( "--to: '" ) + list +
                                                 "' is not a list of " + readable +
-                                                ", detail, rd-detail, words" );
+                                                ", detail, rd-detail, words" + nlri );
    }
 }
 

@@ -47,9 +47,9 @@ TEST( KeyForms, EachFormHasItsNameAndNumber ) {
       EXPECT_EQ( formOf( form.name ), form.form );
       names.push_back( form.name );
    }
-   EXPECT_EQ( names,
-              ( std::vector< std::string_view >{ "cli", "cli-len", "rd", "rd-len", "value", "diag",
-                                                 "json", "detail", "rd-detail", "words" } ) );
+   EXPECT_EQ( names, ( std::vector< std::string_view >{ "cli", "cli-len", "rd", "rd-len", "value",
+                                                        "diag", "json", "detail", "rd-detail",
+                                                        "words", "nlri", "nlri-vpn" } ) );
    EXPECT_EQ( formOf( "" ), std::nullopt );
    EXPECT_EQ( formOf( "CLI" ), std::nullopt );
    EXPECT_EQ( formOf( "cli " ), std::nullopt );
@@ -78,12 +78,21 @@ TEST( KeyForms, Texts ) {
               "IP Protocol: =6;Destination Port: =80 | =443;" );
    EXPECT_EQ( text( Form::words, rule ), "0x03810006 0x05010050 0x059101bb" );
    EXPECT_EQ( text( Form::words, Rule() ), "-" );
+   EXPECT_EQ( text( Form::nlri, rule ), "0d01100a01038106050150"
+                                        "9101bb" );
+   EXPECT_EQ( text( Form::nlriVpn, rule ), "150000fde800000001"
+                                           "01100a01038106050150"
+                                           "9101bb" );
 }
 
 TEST( KeyForms, WhatIsWrittenIsReadBackAsFarAsItsFormHoldsIt ) {
    const Rule rule = exampleRule();
    for ( const FormInfo& form : forms() ) {
       Rule read;
+      const bool isNlri = form.form == Form::nlri || form.form == Form::nlriVpn;
+      if ( isNlri ) {
+         read.key.addressFamilyIs( rule.key.addressFamily() );
+      }
       const Reason reason = readRule( form.form, text( form.form, rule ), read );
       if ( !form.readable ) {
          EXPECT_EQ( reason, "this form is only written" );
@@ -96,7 +105,9 @@ TEST( KeyForms, WhatIsWrittenIsReadBackAsFarAsItsFormHoldsIt ) {
       }
       if ( !form.hasInstance ) {
          expected.key.vrfIdIs( Vrf::VrfIdMap::invalid() );
-         expected.key.addressFamilyIs( Zorv::AddressFamily::none );
+         if ( !isNlri ) {
+            expected.key.addressFamilyIs( Zorv::AddressFamily::none );
+         }
          expected.key.interfaceSetPopAll();
       }
       EXPECT_TRUE( read == expected ) << form.name;
@@ -115,6 +126,18 @@ TEST( KeyForms, ReasonsAreTheReadersOwn ) {
    EXPECT_EQ( readRule( Form::value, "1;ipx;*;*;", rule ), "Invalid address family ipx" );
    EXPECT_EQ( readRule( Form::diag, ";;;;x;", rule ), "Could not parse word x" );
    EXPECT_EQ( readRule( Form::json, "[]", rule ), "not a JSON object" );
+   clear( rule.key );
+   EXPECT_EQ( readRule( Form::nlri, "03038106", rule ),
+              "an NLRI does not tell its address family: it must be given" );
+   rule.key.addressFamilyIs( Zorv::AddressFamily::ipv4 );
+   EXPECT_EQ( readRule( Form::nlri, "0303810", rule ),
+              "expected two hexadecimal digits at character 8" );
+   EXPECT_EQ( readRule( Form::nlri, "03038106 03038111", rule ), "the NLRI ends at offset 4 of 8" );
+   clear( rule.key );
+   rule.key.addressFamilyIs( Zorv::AddressFamily::ipv4 );
+   EXPECT_EQ( readRule( Form::nlri, "00", rule ), "empty at offset 1: the rule has no component" );
+   clear( rule.key );
+   EXPECT_EQ( unwritable( Form::nlri, rule ), "the key is neither of IPv4 nor of IPv6" );
 }
 
 TEST( KeyForms, FormsThatWalkTheTermsRefuseWhatCannotBeWalked ) {

@@ -144,8 +144,9 @@ void appendText( Vek::String& out, const RuleView& view ) {
    lines.add( "family", stringValue( view.key.addressFamily() ) );
    const Rule rule{ .key = view.key, .rd = std::nullopt };
    for ( const FormInfo& form : forms() ) {
-      // JSON has no place in a line for people.
-      if ( !form.hasRd && form.form != Form::json && !unwritable( form.form, rule ) ) {
+      // JSON and octets have no place in a line for people.
+      if ( !form.hasRd && form.form != Form::json && form.form != Form::nlri &&
+           !unwritable( form.form, rule ) ) {
          Vek::String text;
          appendRule( form.form, rule, text );
          lines.add( form.name, text );
