@@ -143,6 +143,10 @@ Tools::Reason RuleReader::readLine( std::string_view text, FiledRule& rule ) {
       }
    } else {
       Tools::clear( textRule_.key );
+      // Octets can be read by one who knows the family only.
+      if ( !Tools::info( form_ ).hasInstance && defaults_.family ) {
+         textRule_.key.addressFamilyIs( *defaults_.family );
+      }
       if ( auto reason = Tools::readRule( form_, text, textRule_ ) ) {
          return reason;
       }

@@ -41,6 +41,8 @@ TEST( RuleFile, TheEndingNamesTheForm ) {
    EXPECT_EQ( ruleForm( "x.rd-len" ), Form::rdLen );
    EXPECT_EQ( ruleForm( "x.value" ), Form::value );
    EXPECT_EQ( ruleForm( "x.diag" ), Form::diag );
+   EXPECT_EQ( ruleForm( "x.nlri" ), Form::nlri );
+   EXPECT_EQ( ruleForm( "x.nlri-vpn" ), Form::nlriVpn );
    for ( const char* const name :
          { "", "-", "rules", "rules.", "rules.txt", "rules.CLI", "rules.words", "rules.detail",
            "rules.cli~", "folder.cli/rules", "x.jsonl.bak" } ) {
@@ -91,6 +93,16 @@ TEST( RuleFile, TextFormsPermit ) {
       EXPECT_EQ( rule.action, RuleAction() );
       EXPECT_EQ( rule.ruleId, defaultRuleId( rule.key ) );
    }
+}
+
+TEST( RuleFile, NlriAreOfTheFamilyThatIsGiven ) {
+   const RuleFile file =
+      readLines( Form::nlri, { "03 038106" }, { .vrfId = 7, .family = AddressFamily::ipv6 } );
+   ASSERT_EQ( file.rules.size(), 1U );
+   EXPECT_EQ( file.rules[0].key.stringValue(), "7;ipv6;*;*;IP:=0L6;" );
+   const RuleFile none = readLines( Form::nlri, { "03038106" } );
+   ASSERT_EQ( none.errors.size(), 1U );
+   EXPECT_EQ( none.errors[0].reason, "an NLRI does not tell its address family: it must be given" );
 }
 
 TEST( RuleFile, DefaultsAreForWhatIsNotSaid ) {
