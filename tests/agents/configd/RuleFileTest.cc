@@ -237,7 +237,7 @@ TEST( RuleFile, FilesThatCannotBeReadAreErrorsWithoutALine ) {
    const Vek::String inner = folder.path() + "/folder.cli";
    ASSERT_EQ( TestSupport::run( { .command = { "mkdir", inner } } ).status, 0 );
    EXPECT_THAT( only( inner ),
-                ElementsAre( RuleError{ inner, 0, "cannot read: Is a directory" } ) );
+                ElementsAre( RuleError{ inner, 0, "not a regular file" } ) );
 }
 
 TEST( RuleFile, ReadsTheExamples ) {
