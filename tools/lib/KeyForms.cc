@@ -56,7 +56,6 @@ Reason readNlri( std::string_view text, bool vpn, Rule& rule ) {
       return "an NLRI does not tell its address family: it must be given";
    }
    std::vector< U8 > octets;
-   octets.reserve( text.size() / 2 );
    if ( const auto at = readHex( text, octets ) ) {
       return Vek::concat( "expected two hexadecimal digits at character ", *at + 1 );
    }

@@ -1,47 +1,59 @@
 #include "tools/lib/NlriText.h"
 
+#include <array>
+
 namespace Flowspec::Tools {
 
 namespace {
 
-std::optional< unsigned > digit( char c ) {
-   if ( c >= '0' && c <= '9' ) {
-      return static_cast< unsigned >( c - '0' );
+// What a character stands for: a digit's number, `between` for what may stand between octets,
+// `other` for the rest.
+constexpr U8 between = 0x10;
+constexpr U8 other = 0x20;
+constexpr std::array< U8, 256 > makeDigits() {
+   std::array< U8, 256 > digits{};
+   digits.fill( other );
+   for ( U8 i = 0; i < 10; ++i ) {
+      digits['0' + i] = i;
    }
-   const char lower = static_cast< char >( c | 0x20 );
-   return lower >= 'a' && lower <= 'f'
-             ? std::optional( static_cast< unsigned >( lower - 'a' + 10 ) )
-             : std::nullopt;
+   for ( U8 i = 0; i < 6; ++i ) {
+      digits['a' + i] = digits['A' + i] = static_cast< U8 >( 10 + i );
+   }
+   digits[' '] = digits['\t'] = digits[':'] = between;
+   return digits;
 }
-
-bool isBetween( char c ) { return c == ' ' || c == '\t' || c == ':'; }
+constexpr std::array< U8, 256 > digits = makeDigits();
 
 } // namespace
 
 std::optional< std::size_t > readHex( std::string_view text, std::vector< U8 >& octets ) {
-   octets.clear();
-   for ( std::size_t at = 0; at < text.size(); ++at ) {
-      if ( isBetween( text[at] ) ) {
+   octets.resize( text.size() / 2 );
+   const auto digitAt = [text]( std::size_t at ) {
+      return at < text.size() ? digits[static_cast< U8 >( text[at] )] : other;
+   };
+   std::size_t count = 0;
+   for ( std::size_t at = 0; at < text.size(); ) {
+      const U8 high = digitAt( at );
+      if ( high == between ) {
+         ++at;
          continue;
       }
-      const auto high = digit( text[at] );
-      if ( !high ) {
-         return at;
+      const U8 low = digitAt( at + 1 );
+      if ( ( high | low ) > 0x0F ) {
+         return at + ( high <= 0x0F );
       }
-      const auto low = ++at < text.size() ? digit( text[at] ) : std::nullopt;
-      if ( !low ) {
-         return at;
-      }
-      octets.push_back( static_cast< U8 >( *high << 4 | *low ) );
+      octets[count++] = static_cast< U8 >( high << 4 | low );
+      at += 2;
    }
+   octets.resize( count );
    return std::nullopt;
 }
 
 void appendHex( Vek::String& out, std::span< const U8 > octets ) {
-   static constexpr char digits[] = "0123456789abcdef";
+   static constexpr char texts[] = "0123456789abcdef";
    for ( const U8 octet : octets ) {
-      out += digits[octet >> 4];
-      out += digits[octet & 15];
+      out += texts[octet >> 4];
+      out += texts[octet & 15];
    }
 }
 
