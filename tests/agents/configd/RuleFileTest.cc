@@ -236,8 +236,7 @@ TEST( RuleFile, FilesThatCannotBeReadAreErrorsWithoutALine ) {
                                   notes, 0, "the ending of the name is no form of rules" } ) );
    const Vek::String inner = folder.path() + "/folder.cli";
    ASSERT_EQ( TestSupport::run( { .command = { "mkdir", inner } } ).status, 0 );
-   EXPECT_THAT( only( inner ),
-                ElementsAre( RuleError{ inner, 0, "not a regular file" } ) );
+   EXPECT_THAT( only( inner ), ElementsAre( RuleError{ inner, 0, "not a regular file" } ) );
 }
 
 TEST( RuleFile, ReadsTheExamples ) {
