@@ -139,7 +139,7 @@ TEST( NlriDecoder, KeepsTheVrfAndTheInterfaceSets ) {
    Nlri nlri;
    nlri.key.vrfIdIs( 7 );
    nlri.key.interfaceSetPush( 3 );
-   ASSERT_FALSE( decodeNlri( bytesOf( "08 01180a0001 038106" ), ipv4, nlri ) );
+   ASSERT_FALSE( decodeNlri( bytesOf( "0d 01180a0001 02180a0002 038106" ), ipv4, nlri ) );
    ASSERT_FALSE( decodeNlri( bytesOf( "03 048150" ), ipv4, nlri ) );
    EXPECT_EQ( nlri.key.stringValue(), "7;ipv4;IFSET:=3;*;*;P:=0L80;" );
    ASSERT_TRUE( decodeNlri( bytesOf( "03 040050" ), ipv4, nlri ) );
