@@ -6,6 +6,7 @@
 #include <charconv>
 #include <concepts>
 #include <optional>
+#include <utility>
 
 /// Writing and reading text without streams: writers append to a string, readers advance a cursor.
 namespace Vek {
@@ -18,7 +19,7 @@ public:
    explicit TextWriter( String& out ) : out_( out ) {}
    TextWriter( const TextWriter& ) = delete;
    TextWriter& operator=( const TextWriter& ) = delete;
-   ~TextWriter() { flush(); }
+   ~TextWriter() noexcept( false ) { flush(); }
 
    TextWriter& operator<<( char c ) {
       need( 1 );
@@ -66,9 +67,11 @@ public:
    }
    void written( char* end ) { next_ = end; }
 
+   /// `std::bad_alloc` when the string cannot take it; what was collected is dropped then, so that
+   /// the destructor does not try again.
    void flush() {
-      out_.append( buffer_, static_cast< std::size_t >( next_ - buffer_ ) );
-      next_ = buffer_;
+      const char* const end = std::exchange( next_, buffer_ );
+      out_.append( buffer_, static_cast< std::size_t >( end - buffer_ ) );
    }
 
 private:

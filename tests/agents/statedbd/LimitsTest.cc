@@ -20,7 +20,9 @@ class Limited {
 public:
    explicit Limited( const Vek::String& limit )
       : process_( { "/bin/sh", "-c",
-                    limit + "; exec " STATEDBD " --socket " + endpoint().text() + " --state-dir " +
+                    // What the tests inherited would count.
+                    "exec 3>&- 4>&- 5>&- 6>&- 7>&- 8>&- 9>&-; " + limit +
+                       "; exec " STATEDBD " --socket " + endpoint().text() + " --state-dir " +
                        folder_.path() + "/state" },
                   folder_.path() + "/errors" ) {
       for ( int i = 0; i < 1000 && process_.errors().empty(); ++i ) {

@@ -48,6 +48,20 @@ TEST( TextWriter, AppendsToWhatTheStringHolds ) {
    EXPECT_EQ( text, "before after 1" );
 }
 
+TEST( TextWriter, EndsInPeaceAfterItRanOutOfMemory ) {
+   const auto write = []( bool flushes ) {
+      String text;
+      const TestSupport::AllocationLimit limit( 0 );
+      TextWriter writer( text );
+      writer << letters( 10 ) << letters( 10 );
+      if ( flushes ) {
+         writer.flush();
+      }
+   };
+   EXPECT_THROW( write( true ), std::bad_alloc );
+   EXPECT_THROW( write( false ), std::bad_alloc );
+}
+
 TEST( TextWriter, StringHoldsTheWholeTextOnceFlushed ) {
    String text;
    TextWriter writer( text );
