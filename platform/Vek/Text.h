@@ -5,6 +5,7 @@
 
 #include <charconv>
 #include <concepts>
+#include <exception>
 #include <optional>
 #include <utility>
 
@@ -19,7 +20,16 @@ public:
    explicit TextWriter( String& out ) : out_( out ) {}
    TextWriter( const TextWriter& ) = delete;
    TextWriter& operator=( const TextWriter& ) = delete;
-   ~TextWriter() noexcept( false ) { flush(); }
+   ~TextWriter() noexcept( false ) {
+      try {
+         flush();
+      } catch ( ... ) {
+         // An exception that is under way already tells that there is no whole text.
+         if ( std::uncaught_exceptions() == 0 ) {
+            throw;
+         }
+      }
+   }
 
    TextWriter& operator<<( char c ) {
       need( 1 );

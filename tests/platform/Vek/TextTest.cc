@@ -7,6 +7,7 @@
 #include <limits>
 #include <random>
 #include <sstream>
+#include <stdexcept>
 
 #include <gtest/gtest.h>
 
@@ -60,6 +61,14 @@ TEST( TextWriter, EndsInPeaceAfterItRanOutOfMemory ) {
    };
    EXPECT_THROW( write( true ), std::bad_alloc );
    EXPECT_THROW( write( false ), std::bad_alloc );
+   const auto failWithTextLeft = [] {
+      String text;
+      const TestSupport::AllocationLimit limit( 0 );
+      TextWriter writer( text );
+      writer << letters( 10 ) << letters( 10 );
+      throw std::logic_error( "another reason" );
+   };
+   EXPECT_THROW( failWithTextLeft(), std::logic_error );
 }
 
 TEST( TextWriter, StringHoldsTheWholeTextOnceFlushed ) {
