@@ -271,8 +271,10 @@ TEST_F( Refresh, IsAskedAgainWhenTheDatabaseComesBack ) {
    database.start();
    answer( 10 );
    {
-      const auto cli = cliConfigFactory( "flowspec/cliconfig" );
-      Mount writer( database.endpoint(), "operator", *cli );
+      // Takes over, so that a request that is there already is not lost again.
+      Vek::Directory directory;
+      Mount writer( database.endpoint(), "operator", "Flowspec::CliConfig", "flowspec/cliconfig",
+                    directory );
       EXPECT_TRUE( until( { &writer }, [&] { return writer.acknowledged(); } ) );
    }
    const Result result = told.get();
