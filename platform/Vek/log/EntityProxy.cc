@@ -15,15 +15,33 @@ constinit Mell::Slab proxySlab{ sizeof( EntityProxy ), alignof( EntityProxy ) };
 void* EntityProxy::operator new( std::size_t ) { return proxySlab.allocate(); }
 void EntityProxy::operator delete( void* memory ) { proxySlab.free( memory ); }
 
-/// The rows that are resynchronised, and the one of which the end is under way.
-struct EntityProxy::Resynchronisation {
-   explicit Resynchronisation( std::size_t rowCount ) : received( rowCount ) {}
+/// The rows that are resynchronised, and the one of which the end is under way. Observes the
+/// entity, as a member that comes in between stays, whoever makes it.
+struct EntityProxy::Resynchronisation final : Observer {
+   explicit Resynchronisation( EntityProxy& proxy )
+      : received( proxy.type().rows().size() ), type( proxy.type() ),
+        observation( proxy.entity().observe( *this ) ) {}
+
+   void onChange( const Change& change ) override {
+      const auto position = type.position( change.fieldId() );
+      DirtyKeys* const keys = position ? received[*position].get() : nullptr;
+      if ( !keys ) {
+         return;
+      }
+      if ( !change.field.collection->find( &change.entity, change.key ) ) {
+         keys->erase( change.key );
+      } else if ( !change.oldValue ) {
+         keys->insert( change.key );
+      }
+   }
 
    U32 rows = 0;
-   /// By row; null where there was no member that could go.
+   /// The members of each row that stay; null where there was none that could go.
    std::vector< std::unique_ptr< DirtyKeys > > received;
    U8 ending = 0;
    std::unique_ptr< KeyWalk > walk; ///< over the row that ends
+   const StreamType& type;
+   const Observation observation;
 };
 
 EntityProxy::EntityProxy( U64 number, Entity& entity, const StreamType& type )
@@ -46,7 +64,7 @@ bool EntityProxy::doHandleAttrTransaction( U16 fieldId, U8 type, U64& steps ) {
    checkWritable( row );
    if ( type == static_cast< U8 >( TransactionType::start ) ) {
       if ( !resynchronisation_ ) {
-         resynchronisation_ = std::make_unique< Resynchronisation >( type_.rows().size() );
+         resynchronisation_ = std::make_unique< Resynchronisation >( *this );
       }
       resynchronisation_->rows |= StreamType::bitOf( *position );
       resynchronisation_->received[*position].reset(
@@ -111,19 +129,9 @@ bool EntityProxy::inTransaction( U8 position ) const {
    return resynchronisation_ && ( resynchronisation_->rows & StreamType::bitOf( position ) );
 }
 
-DirtyKeys* EntityProxy::noted( U8 position ) const {
-   return inTransaction( position ) ? resynchronisation_->received[position].get() : nullptr;
-}
-
 void EntityProxy::received( U8 position, const void* key ) {
-   if ( DirtyKeys* const keys = noted( position ) ) {
-      keys->insert( key );
-   }
-}
-
-void EntityProxy::gone( U8 position, const void* key ) {
-   if ( DirtyKeys* const keys = noted( position ) ) {
-      keys->erase( key );
+   if ( inTransaction( position ) && resynchronisation_->received[position] ) {
+      resynchronisation_->received[position]->insert( key );
    }
 }
 
@@ -154,7 +162,6 @@ bool EntityProxy::doHandleAttrDeserialization( U16 fieldId, bool removed, std::s
       if ( removed ) {
          checkLength();
          row.collection->erase( object(), key );
-         gone( *position, key );
       } else if ( !row.value ) {
          checkLength();
          row.collection->insert( object(), key, nullptr );

@@ -36,8 +36,9 @@ public:
    /// `ReadOnlyProxyException`. `allowed` lives as long as the proxy; null makes it writable.
    void readOnlyIs( const RemoteWrites* allowed ) { allowed_ = allowed; }
 
-   /// Begins (type 0) or ends (type 2) the resynchronisation of a collection: members that are not
-   /// received in between are removed at the end. Nothing for other types. False when the field is
+   /// Begins (type 0) or ends (type 2) the resynchronisation of a collection: members that were
+   /// there at the beginning and are not received in between are removed at the end; those that
+   /// this process makes meanwhile stay. Nothing for other types. False when the field is
    /// no collection. The beginning does not look at the members. The end looks at all of them, of
    /// which each was received or is removed; it may be left unfinished when `steps` are used up,
    /// and then no message is applied before `finish` has finished it.
@@ -54,9 +55,8 @@ public:
    /// through, and then the entity is unchanged.
    bool doHandleAttrDeserialization( U16 fieldId, bool removed, std::size_t length, LogReader& in );
 
-   /// Notes that a child or a member was received, or that it is gone.
+   /// Notes that a child or a member was received, which may be there already.
    void received( U8 position, const void* key );
-   void gone( U8 position, const void* key );
    /// Whether a resynchronisation of the row is under way.
    bool inTransaction( U8 position ) const;
 
@@ -68,9 +68,6 @@ public:
 private:
    friend class Receiver;
    struct Resynchronisation;
-
-   // The keys received in a row's resynchronisation, if any are to be noted.
-   DirtyKeys* noted( U8 position ) const;
 
    U64 number_;
    Ptr< Entity > entity_;

@@ -98,7 +98,7 @@ private:
    void applyChild( const Header& header, LogReader& in );
    Entity& take( EntityProxy& parent, const Field& row, U8 position, const void* key,
                  Entity& child );
-   void removeChild( EntityProxy& parent, const Field& row, U8 position, LogReader& in );
+   void removeChild( EntityProxy& parent, const Field& row, LogReader& in );
    void dropChild( EntityProxy& parent, const Field& row, const void* key );
 
    EntityProxy& proxyOf( const Header& header ) const;

@@ -69,7 +69,7 @@ void Receiver::applyChild( const Header& header, LogReader& in ) {
       if ( number != 0 ) {
          in.fail( "a removed child has a number" );
       }
-      removeChild( parent, row, *position, in );
+      removeChild( parent, row, in );
       return;
    }
    checkNew( number, in );
@@ -109,7 +109,7 @@ Entity& Receiver::take( EntityProxy& parent, const Field& row, U8 position, cons
    return child;
 }
 
-void Receiver::removeChild( EntityProxy& parent, const Field& row, U8 position, LogReader& in ) {
+void Receiver::removeChild( EntityProxy& parent, const Field& row, LogReader& in ) {
    if ( !row.isCollection() ) {
       in.end();
       if ( const void* const child = row.stored( parent.object() ) ) {
@@ -123,7 +123,6 @@ void Receiver::removeChild( EntityProxy& parent, const Field& row, U8 position, 
    in.end();
    dropChild( parent, row, key[0] );
    row.collection->erase( parent.object(), key[0] );
-   parent.gone( position, key[0] );
 }
 
 void Receiver::dropChild( EntityProxy& parent, const Field& row, const void* key ) {

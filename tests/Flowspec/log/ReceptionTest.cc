@@ -118,6 +118,48 @@ TEST( Transactions, RemoveWhatWasNotReceivedByTheCollectionsOwnOperation ) {
    EXPECT_THAT( changes.take(), IsEmpty() );
 }
 
+TEST( Transactions, KeepWhatThisProcessMakesMeanwhile ) {
+   const auto set = interfaceSetFactory( 7 );
+   for ( const U64 id : { 1U, 2U, 3U, 4U } ) {
+      set->intfIs( Zorv::IntfId( id ) );
+   }
+   const StreamType type( InterfaceSet::type() );
+   EntityProxy proxy( 1, *set, type );
+   EXPECT_TRUE( proxy.doHandleAttrTransaction( 259, 0 ) );
+   const std::vector< U8 > two = bytesOf( "0000000000000002" );
+   LogReader in( two );
+   EXPECT_TRUE( proxy.doHandleAttrDeserialization( 259, false, two.size(), in ) );
+   set->intfIs( Zorv::IntfId( 9 ) ); // new
+   set->intfIs( Zorv::IntfId( 3 ) ); // there already
+   set->intfDel( Zorv::IntfId( 4 ) );
+   set->intfIs( Zorv::IntfId( 4 ) ); // another one than at the beginning
+   set->intfIs( Zorv::IntfId( 8 ) );
+   set->intfDel( Zorv::IntfId( 8 ) );
+   ChangeRecorder changes( *set );
+   EXPECT_TRUE( proxy.doHandleAttrTransaction( 259, 2 ) );
+   EXPECT_THAT( changes.take(), ElementsAre( "259 intf[intf1]", "259 intf[intf3]" ) );
+   EXPECT_THAT( set->intf(), testing::UnorderedElementsAre( Zorv::IntfId( 2 ), Zorv::IntfId( 4 ),
+                                                            Zorv::IntfId( 9 ) ) );
+}
+
+TEST( Transactions, RemoveAMemberThatThisProcessChangesMeanwhile ) {
+   const auto counter = counterFactory( "counter" );
+   FlowspecKey first;
+   first.vrfIdIs( 1 );
+   FlowspecKey second;
+   second.vrfIdIs( 2 );
+   counter->snapshotIs( second, CounterVersion() );
+   const StreamType type( Counter::type() );
+   EntityProxy proxy( 1, *counter, type );
+   EXPECT_TRUE( proxy.doHandleAttrTransaction( 258, 0 ) );
+   counter->snapshotIs( first, CounterVersion() );
+   counter->snapshotIs( second, CounterVersion() );
+   EXPECT_EQ( counter->snapshot().size(), 2U );
+   EXPECT_TRUE( proxy.doHandleAttrTransaction( 258, 2 ) );
+   ASSERT_EQ( counter->snapshot().size(), 1U );
+   EXPECT_EQ( counter->snapshot().begin()->first, first );
+}
+
 TEST( Transactions, ObserversOfAReaderThatWasCutOffSeeOnlyWhatChanged ) {
    Directory here;
    Directory there;
