@@ -14,7 +14,8 @@ public:
    virtual ~DirtyKeys() = default;
 
    virtual bool empty() const = 0;
-   /// How much is kept: as many keys as wait, or more where some of the middle were erased.
+   /// How much is kept: as many keys as wait, or up to about twice that where some of the middle
+   /// were erased.
    virtual std::size_t size() const = 0;
    virtual void insert( const void* key ) = 0;
    virtual void erase( const void* key ) = 0;
@@ -41,6 +42,7 @@ public:
       if ( others_.empty() && ( run_.empty() || Order()( run_.back().key, key ) ) ) {
          run_.push_back( { key, false } );
       } else if ( const std::size_t at = find( key ); at != run_.size() ) {
+         gone_ -= run_[at].gone;
          run_[at].gone = false;
       } else {
          others_.insert( key );
@@ -50,9 +52,13 @@ public:
    void erase( const void* untyped ) override {
       const Key& key = *static_cast< const Key* >( untyped );
       if ( const std::size_t at = find( key ); at != run_.size() ) {
+         gone_ += !run_[at].gone;
          run_[at].gone = true;
          afterLastErased_ = at + 1;
          dropGone();
+         if ( gone_ > few && gone_ > run_.size() / 2 ) {
+            compact();
+         }
       } else {
          others_.erase( key );
       }
@@ -66,12 +72,16 @@ public:
       if ( firstIsOther() ) {
          others_.erase( others_.begin() );
       } else {
+         gone_ += 1;
          run_.front().gone = true;
          dropGone();
       }
    }
 
 private:
+   // Not worth the work of giving their place back.
+   static constexpr std::size_t few = 16;
+
    struct Entry {
       Key key;
       bool gone;
@@ -86,8 +96,10 @@ private:
       const auto isKey = [&]( std::size_t at ) {
          return at < run_.size() && !Order()( key, run_[at].key ) && !Order()( run_[at].key, key );
       };
-      if ( isKey( afterLastErased_ ) ) {
-         return afterLastErased_;
+      for ( const std::size_t likely : { afterLastErased_, run_.size() - 1 } ) {
+         if ( isKey( likely ) ) {
+            return likely;
+         }
       }
       std::size_t begin = 0;
       for ( std::size_t end = run_.size(); begin != end; ) {
@@ -105,11 +117,22 @@ private:
    void dropGone() {
       while ( !run_.empty() && run_.front().gone ) {
          run_.pop_front();
+         --gone_;
          afterLastErased_ -= afterLastErased_ > 0;
       }
    }
 
+   // So that no more are gone than wait, whatever comes and goes.
+   void compact() {
+      const auto isGone = []( const Entry& entry ) { return entry.gone; };
+      const auto next = run_.begin() + static_cast< std::ptrdiff_t >( afterLastErased_ );
+      afterLastErased_ -= static_cast< std::size_t >( std::count_if( run_.begin(), next, isGone ) );
+      std::erase_if( run_, isGone );
+      gone_ = 0;
+   }
+
    std::deque< Entry > run_; ///< ascending; the first is not gone
+   std::size_t gone_ = 0;    ///< of the run
    std::size_t afterLastErased_ = 0;
    std::set< Key, Order > others_;
 };

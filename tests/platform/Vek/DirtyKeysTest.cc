@@ -69,6 +69,17 @@ TEST( DirtyKeys, AreErasedWhereverTheyAre ) {
    EXPECT_TRUE( keys.empty() );
 }
 
+TEST( DirtyKeys, TakeNoPlaceForWhatCameAndWent ) {
+   Keys keys;
+   insert( keys, { 0, 1 } );
+   for ( U32 key = 1; key < 10'000; ++key ) {
+      insert( keys, { key + 1 } );
+      erase( keys, key );
+      ASSERT_LE( keys.size(), 40U );
+   }
+   EXPECT_EQ( taken( keys ), ( std::vector< U32 >{ 0, 10'000 } ) );
+}
+
 TEST( DirtyKeys, AgreeWithASet ) {
    std::mt19937 engine( 1 );
    const auto random = [&] { return static_cast< U32 >( engine() ); };
