@@ -326,7 +326,7 @@ TEST( Misuse, ANullFilterIsRefusedBeforeAnythingChanges ) {
 }
 
 TEST( Misuse, AnObserverThatGoesBeforeItsObservation ) {
-   struct Silent : Vek::Observer {
+   struct Silent final : Vek::Observer {
       void onChange( const Vek::Change& ) override {}
    };
    const auto status = statusFactory( "a" );
@@ -424,7 +424,7 @@ public:
    static const Vek::TypeInfo& type();
 
    OwnAction( ByCreate by, const Vek::String& name, UniqueId id, U64 number )
-      : EntityOf( by, name, id, 99 ), number_( number ) {}
+      : EntityOf( by, name, id, 99U ), number_( number ) {}
 
    bool equalTo( const PolicyMap::Action& other ) const override {
       const auto* const own = dynamic_cast< const OwnAction* >( &other );
