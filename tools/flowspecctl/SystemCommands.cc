@@ -2,6 +2,7 @@
 
 #include "tools/flowspecctl/Options.h"
 #include "tools/flowspecctl/system/ShowInterfaces.h"
+#include "tools/flowspecctl/system/ShowRoots.h"
 #include "tools/flowspecctl/system/ShowRules.h"
 
 #include <limits>
@@ -177,6 +178,14 @@ void SystemCommands::addShow( CLI::App& app ) {
    CLI::App& unsupported =
       addListing( show, "unsupported", "What the hardware cannot do", showUnsupported );
    addSystem( unsupported, show_.system, { statusRoot } );
+   CLI::App& roots =
+      *show.add_subcommand( "roots", "The roots of the state database, and who writes them" );
+   addSystem( roots, show_.system, {} );
+   roots.add_flag( "--json", show_.json, "Write an object on each line" );
+   add( roots, [this]( Output& output ) {
+      showRoots( show_, output );
+      return true;
+   } );
    CLI::App& rule = *show.add_subcommand( "rule", "All that is known of a rule" );
    addSystem( rule, show_.system, { configRoot, statusRoot, counterRoot } );
    rule.add_flag( "--json", show_.json, "Write an object" );

@@ -39,7 +39,7 @@ _flowspecctl() {
    show:*)
       local what=${COMP_WORDS[2]}
       case $what:$previous in
-      *:show) words='rules status counters interfaces unsupported rule --help' ;;
+      *:show) words='rules status counters interfaces unsupported roots rule --help' ;;
       *:--family) words='ipv4 ipv6' ;;
       *:--from) words=$readable ;;
       *:--status)
@@ -54,6 +54,7 @@ _flowspecctl() {
          ;;
       interfaces:*) words='--status-root --cli-config-root --json --vrf --family' ;;
       unsupported:*) words='--status-root --json --vrf --family' ;;
+      roots:*) words='--json' ;;
       rule:*) words='--config-root --status-root --counter-root --json --from --vrf --family' ;;
       esac
       [[ $words != --* ]] || words+=' --socket --help'
