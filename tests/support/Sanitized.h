@@ -2,7 +2,7 @@
 
 namespace TestSupport {
 
-/// Whether the tests run under a sanitizer, which keeps memory that is free.
+/// Whether the tests run under a sanitizer, which keeps memory that is free and opens descriptors.
 #if defined( __SANITIZE_ADDRESS__ ) || defined( __SANITIZE_THREAD__ )
 inline constexpr bool sanitized = true;
 #elif defined( __has_feature )

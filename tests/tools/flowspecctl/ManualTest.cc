@@ -118,7 +118,7 @@ TEST( Completion, OffersCommandsOptionsFormsAndFiles ) {
    EXPECT_EQ( completed( { "decode-log", "examples/R" } ), "examples/README.md\n" );
    EXPECT_EQ( completed( { "types", "-" } ), "--json --help\n" );
    EXPECT_EQ( completed( { "show", "" } ),
-              "rules status counters interfaces unsupported rule --help\n" );
+              "rules status counters interfaces unsupported roots rule --help\n" );
    EXPECT_EQ( completed( { "show", "rule", "--from", "cl" } ), "cli cli-len\n" );
    EXPECT_EQ( completed( { "show", "counters", "--ra" } ), "--rate\n" );
    EXPECT_EQ( completed( { "show", "status", "--family", "" } ), "ipv4 ipv6\n" );
