@@ -25,7 +25,8 @@ OSK_EXPORT std::string_view stringValue( TypeKind kind );
 struct TypeInfo {
    std::string_view name{}; ///< with its namespace
    TypeKind kind{};
-   bool ownsEntities = false;       ///< whether a row of its own holds children or a child
+   bool ownsEntities = false; ///< whether a row of its own holds children or a child
+   bool bounded = false;      ///< `build` refuses the largest integers, with a message of its own
    std::span< const Field > rows{}; ///< own rows, ids ascending
    const TypeInfo* base = nullptr;  ///< whose rows come first, all with lower ids
    const EnumInfo* enumeration = nullptr;
@@ -36,7 +37,6 @@ struct TypeInfo {
    Ptr< Entity > ( *construct )( void* const* arguments ) = nullptr;
    /// Makes a value from its stored attributes and assigns it; raises what its constructor raises.
    void ( *build )( void* const* attributes, void* value ) = nullptr;
-   bool bounded = false; ///< `build` refuses the largest integers, with a message of its own
    // The encoding in the attribute log of such a value: its stored attributes in declared order.
    std::size_t ( *logSize )( const void* value ) = nullptr;
    void ( *logWrite )( LogWriter& out, const void* value ) = nullptr;

@@ -51,6 +51,8 @@ U64* Version::take() {
       std::for_each( page, page + placesOfPage, []( U64& place ) { free( &place ); } );
    }
    U64* const place = firstFree;
+   // A page has places.
+   // NOLINTNEXTLINE(clang-analyzer-core.NullDereference,performance-no-int-to-ptr)
    firstFree = reinterpret_cast< U64* >( *place );
    *place = highest + step;
    return place;

@@ -152,7 +152,7 @@ EntityProxy& Receiver::add( U64 number, Entity& entity, const StreamType& type,
    proxy.receiver_ = this;
    proxy.readOnlyIs( policy_.allows ? &policy_.allows : nullptr );
    proxies_.insert( number, &proxy );
-   made.release();
+   static_cast< void >( made.release() );
    proxyOfEntity_.insert( &entity, &proxy );
    if ( parent ) {
       proxy.parent_ = parent;

@@ -1,4 +1,5 @@
 #include "tests/agents/flowspecctl/StagedSystem.h"
+#include "tests/support/ThreadSafe.h"
 
 #include <nlohmann/json.hpp>
 
@@ -218,6 +219,7 @@ protected:
       } );
    }
 
+   const TestSupport::ThreadSafe threadSafe;
    std::atomic< bool > ends = false;
    std::thread answers;
 };

@@ -2,6 +2,7 @@
 
 #include "agents/statedbd/StateDatabase.h"
 #include "tests/support/Folder.h"
+#include "tests/support/ThreadSafe.h"
 
 #include <mutex>
 #include <thread>
@@ -46,6 +47,7 @@ private:
    int fd() const override { return stop_; }
    void ready() override { loop_.stop(); }
 
+   const ThreadSafe threadSafe_;
    Folder folder_;
    const int stop_ = ::eventfd( 0, EFD_CLOEXEC );
    mutable std::mutex mutex_;
