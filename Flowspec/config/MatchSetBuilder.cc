@@ -149,7 +149,7 @@ std::vector< BitMask > both( const std::vector< BitMask >& a, const std::vector<
 }
 
 // Whether there are packets that pass. Beside "don't fragment", which goes with anything, a whole
-// packet has no bits, the first fragment one, those behind it another, and the last of these both
+// packet has no bits, the first fragment one, later ones another, and the last of these both
 // of its own.
 bool someFragmentPasses( const BitMask& mask ) {
    constexpr U16 isFragment = 0x02;

@@ -30,7 +30,7 @@ struct MatchSetError {
 /// A component that no packet satisfies is there without ranges or masks (`matchesNothing`); nor
 /// does it have the masks of fragments that cannot be, such as a first one that is also the last.
 ///
-/// An error, with `components` empty: a type that is not known or stands at two places, a term that
+/// An error, with `components` empty: an unknown type, one at two places, a term that
 /// cannot be read (`unprintableTerm`), or more than 4096 masks.
 [[nodiscard]] OSK_EXPORT std::optional< MatchSetError >
 matchSetFromKey( const FlowspecKey& key, std::vector< MatchComponent >& components );

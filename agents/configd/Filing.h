@@ -16,7 +16,7 @@ struct Filed {
    /// The rules that stand nowhere: those whose key cannot be taken apart, and those whose key a
    /// rule before them has. By files, then by lines; the files' own errors are not among them.
    std::vector< RuleError > errors{};
-   /// What to tell of rules that stand in the configuration but ask for values that no packet has
+   /// What to tell of rules that are filed but ask for values that no packet has
    /// (`Tools::beyondField`), in the same order.
    std::vector< RuleError > warnings{};
 };

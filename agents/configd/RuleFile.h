@@ -101,8 +101,8 @@ private:
    Tools::Rule textRule_;
 };
 
-/// Reads a file. One that is no regular file, that cannot be read to its end, or whose ending is no
-/// form, has no rules and one error, of line 0. A line of more than 16 MiB is an error of that
+/// Reads a file. One that is not a regular file, that cannot be read to its end, or whose ending is
+/// no form, has no rules and one error, of line 0. A line of more than 16 MiB is an error of that
 /// line.
 RuleFile readRuleFile( const Vek::String& file, const RuleDefaults& defaults );
 

@@ -10,7 +10,7 @@
 namespace Agents {
 
 /// The log of a daemon: lines "NAME: TEXT" on standard error, none longer than 1 KiB, with
-/// everything escaped that is no printable ASCII character.
+/// everything escaped that is not a printable ASCII character.
 ///
 /// Lines that peers cause are limited: ten at once, then three a second. What is left out is
 /// counted, and the number told every ten seconds.

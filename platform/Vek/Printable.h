@@ -10,7 +10,7 @@ inline constexpr std::size_t printableSize = 120;
 inline constexpr std::size_t printableReasonSize = 600;
 
 /// Foreign text, such as a peer's, as it can stand in an error message or a line of a log: whatever
-/// is no printable ASCII character is written as `\xHH`, and a result that would be longer than
+/// is not a printable ASCII character is written as `\xHH`, and a result that would be longer than
 /// `atMost` is cut between two characters and ends with "...". Text that is short and printable
 /// stays as it is, so that nothing changes when it is done twice. `atMost` is at least 3; no more
 /// of `foreign` is read than fits.
