@@ -7,10 +7,12 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <string_view>
 
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -74,22 +76,43 @@ private:
    int far_ = -1;
 };
 
-[[noreturn]] void execute( const Run& run, int in, int out, int err ) {
-   ::dup2( in, STDIN_FILENO );
-   ::dup2( out, STDOUT_FILENO );
-   ::dup2( err, STDERR_FILENO );
-   ::unsetenv( "COLUMNS" );
-   ::unsetenv( "NO_COLOR" );
-   for ( const Vek::String& variable : run.environment ) {
-      ::putenv( const_cast< char* >( variable.c_str() ) );
+std::vector< char* > pointers( const std::vector< Vek::String >& texts ) {
+   std::vector< char* > all;
+   for ( const Vek::String& text : texts ) {
+      all.push_back( const_cast< char* >( text.c_str() ) );
    }
-   std::vector< char* > arguments;
-   for ( const Vek::String& argument : run.command ) {
-      arguments.push_back( const_cast< char* >( argument.c_str() ) );
+   return all;
+}
+
+// The program's own variables come first: the first of a name is the one that is found.
+std::vector< char* > environmentOf( const Run& run ) {
+   std::vector< char* > all = pointers( run.environment );
+   for ( char* const* variable = environ; *variable; ++variable ) {
+      const std::string_view text = *variable;
+      if ( !text.starts_with( "COLUMNS=" ) && !text.starts_with( "NO_COLOR=" ) ) {
+         all.push_back( *variable );
+      }
    }
+   all.push_back( nullptr );
+   return all;
+}
+
+// Not by fork: a test may have threads, whose locks stay locked in a child.
+pid_t start( const Run& run, int in, int out, int err ) {
+   std::vector< char* > arguments = pointers( run.command );
    arguments.push_back( nullptr );
-   ::execvp( arguments[0], arguments.data() );
-   ::_exit( 127 );
+   posix_spawn_file_actions_t streams;
+   ::posix_spawn_file_actions_init( &streams );
+   ::posix_spawn_file_actions_adddup2( &streams, in, STDIN_FILENO );
+   ::posix_spawn_file_actions_adddup2( &streams, out, STDOUT_FILENO );
+   ::posix_spawn_file_actions_adddup2( &streams, err, STDERR_FILENO );
+   pid_t child = -1;
+   EXPECT_EQ( ::posix_spawnp( &child, arguments[0], &streams, nullptr, arguments.data(),
+                              environmentOf( run ).data() ),
+              0 )
+      << arguments[0];
+   ::posix_spawn_file_actions_destroy( &streams );
+   return child;
 }
 
 } // namespace
@@ -101,10 +124,7 @@ Result run( const Run& run ) {
    Stream err( run.errorsToTerminal );
    const int outFd = run.output ? ::open( run.output, O_WRONLY | O_CREAT, 0666 ) : out.fd();
    EXPECT_GE( outFd, 0 ) << run.output;
-   const pid_t child = ::fork();
-   if ( child == 0 ) {
-      execute( run, in.fd(), outFd, err.fd() );
-   }
+   const pid_t child = start( run, in.fd(), outFd, err.fd() );
    int status = 0;
    rusage usage{};
    EXPECT_TRUE( endsWithin( child, std::chrono::minutes( 4 ) ) ) << "it is killed";
