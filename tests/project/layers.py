@@ -21,6 +21,7 @@ LAYERS = [
     ("siblings", "siblings"),
     ("Flowspec", "Flowspec"),
     ("wire", "wire"),
+    ("forms", "forms"),
     ("tools", "tools"),
     ("agents", "agents"),
     ("examples", "examples"),

@@ -1,0 +1,46 @@
+#include "forms/dialects/Dialect.h"
+
+#include "forms/dialects/Cursor.h"
+
+#include <algorithm>
+
+namespace Forms {
+
+std::span< const Dialect > dialects() { return {}; }
+
+const Dialect* dialectOf( std::string_view name ) {
+   const auto rows = dialects();
+   const auto row = std::ranges::find( rows, name, &Dialect::name );
+   return row == rows.end() ? nullptr : &*row;
+}
+
+std::optional< Fault > readRule( const Dialect& dialect, std::string_view text,
+                                 const Context& context, Rule& rule,
+                                 std::vector< Fault >& remarks ) {
+   rule = {};
+   Cursor cursor( text );
+   try {
+      cursor.skipBlanks();
+      dialect.read( cursor, context, rule, remarks );
+      cursor.skipBlanks();
+      cursor.expectEnd();
+   } catch ( Fault& fault ) {
+      rule = {};
+      return std::move( fault );
+   }
+   return std::nullopt;
+}
+
+std::optional< Vek::String > writeRule( const Dialect& dialect, const Rule& rule,
+                                        const Context& context, Vek::String& out ) {
+   const std::size_t size = out.size();
+   try {
+      dialect.append( rule, context, out );
+   } catch ( Inexpressible& why ) {
+      out.resize( size );
+      return std::move( why.reason );
+   }
+   return std::nullopt;
+}
+
+} // namespace Forms
