@@ -1,10 +1,10 @@
 #include "Vek/Text.h"
 #include "agents/configd/FileWatch.h"
 #include "agents/configd/Filing.h"
+#include "agents/configd/Report.h"
 #include "agents/lib/DaemonOptions.h"
 #include "agents/lib/ImmediateEnd.h"
 #include "agents/lib/MountHandler.h"
-#include "tools/lib/Diagnostics.h"
 
 #include <algorithm>
 #include <optional>
@@ -15,6 +15,7 @@ using namespace Agents;
 using Flowspec::Configd::Filed;
 using Flowspec::Configd::Filing;
 using Flowspec::Configd::readRuleFile;
+using Flowspec::Configd::Report;
 using Flowspec::Configd::RuleDefaults;
 using Flowspec::Configd::RuleError;
 using Flowspec::Configd::RuleFile;
@@ -30,16 +31,6 @@ struct Options {
 bool unreadable( const RuleFile& file ) {
    return std::ranges::any_of( file.errors,
                                []( const RuleError& error ) { return error.line == 0; } );
-}
-
-void report( std::span< const RuleError > errors ) {
-   for ( const RuleError& error : errors ) {
-      if ( error.line ) {
-         Flowspec::Tools::reportLine( error.file, error.line, error.reason );
-      } else {
-         Flowspec::Tools::reportFile( error.file, error.reason );
-      }
-   }
 }
 
 /// The rules of some files, filed under a root entity.
@@ -58,20 +49,23 @@ public:
       const ImmediateEnd end( options_.daemon.pidFile );
       bool good = true;
       U64 refused = 0;
+      Report report;
       for ( std::size_t i = 0; i < files_.size(); ++i ) {
          RuleFile file = readRuleFile( options_.files[i], options_.defaults );
-         report( file.errors );
+         report.errors( file.errors );
          refused += file.errors.size();
          if ( unreadable( file ) ) {
             good = false;
          } else {
+            file.errors = {};
             files_[i] = std::move( file );
          }
       }
       const Filed filed = filing_.apply( files_ );
-      report( filed.errors );
-      for ( const RuleError& warning : filed.warnings ) {
-         Flowspec::Tools::warnLine( warning.file, warning.line, warning.reason );
+      report.errors( filed.errors );
+      report.warnings( filed.warnings );
+      for ( const Vek::String& text : report.rest() ) {
+         daemon_.log( text );
       }
       added_ += filed.added;
       removed_ += filed.removed;

@@ -128,6 +128,10 @@ TEST( FilterConversion, OnlyTheLastRangeEndsTheList ) {
                 ElementsAre( "0: packetLength 1 64", "1: packetLength 3 64",
                              "2: packetLength 45 128", "3: packetLength 11 1500",
                              "4: packetLength 13 9000", "5: packetLength d5 9216" ) );
+   // Also of two that begin alike.
+   filter->length = { PacketLengthRange( 64 ), PacketLengthRange( 64, 128 ) };
+   EXPECT_THAT( wordsOf( filter ), ElementsAre( "0: packetLength 1 64", "1: packetLength 3 64",
+                                                "2: packetLength c5 128" ) );
 }
 
 TEST( FilterConversion, PortsOfAllProtocolsAndFieldsAreEmittedOnce ) {

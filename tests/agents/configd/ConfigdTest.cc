@@ -112,9 +112,26 @@ TEST_F( Configd, BadLinesAreNamedAndTheOthersFiled ) {
    const auto configd = start( { file } );
    ASSERT_TRUE( untilPrefixesAre( { "192.0.2.1/32", "192.0.2.3/32" } ) );
    EXPECT_THAT( configd->errors(), HasSubstr( file + ":2: error: " ) );
-   EXPECT_THAT( configd->errors(),
-                HasSubstr( "configd: filed 2 rules and 0 infeasible ones: 2 new, "
-                           "0 gone, 1 refused\n" ) );
+   // It hears that they are there after other readers do.
+   EXPECT_TRUE( until( {}, [&] {
+      return isThere( configd->errors(), "configd: filed 2 rules and 0 infeasible ones: 2 new, "
+                                         "0 gone, 1 refused\n" );
+   } ) );
+}
+
+TEST_F( Configd, OfManyBadLinesItTellsTheFirst ) {
+   Vek::String text;
+   for ( int i = 0; i < 100'000; ++i ) {
+      text += "*;*;IP:=tcp;\n";
+   }
+   const Vek::String file = folder.file( "rules.cli", text + "*;*;IP:=6;\n" );
+   const auto configd = start( { file } );
+   ASSERT_TRUE( until( {}, [&] { return isThere( configd->errors(), "100000 refused" ); } ) );
+   const Vek::String errors = configd->errors();
+   EXPECT_THAT( errors, HasSubstr( file + ":10: error: Unexpected character t\n" ) );
+   EXPECT_THAT( errors,
+                HasSubstr( "configd: " + file + ": 99990 more errors and 0 more warnings\n" ) );
+   EXPECT_LE( std::ranges::count( errors, '\n' ), 13 );
 }
 
 // At the moment when it says so, a reader that comes gets the rules.

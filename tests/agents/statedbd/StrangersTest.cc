@@ -53,6 +53,20 @@ TEST_F( Strangers, AGreetingWithoutEndIsCutOff ) {
    const Stranger stranger( database );
    stranger.send( Vek::String( 1025, 'x' ) );
    EXPECT_EQ( stranger.answer(), "" );
+   EXPECT_TRUE( stranger.isClosed() );
+   expectUnharmed();
+}
+
+TEST_F( Strangers, AGreetingHasAtMost1024Octets ) {
+   Vek::String greeting = "mount/1 read show ";
+   greeting.resize( 1023, 'r' );
+   const Stranger longest( database );
+   longest.send( greeting + '\n' );
+   EXPECT_EQ( longest.line(), "ok" );
+   const Stranger tooLong( database );
+   tooLong.send( greeting + "r\n" );
+   EXPECT_EQ( tooLong.answer(), "" );
+   EXPECT_TRUE( tooLong.isClosed() );
    expectUnharmed();
 }
 

@@ -118,6 +118,28 @@ TEST( Slab, GivesEmptyPagesBackButForOne ) {
    EXPECT_EQ( slab.bytes(), 0U );
 }
 
+TEST( Slab, UsesAPageToItsEnd ) {
+   if ( Mell::slabsUseHeap ) {
+      GTEST_SKIP() << "each object is on the heap under this sanitizer";
+   }
+   Mell::Slab slab( 8, 8 );
+   std::vector< void* > taken{ slab.allocate() };
+   const U64 page = slab.bytes();
+   // What the page begins with, and what is left for the heap.
+   const U64 slots = ( page - 32 - 64 ) / 8;
+   while ( taken.size() < slots ) {
+      taken.push_back( slab.allocate() );
+   }
+   EXPECT_EQ( slab.bytes(), page );
+   taken.push_back( slab.allocate() );
+   EXPECT_EQ( slab.bytes(), 2 * page );
+   for ( void* const memory : taken ) {
+      slab.free( memory );
+   }
+   slab.trim();
+   EXPECT_EQ( slab.bytes(), 0U );
+}
+
 TEST( Tracker, CountsAcrossThreadsInTheThreadSafeMode ) {
    Mell::Tracker tracker;
    Mell::threadSafeModeIs( true );

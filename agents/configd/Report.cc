@@ -1,0 +1,47 @@
+#include "agents/configd/Report.h"
+
+#include "Vek/Text.h"
+#include "tools/lib/Diagnostics.h"
+
+namespace Flowspec::Configd {
+
+void Report::errors( std::span< const RuleError > errors ) {
+   for ( const RuleError& error : errors ) {
+      Count& count = files_[error.file];
+      if ( count.told == maxLines ) {
+         ++count.errors;
+         continue;
+      }
+      ++count.told;
+      if ( error.line ) {
+         Tools::reportLine( error.file, error.line, error.reason );
+      } else {
+         Tools::reportFile( error.file, error.reason );
+      }
+   }
+}
+
+void Report::warnings( std::span< const RuleError > warnings ) {
+   for ( const RuleError& warning : warnings ) {
+      Count& count = files_[warning.file];
+      if ( count.told == maxLines ) {
+         ++count.warnings;
+         continue;
+      }
+      ++count.told;
+      Tools::warnLine( warning.file, warning.line, warning.reason );
+   }
+}
+
+std::vector< Vek::String > Report::rest() const {
+   std::vector< Vek::String > texts;
+   for ( const auto& [file, count] : files_ ) {
+      if ( count.errors + count.warnings != 0 ) {
+         texts.push_back( Vek::concat( file, ": ", count.errors, " more errors and ",
+                                       count.warnings, " more warnings" ) );
+      }
+   }
+   return texts;
+}
+
+} // namespace Flowspec::Configd
