@@ -248,6 +248,33 @@ TEST_F( Mounts, AReaderKeepsItsCopyAndTriesAgain ) {
    EXPECT_EQ( encoded( directory ), encoded( { config } ) );
 }
 
+TEST_F( Mounts, GoOnWithoutWaitingWhileThereIsMoreToDo ) {
+   // What takes many turns: to drop all that the database does not have.
+   auto& mine = static_cast< Config& >( *directory.create( "Flowspec::Config", root ) );
+   for ( U64 intf = 1; intf <= 100'000; ++intf ) {
+      mine.enabledIntfIs( Zorv::IntfId( intf ) );
+   }
+   Mount mount( endpoint, "show", root, directory );
+   const auto peer = greeted( mount, readGreeting );
+   peer->send( "ok\n" );
+   peer->send( encoded( { configFactory( root ) } ) );
+   mount.process();
+   EXPECT_FALSE( mount.stands() );
+   Mount* const mounts[] = { &mount };
+   int turns = 0;
+   for ( ; !mount.stands() && turns < 1000; ++turns ) {
+      ASSERT_EQ( mount.nextTry(), Mount::Clock::time_point() );
+      const auto begin = Mount::Clock::now();
+      Mount::wait( mounts, std::chrono::seconds( 10 ) );
+      ASSERT_LT( Mount::Clock::now() - begin, std::chrono::seconds( 5 ) );
+      mount.process();
+   }
+   EXPECT_GT( turns, 1 );
+   EXPECT_TRUE( mount.stands() );
+   EXPECT_EQ( mount.nextTry(), Mount::Clock::time_point::max() );
+   EXPECT_TRUE( mine.enabledIntf().empty() );
+}
+
 class Writers : public Mounts {
 protected:
    // The bytes of a writer's log, as a line of the database tells them.

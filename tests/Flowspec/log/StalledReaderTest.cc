@@ -253,6 +253,101 @@ INSTANTIATE_TEST_SUITE_P(, ChurnBeforeAStalledReader, testing::ValuesIn( everyKi
                             return name;
                          } );
 
+// Roots come and go while a connection holds one message at a time.
+class RootsBeforeAStalledReader : public testing::Test {
+protected:
+   RootsBeforeAStalledReader() { source.rootIs( *status ); }
+
+   // What the peer is told now, but for the types.
+   std::vector< std::string > told() {
+      std::vector< std::string > texts = TestSupport::messages( TestSupport::take( sender ) );
+      std::erase_if( texts,
+                     []( const std::string& text ) { return text.starts_with( "types " ); } );
+      return texts;
+   }
+   // Of that, those about roots.
+   std::vector< std::string > toldOfRoots() {
+      std::vector< std::string > texts = told();
+      std::erase_if( texts,
+                     []( const std::string& text ) { return !text.starts_with( "root " ); } );
+      return texts;
+   }
+   void fillBuffer() {
+      status->vrfRuleStatusIs( 1 )->intfErrorIs( IntfErrorKey(), "x" );
+      sender.fill();
+      ASSERT_FALSE( sender.idle() );
+   }
+
+   Vek::Ptr< Status > status = statusFactory( "s" );
+   Vek::Ptr< Config > config = configFactory( "c" );
+   Source source;
+   Sender sender{ source, 1 };
+};
+
+TEST_F( RootsBeforeAStalledReader, OneThatItNeverHeardOfGoesInSilence ) {
+   told();
+   fillBuffer();
+   source.rootIs( *config );
+   config->vrfRuleConfigIs( 1 )->ruleIs( FlowspecKey() );
+   source.rootDel( *config );
+   EXPECT_EQ( toldOfRoots(), std::vector< std::string >() );
+   EXPECT_TRUE( sender.idle() );
+}
+
+TEST_F( RootsBeforeAStalledReader, OneThatItHeardOfIsSaidToBeGone ) {
+   told();
+   source.rootIs( *config );
+   config->vrfRuleConfigIs( 1 )->ruleIs( FlowspecKey() );
+   // Its announcement is in the buffer, and that of its child is not.
+   sender.fill();
+   source.rootDel( *config );
+   const std::vector< std::string > texts = told();
+   ASSERT_GE( texts.size(), 2U );
+   EXPECT_TRUE( texts.front().starts_with( "root 2 0 0" ) ) << texts.front();
+   EXPECT_EQ( texts.back(), "root 2 0 removed " );
+   EXPECT_TRUE( std::ranges::none_of(
+      texts, []( const std::string& text ) { return text.starts_with( "child " ); } ) );
+}
+
+TEST_F( RootsBeforeAStalledReader, OneThatComesAgainIsAnotherOne ) {
+   source.rootIs( *config );
+   told();
+   fillBuffer();
+   source.rootDel( *config );
+   source.rootIs( *config );
+   const std::vector< std::string > texts = toldOfRoots();
+   ASSERT_EQ( texts.size(), 2U );
+   EXPECT_EQ( texts[0], "root 2 0 removed " );
+   EXPECT_TRUE( texts[1].starts_with( "root 4 0 0" ) ) << texts[1];
+}
+
+TEST_F( RootsBeforeAStalledReader, TheOthersAreInItsFirstCopy ) {
+   const auto counter = counterFactory( "n" );
+   source.rootIs( *config );
+   source.rootIs( *counter );
+   // The types are in the buffer, and no root is. One goes before the copy has come to it.
+   sender.fill();
+   source.rootDel( *config );
+   const std::vector< std::string > texts = toldOfRoots();
+   ASSERT_EQ( texts.size(), 2U );
+   EXPECT_TRUE( texts[0].starts_with( "root 1 0 0" ) ) << texts[0];
+   EXPECT_TRUE( texts[1].starts_with( "root 3 0 0" ) ) << texts[1];
+}
+
+TEST_F( RootsBeforeAStalledReader, TheOthersAreInItsFirstCopyAfterOneThatWasTold ) {
+   source.rootIs( *config );
+   sender.fill();
+   sender.sent( sender.pending().size() );
+   // The announcement of the first root is in the buffer.
+   sender.fill();
+   source.rootDel( *status );
+   const std::vector< std::string > texts = toldOfRoots();
+   ASSERT_EQ( texts.size(), 3U );
+   EXPECT_TRUE( texts[0].starts_with( "root 1 0 0" ) ) << texts[0];
+   EXPECT_EQ( texts[1], "root 1 0 removed " );
+   EXPECT_TRUE( texts[2].starts_with( "root 2 0 0" ) ) << texts[2];
+}
+
 TEST( KeysThatWait, AreReplacedByATransactionWhenTheyOutnumberTheMembers ) {
    Directory here;
    const auto root = here.create( "Flowspec::Config", "config" );

@@ -171,6 +171,53 @@ TEST( Persistence, ARootHasTheTypeThatItIsKeptAs ) {
                            "Flowspec::Config" ) );
 }
 
+// Any type, without one; and the last "=" of an option is the one in front of it.
+TEST( Persistence, KeepsTheRootsThatAreNamed ) {
+   Database database( { "--persist", "any", "--persist", "a=b=Flowspec::CliConfig" } );
+   const auto names = [] { return std::vector< Vek::String >{ "any", "a=b", root }; };
+   {
+      std::vector< Vek::Ptr< CliConfig > > all;
+      std::vector< std::unique_ptr< Mount > > mounts;
+      for ( const Vek::String& name : names() ) {
+         all.push_back( cliConfigFactory( name ) );
+         enable( *all.back(), 7, name );
+         mounts.push_back(
+            std::make_unique< Mount >( database.endpoint(), "operator", *all.back() ) );
+         ASSERT_TRUE(
+            until( { mounts.back().get() }, [&] { return mounts.back()->acknowledged(); } ) );
+      }
+   }
+   database.process().kill();
+   database.start();
+   for ( const Vek::String& name : names() ) {
+      Vek::Directory directory;
+      Mount reader( database.endpoint(), "show", name, directory );
+      ASSERT_TRUE( untilAllStand( { &reader } ) );
+      // What is named takes the place of the root that is kept otherwise.
+      EXPECT_EQ( directory.entity( name ) != nullptr, name != root ) << name;
+   }
+   const auto config = configFactory( "a=b" );
+   Mount writer( database.endpoint(), "configd", *config );
+   ASSERT_TRUE( until( { &writer }, [&] { return writer.refused(); } ) );
+   EXPECT_THAT( writer.error(), HasSubstr( "a=b is kept as a Flowspec::CliConfig" ) );
+}
+
+TEST( Persistence, WithoutAFolderADatabaseKeepsNothingAndSaysSo ) {
+   if ( ::access( "/var/lib/flowspec", F_OK ) == 0 ) {
+      GTEST_SKIP() << "this machine has a folder for it";
+   }
+   const Folder folder;
+   const Vek::log::Endpoint endpoint( folder.path() + "/s" );
+   const Process process( { STATEDBD, "--socket", endpoint.text() }, folder.path() + "/errors" );
+   const auto cli = cliConfigFactory( root );
+   Mount writer( endpoint, "operator", *cli );
+   EXPECT_TRUE( until( { &writer }, [&] { return writer.acknowledged(); } ) );
+   EXPECT_THAT( process.errors(),
+                HasSubstr( "statedbd: warning: nothing is kept on the disk: cannot keep state in "
+                           "/var/lib/flowspec: No such file or directory; --state-dir names "
+                           "another folder\n" ) );
+}
+
 TEST( Persistence, SaysWhyNothingCanBeKept ) {
    const Database database;
    EXPECT_EQ( textOf( database ), "" );
@@ -187,6 +234,10 @@ TEST( Persistence, SaysWhyNothingCanBeKept ) {
               "statedbd: cannot keep state in " + database.stateFolder() + ": process " );
    expectEnd( { "--state-dir", "/nowhere/state" },
               "statedbd: cannot make /nowhere/state: No such file or directory\n" );
+   const Vek::String file = folder.file( "file", "precious" );
+   expectEnd( { "--state-dir", file },
+              "statedbd: cannot keep state in " + file + ": Not a directory\n" );
+   EXPECT_EQ( contents( file ), "precious" );
    expectEnd( { "--state-dir", folder.path() + "/state", "--persist", "a=No::Such" }, "No::Such" );
    expectEnd( { "--state-dir", folder.path() + "/state", "--persist", Vek::String( 300, 'x' ) },
               "is no name for a root that is kept\n" );

@@ -65,7 +65,16 @@ private:
 /// both families on interface 1, and a reader. configd and programd run once they are started.
 class System {
 public:
-   explicit System( Vek::String rules ) : rules_( std::move( rules ) ) {
+   enum class Operator {
+      stays,    ///< writes as long as the system is there
+      commands, ///< is whoever runs commands
+   };
+
+   explicit System( Vek::String rules, Operator who = Operator::stays )
+      : rules_( std::move( rules ) ) {
+      if ( who == Operator::stays ) {
+         cliWriter_.emplace( endpoint(), "test", *cli_ );
+      }
       Flowspec::InterfaceEnableConfig enabled( Zorv::IntfId( 1 ) );
       Flowspec::IpVersion families;
       families.ipv4Is( true );
@@ -74,6 +83,9 @@ public:
       cli_->enabledIntfIs( enabled );
    }
 
+   /// Ends those that are not to be started again at once.
+   void killConfigd() { configd_.reset(); }
+   void killProgramd() { programd_.reset(); }
    void restartDatabase() {
       database_.process().kill();
       database_.start();
@@ -97,7 +109,9 @@ public:
 
    std::vector< Vek::log::Mount* > mounts() {
       std::vector< Vek::log::Mount* > all = reader_.mounts();
-      all.push_back( &cliWriter_ );
+      if ( cliWriter_ ) {
+         all.push_back( &*cliWriter_ );
+      }
       return all;
    }
    bool until( const std::function< bool() >& done ) {
@@ -115,7 +129,7 @@ private:
    std::unique_ptr< Process > configd_;
    std::unique_ptr< Process > programd_;
    const Vek::Ptr< Flowspec::CliConfig > cli_ = Flowspec::cliConfigFactory( "flowspec/cliconfig" );
-   Vek::log::Mount cliWriter_{ endpoint(), "test", *cli_ };
+   std::optional< Vek::log::Mount > cliWriter_;
    StateReader reader_{ endpoint() };
 };
 

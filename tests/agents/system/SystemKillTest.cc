@@ -1,5 +1,6 @@
 #include "agents/configd/Filing.h"
 #include "tests/agents/system/System.h"
+#include "tests/tools/flowspecctl/Run.h"
 
 #include <random>
 
@@ -152,6 +153,86 @@ TEST( SystemKilled, AtAnyMomentEndsInTheStateOfAnUndisturbedOne ) {
    } ) );
    EXPECT_EQ( system.reader().text(), wanted.text() );
    EXPECT_EQ( fresh.text(), wanted.text() );
+}
+
+// Which interfaces the database has enabled.
+std::set< U64 > enabledIn( const Vek::log::Endpoint& endpoint ) {
+   const Vek::String root = "flowspec/cliconfig";
+   Vek::Directory directory;
+   Mount reader( endpoint, "test", root, directory );
+   EXPECT_TRUE( TestSupport::untilAllStand( { &reader } ) ) << reader.error();
+   std::set< U64 > intfs;
+   if ( const auto entity = directory.entity( root ) ) {
+      for ( const auto& [intf, enabled] : static_cast< CliConfig& >( *entity ).enabledIntf() ) {
+         intfs.insert( intf.value() );
+      }
+   }
+   return intfs;
+}
+
+// Commands of an operator, while all daemons and the commands themselves are killed.
+TEST( SystemKilled, AtAnyMomentLosesNoCommandThatEndedWell ) {
+   std::mt19937 random( 5575 );
+   RuleVersions file( random );
+   System system( file.file(), System::Operator::commands );
+   system.startConfigd();
+   system.startProgramd();
+   ASSERT_TRUE( TestSupport::until( system.mounts(), [&] {
+      return dump( system.reader().config(), 0 ) == dump( *file.config(), 0 );
+   } ) );
+   const Folder folder;
+   // Whether an interface is enabled; either may be when a command did not end well.
+   std::map< U64, std::set< bool > > wanted;
+   int good = 0;
+   for ( int number = 0; number < 40; ++number ) {
+      const U64 intf = 1 + random() % 10;
+      const bool enables = random() % 3 != 0;
+      TestSupport::Process command( { TestSupport::flowspecctlPath(),
+                                      enables ? "enable" : "disable", std::to_string( intf ),
+                                      "--socket", system.endpoint().text() },
+                                    folder.path() + "/errors" );
+      ::usleep( static_cast< useconds_t >( random() % 15'000 ) );
+      bool isKilled = false;
+      switch ( random() % 5 ) {
+      case 0:
+         system.restartDatabase();
+         break;
+      case 1:
+         system.startConfigd();
+         break;
+      case 2:
+         system.startProgramd();
+         break;
+      case 3:
+         system.killConfigd();
+         system.killProgramd();
+         system.restartDatabase();
+         system.startProgramd();
+         system.startConfigd();
+         break;
+      default:
+         command.kill();
+         isKilled = true;
+      }
+      wanted.try_emplace( intf, std::set< bool >{ false } );
+      if ( !isKilled && command.wait() == 0 ) {
+         wanted[intf] = { enables };
+         ++good;
+      } else {
+         wanted[intf].insert( enables );
+      }
+      const std::set< U64 > enabled = enabledIn( system.endpoint() );
+      for ( const auto& [id, either] : wanted ) {
+         ASSERT_TRUE( either.contains( enabled.contains( id ) ) ) << number << ' ' << id;
+      }
+   }
+   EXPECT_GT( good, 20 );
+   EXPECT_FALSE( enabledIn( system.endpoint() ).empty() );
+   // All are at work in the end.
+   EXPECT_TRUE( TestSupport::until( system.mounts(), [&] {
+      return system.reader().isComplete() &&
+             dump( system.reader().config(), 0 ) == dump( *file.config(), 0 );
+   } ) );
 }
 
 } // namespace

@@ -29,7 +29,9 @@ TEST( Table, ANarrowWidthLeavesEachColumnTheLeast ) {
       return out;
    };
    const Vek::String open = heading( Table( 5, { { "a", 9 }, { "b", 0 } } ) );
-   EXPECT_EQ( open, heading( Table( 11, { { "a", 9 }, { "b", 0 } } ) ) );
+   for ( const std::size_t width : { 11U, 12U, 20U, 21U } ) {
+      EXPECT_EQ( open, heading( Table( width, { { "a", 9 }, { "b", 0 } } ) ) );
+   }
    EXPECT_EQ( open.substr( 0, 12 ), least.substr( 0, 12 ) );
    EXPECT_EQ( heading( Table::filling( 1, { { "a", 1 }, { "b", 1 } } ) ),
               heading( Table::filling( 2, { { "a", 1 }, { "b", 1 } } ) ) );
