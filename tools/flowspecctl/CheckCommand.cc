@@ -1,10 +1,10 @@
-#include "tools/flowspecctl/CheckCommand.h"
-
 #include "Flowspec/config/MatchSetBuilder.h"
-#include "tools/lib/Diagnostics.h"
+#include "tools/flowspecctl/Commands.h"
+#include "tools/flowspecctl/LineCommand.h"
+#include "tools/flowspecctl/Options.h"
 #include "tools/lib/FieldBounds.h"
-#include "tools/lib/InputFiles.h"
 #include "tools/lib/MatchSetText.h"
+#include "tools/lib/Terminal.h"
 
 #include <algorithm>
 
@@ -15,6 +15,13 @@ namespace Flowspec::Tools {
 namespace {
 
 using Json = nlohmann::ordered_json;
+
+struct CheckOptions {
+   Form from = Form::cli;
+   bool json = false;
+   RuleDefaults defaults;
+   std::vector< Vek::String > files;
+};
 
 // The protocols of a sanitised rule, as text and as JSON; null when any will do.
 Vek::String protocolText( const RuleConfig& rule ) {
@@ -28,24 +35,16 @@ Json protocolJson( const RuleConfig& rule ) {
    return at == matchSet.end() ? Json() : *at;
 }
 
-class CheckRun : private LineSink {
+// Takes each rule apart, sanitises its match set and tells whether packets can match it and which
+// protocols it then asks for.
+class CheckCommand : public LineCommand {
 public:
-   CheckRun( const CheckOptions& options, Output& output )
-      : options_( options ), output_( output ), input_( *this, output ) {}
-
-   bool run() {
-      const bool read = input_.read( options_.files );
-      output_.flush();
-      return read && good_;
-   }
+   CheckCommand( const CheckOptions& options, Output& output )
+      : LineCommand( options.files, output ), options_( options ) {}
 
 private:
-   void line( const Place& place, std::string_view line ) override {
-      clear( rule_.key );
-      rule_.rd.reset();
-      if ( options_.family ) {
-         rule_.key.addressFamilyIs( *options_.family );
-      }
+   void take( const Place& place, std::string_view line ) override {
+      options_.defaults.reset( rule_ );
       Reason reason = readRule( options_.from, line, rule_ );
       std::vector< MatchComponent > components;
       if ( !reason ) {
@@ -61,13 +60,11 @@ private:
    }
 
    void badLine( const Place& place, std::string_view, std::string_view message ) override {
-      good_ = false;
-      input_.clearProgress();
       if ( options_.json ) {
+         fail();
          write( place, { { "ok", false }, { "error", printable( message ) } } );
       } else {
-         output_.flush();
-         reportLine( place.file, place.line, message );
+         report( place, message );
       }
    }
 
@@ -78,19 +75,17 @@ private:
       const MatchCompType component =
          empty != components.end() ? empty->compType() : rule->sanitizeMatchSet();
       const bool feasible = component == invalid;
-      good_ = good_ && feasible;
+      if ( !feasible ) {
+         fail();
+      }
       const Reason warning = beyondField( rule_.key );
       if ( !options_.json ) {
          if ( warning ) {
-            input_.clearProgress();
-            output_.flush();
-            warnLine( place.file, place.line, *warning );
+            warn( place, *warning );
          }
-         rule_.key.appendStrepCli( output_.text(), false );
-         output_.text() += feasible
-                              ? Vek::concat( "\tfeasible\t", protocolText( *rule ), '\n' )
-                              : Vek::concat( "\tinfeasible\t", stringValue( component ), '\n' );
-         output_.flushIfLarge();
+         rule_.key.appendStrepCli( out(), false );
+         out() += feasible ? Vek::concat( "\tfeasible\t", protocolText( *rule ), '\n' )
+                           : Vek::concat( "\tinfeasible\t", stringValue( component ), '\n' );
          return;
       }
       Json answer{ { "ok", true }, { "feasible", feasible } };
@@ -108,27 +103,35 @@ private:
 
    void write( const Place& place, const Json& answer ) {
       Json object;
-      if ( options_.files.size() > 1 ) {
+      if ( hasFiles() ) {
          object["file"] = printable( place.file );
       }
       object["line"] = place.line;
       object.update( answer );
-      output_.text() += object.dump();
-      output_.text() += '\n';
-      output_.flushIfLarge();
+      out() += object.dump();
+      out() += '\n';
    }
 
    const CheckOptions& options_;
-   Output& output_;
-   InputFiles input_;
-   Rule rule_;
-   bool good_ = true;
+   Rule rule_; // in work; its memory is used again
 };
 
 } // namespace
 
-bool runCheck( const CheckOptions& options, Output& output ) {
-   return CheckRun( options, output ).run();
+Run addCheck( CLI::App& command ) {
+   const auto options = std::make_shared< CheckOptions >();
+   addFrom( command, options->from );
+   command.add_flag( "--json", options->json, "Write an object for each line" );
+   addFamily( command, options->defaults );
+   addFiles( command, options->files );
+   return [options]( Output& output ) {
+      const FormInfo& from = info( options->from );
+      if ( options->defaults.family && from.hasInstance ) {
+         throw CLI::ValidationError(
+            Vek::concat( "--family is not for --from ", from.name, ": its rules have their own" ) );
+      }
+      return CheckCommand( *options, output ).run();
+   };
 }
 
 } // namespace Flowspec::Tools

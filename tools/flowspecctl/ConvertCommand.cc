@@ -1,73 +1,67 @@
-#include "tools/flowspecctl/ConvertCommand.h"
-
-#include "tools/lib/Diagnostics.h"
+#include "tools/flowspecctl/Commands.h"
+#include "tools/flowspecctl/LineCommand.h"
+#include "tools/flowspecctl/Options.h"
 #include "tools/lib/FilterJson.h"
-#include "tools/lib/InputFiles.h"
 
 namespace Flowspec::Tools {
 
 namespace {
 
-class ConvertRun : private LineSink {
-public:
-   ConvertRun( const ConvertOptions& options, Output& output )
-      : options_( options ), output_( output ), input_( *this, output ) {}
+struct ConvertOptions {
+   Form to = Form::cli;
+   RuleDefaults defaults;
+   std::vector< Vek::String > files;
+};
 
-   bool run() {
-      const bool read = input_.read( options_.files );
-      output_.flush();
-      return read && good_;
-   }
+// Turns structured filters into rule keys.
+class ConvertCommand : public LineCommand {
+public:
+   ConvertCommand( const ConvertOptions& options, Output& output )
+      : LineCommand( options.files, output ), options_( options ) {}
 
 private:
-   void line( const Place& place, std::string_view line ) override {
+   void take( const Place& place, std::string_view line ) override {
       Vek::Ptr< const Classification::StructuredFilter > filter;
       Reason reason = readFilterJson( line, filter );
-      Rule rule;
       if ( !reason ) {
-         if ( options_.vrfId ) {
-            rule.key.vrfIdIs( *options_.vrfId );
-         }
-         if ( options_.family ) {
-            rule.key.addressFamilyIs( *options_.family );
-         }
-         reason = convert( filter, rule );
+         options_.defaults.reset( rule_ );
+         reason = convert( filter );
       }
       if ( reason ) {
-         badLine( place, line, *reason );
-         return;
+         return report( place, *reason );
       }
-      appendRule( options_.to, rule, output_.text() );
-      output_.text() += '\n';
-      output_.flushIfLarge();
+      appendRule( options_.to, rule_, out() );
+      out() += '\n';
    }
 
-   void badLine( const Place& place, std::string_view, std::string_view message ) override {
-      good_ = false;
-      input_.clearProgress();
-      output_.flush();
-      reportLine( place.file, place.line, message );
-   }
-
-   Reason convert( const Vek::Ptr< const Classification::StructuredFilter >& filter, Rule& rule ) {
+   Reason convert( const Vek::Ptr< const Classification::StructuredFilter >& filter ) {
       try {
-         rule.key.copyInStructuredFilter( filter );
+         rule_.key.copyInStructuredFilter( filter );
       } catch ( const Vek::RangeException& ) {
          return "the filter has more terms than a rule key holds";
       }
-      return unwritable( options_.to, rule );
+      return unwritable( options_.to, rule_ );
    }
 
    const ConvertOptions& options_;
-   Output& output_;
-   InputFiles input_;
-   bool good_ = true;
+   Rule rule_; // in work; its memory is used again
 };
 
 } // namespace
 
-bool runConvert( const ConvertOptions& options, Output& output ) {
-   return ConvertRun( options, output ).run();
+Run addConvert( CLI::App& command ) {
+   const auto options = std::make_shared< ConvertOptions >();
+   addOption(
+      command, "--to", "FORM", "Form of the output, cli when not given",
+      []( std::string_view name ) {
+         const auto form = formOf( name );
+         return form && !info( *form ).hasRd ? form : std::nullopt;
+      },
+      "a form without a route distinguisher", [&to = options->to]( Form form ) { to = form; } );
+   addVrf( command, options->defaults );
+   addFamily( command, options->defaults );
+   addFiles( command, options->files );
+   return [options]( Output& output ) { return ConvertCommand( *options, output ).run(); };
 }
 
 } // namespace Flowspec::Tools

@@ -2,6 +2,7 @@
 
 #include "Vek/Text.h"
 #include "Vek/log/Receiver.h"
+#include "tools/flowspecctl/Commands.h"
 #include "tools/lib/Diagnostics.h"
 #include "tools/lib/InputFiles.h"
 #include "tools/lib/KeyForms.h"
@@ -120,6 +121,19 @@ private:
 
 bool runDecodeLog( const DecodeLogOptions& options, Output& output ) {
    return DecodeRun( options, output ).run();
+}
+
+Run addDecodeLog( CLI::App& command ) {
+   const auto options = std::make_shared< DecodeLogOptions >();
+   command.add_flag( "--dump", options->dump, "Print the state that the stream leaves, too" );
+   command.add_flag( "--json", options->json,
+                     "Write an object for each message, or for each root" );
+   command
+      .add_option( "FILE", options->file, "File to read; standard input when there is none, or -" )
+      ->type_name( "" );
+   command.footer(
+      "Exit status: 0 when the stream was whole, 1 when it was not, 2 for wrong usage." );
+   return [options]( Output& output ) { return runDecodeLog( *options, output ); };
 }
 
 } // namespace Flowspec::Tools

@@ -1,5 +1,5 @@
-#include "tools/flowspecctl/DumpCommand.h"
-
+#include "tools/flowspecctl/Commands.h"
+#include "tools/flowspecctl/Options.h"
 #include "tools/lib/Diagnostics.h"
 #include "tools/lib/StateRoots.h"
 #include "tools/lib/StateText.h"
@@ -8,7 +8,16 @@
 
 namespace Flowspec::Tools {
 
-bool runDump( const DumpOptions& options, Output& output ) {
+namespace {
+
+struct DumpOptions {
+   Vek::String endpoint = defaultEndpoint;
+   bool json = false;
+   std::vector< Vek::String > roots;
+};
+
+// In the order of the roots' names. What does not come within ten seconds is reported, too.
+bool dump( const DumpOptions& options, Output& output ) {
    StateRoots roots{ Vek::log::Endpoint( options.endpoint ) };
    for ( const Vek::String& root : std::set( options.roots.begin(), options.roots.end() ) ) {
       roots.read( root );
@@ -29,6 +38,19 @@ bool runDump( const DumpOptions& options, Output& output ) {
    }
    output.flush();
    return good;
+}
+
+} // namespace
+
+Run addDump( CLI::App& command ) {
+   const auto options = std::make_shared< DumpOptions >();
+   addSocket( command, options->endpoint );
+   command.add_flag( "--json", options->json, "Write an object for each root" );
+   command.add_option( "ROOT", options->roots, "Names of roots, such as flowspec/config" )
+      ->required()
+      ->type_name( "" );
+   command.footer( "Exit status: 0 when all was printed, 1 when it was not, 2 for wrong usage." );
+   return [options]( Output& output ) { return dump( *options, output ); };
 }
 
 } // namespace Flowspec::Tools

@@ -1,6 +1,7 @@
-#include "tools/flowspecctl/KeyCommand.h"
-
 #include "Vek/Text.h"
+#include "tools/flowspecctl/Commands.h"
+#include "tools/flowspecctl/LineCommand.h"
+#include "tools/flowspecctl/Options.h"
 #include "tools/flowspecctl/RuleWriter.h"
 
 #include <algorithm>
@@ -10,6 +11,17 @@
 namespace Flowspec::Tools {
 
 namespace {
+
+struct KeyOptions {
+   Form from = Form::cli;
+   std::vector< Form > to; // empty: as `from`
+   bool sort = false;
+   bool unique = false;
+   bool json = false;
+   bool table = false;
+   RuleDefaults defaults;
+   std::vector< Vek::String > files;
+};
 
 // Rules that cannot be written as they come: they are to be sorted, or compared with later ones.
 struct Kept {
@@ -24,31 +36,36 @@ struct RuleEqual {
    bool operator()( const Rule* a, const Rule* b ) const { return *a == *b; }
 };
 
-class KeyRun : private LineSink {
-public:
-   KeyRun( const KeyOptions& options, Output& output )
-      : options_( options ), output_( output ), input_( *this, output ),
-        writer_( options, output ) {}
-
-   bool run() {
-      good_ = input_.read( options_.files ) && good_;
-      if ( options_.sort ) {
-         writeSorted();
+std::vector< Form > formsOf( const KeyOptions& options ) {
+   const bool rd = info( options.from ).hasRd;
+   if ( options.json ) {
+      std::vector< Form > all;
+      for ( const FormInfo& form : forms() ) {
+         const bool isNlri = form.form == Form::nlri || form.form == Form::nlriVpn;
+         if ( !isNlri && ( !form.hasRd || rd || options.defaults.rd ) ) {
+            all.push_back( form.form );
+         }
       }
-      output_.flush();
-      return good_;
+      return all;
    }
+   if ( !options.to.empty() ) {
+      return options.to;
+   }
+   if ( options.table ) {
+      return { rd ? Form::rd : Form::cli, rd ? Form::rdDetail : Form::detail, Form::words };
+   }
+   return { options.from };
+}
+
+class KeyCommand : public LineCommand {
+public:
+   KeyCommand( const KeyOptions& options, Output& output )
+      : LineCommand( options.files, output ), options_( options ),
+        writer_( { formsOf( options ), options.json, options.table, hasFiles() }, output ) {}
 
 private:
-   void line( const Place& place, std::string_view line ) override {
-      clear( rule_.key );
-      rule_.rd = options_.rd;
-      if ( options_.vrfId ) {
-         rule_.key.vrfIdIs( *options_.vrfId );
-      }
-      if ( options_.family ) {
-         rule_.key.addressFamilyIs( *options_.family );
-      }
+   void take( const Place& place, std::string_view line ) override {
+      options_.defaults.reset( rule_ );
       Reason reason = readRule( options_.from, line, rule_ );
       if ( !reason ) {
          reason = writer_.unwritable( rule_ );
@@ -63,8 +80,7 @@ private:
    }
 
    void badLine( const Place& place, std::string_view line, std::string_view message ) override {
-      good_ = false;
-      input_.clearProgress();
+      fail();
       writer_.bad( place, line, message );
    }
 
@@ -81,7 +97,10 @@ private:
       }
    }
 
-   void writeSorted() {
+   void end() override {
+      if ( !options_.sort ) {
+         return;
+      }
       std::vector< const Kept* > order;
       order.reserve( kept_.size() );
       for ( const Kept& kept : kept_ ) {
@@ -96,31 +115,27 @@ private:
    }
 
    const KeyOptions& options_;
-   Output& output_;
-   InputFiles input_;
    RuleWriter writer_;
    Rule rule_; // in work; its memory is used again
    std::deque< Kept > kept_;
    std::unordered_set< const Rule*, RuleHash, RuleEqual > seen_;
-   bool good_ = true;
 };
 
-} // namespace
-
+// What contradicts itself in the options.
 Reason contradiction( const KeyOptions& options ) {
    const FormInfo& from = info( options.from );
    if ( options.json && ( options.table || !options.to.empty() ) ) {
       return "--json writes all forms: it goes with neither --to nor --table";
    }
-   if ( options.rd && from.hasRd ) {
+   if ( options.defaults.rd && from.hasRd ) {
       return Vek::concat( "--rd is not for --from ", from.name, ": its rules have their own" );
    }
-   if ( ( options.vrfId || options.family ) && from.hasInstance ) {
+   if ( ( options.defaults.vrfId || options.defaults.family ) && from.hasInstance ) {
       return Vek::concat( "--vrf and --family are not for --from ", from.name,
                           ": its rules have their own" );
    }
    for ( const Form form : options.to ) {
-      if ( info( form ).hasRd && !from.hasRd && !options.rd ) {
+      if ( info( form ).hasRd && !from.hasRd && !options.defaults.rd ) {
          return Vek::concat( "--to ", info( form ).name,
                              " needs a route distinguisher: give --rd, or rules with one" );
       }
@@ -128,6 +143,30 @@ Reason contradiction( const KeyOptions& options ) {
    return std::nullopt;
 }
 
-bool runKey( const KeyOptions& options, Output& output ) { return KeyRun( options, output ).run(); }
+} // namespace
+
+Run addKey( CLI::App& command ) {
+   const auto options = std::make_shared< KeyOptions >();
+   addFrom( command, options->from );
+   addOption( command, "--to", "FORM,...",
+              "Forms of the output, with tabs between them; that of the input when not given",
+              listOf( formOf ), "a list of " + formNames( false ),
+              [&to = options->to]( const std::vector< Form >& list ) { to = list; } );
+   command.add_flag( "--sort", options->sort, "Write the rules in the order of their keys" );
+   command.add_flag( "--unique", options->unique, "Leave out rules that were there before" );
+   command.add_flag( "--json", options->json, "Write an object with all forms for each line" );
+   command.add_flag( "--table", options->table,
+                     "Write the forms, or cli, detail, words, as a table" );
+   addRd( command, options->defaults );
+   addVrf( command, options->defaults );
+   addFamily( command, options->defaults );
+   addFiles( command, options->files );
+   return [options]( Output& output ) {
+      if ( const Reason reason = contradiction( *options ) ) {
+         throw CLI::ValidationError( *reason );
+      }
+      return KeyCommand( *options, output ).run();
+   };
+}
 
 } // namespace Flowspec::Tools

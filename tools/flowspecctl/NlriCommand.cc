@@ -1,18 +1,27 @@
-#include "tools/flowspecctl/NlriCommand.h"
-
-#include "tools/lib/Diagnostics.h"
-#include "tools/lib/InputFiles.h"
+#include "tools/flowspecctl/Commands.h"
+#include "tools/flowspecctl/LineCommand.h"
+#include "tools/flowspecctl/Options.h"
 #include "tools/lib/JsonMembers.h"
 #include "tools/lib/KeyForms.h"
 #include "tools/lib/KeyJson.h"
 #include "tools/lib/NlriText.h"
 #include "wire/NlriDecoder.h"
+#include "wire/NlriEncoder.h"
 
 namespace Flowspec::Tools {
 
 namespace {
 
 using Wire::Nlri;
+
+struct NlriOptions {
+   Wire::NlriFormat format{ Zorv::AddressFamily::ipv4, false };
+   bool encode = false;
+   bool json = false;
+   bool shortest = false; // values as short as they should be sent; for `encode`
+   RuleDefaults defaults; // the distinguisher; for `encode`
+   std::vector< Vek::String > files;
+};
 
 // What a line has for an answer when it is not good.
 struct Fault {
@@ -22,39 +31,34 @@ struct Fault {
    Vek::String message;
 };
 
-class NlriRun : private LineSink {
+// Reads NLRI as hexadecimal digits and writes what they say; or, with `encode`, reads the JSON
+// objects of keys, or those that were written for NLRI, and writes the NLRI.
+class NlriCommand : public LineCommand {
 public:
-   NlriRun( const NlriOptions& options, Output& output )
-      : options_( options ), output_( output ), input_( *this, output ) {}
-
-   bool run() {
-      const bool read = input_.read( options_.files );
-      output_.flush();
-      return read && good_;
-   }
+   NlriCommand( const NlriOptions& options, Output& output )
+      : LineCommand( options.files, output ), options_( options ) {}
 
 private:
-   void line( const Place& place, std::string_view line ) override {
+   void take( const Place& place, std::string_view line ) override {
       nlri_.remarks.clear();
       options_.encode ? encode( place, line ) : decode( place, line );
-      output_.flushIfLarge();
    }
 
    void badLine( const Place& place, std::string_view, std::string_view message ) override {
-      fail( place, { "bad-line", "offset", 0, Vek::String( message ) } );
+      refuse( place, { "bad-line", "offset", 0, Vek::String( message ) } );
    }
 
    void decode( const Place& place, std::string_view line ) {
       if ( const auto at = readHex( line, octets_ ) ) {
-         return fail( place,
-                      { "bad-hex", "offset", *at,
-                        Vek::concat( "expected two hexadecimal digits at character ", *at + 1 ) } );
+         return refuse(
+            place, { "bad-hex", "offset", *at,
+                     Vek::concat( "expected two hexadecimal digits at character ", *at + 1 ) } );
       }
       if ( const auto rejection = Wire::decodeNlri( octets_, options_.format, nlri_ ) ) {
-         return fail(
+         return refuse(
             place, { name( rejection->code ), "offset", rejection->offset, rejection->message() } );
       }
-      Vek::String& out = output_.text();
+      Vek::String& out = this->out();
       if ( !options_.json ) {
          remarkLines( place );
          const auto rd = options_.format.vpn ? std::optional( nlri_.rd ) : std::nullopt;
@@ -76,24 +80,24 @@ private:
 
    void encode( const Place& place, std::string_view line ) {
       FlowspecKey key;
-      auto rd = options_.rd;
+      auto rd = options_.defaults.rd;
       try {
          readObject( JsonMembers::parsedObject( line, 5, "rule key" ), key, rd );
       } catch ( const JsonMembers::BadJson& bad ) {
-         return fail( place, { "bad-key", "index", 0, bad.reason } );
+         return refuse( place, { "bad-key", "index", 0, bad.reason } );
       }
       if ( options_.format.vpn && !rd ) {
-         return fail( place, { "no-rd", "index", 0, "the rule has no route distinguisher" } );
+         return refuse( place, { "no-rd", "index", 0, "the rule has no route distinguisher" } );
       }
       octets_.clear();
       const auto lengths =
          options_.shortest ? Wire::ValueLengths::shortest : Wire::ValueLengths::asStored;
       if ( const auto refusal = Wire::encodeNlri( key, options_.format, rd.value_or( nlri_.rd ),
                                                   lengths, octets_ ) ) {
-         return fail( place,
-                      { name( refusal->code ), "index", refusal->index, refusal->message() } );
+         return refuse( place,
+                        { name( refusal->code ), "index", refusal->index, refusal->message() } );
       }
-      Vek::String& out = output_.text();
+      Vek::String& out = this->out();
       out += options_.json ? R"({"ok":true,"nlri":")" : "";
       appendHex( out, octets_ );
       out += options_.json ? Vek::concat( R"(","octets":)", octets_.size(), "}\n" )
@@ -122,17 +126,13 @@ private:
       }
    }
 
-   void fail( const Place& place, const Fault& fault ) {
-      good_ = false;
+   void refuse( const Place& place, const Fault& fault ) {
       if ( !options_.json ) {
-         input_.clearProgress();
-         output_.flush();
-         reportLine(
-            place.file, place.line,
-            Vek::concat( fault.code, " at ", fault.place, ' ', fault.at, ": ", fault.message ) );
-         return;
+         return report( place, Vek::concat( fault.code, " at ", fault.place, ' ', fault.at, ": ",
+                                            fault.message ) );
       }
-      Vek::String& out = output_.text();
+      fail();
+      Vek::String& out = this->out();
       out += Vek::concat( R"({"ok":false,"code":")", fault.code, R"(",")", fault.place, R"(":)",
                           fault.at, R"(,"error":)" );
       appendJsonString( out, fault.message );
@@ -154,25 +154,44 @@ private:
 
    void remarkLines( const Place& place ) {
       for ( const Wire::Remark& remark : nlri_.remarks ) {
-         input_.clearProgress();
-         output_.flush();
-         warnLine( place.file, place.line,
-                   Vek::concat( name( remark.code ), " at offset ", remark.offset ) );
+         warn( place, Vek::concat( name( remark.code ), " at offset ", remark.offset ) );
       }
    }
 
    const NlriOptions& options_;
-   Output& output_;
-   InputFiles input_;
    std::vector< U8 > octets_;
    Nlri nlri_;
-   bool good_ = true;
 };
+
+// A reader of the number `first` or the one after it.
+auto oneOf( U64 first ) {
+   return [first]( std::string_view text ) {
+      const auto number = Vek::decimal( text, first + 1 );
+      return number && *number >= first ? number : std::nullopt;
+   };
+}
 
 } // namespace
 
-bool runNlri( const NlriOptions& options, Output& output ) {
-   return NlriRun( options, output ).run();
+Run addNlri( CLI::App& command ) {
+   const auto options = std::make_shared< NlriOptions >();
+   Wire::NlriFormat& format = options->format;
+   addOption( command, "--afi", "NUMBER", "Address family, 1 for IPv4 (when not given), 2 for IPv6",
+              oneOf( 1 ), "1 or 2",
+              [&]( U64 afi ) { format.family = static_cast< Zorv::AddressFamily >( afi ); } );
+   addOption( command, "--safi", "NUMBER",
+              "133 (when not given), or 134 for rules with a route distinguisher", oneOf( 133 ),
+              "133 or 134", [&]( U64 safi ) { format.vpn = safi == 134; } );
+   command.add_flag( "--json", options->json, "Write an object for each line, good or bad" );
+   CLI::Option* const encode = command.add_flag( "--encode", options->encode,
+                                                 "Read JSON objects of keys and write their NLRI" );
+   command
+      .add_flag( "--shortest", options->shortest,
+                 "Write values as short as they should be sent, not as the keys have them" )
+      ->needs( encode );
+   addRd( command, options->defaults )->needs( encode );
+   addFiles( command, options->files );
+   return [options]( Output& output ) { return NlriCommand( *options, output ).run(); };
 }
 
 } // namespace Flowspec::Tools

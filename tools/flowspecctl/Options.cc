@@ -8,12 +8,26 @@ namespace Flowspec::Tools {
 
 namespace {
 
+constexpr const char* vrfHelp = "VRF for rules whose form has none";
+constexpr const char* familyHelp = "for rules whose form has none";
+
 std::optional< Form > readableForm( std::string_view name ) {
    const auto form = formOf( name );
    return form && info( *form ).readable ? form : std::nullopt;
 }
 
 } // namespace
+
+void RuleDefaults::reset( Rule& rule ) const {
+   clear( rule.key );
+   rule.rd = rd;
+   if ( vrfId ) {
+      rule.key.vrfIdIs( *vrfId );
+   }
+   if ( family ) {
+      rule.key.addressFamilyIs( *family );
+   }
+}
 
 Vek::String formNames( bool readableOnly ) {
    Vek::String names;
@@ -28,6 +42,20 @@ Vek::String formNames( bool readableOnly ) {
 void addFrom( CLI::App& command, Form& from ) {
    addOption( command, "--from", "FORM", "Form of the input, cli when not given", readableForm,
               "one of " + formNames( true ), [&]( Form form ) { from = form; } );
+}
+
+CLI::Option* addRd( CLI::App& command, RuleDefaults& defaults ) {
+   return addOption( command, "--rd", "RD", "Distinguisher for rules that have none",
+                     Zorv::RouteDistinguisher::fromText, "a route distinguisher",
+                     [&]( Zorv::RouteDistinguisher rd ) { defaults.rd = rd; } );
+}
+
+void addVrf( CLI::App& command, RuleDefaults& defaults ) {
+   addVrf( command, vrfHelp, defaults.vrfId );
+}
+
+void addFamily( CLI::App& command, RuleDefaults& defaults ) {
+   addFamily( command, familyHelp, defaults.family );
 }
 
 void addVrf( CLI::App& command, const Vek::String& help,
@@ -55,6 +83,13 @@ void addSocket( CLI::App& command, Vek::String& endpoint ) {
       ->type_name( "ENDPOINT" )
       ->capture_default_str()
       ->check( Vek::log::Endpoint::fault );
+}
+
+void addFiles( CLI::App& command, std::vector< Vek::String >& files ) {
+   command.add_option( "FILE", files, "Files to read; standard input when there is none, or -" )
+      ->type_name( "" );
+   command.footer(
+      "Exit status: 0 when all lines were good, 1 when one was not, 2 for wrong usage." );
 }
 
 } // namespace Flowspec::Tools

@@ -49,17 +49,33 @@ auto listOf( Read read ) {
    };
 }
 
+/// What a rule has where its text does not tell.
+struct RuleDefaults {
+   std::optional< Zorv::RouteDistinguisher > rd;
+   std::optional< Vrf::VrfIdMap::VrfId > vrfId;
+   std::optional< Zorv::AddressFamily > family;
+
+   /// Makes `rule` one that has only these, and keeps the memory that it holds.
+   void reset( Rule& rule ) const;
+};
+
 /// The names of all forms, or of those that can be read.
 Vek::String formNames( bool readableOnly );
 
 /// `--from`, the form of rules.
 void addFrom( CLI::App& command, Form& from );
-/// `--vrf`, a number, and `--family`.
+/// `--rd`, `--vrf` and `--family`, for rules whose form has none.
+CLI::Option* addRd( CLI::App& command, RuleDefaults& defaults );
+void addVrf( CLI::App& command, RuleDefaults& defaults );
+void addFamily( CLI::App& command, RuleDefaults& defaults );
+/// `--vrf`, a number, and `--family`, with another meaning.
 void addVrf( CLI::App& command, const Vek::String& help,
              std::optional< Vrf::VrfIdMap::VrfId >& vrfId );
 void addFamily( CLI::App& command, const Vek::String& help,
                 std::optional< Zorv::AddressFamily >& family );
 /// `--socket`, where the state database listens.
 void addSocket( CLI::App& command, Vek::String& endpoint );
+/// The files of a command that reads lines, and its footer.
+void addFiles( CLI::App& command, std::vector< Vek::String >& files );
 
 } // namespace Flowspec::Tools

@@ -50,27 +50,6 @@ void appendWordsAndHash( Vek::String& out, const FlowspecKey& key ) {
    out.append( 8 - hash.size(), '0' ).append( hash ).append( "\"" );
 }
 
-std::vector< Form > formsOf( const KeyOptions& options ) {
-   const bool rd = info( options.from ).hasRd;
-   if ( options.json ) {
-      std::vector< Form > all;
-      for ( const FormInfo& form : forms() ) {
-         const bool isNlri = form.form == Form::nlri || form.form == Form::nlriVpn;
-         if ( !isNlri && ( !form.hasRd || rd || options.rd ) ) {
-            all.push_back( form.form );
-         }
-      }
-      return all;
-   }
-   if ( !options.to.empty() ) {
-      return options.to;
-   }
-   if ( options.table ) {
-      return { rd ? Form::rd : Form::cli, rd ? Form::rdDetail : Form::detail, Form::words };
-   }
-   return { options.from };
-}
-
 } // namespace
 
 void appendKeyForms( Vek::String& out, const Rule& rule ) {
@@ -78,11 +57,11 @@ void appendKeyForms( Vek::String& out, const Rule& rule ) {
    appendWordsAndHash( out, rule.key );
 }
 
-RuleWriter::RuleWriter( const KeyOptions& options, Output& output )
-   : options_( options ), output_( output ), forms_( formsOf( options ) ) {
-   if ( options.table ) {
+RuleWriter::RuleWriter( RuleLayout layout, Output& output )
+   : layout_( std::move( layout ) ), output_( output ) {
+   if ( layout_.table ) {
       std::vector< Table::Column > columns;
-      for ( const Form form : forms_ ) {
+      for ( const Form form : layout_.forms ) {
          columns.push_back( { info( form ).name, info( form ).share } );
       }
       table_ = Table::filling( lineWidth(), std::move( columns ) );
@@ -91,7 +70,7 @@ RuleWriter::RuleWriter( const KeyOptions& options, Output& output )
 }
 
 Reason RuleWriter::unwritable( const Rule& rule ) const {
-   for ( const Form form : forms_ ) {
+   for ( const Form form : layout_.forms ) {
       if ( Reason reason = Tools::unwritable( form, rule ) ) {
          return reason;
       }
@@ -101,16 +80,16 @@ Reason RuleWriter::unwritable( const Rule& rule ) const {
 
 void RuleWriter::good( const Place& place, const Rule& rule ) {
    Vek::String& out = output_.text();
-   if ( options_.json ) {
+   if ( layout_.json ) {
       goodJson( place, rule );
    } else if ( table_ ) {
-      std::vector< Vek::String > cells( forms_.size() );
-      for ( std::size_t i = 0; i < forms_.size(); ++i ) {
-         appendRule( forms_[i], rule, cells[i] );
+      std::vector< Vek::String > cells( layout_.forms.size() );
+      for ( std::size_t i = 0; i < layout_.forms.size(); ++i ) {
+         appendRule( layout_.forms[i], rule, cells[i] );
       }
       table_->appendRow( out, cells );
    } else {
-      for ( const Form form : forms_ ) {
+      for ( const Form form : layout_.forms ) {
          appendRule( form, rule, out );
          out += '\t';
       }
@@ -120,7 +99,7 @@ void RuleWriter::good( const Place& place, const Rule& rule ) {
 }
 
 void RuleWriter::bad( const Place& place, std::string_view text, std::string_view message ) {
-   if ( options_.json ) {
+   if ( layout_.json ) {
       badJson( place, message );
    } else if ( table_ ) {
       badRow( place, text, message );
@@ -133,7 +112,7 @@ void RuleWriter::bad( const Place& place, std::string_view text, std::string_vie
 void RuleWriter::beginJson( const Place& place, bool ok ) {
    Vek::String& out = output_.text();
    out += '{';
-   if ( options_.files.size() > 1 ) {
+   if ( layout_.named ) {
       out += R"("file":)";
       appendJsonString( out, place.file );
       out += ',';
@@ -164,7 +143,7 @@ void RuleWriter::badJson( const Place& place, std::string_view message ) {
 
 void RuleWriter::badRow( const Place& place, std::string_view text, std::string_view message ) {
    Vek::String reason = Vek::concat( "error in line ", place.line, ": ", printable( message ) );
-   if ( forms_.size() == 1 ) {
+   if ( layout_.forms.size() == 1 ) {
       table_->appendRow( output_.text(), { { std::move( reason ) } } );
       return;
    }

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tools/flowspecctl/KeyCommand.h"
 #include "tools/lib/InputFiles.h"
+#include "tools/lib/KeyForms.h"
 #include "tools/lib/Table.h"
 
 namespace Flowspec::Tools {
@@ -10,13 +10,21 @@ namespace Flowspec::Tools {
 /// `"hash":"0x..."`. Only for what `unwritable` admits in all of these forms.
 void appendKeyForms( Vek::String& out, const Rule& rule );
 
-/// Writes the rules of one run in the layout that the options ask for: a line each with the forms
+/// How rules are written.
+struct RuleLayout {
+   std::vector< Form > forms; ///< not empty; all that can be written with `json`
+   bool json = false;         ///< an object for each line
+   bool table = false;        ///< a table for people
+   bool named = false;        ///< objects name the file of their line
+};
+
+/// Writes the rules of one run in a layout: a line each with the forms
 /// between tabs, a JSON object each, or a table. Bad lines are rows and objects too where the
 /// layout has room for them, else messages on standard error.
 class RuleWriter {
 public:
-   /// Both outlive the writer. A table's heading is written at once.
-   RuleWriter( const KeyOptions& options, Output& output );
+   /// `output` outlives the writer. A table's heading is written at once.
+   RuleWriter( RuleLayout layout, Output& output );
 
    /// Why `good` may not be called for a rule; nothing when it may.
    [[nodiscard]] Reason unwritable( const Rule& rule ) const;
@@ -30,9 +38,8 @@ private:
    void beginJson( const Place& place, bool ok );
    void badRow( const Place& place, std::string_view text, std::string_view message );
 
-   const KeyOptions& options_;
+   const RuleLayout layout_;
    Output& output_;
-   std::vector< Form > forms_;
    std::optional< Table > table_;
 };
 

@@ -1,6 +1,5 @@
-#include "tools/flowspecctl/TypesCommand.h"
-
 #include "Vek/TypeRegistry.h"
+#include "tools/flowspecctl/Commands.h"
 #include "tools/lib/Diagnostics.h"
 #include "tools/lib/Terminal.h"
 
@@ -133,9 +132,13 @@ bool writeOne( const Vek::String& typeName, bool json, Output& output ) {
    return true;
 }
 
-} // namespace
+struct TypesOptions {
+   Vek::String type; // all when it is empty
+   bool json = false;
+};
 
-bool runTypes( const Vek::String& typeName, bool json, Output& output ) {
+bool showTypes( const TypesOptions& options, Output& output ) {
+   const auto& [typeName, json] = options;
    if ( !typeName.empty() ) {
       return writeOne( typeName, json, output );
    }
@@ -153,6 +156,16 @@ bool runTypes( const Vek::String& typeName, bool json, Output& output ) {
       appendModule( out, module );
    }
    return true;
+}
+
+} // namespace
+
+Run addTypes( CLI::App& command ) {
+   const auto options = std::make_shared< TypesOptions >();
+   command.add_option( "TYPE", options->type, "Name of a type, such as Flowspec::RuleConfig" )
+      ->type_name( "" );
+   command.add_flag( "--json", options->json, "As one JSON object" );
+   return [options]( Output& output ) { return showTypes( *options, output ); };
 }
 
 } // namespace Flowspec::Tools

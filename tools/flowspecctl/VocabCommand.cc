@@ -1,7 +1,6 @@
-#include "tools/flowspecctl/VocabCommand.h"
-
 #include "Flowspec/vocab/FlowspecUtil.h"
 #include "Flowspec/vocab/NumericalRange.h"
+#include "tools/flowspecctl/Commands.h"
 #include "tools/lib/Table.h"
 
 #include <algorithm>
@@ -74,9 +73,7 @@ void appendTable( Vek::String& out, const Json& rows ) {
    }
 }
 
-} // namespace
-
-void runVocab( bool json, Output& output ) {
+void showVocabulary( bool json, Output& output ) {
    const Json components = Tools::components();
    const Json dscp = dscpNames();
    Vek::String& out = output.text();
@@ -88,6 +85,17 @@ void runVocab( bool json, Output& output ) {
       out += '\n';
       appendTable( out, dscp );
    }
+}
+
+} // namespace
+
+Run addVocab( CLI::App& command ) {
+   const auto json = std::make_shared< bool >( false );
+   command.add_flag( "--json", *json, "As one JSON object" );
+   return [json]( Output& output ) {
+      showVocabulary( *json, output );
+      return true;
+   };
 }
 
 } // namespace Flowspec::Tools

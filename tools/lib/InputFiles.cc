@@ -18,7 +18,7 @@ bool isPassedOver( std::string_view line ) {
 }
 
 InputFile::InputFile( const Vek::String& file )
-   : name_( file == "-" ? "<stdin>" : file ),
+   : name_( file == "-" ? std::string_view( "<stdin>" ) : file ),
      fd_( file == "-" ? STDIN_FILENO : ::open( file.c_str(), O_RDONLY | O_CLOEXEC ) ) {}
 
 InputFile::~InputFile() {

@@ -7,9 +7,9 @@
 
 namespace Flowspec::Tools {
 
-/// Where a line stands in the input.
+/// Where a line is in the input.
 struct Place {
-   std::string_view file;
+   std::string_view file; ///< valid as long as the list of files
    U64 line;
 };
 
@@ -30,6 +30,7 @@ bool isPassedOver( std::string_view line );
 /// A file that is open for reading; standard input for "-".
 class InputFile {
 public:
+   /// `file` outlives the object: `name()` is a view of it.
    explicit InputFile( const Vek::String& file );
    InputFile( const InputFile& ) = delete;
    InputFile& operator=( const InputFile& ) = delete;
@@ -41,7 +42,7 @@ public:
    std::string_view name() const { return name_; }
 
 private:
-   Vek::String name_;
+   std::string_view name_;
    int fd_;
 };
 

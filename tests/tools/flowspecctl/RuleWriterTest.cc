@@ -91,6 +91,19 @@ TEST( RuleWriter, JsonNamesTheFileWhenThereAreSeveral ) {
    EXPECT_FALSE( json::parse( flowspecctl( { "key", "--json", one } ).out ).contains( "file" ) );
 }
 
+// The names are used when all files have been read and closed.
+TEST( RuleWriter, SortedJsonNamesTheFiles ) {
+   const Folder folder;
+   const Vek::String one = folder.file( "one", "*;*;IP:=6;\n" );
+   const Vek::String two = folder.file( "two", "*;*;IP:=1;\n" );
+   std::istringstream lines( flowspecctl( { "key", "--json", "--sort", one, two } ).out );
+   for ( const Vek::String& expected : { two, one } ) {
+      Vek::String line;
+      std::getline( lines, line );
+      EXPECT_EQ( line.substr( 0, 9 + expected.size() ), R"({"file":")" + expected );
+   }
+}
+
 TEST( RuleWriter, JsonCanBeSorted ) {
    const Result result =
       flowspecctl( { "key", "--json", "--sort" }, "*;*;IP:=6;\nbad\n*;*;IP:=1;\n" );

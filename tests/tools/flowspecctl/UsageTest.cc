@@ -54,7 +54,7 @@ TEST( Usage, HelpNamesEveryCommandAndOption ) {
 TEST( Usage, CommandsAndOptionsMustBeKnown ) {
    expectMisuse( {}, "A subcommand is required" );
    expectMisuse( { "--json" }, "A subcommand is required" );
-   expectMisuse( { "rule" }, "A subcommand is required" );
+   expectMisuse( { "no-such" }, "A subcommand is required" );
    expectMisuse( { "key", "--quiet" }, "The following argument was not expected: --quiet" );
    expectMisuse( { "key", "--from" }, "--from: 1 required FORM missing" );
    expectMisuse( { "vocab", "file" }, "The following argument was not expected: file" );

@@ -1,13 +1,8 @@
-#include "tools/flowspecctl/system/CliConfigCommand.h"
-
 #include "Vek/Text.h"
-#include "tools/flowspecctl/system/RuleText.h"
+#include "tools/flowspecctl/Options.h"
+#include "tools/flowspecctl/system/CliConfigWriter.h"
 
-#include <algorithm>
-#include <cmath>
 #include <limits>
-#include <thread>
-#include <utility>
 
 namespace Flowspec::Tools {
 
@@ -16,96 +11,19 @@ namespace {
 using Zorv::AddressFamily;
 using Zorv::IntfId;
 
-constexpr std::chrono::seconds patience( 10 );
-constexpr std::chrono::milliseconds pause( 100 );
-
-/// The time that a command has.
-class Deadline {
-public:
-   std::chrono::milliseconds left() const {
-      const auto now = std::chrono::steady_clock::now();
-      return std::max( std::chrono::ceil< std::chrono::milliseconds >( end_ - now ),
-                       std::chrono::milliseconds( 0 ) );
-   }
-   bool over() const { return left().count() == 0; }
-
-private:
-   std::chrono::steady_clock::time_point end_ = std::chrono::steady_clock::now() + patience;
+struct ChangeOptions {
+   SystemOptions system;
+   std::vector< IntfId > intfs;
+   std::optional< AddressFamily > family; // both when there is none
+   std::optional< Vek::String > vrf;      // a VRF's name
+   std::vector< U16 > interfaceSets;
 };
 
-/// A change of what operators configured, which is the same however often it is made.
-class CliConfigWriter {
-public:
-   CliConfigWriter( const SystemOptions& system, const Deadline& deadline )
-      : system_( system ), deadline_( deadline ) {}
+// One of the changes, on an interface.
+using Change = void( CliConfig& cli, IntfId intf, const ChangeOptions& options );
 
-   // Takes the configuration over, changes it, and waits until the state database has the change. A
-   // database that goes meanwhile may come again: then all of it is done once more, as others may
-   // have changed the configuration, too.
-   void write( bool creates, const std::function< void( CliConfig& ) >& change ) {
-      for ( ;; ) {
-         const Vek::String fault = attempt( creates, change );
-         const bool isFirst = std::exchange( isFirst_, false );
-         if ( fault.empty() ) {
-            return;
-         }
-         // In a database that has come again the configuration may be yet to come.
-         const bool isHopeless = !reached_ || ( isFirst && fault == StateRoots::absent );
-         if ( isHopeless || deadline_.over() ) {
-            throw std::runtime_error( system_.cliConfig + ": " + fault );
-         }
-         std::this_thread::sleep_for( std::min( pause, deadline_.left() ) );
-      }
-   }
-
-private:
-   // Why it did not come to its end; empty when it did.
-   Vek::String attempt( bool creates, const std::function< void( CliConfig& ) >& change ) {
-      if ( !creates ) {
-         if ( const Vek::String fault = look(); !fault.empty() ) {
-            return fault;
-         }
-      }
-      StateRoots roots{ Vek::log::Endpoint( system_.endpoint ) };
-      roots.takeOver( Vek::String( CliConfig::type().name ), system_.cliConfig );
-      const Vek::log::Mount& mount = *roots.mounts().front();
-      if ( const Vek::String fault = settle( roots ); !fault.empty() ) {
-         return fault;
-      }
-      change( *roots.get< CliConfig >( system_.cliConfig ) );
-      // A mount has an error until it works for the first time, too.
-      roots.until( [&] { return mount.acknowledged() || mount.refused() || mount.fd() < 0; },
-                   deadline_.left() );
-      if ( mount.acknowledged() ) {
-         return {};
-      }
-      return mount.error().empty() ? "the state database does not answer" : mount.error();
-   }
-
-   // Whether the configuration is there: a command that only asks does not create it.
-   Vek::String look() {
-      StateRoots roots{ Vek::log::Endpoint( system_.endpoint ) };
-      roots.read( system_.cliConfig );
-      if ( const Vek::String fault = settle( roots ); !fault.empty() ) {
-         return fault;
-      }
-      return roots.find( system_.cliConfig ) ? "" : StateRoots::absent;
-   }
-
-   Vek::String settle( StateRoots& roots ) {
-      const Vek::log::Mount& mount = *roots.mounts().front();
-      roots.settle( deadline_.left() );
-      reached_ = reached_ || !StateRoots::unreachable( mount );
-      return StateRoots::fault( mount );
-   }
-
-   const SystemOptions& system_;
-   const Deadline& deadline_;
-   bool isFirst_ = true;
-   bool reached_ = false; // there was a database
-};
-
-void enable( CliConfig& cli, IntfId intf, const CliChangeOptions& options ) {
+// Enables the family beside what is enabled, and names the VRF when there is one.
+void enable( CliConfig& cli, IntfId intf, const ChangeOptions& options ) {
    const InterfaceEnableConfig before = cli.enabledIntf( intf );
    IpVersion families = before.ipVersion();
    families.ipv4Is( families.ipv4() || options.family != AddressFamily::ipv6 );
@@ -113,7 +31,8 @@ void enable( CliConfig& cli, IntfId intf, const CliChangeOptions& options ) {
    cli.enabledIntfIs( { intf, families, options.vrf.value_or( before.sourceVrfOverride() ) } );
 }
 
-void disable( CliConfig& cli, IntfId intf, const CliChangeOptions& options ) {
+// The opposite; an interface without families has no entry.
+void disable( CliConfig& cli, IntfId intf, const ChangeOptions& options ) {
    InterfaceEnableConfig config = cli.enabledIntf( intf );
    IpVersion families = config.ipVersion();
    families.ipv4Is( families.ipv4() && options.family == AddressFamily::ipv6 );
@@ -126,92 +45,126 @@ void disable( CliConfig& cli, IntfId intf, const CliChangeOptions& options ) {
    }
 }
 
-void interfaceSetsAre( CliConfig& cli, IntfId intf, const std::vector< U16 >& sets ) {
-   if ( sets.empty() ) {
+// The interface is in these sets only.
+void interfaceSetsAre( CliConfig& cli, IntfId intf, const ChangeOptions& options ) {
+   if ( options.interfaceSets.empty() ) {
       cli.intfInterfaceSetConfigDel( intf );
       return;
    }
    FlowspecIntfInterfaceSetConfig config( intf );
-   for ( const U16 set : sets ) {
+   for ( const U16 set : options.interfaceSets ) {
       config.interfaceSetIs( FlowspecIntfSetId( set ) );
    }
    cli.intfInterfaceSetConfigIs( config );
 }
 
+// The interface's traffic is matched in the VRF; in its own without one.
+void vrfOverrideIs( CliConfig& cli, IntfId intf, const ChangeOptions& options ) {
+   if ( options.vrf ) {
+      cli.sourceVrfOverrideIs( intf, *options.vrf );
+   } else {
+      cli.sourceVrfOverrideDel( intf );
+   }
+}
+
+// An interface as "intf3" or "3".
+std::optional< IntfId > interface( const Vek::String& text ) {
+   const auto number = Vek::decimal( text, std::numeric_limits< U64 >::max() );
+   return number ? IntfId( *number ) : IntfId::fromText( text );
+}
+
+std::optional< U16 > interfaceSet( const Vek::String& text ) {
+   const auto number = Vek::decimal( text, maxInterfaceSetId );
+   return number ? std::optional( static_cast< U16 >( *number ) ) : std::nullopt;
+}
+
+std::optional< AddressFamily > ipFamily( std::string_view text ) {
+   const auto family = Zorv::addressFamily( text );
+   return family == AddressFamily::ipv4 || family == AddressFamily::ipv6 ? family : std::nullopt;
+}
+
+// Operands whose texts `read` turns into optionals of what `list` holds.
+template < typename Read, typename Element >
+CLI::Option* addList( CLI::App& command, const char* name, const char* help, Read read,
+                      const char* expected, std::vector< Element >& list ) {
+   return command
+      .add_option_function< std::vector< Vek::String > >(
+         name,
+         [=, &list]( const std::vector< Vek::String >& texts ) {
+            for ( const Vek::String& text : texts ) {
+               const auto element = read( text );
+               if ( !element ) {
+                  throw CLI::ValidationError(
+                     name, Vek::concat( "'", text, "' is not ", std::string_view( expected ) ) );
+               }
+               list.push_back( *element );
+            }
+         },
+         help )
+      ->type_name( "" );
+}
+
+// The operands of a command for any number of interfaces, and of one for a single interface.
+void addInterfaces( CLI::App& command, ChangeOptions& options ) {
+   addList( command, "INTERFACE", "Interfaces, such as intf3 or 3", interface, "an interface",
+            options.intfs )
+      ->required();
+   addOption( command, "--family", "FAMILY", "Address family, ipv4 or ipv6; both when not given",
+              ipFamily, "ipv4 or ipv6", [&]( AddressFamily family ) { options.family = family; } );
+}
+
+void addInterface( CLI::App& command, ChangeOptions& options ) {
+   addOption( command, "INTERFACE", "", "Interface, such as intf3 or 3", interface, "an interface",
+              [&]( IntfId intf ) { options.intfs.push_back( intf ); } )
+      ->required();
+}
+
+Run changing( const std::shared_ptr< ChangeOptions >& options, Change* change ) {
+   return [=]( Output& ) {
+      const Deadline deadline;
+      CliConfigWriter( options->system, deadline ).write( true, [&]( CliConfig& cli ) {
+         for ( const IntfId intf : options->intfs ) {
+            change( cli, intf, *options );
+         }
+      } );
+      return true;
+   };
+}
+
 } // namespace
 
-void changeCliConfig( CliChange what, const CliChangeOptions& options ) {
-   const Deadline deadline;
-   CliConfigWriter( options.system, deadline ).write( true, [&]( CliConfig& cli ) {
-      for ( const IntfId intf : options.intfs ) {
-         switch ( what ) {
-         case CliChange::enable:
-            enable( cli, intf, options );
-            break;
-         case CliChange::disable:
-            disable( cli, intf, options );
-            break;
-         case CliChange::interfaceSet:
-            interfaceSetsAre( cli, intf, options.interfaceSets );
-            break;
-         case CliChange::vrfOverride:
-            if ( options.vrf ) {
-               cli.sourceVrfOverrideIs( intf, *options.vrf );
-            } else {
-               cli.sourceVrfOverrideDel( intf );
-            }
-            break;
-         }
-      }
-   } );
+Run addEnable( CLI::App& command ) {
+   const auto options = std::make_shared< ChangeOptions >();
+   addSystem( command, options->system, { cliConfigRoot } );
+   addInterfaces( command, *options );
+   command.add_option( "--vrf", options->vrf, "Name of the VRF whose rules apply" )
+      ->type_name( "NAME" );
+   return changing( options, enable );
 }
 
-Vek::Ptr< Counter > refreshCounters( const SystemOptions& system, StateRoots& roots ) {
-   const auto mount = std::ranges::find( roots.mounts(), system.counter, &Vek::log::Mount::root );
-   const Deadline deadline;
-   CliConfigWriter writer( system, deadline );
-   bool lost = false;
-   do {
-      double request =
-         std::chrono::duration< double >( std::chrono::system_clock::now().time_since_epoch() )
-            .count();
-      writer.write( false, [&]( CliConfig& cli ) {
-         if ( cli.counterUpdateRequestTime() == request ) {
-            // Two requests within the clock's step are two.
-            request = std::nextafter( request, std::numeric_limits< double >::max() );
-         }
-         cli.counterUpdateRequestTimeIs( request );
-      } );
-      const auto answered = [&] {
-         const auto counter = roots.find( system.counter );
-         return counter && static_cast< const Counter& >( *counter ).timestamp() >= request;
-      };
-      // A database that goes may take the request with it.
-      lost = false;
-      roots.until(
-         [&] {
-            const bool isThere = ( *mount )->error().empty();
-            lost = lost || !isThere;
-            return answered() || ( lost && isThere );
-         },
-         deadline.left() );
-      if ( answered() ) {
-         return roots.get< Counter >( system.counter );
-      }
-   } while ( lost && !deadline.over() );
-   throw std::runtime_error( system.counter + ": no agent answered within 10 seconds" );
+Run addDisable( CLI::App& command ) {
+   const auto options = std::make_shared< ChangeOptions >();
+   addSystem( command, options->system, { cliConfigRoot } );
+   addInterfaces( command, *options );
+   return changing( options, disable );
 }
 
-void runRefresh( const SystemOptions& system, Output& output ) {
-   StateRoots roots{ Vek::log::Endpoint( system.endpoint ) };
-   roots.read( system.counter );
-   roots.settle();
-   roots.get< Counter >( system.counter );
-   const auto counter = refreshCounters( system, roots );
-   output.text() +=
-      Vek::concat( counter->snapshot().size(),
-                   " counters read from hardware: ", timeText( counter->timestamp() ), '\n' );
-   output.flush();
+Run addInterfaceSet( CLI::App& command ) {
+   const auto options = std::make_shared< ChangeOptions >();
+   addSystem( command, options->system, { cliConfigRoot } );
+   addInterface( command, *options );
+   addList( command, "SET", "Interface sets, numbers from 0 to 16383; none when not given",
+            interfaceSet, "an interface set, a number from 0 to 16383", options->interfaceSets );
+   return changing( options, interfaceSetsAre );
+}
+
+Run addVrfOverride( CLI::App& command ) {
+   const auto options = std::make_shared< ChangeOptions >();
+   addSystem( command, options->system, { cliConfigRoot } );
+   addInterface( command, *options );
+   command.add_option( "VRF", options->vrf, "Name of the VRF; the interface's own when not given" )
+      ->type_name( "" );
+   return changing( options, vrfOverrideIs );
 }
 
 } // namespace Flowspec::Tools

@@ -9,11 +9,6 @@
 
 namespace Flowspec::Tools {
 
-bool RuleFilter::admits( const FlowspecKey& key, const RuleStatus* rule ) const {
-   return admits( key ) &&
-          ( status.empty() || ( rule && std::ranges::count( status, rule->statusCode() ) > 0 ) );
-}
-
 Table ruleTable( std::vector< Table::Column > others ) {
    std::vector< Table::Column > columns{ { "VRF", 8, true }, { "family", 6 }, { "rule", 0 } };
    columns.insert( columns.end(), others.begin(), others.end() );

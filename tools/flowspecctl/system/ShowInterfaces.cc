@@ -1,6 +1,5 @@
-#include "tools/flowspecctl/system/ShowInterfaces.h"
-
 #include "Vek/Text.h"
+#include "tools/flowspecctl/system/SystemOptions.h"
 #include "tools/lib/StateRoots.h"
 #include "tools/lib/Table.h"
 #include "tools/lib/Terminal.h"
@@ -192,9 +191,7 @@ void unsupportedTable( bool supported, std::span< const UnsupportedQual > shown,
    }
 }
 
-} // namespace
-
-void showInterfaces( const ShowOptions& options, Output& output ) {
+void showInterfaces( const ListOptions& options, Output& output ) {
    StateRoots roots{ Vek::log::Endpoint( options.system.endpoint ) };
    roots.read( options.system.status );
    roots.read( options.system.cliConfig );
@@ -214,7 +211,7 @@ void showInterfaces( const ShowOptions& options, Output& output ) {
    output.flush();
 }
 
-void showUnsupported( const ShowOptions& options, Output& output ) {
+void showUnsupported( const ListOptions& options, Output& output ) {
    StateRoots roots{ Vek::log::Endpoint( options.system.endpoint ) };
    roots.read( options.system.status );
    roots.settle();
@@ -231,6 +228,26 @@ void showUnsupported( const ShowOptions& options, Output& output ) {
       unsupportedTable( status->flowspecSupported(), shown, output.text() );
    }
    output.flush();
+}
+
+} // namespace
+
+Run addShowInterfaces( CLI::App& command ) {
+   const auto options = std::make_shared< ListOptions >();
+   addListing( command, *options, { statusRoot, cliConfigRoot } );
+   return [options]( Output& output ) {
+      showInterfaces( *options, output );
+      return true;
+   };
+}
+
+Run addShowUnsupported( CLI::App& command ) {
+   const auto options = std::make_shared< ListOptions >();
+   addListing( command, *options, { statusRoot } );
+   return [options]( Output& output ) {
+      showUnsupported( *options, output );
+      return true;
+   };
 }
 
 } // namespace Flowspec::Tools

@@ -1,11 +1,10 @@
-#include "tools/flowspecctl/system/ShowRoots.h"
-
 #include "Vek/Exceptions.h"
 #include "Vek/Printable.h"
 #include "Vek/Text.h"
 #include "Vek/log/Endpoint.h"
 #include "Vek/log/Greeting.h"
 #include "Vek/log/Transport.h"
+#include "tools/flowspecctl/system/SystemOptions.h"
 #include "tools/lib/Table.h"
 #include "tools/lib/Terminal.h"
 
@@ -33,7 +32,7 @@ constexpr std::size_t maxReply = std::size_t{ 16 } << 20;
 constexpr std::size_t maxShown = 4096;
 
 // Name, type, readers, writing agent, and who that is; "-" for none.
-using Root = std::array< std::string_view, 5 >;
+using RootLine = std::array< std::string_view, 5 >;
 
 // All that the database says to who asks for its roots.
 Vek::String ask( const Vek::log::Endpoint& endpoint ) {
@@ -73,7 +72,7 @@ std::string_view takeUntil( std::string_view& text, char end ) {
    return taken;
 }
 
-std::vector< Root > rootsOf( std::string_view reply ) {
+std::vector< RootLine > rootsOf( std::string_view reply ) {
    const std::string_view answer = takeUntil( reply, '\n' );
    if ( answer.starts_with( Greeting::refused ) ) {
       throw std::runtime_error( Vek::printable( answer.substr( Greeting::refused.size() ) ) );
@@ -84,10 +83,10 @@ std::vector< Root > rootsOf( std::string_view reply ) {
    if ( answer != Greeting::accepted ) {
       throw strange();
    }
-   std::vector< Root > roots;
+   std::vector< RootLine > roots;
    while ( !reply.empty() ) {
       std::string_view line = takeUntil( reply, '\n' );
-      Root& root = roots.emplace_back();
+      RootLine& root = roots.emplace_back();
       for ( std::string_view& field : root ) {
          field = takeUntil( line, '\t' );
          if ( field.empty() ) {
@@ -102,7 +101,7 @@ Json orNull( std::string_view field ) {
    return field == "-" ? Json() : Json( Vek::printable( field, maxShown ) );
 }
 
-void writeJson( std::span< const Root > roots, Vek::String& out ) {
+void writeJson( std::span< const RootLine > roots, Vek::String& out ) {
    for ( const auto& [name, type, readers, agent, peer] : roots ) {
       const auto count = Vek::decimal( readers, std::numeric_limits< U32 >::max() );
       out += Json{ { "root", Vek::printable( name, maxShown ) },
@@ -115,14 +114,14 @@ void writeJson( std::span< const Root > roots, Vek::String& out ) {
    }
 }
 
-void writeTable( std::span< const Root > roots, Vek::String& out ) {
+void writeTable( std::span< const RootLine > roots, Vek::String& out ) {
    const Table table( lineWidth(), { { "root", 24 },
                                      { "type", 24 },
                                      { "readers", 7, true },
                                      { "writer", 12 },
                                      { "who writes", 0 } } );
    table.appendHeading( out );
-   for ( const Root& root : roots ) {
+   for ( const RootLine& root : roots ) {
       std::array< Vek::String, 5 > cells;
       std::ranges::transform( root, cells.begin(), []( std::string_view field ) {
          return Vek::printable( field, maxShown );
@@ -131,9 +130,12 @@ void writeTable( std::span< const Root > roots, Vek::String& out ) {
    }
 }
 
-} // namespace
+struct RootsOptions {
+   SystemOptions system;
+   bool json = false;
+};
 
-void showRoots( const ShowOptions& options, Output& output ) {
+void showRoots( const RootsOptions& options, Output& output ) {
    const Vek::log::Endpoint endpoint( options.system.endpoint );
    try {
       const Vek::String reply = ask( endpoint );
@@ -142,6 +144,18 @@ void showRoots( const ShowOptions& options, Output& output ) {
       throw std::runtime_error( exception.what() );
    }
    output.flush();
+}
+
+} // namespace
+
+Run addShowRoots( CLI::App& command ) {
+   const auto options = std::make_shared< RootsOptions >();
+   addSystem( command, options->system, {} );
+   command.add_flag( "--json", options->json, "Write an object on each line" );
+   return [options]( Output& output ) {
+      showRoots( *options, output );
+      return true;
+   };
 }
 
 } // namespace Flowspec::Tools

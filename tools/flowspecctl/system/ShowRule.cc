@@ -1,7 +1,7 @@
 #include "Vek/Text.h"
+#include "tools/flowspecctl/Options.h"
 #include "tools/flowspecctl/RuleWriter.h"
 #include "tools/flowspecctl/system/RuleText.h"
-#include "tools/flowspecctl/system/ShowRules.h"
 #include "tools/lib/ActionJson.h"
 #include "tools/lib/Diagnostics.h"
 #include "tools/lib/MatchSetText.h"
@@ -189,9 +189,17 @@ FlowspecKey withoutInstance( FlowspecKey key ) {
    return key;
 }
 
-} // namespace
+struct RuleOptions {
+   SystemOptions system;
+   RuleFilter filter; // by VRF and family
+   bool json = false;
+   Form from = Form::cli;
+   Vek::String key;
+};
 
-bool showRule( const ShowOptions& options, Output& output ) {
+// A key in a form without VRF, family and interface sets stands for the rules of any that the
+// filter admits.
+bool showRule( const RuleOptions& options, Output& output ) {
    Rule wanted;
    if ( const Reason reason = readRule( options.from, options.key, wanted ) ) {
       reportFile( "KEY", *reason );
@@ -219,6 +227,19 @@ bool showRule( const ShowOptions& options, Output& output ) {
    }
    output.flush();
    return true;
+}
+
+} // namespace
+
+Run addShowRule( CLI::App& command ) {
+   const auto options = std::make_shared< RuleOptions >();
+   addSystem( command, options->system, { configRoot, statusRoot, counterRoot } );
+   command.add_flag( "--json", options->json, "Write an object" );
+   addFrom( command, options->from );
+   addVrf( command, "Only the rule of this VRF", options->filter.vrfId );
+   addFamily( command, "to leave out the other", options->filter.family );
+   command.add_option( "KEY", options->key, "The rule's key" )->required()->type_name( "" );
+   return [options]( Output& output ) { return showRule( *options, output ); };
 }
 
 } // namespace Flowspec::Tools

@@ -1,7 +1,6 @@
-#include "tools/flowspecctl/system/ShowRules.h"
-
 #include "Vek/Text.h"
-#include "tools/flowspecctl/system/CliConfigCommand.h"
+#include "tools/flowspecctl/Options.h"
+#include "tools/flowspecctl/system/CliConfigWriter.h"
 #include "tools/flowspecctl/system/RuleText.h"
 #include "tools/lib/ActionJson.h"
 #include "tools/lib/KeyJson.h"
@@ -16,10 +15,17 @@ namespace Flowspec::Tools {
 
 namespace {
 
+// Each of the listings is a table or, with `json`, an object on each line, ascending by VRF and
+// rule key.
+
+struct CounterOptions : ListOptions {
+   double interval = 0; ///< seconds between two readings, for rates; 0 for none
+};
+
 /// A root that tells of rules, and the status where rules are chosen by that.
 class RuleRoots {
 public:
-   RuleRoots( const ShowOptions& options, const Vek::String& root )
+   RuleRoots( const ListOptions& options, const Vek::String& root )
       : filter_( options.filter ), roots_( Vek::log::Endpoint( options.system.endpoint ) ) {
       roots_.read( root );
       if ( !filter_.status.empty() && root != options.system.status ) {
@@ -48,7 +54,7 @@ private:
 /// The lines of one listing.
 class Listing {
 public:
-   Listing( const ShowOptions& options, Output& output, std::vector< Table::Column > columns )
+   Listing( const ListOptions& options, Output& output, std::vector< Table::Column > columns )
       : options_( options ), output_( output ) {
       if ( !options.json ) {
          table_.emplace( ruleTable( std::move( columns ) ) );
@@ -77,7 +83,7 @@ public:
    }
 
 private:
-   const ShowOptions& options_;
+   const ListOptions& options_;
    Output& output_;
    std::optional< Table > table_;
 };
@@ -119,9 +125,7 @@ std::optional< Rates > ratesOf( const CounterVersion& before, const CounterVersi
                  static_cast< double >( second.byteHits() - first.byteHits() ) / seconds };
 }
 
-} // namespace
-
-void showRules( const ShowOptions& options, Output& output ) {
+void showRules( const ListOptions& options, Output& output ) {
    RuleRoots rules( options, options.system.config );
    const auto config = rules.roots().get< Config >( options.system.config );
    Listing listing( options, output, { { "action", 30 } } );
@@ -156,7 +160,7 @@ void showRules( const ShowOptions& options, Output& output ) {
    output.flush();
 }
 
-void showStatus( const ShowOptions& options, Output& output ) {
+void showStatus( const ListOptions& options, Output& output ) {
    RuleRoots rules( options, options.system.status );
    const auto status = rules.roots().get< Status >( options.system.status );
    Listing listing( options, output, { { "status", 40 } } );
@@ -172,7 +176,7 @@ void showStatus( const ShowOptions& options, Output& output ) {
    output.flush();
 }
 
-void showCounters( const ShowOptions& options, Output& output ) {
+void showCounters( const CounterOptions& options, Output& output ) {
    RuleRoots rules( options, options.system.counter );
    StateRoots& roots = rules.roots();
    auto counter = roots.get< Counter >( options.system.counter );
@@ -227,6 +231,62 @@ void showCounters( const ShowOptions& options, Output& output ) {
          Vek::concat( "\nread from hardware: ", timeText( counter->timestamp() ), '\n' );
    }
    output.flush();
+}
+
+std::optional< HwRuleProgrammingStatus > statusCode( std::string_view text ) {
+   for ( const Vek::Enumerator& row : hwRuleProgrammingStatusRows ) {
+      if ( row.name == text ) {
+         return static_cast< HwRuleProgrammingStatus >( row.number );
+      }
+   }
+   return std::nullopt;
+}
+
+std::optional< double > seconds( const Vek::String& text ) {
+   const auto number = Vek::decimal( text, 86400 );
+   return number && *number > 0 ? std::optional( static_cast< double >( *number ) ) : std::nullopt;
+}
+
+void addStatus( CLI::App& command, RuleFilter& filter ) {
+   addOption( command, "--status", "CODE,...", "Only rules with one of these status codes",
+              listOf( statusCode ), "a list of status codes, such as programmed",
+              [&]( const auto& codes ) { filter.status = codes; } );
+}
+
+} // namespace
+
+Run addShowRules( CLI::App& command ) {
+   const auto options = std::make_shared< ListOptions >();
+   addListing( command, *options, { configRoot, statusRoot } );
+   addStatus( command, options->filter );
+   return [options]( Output& output ) {
+      showRules( *options, output );
+      return true;
+   };
+}
+
+Run addShowStatus( CLI::App& command ) {
+   const auto options = std::make_shared< ListOptions >();
+   addListing( command, *options, { statusRoot } );
+   addStatus( command, options->filter );
+   return [options]( Output& output ) {
+      showStatus( *options, output );
+      return true;
+   };
+}
+
+Run addShowCounters( CLI::App& command ) {
+   const auto options = std::make_shared< CounterOptions >();
+   addListing( command, *options, { counterRoot, statusRoot, cliConfigRoot } );
+   addOption( command, "--rate", "SECONDS",
+              "Read them now and once more, and show the rates between", seconds,
+              "a whole number of seconds from 1 to 86400",
+              [&interval = options->interval]( double value ) { interval = value; } );
+   addStatus( command, options->filter );
+   return [options]( Output& output ) {
+      showCounters( *options, output );
+      return true;
+   };
 }
 
 } // namespace Flowspec::Tools

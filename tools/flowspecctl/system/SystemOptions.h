@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Flowspec/FlowspecDalb.h"
-#include "tools/lib/KeyForms.h"
+#include "tools/flowspecctl/Commands.h"
 #include "tools/lib/StateRoots.h"
 
 #include <vector>
@@ -32,13 +32,33 @@ struct RuleFilter {
    bool admits( const FlowspecKey& key, const RuleStatus* rule ) const;
 };
 
-struct ShowOptions {
+/// An option that names a root.
+struct Root {
+   const char* option;
+   const char* help;
+   Vek::String SystemOptions::*name;
+};
+inline constexpr Root configRoot{ "--config-root", "Name of the root that holds the rules",
+                                  &SystemOptions::config };
+inline constexpr Root cliConfigRoot{ "--cli-config-root",
+                                     "Name of the root that holds what operators configure",
+                                     &SystemOptions::cliConfig };
+inline constexpr Root statusRoot{ "--status-root", "Name of the root that holds the status",
+                                  &SystemOptions::status };
+inline constexpr Root counterRoot{ "--counter-root", "Name of the root that holds the counters",
+                                   &SystemOptions::counter };
+
+/// Adds `--socket`, the options of the roots that a command uses, and the footer.
+void addSystem( CLI::App& command, SystemOptions& system, std::initializer_list< Root > roots );
+
+/// What the commands ask for that list members of a root, beside options of their own.
+struct ListOptions {
    SystemOptions system;
    RuleFilter filter;
    bool json = false;
-   double interval = 0; ///< seconds between two readings of counters, for rates; 0 for none
-   Form from = Form::cli;
-   Vek::String key; ///< of the one rule that is shown
 };
+
+/// Adds `--json`, `--vrf`, `--family` and those of `addSystem`.
+void addListing( CLI::App& command, ListOptions& options, std::initializer_list< Root > roots );
 
 } // namespace Flowspec::Tools

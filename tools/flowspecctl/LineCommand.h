@@ -1,0 +1,51 @@
+#pragma once
+
+#include "tools/lib/InputFiles.h"
+
+namespace Flowspec::Tools {
+
+/// The loop of the commands that read one thing a line. What comes of the lines goes to the output
+/// as they are read; a line that is wrong is reported, and the rest goes on.
+class LineCommand : private LineSink {
+public:
+   /// Both outlive the object. No files: standard input, as "-" is.
+   LineCommand( const std::vector< Vek::String >& files, Output& output )
+      : files_( files ), output_( output ), input_( *this, output ) {}
+   LineCommand( const LineCommand& ) = delete;
+   LineCommand& operator=( const LineCommand& ) = delete;
+
+   /// Takes all lines. True when all files and lines were good.
+   bool run();
+
+protected:
+   ~LineCommand() = default;
+
+   /// Takes a line: appends to `out()`, or says that it is wrong by one of the next three.
+   virtual void take( const Place& place, std::string_view line ) = 0;
+   /// A line that cannot be taken at all, as it is too long; reported when not overridden.
+   void badLine( const Place& place, std::string_view line, std::string_view message ) override;
+   /// After the last line.
+   virtual void end() {}
+
+   Vek::String& out() { return output_.text(); }
+
+   /// The command will end with the status of a bad line.
+   void fail();
+   /// `fail`, with a message on standard error after what was written so far.
+   void report( const Place& place, std::string_view message );
+   /// A message on standard error for a line that is taken all the same.
+   void warn( const Place& place, std::string_view message );
+
+   /// Whether places are in several files.
+   bool hasFiles() const { return files_.size() > 1; }
+
+private:
+   void line( const Place& place, std::string_view line ) final;
+
+   const std::vector< Vek::String >& files_;
+   Output& output_;
+   InputFiles input_;
+   bool good_ = true;
+};
+
+} // namespace Flowspec::Tools

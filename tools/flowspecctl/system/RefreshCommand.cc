@@ -1,0 +1,32 @@
+#include "Vek/Text.h"
+#include "tools/flowspecctl/system/CliConfigWriter.h"
+#include "tools/flowspecctl/system/RuleText.h"
+
+namespace Flowspec::Tools {
+
+namespace {
+
+void refresh( const SystemOptions& system, Output& output ) {
+   StateRoots roots{ Vek::log::Endpoint( system.endpoint ) };
+   roots.read( system.counter );
+   roots.settle();
+   roots.get< Counter >( system.counter );
+   const auto counter = refreshCounters( system, roots );
+   output.text() +=
+      Vek::concat( counter->snapshot().size(),
+                   " counters read from hardware: ", timeText( counter->timestamp() ), '\n' );
+   output.flush();
+}
+
+} // namespace
+
+Run addRefresh( CLI::App& command ) {
+   const auto system = std::make_shared< SystemOptions >();
+   addSystem( command, *system, { cliConfigRoot, counterRoot } );
+   return [system]( Output& output ) {
+      refresh( *system, output );
+      return true;
+   };
+}
+
+} // namespace Flowspec::Tools
