@@ -69,6 +69,20 @@ U64 Cursor::number( U64 max, std::string_view what ) {
    return value;
 }
 
+Zorv::IpGenPrefix Cursor::prefix() {
+   const std::size_t begin = at_;
+   const std::string_view text = takeAllOf( "0123456789abcdefABCDEF:./" );
+   const auto prefix = Zorv::IpGenPrefix::fromText( text );
+   if ( !prefix ) {
+      at_ = begin;
+      failExpecting( "a prefix" );
+   }
+   if ( Zorv::IpGenAddr::fromText( text.substr( 0, text.find( '/' ) ) ) != prefix->address() ) {
+      failAt( begin, "the prefix has bits after its length: expected ", *prefix );
+   }
+   return *prefix;
+}
+
 void Cursor::expect( std::string_view expected ) {
    if ( !take( expected ) ) {
       failExpecting( Vek::concat( '\'', expected, '\'' ) );

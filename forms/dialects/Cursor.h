@@ -37,6 +37,9 @@ public:
    /// is expected where there is none.
    U64 number( U64 max, std::string_view what = "a number" );
 
+   /// Takes an address, "/" and a length, without bits after the length.
+   Zorv::IpGenPrefix prefix();
+
    /// Fails unless `expected` comes next, or the end; takes it.
    void expect( std::string_view expected );
    void expectEnd() const;

@@ -1,17 +1,25 @@
 #include "forms/dialects/Dialect.h"
 
+#include "forms/dialects/Bird.h"
 #include "forms/dialects/Cursor.h"
 
 #include <algorithm>
 
 namespace Forms {
 
-std::span< const Dialect > dialects() { return {}; }
+namespace {
+
+constexpr Dialect rows[] = {
+   { "bird", "BIRD: flow4 { ... } { ... }", true, true, true, readBird, appendBird },
+};
+
+} // namespace
+
+std::span< const Dialect > dialects() { return rows; }
 
 const Dialect* dialectOf( std::string_view name ) {
-   const auto rows = dialects();
-   const auto row = std::ranges::find( rows, name, &Dialect::name );
-   return row == rows.end() ? nullptr : &*row;
+   const auto* const row = std::ranges::find( rows, name, &Dialect::name );
+   return row == std::end( rows ) ? nullptr : row;
 }
 
 std::optional< Fault > readRule( const Dialect& dialect, std::string_view text,
