@@ -2,6 +2,8 @@
 
 #include "forms/dialects/Bird.h"
 #include "forms/dialects/Cursor.h"
+#include "forms/dialects/ExaBgp.h"
+#include "forms/dialects/GoBgp.h"
 
 #include <algorithm>
 
@@ -11,6 +13,12 @@ namespace {
 
 constexpr Dialect rows[] = {
    { "bird", "BIRD: flow4 { ... } { ... }", true, true, true, readBird, appendBird },
+   { "exabgp", "ExaBGP: announce flow route { ... }", true, true, true, readExaBgp, appendExaBgp },
+   { "exabgp-json", "ExaBGP: the JSON message of an update", true, true, true, readExaBgpJson,
+     appendExaBgpJson },
+   { "gobgp", "GoBGP: gobgp global rib add ...", true, true, false, readGoBgp, appendGoBgp },
+   { "gobgp-json", "GoBGP: a path of gobgp global rib -j", true, true, true, readGoBgpJson,
+     appendGoBgpJson },
 };
 
 } // namespace

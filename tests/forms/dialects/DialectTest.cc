@@ -46,7 +46,8 @@ TEST( Dialect, HasANameOfItsOwn ) {
       names.push_back( dialect.name );
       EXPECT_EQ( dialectOf( dialect.name ), &dialect );
    }
-   EXPECT_THAT( names, ElementsAreArray( { "bird" } ) );
+   EXPECT_THAT( names,
+                ElementsAreArray( { "bird", "exabgp", "exabgp-json", "gobgp", "gobgp-json" } ) );
    EXPECT_EQ( dialectOf( "" ), nullptr );
    EXPECT_EQ( dialectOf( "birds" ), nullptr );
 }
@@ -61,6 +62,30 @@ const std::map< std::string_view, Refusals > refusals = {
         { "r-aed7e0cb03", "BIRD has no IPv6-address-specific extended communities" },
         { "r-fda04a55bb", "BIRD has no IPv6-address-specific extended communities" },
      } },
+   { "exabgp",
+     {
+        { "r-fda04a55bb", "ExaBGP has no text for IPv6-address-specific extended communities" },
+     } },
+   { "exabgp-json",
+     {
+        { "r-733425d40a", "ExaBGP's JSON has no word for no TCP flag" },
+     } },
+   { "gobgp",
+     {
+        { "r-07b7f2aca3", "GoBGP has no text for an extended community of the type 0x10c" },
+        { "r-0a0ffa632b", "GoBGP has no text for IPv6-address-specific extended communities" },
+        { "r-10e60b16b9", "GoBGP has no text for an extended community of the type 0x10c" },
+        { "r-46cc45f8de", "GoBGP takes no value above 255 in 'tcp-flags'" },
+        { "r-4ff256030a", "GoBGP has no text for an extended community of the type 0x10c" },
+        { "r-733425d40a", "GoBGP has no text for no TCP flag" },
+        { "r-826d3ef0fa", "GoBGP takes no value above 255 in 'tcp-flags'" },
+        { "r-8a21466bf0", "GoBGP has no text for an extended community of the type 0x10c" },
+        { "r-a0d985b689", "GoBGP has no text for an extended community of the type 0x10c" },
+        { "r-aed7e0cb03", "GoBGP has no text for IPv6-address-specific extended communities" },
+        { "r-f945d1e51b", "GoBGP takes no value above 255 in 'tcp-flags'" },
+        { "r-fda04a55bb", "GoBGP has no text for IPv6-address-specific extended communities" },
+     } },
+   { "gobgp-json", {} },
 };
 
 TEST( Dialect, EachRuleIsWrittenAndReadBack ) {
