@@ -4,9 +4,8 @@
 #include "Vek/Text.h"
 #include "Vek/log/Message.h"
 #include "Vek/log/Receiver.h"
+#include "Vek/log/Record.h"
 #include "Vek/log/Schema.h"
-
-#include <algorithm>
 
 namespace Agents {
 
@@ -101,54 +100,17 @@ void KeptRoot::read( Vek::Directory& directory, Vek::String& cut ) {
                 : Vek::String();
    };
    log::Receiver receiver( directory, std::move( policy ) );
-   U64 size = 0;
-   U64 zeros = 0; // at the end
-   std::exception_ptr fault;
-   const bool exists = disk_.read( file_, [&]( std::span< const U8 > bytes ) {
-      size += bytes.size();
-      const auto end = std::find_if( bytes.rbegin(), bytes.rend(), []( U8 byte ) { return byte; } );
-      const auto last = static_cast< U64 >( end - bytes.rbegin() );
-      zeros = last == bytes.size() ? zeros + last : last;
-      if ( !fault ) {
-         try {
-            receiver.receive( bytes );
-         } catch ( const StreamException& ) {
-            fault = std::current_exception();
-         }
-      }
-   } );
-   const U64 applied = receiver.applied();
-   // A file that was extended before its bytes were written ends with zeros, from within the
-   // message that is at fault.
-   const U64 faulty = fault ? messageSizeAt( applied ) : 0;
-   if ( fault && ( applied == 0 || faulty > log::messageSize( log::maxPayload ) ||
-                   applied + faulty <= size - zeros ) ) {
-      std::rethrow_exception( fault );
+   log::RecordReader records( [&]( std::span< const U8 > bytes ) { receiver.receive( bytes ); } );
+   const bool exists =
+      disk_.read( file_, [&]( std::span< const U8 > bytes ) { records.receive( bytes ); } );
+   if ( exists && !( receiver.synchronised() && receiver.atBoundary() ) ) {
+      throw StreamException(
+         concat( "it ends after ", records.received(), " bytes, before all of the root" ) );
    }
-   if ( exists && !receiver.synchronised() ) {
-      throw StreamException( concat( "it ends after ", size, " bytes, before all of the root" ) );
+   if ( const U64 torn = records.received() - records.whole() ) {
+      cut = concat( file_, " was cut off while it was written: its last ", torn, " of ",
+                    records.received(), " bytes are dropped" );
    }
-   if ( applied != size ) {
-      cut = concat( file_, " was cut off while it was written: its last ", size - applied, " of ",
-                    size, " bytes are dropped" );
-   }
-}
-
-// The size that the header at an offset tells of its message.
-U64 KeptRoot::messageSizeAt( U64 offset ) {
-   U64 skipped = 0;
-   U64 length = 0;
-   std::size_t taken = 0;
-   disk_.read( file_, [&]( std::span< const U8 > bytes ) {
-      const auto skip =
-         static_cast< std::size_t >( std::min< U64 >( offset - skipped, bytes.size() ) );
-      skipped += skip;
-      for ( const U8 byte : bytes.subspan( skip ) ) {
-         length = taken < sizeof( U32 ) ? length << 8 | byte : length;
-         ++taken;
-      }
-   } );
-   return log::Header::size + length;
 }
 
 void KeptRoot::save( log::Source& source, const Vek::Ptr< Vek::NamedEntity >& entity ) {
@@ -172,9 +134,7 @@ void KeptRoot::save( log::Source& source, const Vek::Ptr< Vek::NamedEntity >& en
    }
    if ( isWhole && journal_->size <= 3 * journal_->whole + spareChanges ) {
       try {
-         const U64 appended = append( *journal_ );
-         journal_->file->sync();
-         journal_->size += appended;
+         journal_->size += append( *journal_, true );
          return;
       } catch ( ... ) {
          // The next one is written anew.
@@ -182,7 +142,7 @@ void KeptRoot::save( log::Source& source, const Vek::Ptr< Vek::NamedEntity >& en
          try {
             failed->file->cut( failed->size );
          } catch ( const std::exception& ) {
-            // What was appended whole is read, and the rest is known as cut off.
+            // Records that are whole are read, and the one that is not is known as cut off.
          }
          throw;
       }
@@ -196,12 +156,13 @@ void KeptRoot::saveWhole( log::Source& source, const Vek::NamedEntity& entity ) 
    journal_.reset();
    try {
       auto journal = std::make_unique< Journal >( source, disk_.create( temporary ) );
-      const std::vector< U8 > begin = opening( entity.typeInfo().name );
+      std::vector< U8 > begin;
+      log::appendRecord( begin, opening( entity.typeInfo().name ) );
       journal->file->append( begin );
       // Its own opening tells of all types.
       journal->sender.fill();
       journal->sender.sent( log::preambleSize + log::messageSize( log::typesText().size() ) );
-      journal->size = journal->whole = begin.size() + append( *journal );
+      journal->size = journal->whole = begin.size() + append( *journal, false );
       journal->file->sync();
       disk_.rename( temporary, file_ );
       journal_ = std::move( journal );
@@ -215,16 +176,23 @@ void KeptRoot::saveWhole( log::Source& source, const Vek::NamedEntity& entity ) 
    }
 }
 
-// Returns how many bytes were appended.
-U64 KeptRoot::append( Journal& journal ) {
+// Returns how many bytes were appended; each record is on the disk before the next one if `syncs`,
+// so that no more than one of them can be torn.
+U64 KeptRoot::append( Journal& journal, bool syncs ) {
+   std::vector< U8 > record;
    U64 size = 0;
    do {
       journal.sender.fill();
       if ( !journal.sender.error().empty() ) {
          throw StreamException( journal.sender.error() );
       }
-      journal.file->append( journal.sender.pending() );
-      size += journal.sender.pending().size();
+      record.clear();
+      log::appendRecord( record, journal.sender.pending() );
+      journal.file->append( record );
+      if ( syncs ) {
+         journal.file->sync();
+      }
+      size += record.size();
       journal.sender.sent( journal.sender.pending().size() );
    } while ( !journal.sender.idle() );
    return size;

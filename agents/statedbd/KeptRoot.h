@@ -7,7 +7,8 @@
 namespace Agents {
 
 /// A root that outlives the state database: a file with its attribute log, all of the root first
-/// and then each change. The file is written anew when the changes outweigh what they lead to.
+/// and then each change, in records (`Vek/log/Record.h`). The file is written anew when the changes
+/// outweigh what they lead to.
 class KeptRoot {
 public:
    /// Keeps `root` on `disk`, which outlives it; `type` is the only one that it may have, any when
@@ -46,9 +47,8 @@ private:
    };
 
    void read( Vek::Directory& directory, Vek::String& cut );
-   U64 messageSizeAt( U64 offset );
    void saveWhole( Vek::log::Source& source, const Vek::NamedEntity& entity );
-   static U64 append( Journal& journal );
+   static U64 append( Journal& journal, bool syncs );
 
    Disk& disk_;
    const Vek::String root_;

@@ -2,6 +2,7 @@
 
 #include "Vek/Text.h"
 #include "Vek/log/Receiver.h"
+#include "Vek/log/Record.h"
 #include "tools/flowspecctl/Commands.h"
 #include "tools/lib/Diagnostics.h"
 #include "tools/lib/InputFiles.h"
@@ -55,21 +56,21 @@ private:
          return systemReason( "cannot open" );
       }
       std::vector< U8 > block( std::size_t{ 256 } * 1024 );
-      U64 taken = 0;
+      std::size_t held = 0; // until there is enough to tell the form
       try {
          for ( ;; ) {
             output_.flush();
-            const ssize_t got = ::read( file.fd(), block.data(), block.size() );
+            const ssize_t got = ::read( file.fd(), &block[held], block.size() - held );
             if ( got < 0 && errno != EINTR ) {
                return systemReason( "cannot read" );
             }
-            if ( got == 0 ) {
-               return truncation( taken );
+            held += got > 0 ? static_cast< std::size_t >( got ) : 0;
+            if ( got == 0 || taken_ + held >= Vek::log::recordsKnownBy ) {
+               take( std::span( block ).first( held ) );
+               held = 0;
             }
-            if ( got > 0 ) {
-               receiver_.receive( std::span( block ).first( static_cast< std::size_t >( got ) ) );
-               writeMessage();
-               taken += static_cast< U64 >( got );
+            if ( got == 0 ) {
+               return truncation();
             }
          }
       } catch ( const Vek::StreamException& exception ) {
@@ -77,17 +78,38 @@ private:
       }
    }
 
+   void take( std::span< const U8 > bytes ) {
+      if ( taken_ == 0 && bytes.size() >= Vek::log::recordsKnownBy ) {
+         isInRecords_ = Vek::log::areRecords( bytes );
+      }
+      taken_ += bytes.size();
+      if ( isInRecords_ ) {
+         records_.receive( bytes );
+      } else {
+         takeStream( bytes );
+      }
+   }
+
+   void takeStream( std::span< const U8 > bytes ) {
+      streamed_ += bytes.size();
+      receiver_.receive( bytes );
+      writeMessage();
+   }
+
    static Reason systemReason( std::string_view what ) {
       return Vek::concat( what, ": ", std::string_view( std::strerror( errno ) ) );
    }
 
-   // Why a stream of that many bytes is not whole.
-   Reason truncation( U64 size ) const {
-      if ( size < Vek::log::preambleSize ) {
-         return Vek::concat( "the stream ends at byte ", size, ", inside its preamble" );
+   // Why what was taken is not whole.
+   Reason truncation() const {
+      if ( isInRecords_ && records_.whole() != taken_ ) {
+         return Vek::concat( "the record at byte ", records_.whole(), " is cut off" );
+      }
+      if ( streamed_ < Vek::log::preambleSize ) {
+         return Vek::concat( "the stream ends at byte ", streamed_, ", inside its preamble" );
       }
       if ( !receiver_.atBoundary() ) {
-         return Vek::concat( "the stream ends at byte ", size, ", inside message ",
+         return Vek::concat( "the stream ends at byte ", streamed_, ", inside message ",
                              receiver_.messages() + 1 );
       }
       return std::nullopt;
@@ -114,6 +136,11 @@ private:
    Output& output_;
    Vek::Directory directory_;
    Vek::log::Receiver receiver_;
+   Vek::log::RecordReader records_{
+      [this]( std::span< const U8 > bytes ) { takeStream( bytes ); } };
+   bool isInRecords_ = false;            // as statedbd keeps roots
+   U64 taken_ = 0;                       // of the file
+   U64 streamed_ = 0;                    // of the stream that it holds
    std::optional< LogMessage > message_; // seen, but perhaps refused
 };
 

@@ -1,10 +1,12 @@
 #include "agents/statedbd/KeptRoot.h"
 
 #include "Flowspec/FlowspecDalb.h"
+#include "Vek/log/Record.h"
 #include "Vek/log/Schema.h"
 #include "tests/agents/statedbd/CliConfigText.h"
 #include "tests/agents/statedbd/MemoryDisk.h"
 #include "tests/support/ExpectFailure.h"
+#include "tests/support/LogStream.h"
 
 #include <gmock/gmock.h>
 
@@ -170,6 +172,39 @@ TEST( AKeptRoot, GoesBackWhenTheDiskIsFull ) {
    FAIL() << "it was always full";
 }
 
+// Some bytes of the last change are not there, whichever they are.
+TEST( AKeptRoot, WithATornTailIsReadUpToThere ) {
+   MemoryDisk disk( 1 );
+   Keeper first( disk );
+   first.change( 0 );
+   first.save();
+   const Vek::String before = first.text();
+   const std::size_t size = disk.bytes( file )->size();
+   first.change( 2 );
+   first.save();
+   const std::vector< U8 > all = *disk.bytes( file );
+   for ( std::size_t begin = size; begin < all.size(); ++begin ) {
+      for ( const std::size_t length : { 1U, 8U, 512U } ) {
+         // A header is on one sector: it is there, or none of it is.
+         const std::size_t from = begin < size + 16 ? size : begin;
+         const std::size_t to = std::min( std::max( from + length, size + 16 ), all.size() );
+         std::vector< U8 > torn = all;
+         std::fill( torn.begin() + static_cast< std::ptrdiff_t >( from ),
+                    torn.begin() + static_cast< std::ptrdiff_t >( to ), U8{ 0 } );
+         if ( torn == all ) {
+            continue;
+         }
+         *disk.bytes( file ) = torn;
+         const Keeper second( disk );
+         ASSERT_EQ( second.text(), before ) << begin;
+         EXPECT_EQ( second.kept.fault(), "" );
+         EXPECT_EQ( second.cut,
+                    Vek::concat( file, " was cut off while it was written: its last ",
+                                 all.size() - size, " of ", all.size(), " bytes are dropped" ) );
+      }
+   }
+}
+
 TEST( AKeptRoot, WithACutTailIsReadUpToThere ) {
    MemoryDisk disk( 1 );
    Keeper first( disk );
@@ -218,19 +253,60 @@ TEST( AKeptRoot, ThatCannotBeReadIsNeverWritten ) {
    expectFault( {}, "it ends after 0 bytes, before all of the root" );
    expectFault( { good.begin(), good.begin() + 100 },
                 "it ends after 100 bytes, before all of the root" );
-   expectFault( std::vector< U8 >( 50, 'x' ), "the peer does not speak the attribute log" );
-   expectFault( std::vector< U8 >( 50, 0 ), "the peer does not speak the attribute log" );
-   // A message of no kind, also with zeros after it; and one that is longer than any.
-   std::vector< U8 > damaged = good;
-   damaged.insert( damaged.end(), 4, 0 );
-   damaged.insert( damaged.end(), 12, 0xFF );
-   expectFault( damaged, "message " );
-   damaged.resize( damaged.size() + 100 );
-   expectFault( damaged, "message " );
-   damaged.resize( good.size() );
-   damaged.insert( damaged.end(), 16, 0xFF );
-   damaged.resize( damaged.size() + 100 );
-   expectFault( damaged, "" );
+   expectFault( std::vector< U8 >( 50, 'x' ), "the record at byte 0 is damaged" );
+   expectFault( std::vector< U8 >( 48, 0 ), "it ends after 48 bytes, before all of the root" );
+   // A stream that is not cut into records.
+   const std::vector< U8 > plain = TestSupport::encoded( first.directory );
+   expectFault( plain, "the record at byte 0 is damaged" );
+   const auto recordsOf = []( std::span< const U8 > bytes ) {
+      std::vector< U8 > records;
+      Vek::log::appendRecord( records, bytes );
+      return records;
+   };
+   expectFault( recordsOf( std::vector< U8 >( 50, 'x' ) ),
+                "the peer does not speak the attribute log" );
+   // A message of no kind, and a part of one.
+   std::vector< U8 > more = good;
+   Vek::log::appendRecord( more, std::vector< U8 >( 16, 0 ) );
+   expectFault( more, "message " );
+   more = good;
+   Vek::log::appendRecord( more, std::vector< U8 >( 15, 0 ) );
+   expectFault( more,
+                Vek::concat( "it ends after ", more.size(), " bytes, before all of the root" ) );
+}
+
+// What was synchronised once and is no longer what it was is not the end of a file.
+TEST( AKeptRoot, ThatIsDamagedInTheMiddleIsNeverWritten ) {
+   MemoryDisk disk( 1 );
+   Keeper first( disk );
+   for ( const int number : { 0, 2, 4 } ) {
+      first.change( number );
+      first.save();
+   }
+   const std::vector< U8 > good = *disk.bytes( file );
+   Vek::log::RecordReader last( []( std::span< const U8 > ) {} );
+   std::size_t lastRecord = 0;
+   for ( const U8 byte : good ) {
+      lastRecord = last.whole();
+      last.receive( std::span( &byte, 1 ) );
+   }
+   ASSERT_EQ( last.whole(), good.size() );
+   for ( std::size_t at = 0; at < lastRecord; ++at ) {
+      std::vector< U8 > damaged = good;
+      damaged[at] ^= 0x40;
+      *disk.bytes( file ) = damaged;
+      Keeper second( disk );
+      // The bytes that fill up a record mean nothing.
+      if ( second.kept.fault().empty() ) {
+         EXPECT_EQ( second.text(), first.text() ) << at;
+         EXPECT_EQ( good[at], 0 ) << at;
+         continue;
+      }
+      EXPECT_THAT( second.kept.fault(), HasSubstr( " is damaged" ) );
+      EXPECT_THAT( [&] { second.save(); },
+                   ThrowsMessage< Vek::StreamException >( second.kept.fault() ) );
+      EXPECT_EQ( *disk.bytes( file ), damaged );
+   }
 }
 
 TEST( AKeptRoot, HasTheTypeAndTheNameThatItIsKeptAs ) {

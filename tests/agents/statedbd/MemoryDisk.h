@@ -28,11 +28,19 @@ public:
       failsAt = std::numeric_limits< U64 >::max();
       for ( const auto& [name, content] : files_ ) {
          std::vector< U8 >& bytes = content->bytes;
-         const std::size_t kept = content->synced + below( bytes.size() - content->synced + 1 );
-         // The length may be there before the bytes.
-         const bool extended = below( 3 ) == 0;
-         std::fill( bytes.begin() + static_cast< std::ptrdiff_t >( kept ), bytes.end(), U8{ 0 } );
-         bytes.resize( extended ? bytes.size() : kept );
+         // The length may be there before the bytes, and a sector before those in front of it.
+         constexpr std::size_t sector = 512;
+         if ( below( 3 ) != 0 ) {
+            bytes.resize( content->synced + below( bytes.size() - content->synced + 1 ) );
+         }
+         for ( std::size_t at = content->synced; at < bytes.size(); ) {
+            const std::size_t end = std::min( ( at / sector + 1 ) * sector, bytes.size() );
+            if ( below( 2 ) ) {
+               std::fill( bytes.begin() + static_cast< std::ptrdiff_t >( at ),
+                          bytes.begin() + static_cast< std::ptrdiff_t >( end ), U8{ 0 } );
+            }
+            at = end;
+         }
          content->synced = bytes.size();
       }
    }

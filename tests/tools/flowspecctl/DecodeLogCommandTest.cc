@@ -1,6 +1,7 @@
 #include "Vek/LogWriter.h"
 #include "Vek/Text.h"
 #include "Vek/log/Message.h"
+#include "Vek/log/Record.h"
 #include "tests/support/ExampleLog.h"
 #include "tests/tools/flowspecctl/Run.h"
 
@@ -170,6 +171,53 @@ TEST( DecodeLogCommand, AStreamBeginsWithAPreamble ) {
    expect( flowspecctl( { "decode-log" }, later ), 1, "",
            "<stdin>: error: the peer speaks version 2 of the attribute log, this process version "
            "1\n" );
+}
+
+// A file as the state database keeps them, in records of a size.
+std::vector< U8 > inRecords( std::span< const U8 > stream, std::size_t size ) {
+   std::vector< U8 > file;
+   while ( !stream.empty() ) {
+      const std::size_t length = std::min( size, stream.size() );
+      Vek::log::appendRecord( file, stream.first( length ) );
+      stream = stream.subspan( length );
+   }
+   return file;
+}
+
+TEST( DecodeLogCommand, ReadsWhatTheStateDatabaseKeeps ) {
+   const Vek::String lines = contents( expectedLines );
+   const std::vector< U8 > stream = exampleLog();
+   for ( const std::size_t size : { std::size_t{ 1000 }, stream.size() } ) {
+      expect( flowspecctl( { "decode-log" }, text( inRecords( stream, size ) ) ), 0, lines, "" );
+   }
+   // Through a pipe that has little at once.
+   const Folder folder;
+   const Vek::String file = folder.file( "kept", text( inRecords( stream, 1000 ) ) );
+   const Result slow =
+      TestSupport::run( { .command = { "sh", "-c",
+                                       "(head -c 19; sleep 0.1; cat) <" + file + " | " +
+                                          TestSupport::flowspecctlPath() + " decode-log" } } );
+   expect( slow, 0, lines, "" );
+}
+
+TEST( DecodeLogCommand, ARecordThatIsNotWholeIsReportedBehindThoseThatAre ) {
+   const std::vector< U8 > stream = exampleLog();
+   const std::size_t size = offsetOf( stream, 35 );
+   std::vector< U8 > file = inRecords( stream, size );
+   const std::size_t first = inRecords( std::span( stream ).first( size ), size ).size();
+   const Vek::String lines = firstLines( contents( expectedLines ), 34 );
+   for ( const std::size_t more : { 1U, 16U, 100U } ) {
+      expect( flowspecctl( { "decode-log" }, text( file ).substr( 0, first + more ) ), 1, lines,
+              Vek::concat( "<stdin>: error: the record at byte ", first, " is cut off\n" ) );
+   }
+   file[first + 15] ^= 1;
+   expect( flowspecctl( { "decode-log" }, text( file ) ), 1, lines,
+           Vek::concat( "<stdin>: error: the record at byte ", first, " is damaged\n" ) );
+   // Whole records, and a message that is not.
+   const std::vector< U8 > cut = inRecords( std::span( stream ).first( size + 1 ), size + 1 );
+   expect( flowspecctl( { "decode-log" }, text( cut ) ), 1, lines,
+           Vek::concat( "<stdin>: error: the stream ends at byte ", size + 1,
+                        ", inside message 35\n" ) );
 }
 
 TEST( DecodeLogCommand, AMalformedMessageIsReportedBehindWhatWasWhole ) {
