@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Modules/SiblingModules.h"
-#include "Vek/RuntimeModule.h"
+#include "Vek/types/RuntimeModule.h"
 #include "Zorv/ZorvModule.h"
 
 namespace Flowspec {

@@ -2,7 +2,7 @@
 #include "agents/configd/Filing.h"
 #include "bench/support/Measure.h"
 #include "bench/support/Rules.h"
-#include "tools/lib/KeyJson.h"
+#include "forms/KeyJson.h"
 
 #include <nlohmann/json.hpp>
 

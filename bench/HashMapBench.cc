@@ -1,4 +1,4 @@
-#include "Vek/HashMap.h"
+#include "Vek/collections/HashMap.h"
 #include "bench/support/Heap.h"
 #include "bench/support/Measure.h"
 #include "bench/support/Rules.h"

@@ -1,8 +1,8 @@
-#include "agents/match/Matcher.h"
 #include "bench/support/Measure.h"
 #include "bench/support/Rules.h"
-#include "tests/agents/match/PacketBytes.h"
-#include "tests/agents/match/SlowMatch.h"
+#include "match/Matcher.h"
+#include "tests/match/SlowMatch.h"
+#include "tests/support/PacketBytes.h"
 
 #include <random>
 

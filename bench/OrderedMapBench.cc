@@ -1,6 +1,6 @@
 #include "Mell/Slab.h"
-#include "Vek/OrderedMap.h"
-#include "Vek/Ptr.h"
+#include "Vek/collections/OrderedMap.h"
+#include "Vek/types/Ptr.h"
 #include "bench/support/Heap.h"
 #include "bench/support/Measure.h"
 #include "bench/support/Rules.h"

@@ -1,5 +1,5 @@
+#include "forms/FilterJson.h"
 #include "fuzz/Check.h"
-#include "tools/lib/FilterJson.h"
 
 extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t* data, std::size_t size ) {
    Vek::Ptr< const Classification::StructuredFilter > filter;

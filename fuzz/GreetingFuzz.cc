@@ -1,4 +1,4 @@
-#include "Vek/log/Greeting.h"
+#include "Vek/mount/Greeting.h"
 #include "fuzz/Check.h"
 
 using Vek::log::Greeting;

@@ -1,5 +1,5 @@
+#include "forms/KeyJson.h"
 #include "fuzz/Check.h"
-#include "tools/lib/KeyJson.h"
 
 extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t* data, std::size_t size ) {
    Flowspec::FlowspecKey key;

@@ -1,5 +1,5 @@
+#include "forms/LineReader.h"
 #include "fuzz/Check.h"
-#include "tools/lib/LineReader.h"
 
 #include <string>
 #include <vector>

@@ -1,6 +1,6 @@
 #include "Flowspec/FlowspecDalb.h"
 #include "Flowspec/FlowspecPolicy.h"
-#include "Vek/log/Mount.h"
+#include "Vek/mount/Mount.h"
 #include "fuzz/LogInput.h"
 
 #include <sys/socket.h>

@@ -1,7 +1,7 @@
-#include "agents/match/LinkLayer.h"
-#include "agents/match/Packet.h"
 #include "agents/programd/PacketFile.h"
 #include "fuzz/MemoryFile.h"
+#include "match/LinkLayer.h"
+#include "match/Packet.h"
 
 extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t* data, std::size_t size ) {
    const Fuzz::MemoryFile file( data, size );

@@ -1,7 +1,7 @@
-#include "agents/match/LinkLayer.h"
-#include "agents/match/Matcher.h"
 #include "fuzz/Check.h"
-#include "tests/agents/match/SlowMatch.h"
+#include "match/LinkLayer.h"
+#include "match/Matcher.h"
+#include "tests/match/SlowMatch.h"
 
 // An input is a byte that chooses the link type, and a frame.
 

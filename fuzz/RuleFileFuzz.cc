@@ -1,6 +1,6 @@
 #include "agents/configd/Filing.h"
+#include "forms/KeyJson.h"
 #include "fuzz/Check.h"
-#include "tools/lib/KeyJson.h"
 
 #include <nlohmann/json.hpp>
 

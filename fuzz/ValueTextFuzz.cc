@@ -1,4 +1,4 @@
-#include "Vek/ValueBuffer.h"
+#include "Vek/types/ValueBuffer.h"
 #include "fuzz/Check.h"
 #include "fuzz/ValueTypes.h"
 

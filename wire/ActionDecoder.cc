@@ -1,7 +1,7 @@
 #include "wire/ActionDecoder.h"
 
 #include "Osk/Endian.h"
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
 
 #include <algorithm>
 #include <bit>

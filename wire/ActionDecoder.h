@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Flowspec/config/RuleAction.h"
-#include "Vek/String.h"
+#include "Vek/text/String.h"
 #include "wire/Community.h"
 
 #include <span>

@@ -1,6 +1,6 @@
 #include "wire/NlriEncoder.h"
 
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
 #include "wire/TermRules.h"
 
 #include <bit>

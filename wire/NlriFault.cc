@@ -1,6 +1,6 @@
 #include "wire/NlriFault.h"
 
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
 
 namespace Wire {
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Osk/Types.h"
-#include "Vek/SmallVector.h"
-#include "Vek/String.h"
+#include "Vek/collections/SmallVector.h"
+#include "Vek/text/String.h"
 
 #include <array>
 #include <string_view>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Flowspec/config/InterfaceConfig.h"
-#include "Vek/Entity.h"
-#include "Vek/HashMap.h"
+#include "Vek/collections/HashMap.h"
+#include "Vek/entity/Entity.h"
 
 namespace Flowspec {
 

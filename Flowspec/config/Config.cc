@@ -1,7 +1,7 @@
 #include "Flowspec/config/Config.h"
 
 #include "Flowspec/types/Types.h"
-#include "Vek/DirtyKeys.h"
+#include "Vek/collections/DirtyKeys.h"
 
 namespace Flowspec {
 

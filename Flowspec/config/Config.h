@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Flowspec/config/VrfRuleConfig.h"
-#include "Vek/HashMap.h"
+#include "Vek/collections/HashMap.h"
 #include "Zorv/IntfId.h"
 
 namespace Flowspec {

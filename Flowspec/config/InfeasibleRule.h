@@ -2,7 +2,7 @@
 
 #include "Flowspec/key/FlowspecKey.h"
 #include "Osk/DumpContext.h"
-#include "Vek/Entity.h"
+#include "Vek/entity/Entity.h"
 
 namespace Flowspec {
 

@@ -2,7 +2,7 @@
 
 #include "Flowspec/vocab/InterfaceSetId.h"
 #include "Flowspec/vocab/IpVersion.h"
-#include "Vek/FlatSet.h"
+#include "Vek/collections/FlatSet.h"
 #include "Zorv/IntfId.h"
 
 #include <optional>

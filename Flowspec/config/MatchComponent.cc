@@ -2,8 +2,8 @@
 
 #include "Flowspec/types/Types.h"
 #include "Osk/Assert.h"
-#include "Vek/DirtyKeys.h"
-#include "Vek/ValueInfo.h"
+#include "Vek/collections/DirtyKeys.h"
+#include "Vek/types/ValueInfo.h"
 
 namespace Flowspec {
 

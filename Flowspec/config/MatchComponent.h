@@ -3,8 +3,8 @@
 #include "Flowspec/vocab/BitMask.h"
 #include "Flowspec/vocab/NumericalRange.h"
 #include "Osk/DumpContext.h"
-#include "Vek/HashSet.h"
-#include "Vek/OnDemand.h"
+#include "Vek/collections/HashSet.h"
+#include "Vek/collections/OnDemand.h"
 #include "Zorv/IpGenPrefix.h"
 
 namespace Flowspec {

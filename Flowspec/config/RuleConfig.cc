@@ -2,7 +2,7 @@
 
 #include "Flowspec/types/Types.h"
 #include "Osk/Assert.h"
-#include "Vek/DirtyKeys.h"
+#include "Vek/collections/DirtyKeys.h"
 
 namespace Flowspec {
 

@@ -4,8 +4,8 @@
 #include "Flowspec/config/TrafficActions.h"
 #include "Flowspec/key/FlowspecKey.h"
 #include "Osk/DumpContext.h"
-#include "Vek/Entity.h"
-#include "Vek/FlatMap.h"
+#include "Vek/collections/FlatMap.h"
+#include "Vek/entity/Entity.h"
 #include "Zorv/IpTos.h"
 
 #include <initializer_list>

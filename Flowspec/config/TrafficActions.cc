@@ -2,7 +2,7 @@
 
 #include "Flowspec/types/Types.h"
 #include "Flowspec/vocab/FlagSetLog.h"
-#include "Vek/ValueInfo.h"
+#include "Vek/types/ValueInfo.h"
 
 namespace Flowspec {
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "SrTePolicy/PolicyKey.h"
-#include "Vek/Enum.h"
-#include "Vek/FlagSet.h"
+#include "Vek/text/Enum.h"
+#include "Vek/text/FlagSet.h"
 #include "Vrf/VrfIdMap.h"
 #include "Zorv/IpGenAddr.h"
 

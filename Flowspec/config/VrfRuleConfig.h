@@ -2,7 +2,7 @@
 
 #include "Flowspec/config/InfeasibleRule.h"
 #include "Flowspec/config/RuleConfig.h"
-#include "Vek/OrderedMap.h"
+#include "Vek/collections/OrderedMap.h"
 
 namespace Flowspec {
 

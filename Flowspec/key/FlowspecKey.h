@@ -2,8 +2,8 @@
 
 #include "Flowspec/key/TermWords.h"
 #include "Flowspec/vocab/InterfaceSetId.h"
-#include "Vek/Discriminator.h"
-#include "Vek/Ptr.h"
+#include "Vek/collections/Discriminator.h"
+#include "Vek/types/Ptr.h"
 #include "Vrf/VrfIdMap.h"
 #include "Zorv/IpGenPrefix.h"
 #include "Zorv/RouteDistinguisher.h"

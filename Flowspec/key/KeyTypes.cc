@@ -1,8 +1,8 @@
 #include "Classification/StructuredFilter.h"
 #include "Flowspec/key/FlowspecKey.h"
 #include "Flowspec/types/Types.h"
-#include "Vek/DirtyKeys.h"
-#include "Vek/ValueInfo.h"
+#include "Vek/collections/DirtyKeys.h"
+#include "Vek/types/ValueInfo.h"
 
 /// The words of a rule key as any other map.
 template <>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Flowspec/vocab/MatchOpVal.h"
-#include "Vek/Search.h"
-#include "Vek/SmallVector.h"
+#include "Vek/collections/Search.h"
+#include "Vek/collections/SmallVector.h"
 
 #include <span>
 

@@ -1,7 +1,7 @@
 #include "Flowspec/policy/FlowspecPolicyConfig.h"
 
 #include "Flowspec/types/PolicyTypes.h"
-#include "Vek/DirtyKeys.h"
+#include "Vek/collections/DirtyKeys.h"
 
 namespace Flowspec {
 

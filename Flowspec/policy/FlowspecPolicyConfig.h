@@ -1,7 +1,7 @@
 #pragma once
 
 #include "PolicyMap/PolicyMap.h"
-#include "Vek/HashMap.h"
+#include "Vek/collections/HashMap.h"
 
 namespace Flowspec {
 

@@ -1,8 +1,8 @@
 #include "Flowspec/status/Counter.h"
 
 #include "Flowspec/types/Types.h"
-#include "Vek/DirtyKeys.h"
-#include "Vek/ValueInfo.h"
+#include "Vek/collections/DirtyKeys.h"
+#include "Vek/types/ValueInfo.h"
 
 namespace Flowspec {
 

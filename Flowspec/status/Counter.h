@@ -3,8 +3,8 @@
 #include "Flowspec/key/FlowspecKey.h"
 #include "Osk/UniqueId.h"
 #include "QosLib/ColoredCounters.h"
-#include "Vek/Entity.h"
-#include "Vek/HashMap.h"
+#include "Vek/collections/HashMap.h"
+#include "Vek/entity/Entity.h"
 
 namespace Flowspec {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Vek/Entity.h"
-#include "Vek/HashSet.h"
+#include "Vek/collections/HashSet.h"
+#include "Vek/entity/Entity.h"
 #include "Zorv/AddressFamily.h"
 #include "Zorv/IntfId.h"
 

@@ -2,8 +2,8 @@
 
 #include "Flowspec/types/Types.h"
 #include "Osk/HashMix.h"
-#include "Vek/Exceptions.h"
-#include "Vek/ValueInfo.h"
+#include "Vek/text/Exceptions.h"
+#include "Vek/types/ValueInfo.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 #include "Flowspec/status/RuleStatus.h"
 
 #include "Flowspec/types/Types.h"
-#include "Vek/ValueInfo.h"
+#include "Vek/types/ValueInfo.h"
 
 namespace Flowspec {
 

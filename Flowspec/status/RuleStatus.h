@@ -1,12 +1,12 @@
 #pragma once
 
 #include "Flowspec/key/FlowspecKey.h"
-#include "Flowspec/status/HwRuleProgrammingStatus.h"
+#include "Flowspec/vocab/HwRuleProgrammingStatus.h"
 #include "L3/ResolvedNexthopInfo.h"
 #include "Osk/DumpContext.h"
 #include "Osk/UniqueId.h"
 #include "QosLib/ColoredCounters.h"
-#include "Vek/Entity.h"
+#include "Vek/entity/Entity.h"
 
 namespace Flowspec {
 

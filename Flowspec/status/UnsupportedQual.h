@@ -3,7 +3,7 @@
 #include "Flowspec/config/TrafficActions.h"
 #include "Flowspec/vocab/MatchCompType.h"
 #include "Osk/DumpContext.h"
-#include "Vek/FlatMap.h"
+#include "Vek/collections/FlatMap.h"
 #include "Zorv/AddressFamily.h"
 
 namespace Flowspec {

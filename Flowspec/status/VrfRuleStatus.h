@@ -3,8 +3,8 @@
 #include "Flowspec/status/InterfaceMembers.h"
 #include "Flowspec/status/IntfErrorKey.h"
 #include "Flowspec/status/RuleStatus.h"
-#include "Vek/HashMap.h"
-#include "Vek/OrderedMap.h"
+#include "Vek/collections/HashMap.h"
+#include "Vek/collections/OrderedMap.h"
 
 namespace Flowspec {
 

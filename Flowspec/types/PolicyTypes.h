@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Vek/TypeInfo.h"
+#include "Vek/types/TypeInfo.h"
 
 namespace Flowspec {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Vek/FlagSet.h"
-#include "Vek/LogReader.h"
+#include "Vek/codec/LogReader.h"
+#include "Vek/text/FlagSet.h"
 
 namespace Flowspec {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Flowspec/status/HwRuleProgrammingStatus.h"
+#include "Flowspec/vocab/HwRuleProgrammingStatus.h"
 #include "Flowspec/vocab/MatchCompType.h"
 
 #include <span>

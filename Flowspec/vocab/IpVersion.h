@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Vek/FlagSet.h"
-#include "Vek/LogReader.h"
-#include "Vek/LogWriter.h"
+#include "Vek/codec/LogReader.h"
+#include "Vek/codec/LogWriter.h"
+#include "Vek/text/FlagSet.h"
 
 namespace Flowspec {
 

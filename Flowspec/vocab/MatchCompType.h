@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Vek/Enum.h"
+#include "Vek/text/Enum.h"
 
 namespace Flowspec {
 

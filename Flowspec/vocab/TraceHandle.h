@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Vek/Trace.h"
+#include "Vek/text/Trace.h"
 
 namespace Flowspec {
 

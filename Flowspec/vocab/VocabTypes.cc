@@ -5,7 +5,7 @@
 #include "Flowspec/vocab/IpVersion.h"
 #include "Flowspec/vocab/MatchOpVal.h"
 #include "Flowspec/vocab/NumericalRange.h"
-#include "Vek/ValueInfo.h"
+#include "Vek/types/ValueInfo.h"
 
 namespace Flowspec {
 

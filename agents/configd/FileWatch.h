@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Vek/String.h"
-#include "agents/lib/EventLoop.h"
+#include "Vek/text/String.h"
+#include "agents/daemon/EventLoop.h"
 
 #include <functional>
 #include <map>

@@ -1,7 +1,7 @@
 #include "agents/configd/Filing.h"
 
 #include "Flowspec/config/MatchSetBuilder.h"
-#include "tools/lib/FieldBounds.h"
+#include "forms/FieldBounds.h"
 
 #include <algorithm>
 

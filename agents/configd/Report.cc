@@ -1,7 +1,7 @@
 #include "agents/configd/Report.h"
 
-#include "Vek/Text.h"
-#include "tools/lib/Diagnostics.h"
+#include "Vek/text/Text.h"
+#include "forms/Diagnostics.h"
 
 namespace Flowspec::Configd {
 

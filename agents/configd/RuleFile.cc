@@ -1,9 +1,9 @@
 #include "agents/configd/RuleFile.h"
 
-#include "tools/lib/InputFiles.h"
-#include "tools/lib/JsonMembers.h"
-#include "tools/lib/KeyJson.h"
-#include "tools/lib/LineReader.h"
+#include "forms/InputFile.h"
+#include "forms/JsonMembers.h"
+#include "forms/KeyJson.h"
+#include "forms/LineReader.h"
 
 #include <bit>
 #include <cerrno>

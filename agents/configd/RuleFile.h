@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tools/lib/ActionJson.h"
-#include "tools/lib/KeyForms.h"
+#include "forms/ActionJson.h"
+#include "forms/KeyForms.h"
 
 #include <unordered_set>
 #include <vector>
@@ -9,7 +9,7 @@
 /// Files of rules, one rule a line. The ending of a file's name says how its rules are written:
 ///
 /// - `.jsonl` or `.json`: an object on one line with the members of a key's JSON text
-///   (`tools/lib/KeyJson.h`), of which `vrfId` and `addressFamily` may be null, and, where wanted,
+///   (`forms/KeyJson.h`), of which `vrfId` and `addressFamily` may be null, and, where wanted,
 ///   `action` and `ruleId`, a whole number of 64 bits. Without an action a rule permits.
 /// - the name of a readable form of `flowspecctl` (`.cli`, `.cli-len`, `.rd`, `.rd-len`, `.value`,
 ///   `.diag`): the text of a key. Such rules permit. A distinguisher is no part of a key and is

@@ -1,10 +1,10 @@
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
 #include "agents/configd/FileWatch.h"
 #include "agents/configd/Filing.h"
 #include "agents/configd/Report.h"
-#include "agents/lib/DaemonOptions.h"
-#include "agents/lib/ImmediateEnd.h"
-#include "agents/lib/MountHandler.h"
+#include "agents/daemon/DaemonOptions.h"
+#include "agents/daemon/ImmediateEnd.h"
+#include "agents/daemon/MountHandler.h"
 
 #include <algorithm>
 #include <optional>

@@ -2,7 +2,7 @@
 
 #include "Flowspec/config/InterfaceConfig.h"
 #include "Flowspec/config/RuleConfig.h"
-#include "Flowspec/status/HwRuleProgrammingStatus.h"
+#include "Flowspec/vocab/HwRuleProgrammingStatus.h"
 #include "QosLib/ColoredCounters.h"
 #include "agents/programd/Profile.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agents/lib/EventLoop.h"
+#include "agents/daemon/EventLoop.h"
 
 #include <functional>
 

@@ -1,6 +1,6 @@
 #include "agents/programd/PacketFile.h"
 
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
 
 #include <cstdio>
 #include <stdexcept>

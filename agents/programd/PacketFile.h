@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Osk/Types.h"
-#include "Vek/String.h"
-#include "agents/lib/EventLoop.h"
+#include "Vek/text/String.h"
+#include "agents/daemon/EventLoop.h"
 
 #include <functional>
 #include <span>

@@ -1,7 +1,7 @@
 #include "agents/programd/Profile.h"
 
-#include "tools/lib/JsonMembers.h"
-#include "tools/lib/Terminal.h"
+#include "forms/JsonMembers.h"
+#include "forms/Printable.h"
 
 #include <algorithm>
 

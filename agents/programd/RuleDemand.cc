@@ -1,6 +1,6 @@
 #include "agents/programd/RuleDemand.h"
 
-#include "agents/match/RuleMatch.h"
+#include "match/RuleMatch.h"
 
 #include <algorithm>
 #include <bit>

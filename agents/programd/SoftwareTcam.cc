@@ -1,6 +1,6 @@
 #include "agents/programd/SoftwareTcam.h"
 
-#include "agents/match/LinkLayer.h"
+#include "match/LinkLayer.h"
 #include "wire/Precedence.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "agents/match/Matcher.h"
 #include "agents/programd/RuleDemand.h"
+#include "match/Matcher.h"
 
 #include <map>
 #include <memory>

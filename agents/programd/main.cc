@@ -1,12 +1,12 @@
-#include "Vek/Text.h"
-#include "agents/lib/DaemonOptions.h"
-#include "agents/lib/MountHandler.h"
-#include "agents/match/LinkLayer.h"
+#include "Vek/text/Text.h"
+#include "agents/daemon/DaemonOptions.h"
+#include "agents/daemon/MountHandler.h"
 #include "agents/programd/CaptureStart.h"
 #include "agents/programd/PacketFile.h"
 #include "agents/programd/Programmer.h"
 #include "agents/programd/SoftwareTcam.h"
-#include "tools/lib/Diagnostics.h"
+#include "forms/Diagnostics.h"
+#include "match/LinkLayer.h"
 
 #include <cerrno>
 #include <filesystem>

@@ -1,7 +1,7 @@
 #include "agents/statedbd/Access.h"
 
-#include "Vek/Printable.h"
-#include "Vek/Text.h"
+#include "Vek/text/Printable.h"
+#include "Vek/text/Text.h"
 
 #include <algorithm>
 #include <cerrno>

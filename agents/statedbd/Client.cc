@@ -1,7 +1,7 @@
 #include "agents/statedbd/Client.h"
 
-#include "Vek/Printable.h"
-#include "Vek/Text.h"
+#include "Vek/text/Printable.h"
+#include "Vek/text/Text.h"
 
 #include <new>
 

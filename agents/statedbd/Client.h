@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Vek/log/Connection.h"
-#include "Vek/log/Greeting.h"
+#include "Vek/mount/Greeting.h"
 #include "agents/statedbd/StateDatabase.h"
 
 namespace Agents {

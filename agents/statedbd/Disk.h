@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agents/lib/PidFile.h"
+#include "agents/daemon/PidFile.h"
 
 #include "Osk/Types.h"
 

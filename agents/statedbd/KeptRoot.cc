@@ -1,11 +1,11 @@
 #include "agents/statedbd/KeptRoot.h"
 
-#include "Vek/Exceptions.h"
-#include "Vek/Text.h"
 #include "Vek/log/Message.h"
 #include "Vek/log/Receiver.h"
 #include "Vek/log/Record.h"
 #include "Vek/log/Schema.h"
+#include "Vek/text/Exceptions.h"
+#include "Vek/text/Text.h"
 
 namespace Agents {
 

@@ -1,6 +1,6 @@
 #include "agents/statedbd/Peer.h"
 
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
 
 #include <sys/socket.h>
 

@@ -1,8 +1,8 @@
 #include "agents/statedbd/StateDatabase.h"
 
-#include "Vek/Printable.h"
-#include "Vek/Text.h"
-#include "Vek/log/Greeting.h"
+#include "Vek/mount/Greeting.h"
+#include "Vek/text/Printable.h"
+#include "Vek/text/Text.h"
 #include "agents/statedbd/Client.h"
 
 #include <cerrno>

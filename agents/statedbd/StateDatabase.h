@@ -1,11 +1,11 @@
 #pragma once
 
-#include "Vek/Directory.h"
+#include "Vek/entity/Directory.h"
 #include "Vek/log/Budget.h"
-#include "Vek/log/Endpoint.h"
 #include "Vek/log/Source.h"
-#include "agents/lib/EventLoop.h"
-#include "agents/lib/PidFile.h"
+#include "Vek/mount/Endpoint.h"
+#include "agents/daemon/EventLoop.h"
+#include "agents/daemon/PidFile.h"
 #include "agents/statedbd/Access.h"
 #include "agents/statedbd/KeptRoot.h"
 

@@ -1,8 +1,8 @@
-#include "Vek/Exceptions.h"
-#include "Vek/Printable.h"
-#include "Vek/Text.h"
-#include "agents/lib/Daemon.h"
-#include "agents/lib/DaemonOptions.h"
+#include "Vek/text/Exceptions.h"
+#include "Vek/text/Printable.h"
+#include "Vek/text/Text.h"
+#include "agents/daemon/Daemon.h"
+#include "agents/daemon/DaemonOptions.h"
 #include "agents/statedbd/StateDatabase.h"
 
 #include <cerrno>

@@ -1,11 +1,11 @@
 #include "Flowspec/FlowspecDalb.h"
-#include "Vek/log/Mount.h"
+#include "Vek/mount/Mount.h"
 #include "agents/configd/Filing.h"
 #include "agents/programd/Programmer.h"
 #include "agents/programd/SoftwareTcam.h"
 #include "bench/support/Rules.h"
 #include "bench/system/Child.h"
-#include "tools/lib/KeyJson.h"
+#include "forms/KeyJson.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "Vek/log/Mount.h"
+#include "Vek/mount/Mount.h"
 #include "bench/log/Records.h"
 #include "bench/system/Child.h"
 

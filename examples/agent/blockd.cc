@@ -2,7 +2,7 @@
 #include "Flowspec/config/Config.h"
 #include "Flowspec/config/MatchSetBuilder.h"
 #include "Flowspec/status/Status.h"
-#include "Vek/log/Mount.h"
+#include "Vek/mount/Mount.h"
 
 #include <cerrno>
 #include <csignal>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
 #include "forms/dialects/Dialect.h"
 
 namespace Forms {

@@ -1,6 +1,6 @@
 #include "forms/dialects/GoBgpNames.h"
 
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
 #include "forms/dialects/CommunityParts.h"
 
 #include <limits>

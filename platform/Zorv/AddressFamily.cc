@@ -1,6 +1,6 @@
 #include "Zorv/AddressFamily.h"
 
-#include "Vek/Exceptions.h"
+#include "Vek/text/Exceptions.h"
 
 namespace Zorv {
 

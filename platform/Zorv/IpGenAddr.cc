@@ -1,7 +1,7 @@
 #include "Zorv/IpGenAddr.h"
 
 #include "Osk/HashMix.h"
-#include "Vek/Exceptions.h"
+#include "Vek/text/Exceptions.h"
 
 #include <emmintrin.h>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Osk/Endian.h"
-#include "Vek/LogReader.h"
-#include "Vek/LogWriter.h"
+#include "Vek/codec/LogReader.h"
+#include "Vek/codec/LogWriter.h"
 #include "Zorv/AddressFamily.h"
 
 #include <array>

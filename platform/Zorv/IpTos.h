@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Vek/Exceptions.h"
-#include "Vek/LogReader.h"
-#include "Vek/LogWriter.h"
-#include "Vek/Text.h"
+#include "Vek/codec/LogReader.h"
+#include "Vek/codec/LogWriter.h"
+#include "Vek/text/Exceptions.h"
+#include "Vek/text/Text.h"
 
 #include <compare>
 #include <iosfwd>

@@ -1,6 +1,6 @@
 #include "Zorv/RouteDistinguisher.h"
 
-#include "Vek/Exceptions.h"
+#include "Vek/text/Exceptions.h"
 #include "Zorv/IpGenAddr.h"
 
 namespace Zorv {

@@ -1,6 +1,6 @@
 #include "Zorv/ZorvModule.h"
 
-#include "Vek/ValueInfo.h"
+#include "Vek/types/ValueInfo.h"
 #include "Zorv/IntfId.h"
 #include "Zorv/IpGenPrefix.h"
 #include "Zorv/IpTos.h"

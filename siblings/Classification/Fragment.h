@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Vek/Enum.h"
-#include "Vek/Ptr.h"
+#include "Vek/text/Enum.h"
+#include "Vek/types/Ptr.h"
 
 namespace Classification {
 

@@ -1,6 +1,6 @@
 #include "Classification/NumericalRange.h"
 
-#include "Vek/Exceptions.h"
+#include "Vek/text/Exceptions.h"
 
 #include <limits>
 

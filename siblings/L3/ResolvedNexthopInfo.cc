@@ -1,7 +1,7 @@
 #include "L3/ResolvedNexthopInfo.h"
 
 #include "Osk/HashMix.h"
-#include "Vek/Exceptions.h"
+#include "Vek/text/Exceptions.h"
 
 #include <algorithm>
 #include <iterator>

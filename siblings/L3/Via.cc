@@ -1,6 +1,6 @@
 #include "L3/Via.h"
 
-#include "Vek/Exceptions.h"
+#include "Vek/text/Exceptions.h"
 
 namespace L3 {
 

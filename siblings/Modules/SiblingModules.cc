@@ -5,7 +5,7 @@
 #include "PolicyMap/PolicyMapModule.h"
 #include "QosLib/ColoredCounters.h"
 #include "SrTePolicy/PolicyKey.h"
-#include "Vek/ValueInfo.h"
+#include "Vek/types/ValueInfo.h"
 #include "Vrf/VrfIdMap.h"
 
 namespace {

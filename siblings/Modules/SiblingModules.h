@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Vek/TypeRegistry.h"
+#include "Vek/types/TypeRegistry.h"
 
 #include <span>
 

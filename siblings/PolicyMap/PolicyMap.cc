@@ -1,7 +1,7 @@
 #include "PolicyMap/PolicyMap.h"
 
 #include "PolicyMap/PolicyMapModule.h"
-#include "Vek/ValueInfo.h"
+#include "Vek/types/ValueInfo.h"
 
 namespace PolicyMap {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Osk/UniqueId.h"
-#include "Vek/Entity.h"
+#include "Vek/entity/Entity.h"
 
 /// The generic policy model: a policy configuration and the actions that it names.
 namespace PolicyMap {

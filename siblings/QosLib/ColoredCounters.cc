@@ -1,7 +1,7 @@
 #include "QosLib/ColoredCounters.h"
 
 #include "Osk/HashMix.h"
-#include "Vek/Exceptions.h"
+#include "Vek/text/Exceptions.h"
 
 #include <array>
 #include <bit>

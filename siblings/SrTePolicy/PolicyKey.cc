@@ -1,7 +1,7 @@
 #include "SrTePolicy/PolicyKey.h"
 
 #include "Osk/HashMix.h"
-#include "Vek/Exceptions.h"
+#include "Vek/text/Exceptions.h"
 
 namespace SrTePolicy {
 

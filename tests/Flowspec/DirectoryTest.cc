@@ -1,11 +1,11 @@
-#include "Vek/Directory.h"
+#include "Vek/entity/Directory.h"
 
 #include "Flowspec/config/CliConfig.h"
 #include "Flowspec/config/Config.h"
 #include "Flowspec/policy/FlowspecPolicyConfig.h"
 #include "Flowspec/status/Counter.h"
 #include "Flowspec/status/Status.h"
-#include "Vek/TypeRegistry.h"
+#include "Vek/types/TypeRegistry.h"
 #include "tests/support/ExpectFailure.h"
 #include "tests/support/TraceRecorder.h"
 

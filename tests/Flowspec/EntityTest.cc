@@ -3,7 +3,7 @@
 #include "Flowspec/policy/FlowspecPolicyConfig.h"
 #include "Flowspec/status/Counter.h"
 #include "Flowspec/status/Status.h"
-#include "Vek/TypeRegistry.h"
+#include "Vek/types/TypeRegistry.h"
 #include "tests/support/AllocationCounter.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-#include "Vek/Inspect.h"
+#include "Vek/entity/Inspect.h"
 
 #include "Flowspec/config/CliConfig.h"
 #include "Flowspec/config/RuleConfig.h"

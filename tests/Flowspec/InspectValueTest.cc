@@ -1,8 +1,8 @@
 #include "Flowspec/config/CliConfig.h"
 #include "Flowspec/config/RuleConfig.h"
 #include "Flowspec/vocab/FlowspecUtil.h"
-#include "Vek/Inspect.h"
-#include "Vek/TypeRegistry.h"
+#include "Vek/entity/Inspect.h"
+#include "Vek/types/TypeRegistry.h"
 #include "tests/support/ExpectFailure.h"
 
 namespace Flowspec {

@@ -4,8 +4,8 @@
 #include "Flowspec/policy/FlowspecPolicyConfig.h"
 #include "Flowspec/status/Counter.h"
 #include "Flowspec/status/Status.h"
-#include "Vek/Directory.h"
-#include "Vek/TypeRegistry.h"
+#include "Vek/entity/Directory.h"
+#include "Vek/types/TypeRegistry.h"
 #include "tests/support/ExpectFailure.h"
 
 #include <optional>

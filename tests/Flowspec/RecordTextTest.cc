@@ -1,9 +1,9 @@
-#include "Vek/RecordText.h"
+#include "Vek/types/RecordText.h"
 
 #include "Flowspec/config/RuleConfig.h"
-#include "Flowspec/status/HwRuleProgrammingStatus.h"
 #include "Flowspec/status/IntfErrorKey.h"
-#include "Vek/TypeRegistry.h"
+#include "Flowspec/vocab/HwRuleProgrammingStatus.h"
+#include "Vek/types/TypeRegistry.h"
 #include "Zorv/IntfId.h"
 #include "tests/support/ExpectFailure.h"
 

@@ -1,6 +1,6 @@
 #include "tests/Flowspec/RegistryTable.h"
 
-#include "Vek/TypeRegistry.h"
+#include "Vek/types/TypeRegistry.h"
 
 #include <gmock/gmock.h>
 

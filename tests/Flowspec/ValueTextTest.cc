@@ -1,9 +1,9 @@
-#include "Vek/RecordText.h"
+#include "Vek/types/RecordText.h"
 
 #include "Flowspec/FlowspecDalb.h"
 #include "PolicyMap/PolicyMap.h"
-#include "Vek/TypeRegistry.h"
-#include "Vek/ValueBuffer.h"
+#include "Vek/types/TypeRegistry.h"
+#include "Vek/types/ValueBuffer.h"
 #include "tests/support/ExpectFailure.h"
 #include "tests/support/KeyGenerator.h"
 

@@ -8,7 +8,7 @@ usage: run.py SOURCES BUILD [PATH...]     plants them in SOURCES, of which BUILD
 A list is made of blocks like this one, with a blank line between them:
 
    # What is wrong then, where the change alone does not tell.
-   at platform/Vek/LogReader.cc
+   at platform/Vek/codec/LogReader.cc
    - length != 0 &&
    + length > 1 &&
    by platformTest LogReader*

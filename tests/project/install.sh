@@ -29,6 +29,7 @@ cmake -S "$consumer" -B "$work/cmake" -G Ninja \
 cmake --build "$work/cmake"
 check expected.txt "$work/cmake/consumer"
 check wireExpected.txt "$work/cmake/wireConsumer"
+check matchExpected.txt "$work/cmake/matchConsumer"
 
 export PKG_CONFIG_PATH=$prefix/$libraries/pkgconfig
 # buildByPkgConfig PACKAGE SOURCE
@@ -40,6 +41,8 @@ buildByPkgConfig FlowspecDalbTypes consumer
 LD_LIBRARY_PATH=$prefix/$libraries check expected.txt "$work/consumer"
 buildByPkgConfig FlowspecWire wireConsumer
 LD_LIBRARY_PATH=$prefix/$libraries check wireExpected.txt "$work/wireConsumer"
+buildByPkgConfig FlowspecMatch matchConsumer
+LD_LIBRARY_PATH=$prefix/$libraries check matchExpected.txt "$work/matchConsumer"
 
 if [[ -e $build/tools/flowspecctl ]]; then
    echo '10.1.0.0/16;*;IP:=6;DP:=443;' >"$work/rules"

@@ -3,33 +3,51 @@
 
 usage: layers.py ROOT
 
-A source includes headers of its own layer and of the layers before it, always by the path from the
-layer's include root. The libraries stand on the standard library and the system alone and include
-each header once. A source includes the header of its name first, so that it compiles by itself.
+A source includes headers of its own room and of the rooms before it, always by the path from the
+layer's include root. The libraries use the standard library and the system alone and include each
+header once. A source includes the header of its name first, so that it compiles by itself.
 """
 
 import re
 import sys
 from pathlib import Path
 
-# Layer and folder, from the ground up.
-LAYERS = [
-    ("Osk", "platform/Osk"),
-    ("Mell", "platform/Mell"),
-    ("Vek", "platform/Vek"),
-    ("Zorv", "platform/Zorv"),
-    ("siblings", "siblings"),
-    ("Flowspec", "Flowspec"),
-    ("wire", "wire"),
-    ("forms", "forms"),
-    ("tools", "tools"),
-    ("agents", "agents"),
-    ("examples", "examples"),
-    ("tests", "tests"),
-    ("fuzz", "fuzz"),
-    ("bench", "bench"),
-]
-LIBRARY_LAYERS = 7
+# The rooms, from the ground up; a folder that is not named belongs to the one that it is in. Those of
+# one line are beside each other and do not include one another.
+ROOMS = """
+    platform/Osk
+    platform/Mell
+    platform/Vek/text
+    platform/Vek/codec
+    platform/Vek/collections
+    platform/Vek/types
+    platform/Vek/entity
+    platform/Vek/log
+    platform/Vek/mount
+    platform/Zorv
+    siblings
+    Flowspec/types
+    Flowspec/vocab
+    Flowspec/key
+    Flowspec/config
+    Flowspec/status
+    Flowspec/policy
+    Flowspec
+    wire
+    match
+    forms
+    tools/terminal agents/daemon
+    tools/state agents/statedbd agents/configd agents/programd
+    tools/flowspecctl
+    examples
+    tests
+    fuzz
+    bench
+"""
+FLOORS = [line.split() for line in ROOMS.strip().splitlines()]
+FIRST_OF_PROGRAMS = FLOORS.index(["forms"])
+# Neither is built on the other, whatever their rooms.
+APART = {"tools", "agents"}
 INCLUDE_ROOTS = ("platform", "siblings", ".")
 
 STANDARD_HEADERS = set(
@@ -63,12 +81,19 @@ SYSTEM_HEADERS = {
 INCLUDE = re.compile(r'^\s*#\s*include\s*(<[^>]*>|"[^"]*"|.*)')
 
 
-def layer_of(path):
-    """The layer's number of a path from the project's root, or None."""
-    for number, (_, folder) in enumerate(LAYERS):
-        if path.is_relative_to(folder):
-            return number
-    return None
+def room_of(path):
+    """The floor's number and the room of a path from the project's root, or None."""
+    rooms = [
+        (number, room)
+        for number, floor in enumerate(FLOORS)
+        for room in floor
+        if path.is_relative_to(room)
+    ]
+    return max(rooms, key=lambda found: len(found[1]), default=None)
+
+
+def is_library(place):
+    return place[0] < FIRST_OF_PROGRAMS
 
 
 def resolve(root, name):
@@ -80,13 +105,13 @@ def resolve(root, name):
     return None
 
 
-def fault(root, layer, text):
-    """What is wrong with an include of `text` in a source of `layer`, or None."""
+def fault(root, own, text):
+    """What is wrong with an include of `text` in a source of the room `own`, or None."""
     name = text[1:-1]
     if text[0] == "<":
         if resolve(root, name):
             return "a header of the project goes between quotes"
-        if layer < LIBRARY_LAYERS and name not in STANDARD_HEADERS | SYSTEM_HEADERS:
+        if is_library(own) and name not in STANDARD_HEADERS | SYSTEM_HEADERS:
             return "the libraries include the standard library only"
         return None
     if text[0] != '"':
@@ -94,39 +119,50 @@ def fault(root, layer, text):
     path = resolve(root, name)
     if path is None:
         return "no such header below an include root"
-    target = layer_of(path)
+    target = room_of(path)
     if target is None:
-        return "the header stands in no layer"
-    if target > layer:
-        return f"{LAYERS[layer][0]} stands below {LAYERS[target][0]}"
+        return "the header is in no room"
+    if target[1] == own[1]:
+        return None
+    if target[0] > own[0]:
+        return f"{own[1]} comes before {target[1]}"
+    if target[0] == own[0] or {target[1].split("/")[0], own[1].split("/")[0]} == APART:
+        return f"{own[1]} and {target[1]} are beside each other"
     return None
 
 
 def main():
     root = Path(sys.argv[1])
     sources, faults = 0, 0
-    for layer, (_, folder) in enumerate(LAYERS):
-        for source in sorted((root / folder).rglob("*")):
-            if source.suffix not in (".h", ".cc"):
-                continue
-            sources += 1
-            lines = source.read_text().splitlines()
-            seen = set()
-            own = source.with_suffix(".h")
-            first = source.suffix == ".cc" and own.is_file()
-            for number, line in enumerate(lines, start=1):
-                match = INCLUDE.match(line)
-                what = match and fault(root, layer, match.group(1))
-                if match and match.group(1) in seen and layer < LIBRARY_LAYERS:
+    for source in sorted(
+        file
+        for top in sorted({room.split("/")[0] for floor in FLOORS for room in floor})
+        for file in (root / top).rglob("*")
+        if file.suffix in (".h", ".cc")
+    ):
+        own_room = room_of(source.relative_to(root))
+        sources += 1
+        lines = source.read_text().splitlines()
+        seen = set()
+        own = source.with_suffix(".h")
+        first = source.suffix == ".cc" and own.is_file()
+        for number, line in enumerate(lines, start=1):
+            match = INCLUDE.match(line)
+            what = "the source is in no room" if own_room is None else None
+            if match and own_room:
+                what = fault(root, own_room, match.group(1))
+                if match.group(1) in seen and is_library(own_room):
                     what = "included above"
-                if match and first and root / (resolve(root, match.group(1)[1:-1]) or "") != own:
-                    what = f"{own.name} comes first"
-                if match:
-                    first = False
-                    seen.add(match.group(1))
-                if what:
-                    faults += 1
-                    print(f"{source.relative_to(root)}:{number}: {line.strip()}: {what}")
+            if match and first and root / (resolve(root, match.group(1)[1:-1]) or "") != own:
+                what = f"{own.name} comes first"
+            if match:
+                first = False
+                seen.add(match.group(1))
+            if what:
+                faults += 1
+                print(f"{source.relative_to(root)}:{number}: {line.strip()}: {what}")
+            if own_room is None:
+                break
     print(f"{sources} sources read, {faults} faults")
     return 1 if faults or not sources else 0
 

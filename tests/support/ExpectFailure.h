@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Vek/Exceptions.h"
+#include "Vek/text/Exceptions.h"
 
 #include <algorithm>
 #include <csignal>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Vek/String.h"
+#include "Vek/text/String.h"
 
 #include <cstdlib>
 #include <filesystem>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Vek/Text.h"
-#include "Vek/ValueType.h"
+#include "Vek/text/Text.h"
+#include "Vek/types/ValueType.h"
 
 #include <vector>
 

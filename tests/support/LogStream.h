@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Vek/Directory.h"
+#include "Vek/entity/Directory.h"
 #include "Vek/log/Source.h"
 #include "tests/support/MessageList.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Vek/LogWriter.h"
+#include "Vek/codec/LogWriter.h"
 #include "Vek/log/Message.h"
 #include "Vek/log/Schema.h"
 #include "tests/support/Hex.h"

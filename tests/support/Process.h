@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Osk/Types.h"
-#include "Vek/String.h"
+#include "Vek/text/String.h"
 
 #include <chrono>
 #include <vector>

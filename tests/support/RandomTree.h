@@ -2,7 +2,7 @@
 
 #include "Flowspec/FlowspecDalb.h"
 #include "Flowspec/FlowspecPolicy.h"
-#include "Vek/Directory.h"
+#include "Vek/entity/Directory.h"
 #include "tests/support/EntangledKeys.h"
 #include "tests/support/KeyGenerator.h"
 

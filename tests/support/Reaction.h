@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Vek/Entity.h"
+#include "Vek/entity/Entity.h"
 
 #include <functional>
 

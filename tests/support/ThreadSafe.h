@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Vek/Ptr.h"
+#include "Vek/types/Ptr.h"
 
 namespace TestSupport {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Vek/Trace.h"
+#include "Vek/text/Trace.h"
 
 #include <initializer_list>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "agents/match/RuleMatch.h"
+#include "match/RuleMatch.h"
 #include "tests/support/KeyGenerator.h"
 #include "wire/Canonical.h"
 

@@ -1,10 +1,10 @@
 #include "Flowspec/config/MatchSetBuilder.h"
+#include "forms/FieldBounds.h"
+#include "forms/MatchSetText.h"
+#include "forms/Printable.h"
 #include "tools/flowspecctl/Commands.h"
 #include "tools/flowspecctl/LineCommand.h"
 #include "tools/flowspecctl/Options.h"
-#include "tools/lib/FieldBounds.h"
-#include "tools/lib/MatchSetText.h"
-#include "tools/lib/Terminal.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/lib/Output.h"
+#include "tools/terminal/Output.h"
 
 #include <functional>
 

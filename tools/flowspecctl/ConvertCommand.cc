@@ -1,7 +1,7 @@
+#include "forms/FilterJson.h"
 #include "tools/flowspecctl/Commands.h"
 #include "tools/flowspecctl/LineCommand.h"
 #include "tools/flowspecctl/Options.h"
-#include "tools/lib/FilterJson.h"
 
 namespace Flowspec::Tools {
 

@@ -1,14 +1,14 @@
 #include "tools/flowspecctl/DecodeLogCommand.h"
 
-#include "Vek/Text.h"
 #include "Vek/log/Receiver.h"
 #include "Vek/log/Record.h"
+#include "Vek/text/Text.h"
+#include "forms/Diagnostics.h"
+#include "forms/KeyForms.h"
 #include "tools/flowspecctl/Commands.h"
-#include "tools/lib/Diagnostics.h"
-#include "tools/lib/InputFiles.h"
-#include "tools/lib/KeyForms.h"
-#include "tools/lib/LogMessage.h"
-#include "tools/lib/StateText.h"
+#include "tools/state/LogMessage.h"
+#include "tools/state/StateText.h"
+#include "tools/terminal/InputFiles.h"
 
 #include <cerrno>
 #include <cstring>

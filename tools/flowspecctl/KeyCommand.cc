@@ -1,4 +1,4 @@
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
 #include "tools/flowspecctl/Commands.h"
 #include "tools/flowspecctl/LineCommand.h"
 #include "tools/flowspecctl/Options.h"

@@ -1,6 +1,6 @@
 #include "tools/flowspecctl/LineCommand.h"
 
-#include "tools/lib/Diagnostics.h"
+#include "forms/Diagnostics.h"
 
 namespace Flowspec::Tools {
 

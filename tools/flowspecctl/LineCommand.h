@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/lib/InputFiles.h"
+#include "tools/terminal/InputFiles.h"
 
 namespace Flowspec::Tools {
 

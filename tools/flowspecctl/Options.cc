@@ -1,6 +1,6 @@
 #include "tools/flowspecctl/Options.h"
 
-#include "Vek/log/Endpoint.h"
+#include "Vek/mount/Endpoint.h"
 
 #include <limits>
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
 #include "Vrf/VrfIdMap.h"
 #include "Zorv/AddressFamily.h"
-#include "tools/lib/KeyForms.h"
+#include "forms/KeyForms.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,9 +1,10 @@
 #include "tools/flowspecctl/RuleWriter.h"
 
-#include "Vek/Text.h"
-#include "tools/lib/Diagnostics.h"
-#include "tools/lib/KeyJson.h"
-#include "tools/lib/Terminal.h"
+#include "Vek/text/Text.h"
+#include "forms/Diagnostics.h"
+#include "forms/KeyJson.h"
+#include "forms/Printable.h"
+#include "tools/terminal/Terminal.h"
 
 namespace Flowspec::Tools {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "tools/lib/InputFiles.h"
-#include "tools/lib/KeyForms.h"
-#include "tools/lib/Table.h"
+#include "forms/KeyForms.h"
+#include "tools/terminal/InputFiles.h"
+#include "tools/terminal/Table.h"
 
 namespace Flowspec::Tools {
 

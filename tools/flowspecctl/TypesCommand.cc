@@ -1,7 +1,7 @@
-#include "Vek/TypeRegistry.h"
+#include "Vek/types/TypeRegistry.h"
+#include "forms/Diagnostics.h"
+#include "forms/Printable.h"
 #include "tools/flowspecctl/Commands.h"
-#include "tools/lib/Diagnostics.h"
-#include "tools/lib/Terminal.h"
 
 #include <nlohmann/json.hpp>
 

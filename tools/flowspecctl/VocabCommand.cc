@@ -1,7 +1,7 @@
 #include "Flowspec/vocab/FlowspecUtil.h"
 #include "Flowspec/vocab/NumericalRange.h"
 #include "tools/flowspecctl/Commands.h"
-#include "tools/lib/Table.h"
+#include "tools/terminal/Table.h"
 
 #include <algorithm>
 #include <array>

@@ -1,5 +1,5 @@
+#include "forms/Diagnostics.h"
 #include "tools/flowspecctl/Commands.h"
-#include "tools/lib/Diagnostics.h"
 
 #include <new>
 #include <system_error>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Mell/Slab.h"
-#include "Vek/DirtyKeys.h"
+#include "Vek/collections/DirtyKeys.h"
 #include "Vek/log/StreamType.h"
 
 #include <memory>

@@ -1,7 +1,7 @@
 #include "Vek/log/Message.h"
 
 #include "Osk/Assert.h"
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
 
 namespace Vek::log {
 

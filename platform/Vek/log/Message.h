@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Vek/LogReader.h"
-#include "Vek/LogWriter.h"
+#include "Vek/codec/LogReader.h"
+#include "Vek/codec/LogWriter.h"
 
 /// The frame of the attribute log; docs/attribute-log.md describes it for readers in any language.
 ///

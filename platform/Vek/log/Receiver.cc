@@ -1,7 +1,7 @@
 #include "Vek/log/Receiver.h"
 
-#include "Vek/Printable.h"
 #include "Vek/log/Schema.h"
+#include "Vek/text/Printable.h"
 
 namespace Vek::log {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Vek/Directory.h"
+#include "Vek/entity/Directory.h"
 #include "Vek/log/Budget.h"
 #include "Vek/log/EntityProxy.h"
 

@@ -1,7 +1,7 @@
 #include "Vek/log/Receiver.h"
 
-#include "Vek/Printable.h"
 #include "Vek/log/Schema.h"
+#include "Vek/text/Printable.h"
 
 // The entities that a receiver keeps: roots and children as they are announced and go.
 

@@ -1,9 +1,9 @@
 #include "Vek/log/Record.h"
 
 #include "Osk/Endian.h"
-#include "Vek/Exceptions.h"
-#include "Vek/Text.h"
 #include "Vek/log/Message.h"
+#include "Vek/text/Exceptions.h"
+#include "Vek/text/Text.h"
 
 #include <algorithm>
 #include <array>

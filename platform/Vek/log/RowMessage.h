@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Vek/Field.h"
 #include "Vek/log/Message.h"
+#include "Vek/types/Field.h"
 
 namespace Vek::log {
 

@@ -1,8 +1,8 @@
 #include "Vek/log/Schema.h"
 
-#include "Vek/Printable.h"
-#include "Vek/TypeRegistry.h"
 #include "Vek/log/StreamType.h"
+#include "Vek/text/Printable.h"
+#include "Vek/types/TypeRegistry.h"
 
 #include <map>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Osk/Types.h"
-#include "Vek/String.h"
+#include "Vek/text/String.h"
 
 /// The types of a process as they are told to its peers, so that two processes with different ones
 /// do not misread each other.

@@ -1,7 +1,7 @@
 #include "Vek/log/StreamType.h"
 
 #include "Osk/Assert.h"
-#include "Vek/TypeRegistry.h"
+#include "Vek/types/TypeRegistry.h"
 
 namespace Vek::log {
 

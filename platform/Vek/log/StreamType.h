@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Vek/Arguments.h"
-#include "Vek/Entity.h"
+#include "Vek/entity/Entity.h"
+#include "Vek/types/Arguments.h"
 
 #include <array>
 #include <unordered_map>

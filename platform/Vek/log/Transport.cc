@@ -1,7 +1,7 @@
 #include "Vek/log/Transport.h"
 
-#include "Vek/Exceptions.h"
-#include "Vek/Text.h"
+#include "Vek/text/Exceptions.h"
+#include "Vek/text/Text.h"
 
 #include <algorithm>
 #include <cerrno>

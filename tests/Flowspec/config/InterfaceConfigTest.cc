@@ -1,8 +1,8 @@
 #include "Flowspec/config/CliConfig.h"
 #include "Flowspec/key/FlowspecKey.h"
 #include "Flowspec/vocab/FlowspecUtil.h"
-#include "Vek/RecordText.h"
-#include "Vek/TypeRegistry.h"
+#include "Vek/types/RecordText.h"
+#include "Vek/types/TypeRegistry.h"
 #include "tests/support/ExpectFailure.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "Flowspec/config/MatchComponent.h"
 
-#include "Vek/RecordText.h"
-#include "Vek/TypeRegistry.h"
+#include "Vek/types/RecordText.h"
+#include "Vek/types/TypeRegistry.h"
 #include "tests/support/ExpectFailure.h"
 
 namespace Flowspec {

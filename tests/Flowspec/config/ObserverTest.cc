@@ -1,7 +1,7 @@
 #include "Flowspec/config/CliConfig.h"
 #include "Flowspec/config/Config.h"
 #include "Flowspec/policy/FlowspecPolicyConfig.h"
-#include "Vek/TypeRegistry.h"
+#include "Vek/types/TypeRegistry.h"
 #include "tests/support/ChangeRecorder.h"
 #include "tests/support/Reaction.h"
 

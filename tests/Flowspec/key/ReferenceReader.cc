@@ -1,6 +1,6 @@
 #include "tests/Flowspec/key/ReferenceReader.h"
 
-#include "Vek/Exceptions.h"
+#include "Vek/text/Exceptions.h"
 
 #include <cctype>
 #include <cstdlib>

@@ -1,7 +1,7 @@
-#include "Vek/log/Mount.h"
+#include "Vek/mount/Mount.h"
 
 #include "Flowspec/FlowspecDalb.h"
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
 #include "tests/support/Folder.h"
 #include "tests/support/Hex.h"
 #include "tests/support/LogStream.h"

@@ -1,6 +1,6 @@
 #include "Flowspec/policy/FlowspecPolicyConfig.h"
 
-#include "Vek/TypeRegistry.h"
+#include "Vek/types/TypeRegistry.h"
 #include "tests/support/ChangeRecorder.h"
 #include "tests/support/ExpectFailure.h"
 

@@ -1,7 +1,7 @@
 #include "Flowspec/status/Counter.h"
 
-#include "Vek/RecordText.h"
-#include "Vek/TypeRegistry.h"
+#include "Vek/types/RecordText.h"
+#include "Vek/types/TypeRegistry.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/ChangeRecorder.h"
 #include "tests/support/EntangledKeys.h"

@@ -1,4 +1,4 @@
-#include "Flowspec/status/HwRuleProgrammingStatus.h"
+#include "Flowspec/vocab/HwRuleProgrammingStatus.h"
 
 #include "tests/support/ExpectFailure.h"
 

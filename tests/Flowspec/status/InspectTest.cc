@@ -1,8 +1,8 @@
-#include "Vek/Inspect.h"
+#include "Vek/entity/Inspect.h"
 
 #include "Flowspec/status/Counter.h"
 #include "Flowspec/status/Status.h"
-#include "Vek/TypeRegistry.h"
+#include "Vek/types/TypeRegistry.h"
 #include "tests/support/ChangeRecorder.h"
 
 #include <gmock/gmock.h>

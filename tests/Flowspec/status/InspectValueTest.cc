@@ -2,8 +2,8 @@
 #include "Flowspec/status/IntfErrorKey.h"
 #include "Flowspec/status/UnsupportedQual.h"
 #include "Flowspec/vocab/FlowspecUtil.h"
-#include "Vek/Inspect.h"
-#include "Vek/TypeRegistry.h"
+#include "Vek/entity/Inspect.h"
+#include "Vek/types/TypeRegistry.h"
 
 #include <gtest/gtest.h>
 

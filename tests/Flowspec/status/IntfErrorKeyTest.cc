@@ -1,8 +1,8 @@
 #include "Flowspec/status/IntfErrorKey.h"
 
-#include "Vek/HashMap.h"
-#include "Vek/RecordText.h"
-#include "Vek/TypeRegistry.h"
+#include "Vek/collections/HashMap.h"
+#include "Vek/types/RecordText.h"
+#include "Vek/types/TypeRegistry.h"
 #include "tests/support/ExpectFailure.h"
 
 #include <set>

@@ -1,6 +1,6 @@
 #include "agents/configd/FileWatch.h"
 
-#include "tests/agents/lib/LoopTimer.h"
+#include "tests/agents/daemon/LoopTimer.h"
 #include "tests/support/Folder.h"
 
 #include <filesystem>

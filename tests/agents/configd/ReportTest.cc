@@ -1,6 +1,6 @@
 #include "agents/configd/Report.h"
 
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

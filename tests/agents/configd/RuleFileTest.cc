@@ -1,11 +1,11 @@
 #include "agents/configd/RuleFile.h"
 
+#include "forms/KeyJson.h"
+#include "forms/LineReader.h"
 #include "tests/agents/configd/PrintRuleError.h"
 #include "tests/agents/configd/RuleLines.h"
 #include "tests/support/KeyGenerator.h"
 #include "tests/tools/flowspecctl/Run.h"
-#include "tools/lib/KeyJson.h"
-#include "tools/lib/LineReader.h"
 
 #include <set>
 

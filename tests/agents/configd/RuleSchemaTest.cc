@@ -1,8 +1,8 @@
 #include "Flowspec/vocab/FlowspecUtil.h"
+#include "forms/KeyJson.h"
 #include "tests/agents/configd/RuleLines.h"
 #include "tests/support/RandomAction.h"
 #include "tests/tools/flowspecctl/Run.h"
-#include "tools/lib/KeyJson.h"
 
 #include <gtest/gtest.h>
 

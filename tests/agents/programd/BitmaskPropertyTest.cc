@@ -1,7 +1,7 @@
 #include "agents/configd/Filing.h"
 #include "agents/programd/SoftwareTcam.h"
 
-#include "tests/agents/match/PacketBytes.h"
+#include "tests/support/PacketBytes.h"
 #include "tests/support/Sanitized.h"
 
 #include <array>

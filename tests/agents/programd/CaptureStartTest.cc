@@ -1,6 +1,6 @@
 #include "agents/programd/CaptureStart.h"
 
-#include "tests/agents/lib/LoopTimer.h"
+#include "tests/agents/daemon/LoopTimer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "Flowspec/FlowspecDalb.h"
-#include "tests/agents/match/PacketBytes.h"
 #include "tests/agents/statedbd/Database.h"
+#include "tests/support/PacketBytes.h"
 
 #include <gmock/gmock.h>
 

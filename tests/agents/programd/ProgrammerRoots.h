@@ -2,8 +2,8 @@
 
 #include "agents/programd/Programmer.h"
 #include "agents/programd/SoftwareTcam.h"
-#include "tests/agents/match/PacketBytes.h"
 #include "tests/agents/programd/TestRules.h"
+#include "tests/support/PacketBytes.h"
 
 namespace TestSupport {
 

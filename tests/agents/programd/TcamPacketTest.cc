@@ -1,7 +1,7 @@
 #include "agents/programd/SoftwareTcam.h"
 
-#include "tests/agents/match/PacketBytes.h"
 #include "tests/agents/programd/TestRules.h"
+#include "tests/support/PacketBytes.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Flowspec/FlowspecDalb.h"
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
 
 namespace TestSupport {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Vek/log/Mount.h"
+#include "Vek/mount/Mount.h"
 #include "tests/support/Folder.h"
 #include "tests/support/Process.h"
 

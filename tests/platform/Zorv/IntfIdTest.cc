@@ -1,6 +1,6 @@
 #include "Zorv/IntfId.h"
 
-#include "Vek/Exceptions.h"
+#include "Vek/text/Exceptions.h"
 
 #include <iomanip>
 #include <random>

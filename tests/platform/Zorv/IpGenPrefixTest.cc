@@ -1,6 +1,6 @@
 #include "Zorv/IpGenPrefix.h"
 
-#include "Vek/Exceptions.h"
+#include "Vek/text/Exceptions.h"
 
 #include "tests/support/AllocationCounter.h"
 

@@ -1,7 +1,7 @@
-#include "Vek/Directory.h"
-#include "Vek/Inspect.h"
-#include "Vek/TypeRegistry.h"
-#include "Vek/ValueBuffer.h"
+#include "Vek/entity/Directory.h"
+#include "Vek/entity/Inspect.h"
+#include "Vek/types/TypeRegistry.h"
+#include "Vek/types/ValueBuffer.h"
 
 #include <dlfcn.h>
 

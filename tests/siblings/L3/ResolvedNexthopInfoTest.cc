@@ -1,6 +1,6 @@
 #include "L3/ResolvedNexthopInfo.h"
 
-#include "Vek/Exceptions.h"
+#include "Vek/text/Exceptions.h"
 #include "tests/support/AllocationCounter.h"
 
 #include <iomanip>

@@ -1,6 +1,6 @@
 #include "SrTePolicy/PolicyKey.h"
 
-#include "Vek/Exceptions.h"
+#include "Vek/text/Exceptions.h"
 
 #include <iomanip>
 #include <random>

@@ -1,7 +1,7 @@
-#include "Vek/LogWriter.h"
-#include "Vek/Text.h"
+#include "Vek/codec/LogWriter.h"
 #include "Vek/log/Message.h"
 #include "Vek/log/Record.h"
+#include "Vek/text/Text.h"
 #include "tests/support/ExampleLog.h"
 #include "tests/tools/flowspecctl/Run.h"
 

@@ -1,6 +1,6 @@
 #include "tests/tools/flowspecctl/Run.h"
 
-#include "tools/lib/KeyForms.h"
+#include "forms/KeyForms.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -1,4 +1,4 @@
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
 #include "tests/tools/flowspecctl/Run.h"
 
 #include <gtest/gtest.h>

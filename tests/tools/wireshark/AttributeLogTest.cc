@@ -1,4 +1,4 @@
-#include "Vek/LogWriter.h"
+#include "Vek/codec/LogWriter.h"
 #include "Vek/log/Message.h"
 #include "tests/tools/flowspecctl/Run.h"
 

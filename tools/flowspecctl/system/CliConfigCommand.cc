@@ -1,4 +1,4 @@
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
 #include "tools/flowspecctl/Options.h"
 #include "tools/flowspecctl/system/CliConfigWriter.h"
 

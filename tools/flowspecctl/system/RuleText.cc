@@ -1,8 +1,9 @@
 #include "tools/flowspecctl/system/RuleText.h"
 
-#include "Vek/Text.h"
-#include "tools/lib/KeyJson.h"
-#include "tools/lib/Terminal.h"
+#include "Vek/text/Text.h"
+#include "forms/KeyJson.h"
+#include "forms/Printable.h"
+#include "tools/terminal/Terminal.h"
 
 #include <algorithm>
 #include <ctime>

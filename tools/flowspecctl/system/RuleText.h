@@ -1,7 +1,7 @@
 #pragma once
 
 #include "tools/flowspecctl/system/SystemOptions.h"
-#include "tools/lib/Table.h"
+#include "tools/terminal/Table.h"
 
 namespace Flowspec::Tools {
 

@@ -1,8 +1,9 @@
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
+#include "forms/Printable.h"
 #include "tools/flowspecctl/system/SystemOptions.h"
-#include "tools/lib/StateRoots.h"
-#include "tools/lib/Table.h"
-#include "tools/lib/Terminal.h"
+#include "tools/state/StateRoots.h"
+#include "tools/terminal/Table.h"
+#include "tools/terminal/Terminal.h"
 
 #include <map>
 

@@ -1,12 +1,12 @@
-#include "Vek/Exceptions.h"
-#include "Vek/Printable.h"
-#include "Vek/Text.h"
-#include "Vek/log/Endpoint.h"
-#include "Vek/log/Greeting.h"
 #include "Vek/log/Transport.h"
+#include "Vek/mount/Endpoint.h"
+#include "Vek/mount/Greeting.h"
+#include "Vek/text/Exceptions.h"
+#include "Vek/text/Printable.h"
+#include "Vek/text/Text.h"
 #include "tools/flowspecctl/system/SystemOptions.h"
-#include "tools/lib/Table.h"
-#include "tools/lib/Terminal.h"
+#include "tools/terminal/Table.h"
+#include "tools/terminal/Terminal.h"
 
 #include <algorithm>
 #include <array>

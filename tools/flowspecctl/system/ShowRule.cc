@@ -1,12 +1,12 @@
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
+#include "forms/ActionJson.h"
+#include "forms/Diagnostics.h"
+#include "forms/MatchSetText.h"
+#include "forms/Printable.h"
 #include "tools/flowspecctl/Options.h"
 #include "tools/flowspecctl/RuleWriter.h"
 #include "tools/flowspecctl/system/RuleText.h"
-#include "tools/lib/ActionJson.h"
-#include "tools/lib/Diagnostics.h"
-#include "tools/lib/MatchSetText.h"
-#include "tools/lib/StateRoots.h"
-#include "tools/lib/Terminal.h"
+#include "tools/state/StateRoots.h"
 
 #include <set>
 

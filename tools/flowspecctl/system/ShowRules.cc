@@ -1,11 +1,11 @@
-#include "Vek/Text.h"
+#include "Vek/text/Text.h"
+#include "forms/ActionJson.h"
+#include "forms/KeyJson.h"
+#include "forms/Printable.h"
 #include "tools/flowspecctl/Options.h"
 #include "tools/flowspecctl/system/CliConfigWriter.h"
 #include "tools/flowspecctl/system/RuleText.h"
-#include "tools/lib/ActionJson.h"
-#include "tools/lib/KeyJson.h"
-#include "tools/lib/StateRoots.h"
-#include "tools/lib/Terminal.h"
+#include "tools/state/StateRoots.h"
 
 #include <cmath>
 

@@ -2,7 +2,7 @@
 
 #include "Flowspec/FlowspecDalb.h"
 #include "tools/flowspecctl/Commands.h"
-#include "tools/lib/StateRoots.h"
+#include "tools/state/StateRoots.h"
 
 #include <vector>
 

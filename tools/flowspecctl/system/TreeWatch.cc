@@ -1,9 +1,9 @@
 #include "tools/flowspecctl/system/TreeWatch.h"
 
 #include "Flowspec/key/FlowspecKey.h"
-#include "Vek/Text.h"
-#include "tools/lib/Terminal.h"
-#include "tools/lib/ValueText.h"
+#include "Vek/text/Text.h"
+#include "forms/Printable.h"
+#include "tools/state/ValueText.h"
 
 #include <chrono>
 #include <ctime>

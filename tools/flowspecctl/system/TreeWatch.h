@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Vek/Entity.h"
+#include "Vek/entity/Entity.h"
 #include "Vek/log/StreamType.h"
 
 #include <unordered_map>

@@ -1,8 +1,8 @@
+#include "forms/Diagnostics.h"
 #include "tools/flowspecctl/Commands.h"
 #include "tools/flowspecctl/Options.h"
 #include "tools/flowspecctl/system/TreeWatch.h"
-#include "tools/lib/Diagnostics.h"
-#include "tools/lib/StateRoots.h"
+#include "tools/state/StateRoots.h"
 
 #include <map>
 #include <set>

@@ -1,7 +1,7 @@
 #include "Vek/log/Record.h"
 
-#include "Vek/Exceptions.h"
 #include "Vek/log/Message.h"
+#include "Vek/text/Exceptions.h"
 #include "tests/support/Hex.h"
 
 #include <random>

@@ -1,6 +1,6 @@
 #include "Vek/log/Transport.h"
 
-#include "Vek/Exceptions.h"
+#include "Vek/text/Exceptions.h"
 
 #include <fcntl.h>
 #include <numeric>

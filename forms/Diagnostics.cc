@@ -1,0 +1,42 @@
+#include "forms/Diagnostics.h"
+
+#include "Vek/text/Text.h"
+#include "forms/Printable.h"
+
+#include <cstdlib>
+
+#include <unistd.h>
+
+namespace Flowspec::Tools {
+
+namespace {
+
+void report( const Vek::String& place, std::string_view kind, std::string_view message ) {
+   const bool colour = mayColour( STDERR_FILENO );
+   const Vek::String text =
+      Vek::concat( place, ": ", std::string_view( colour ? "\x1b[1;31m" : "" ), kind,
+                   std::string_view( colour ? ":\x1b[0m " : ": " ), printable( message ), '\n' );
+   // Nothing is left to tell of a failure here; the exit status still does.
+   [[maybe_unused]] const ssize_t written = ::write( STDERR_FILENO, text.data(), text.size() );
+}
+
+} // namespace
+
+bool mayColour( int fd ) {
+   const char* const noColour = std::getenv( "NO_COLOR" );
+   return ::isatty( fd ) == 1 && !( noColour && *noColour );
+}
+
+void reportLine( std::string_view file, U64 line, std::string_view message ) {
+   report( Vek::concat( file, ':', line ), "error", message );
+}
+
+void warnLine( std::string_view file, U64 line, std::string_view message ) {
+   report( Vek::concat( file, ':', line ), "warning", message );
+}
+
+void reportFile( std::string_view file, std::string_view message ) {
+   report( Vek::String( file ), "error", message );
+}
+
+} // namespace Flowspec::Tools

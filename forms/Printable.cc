@@ -1,0 +1,36 @@
+#include "forms/Printable.h"
+
+#include "Vek/text/Text.h"
+
+namespace Flowspec::Tools {
+
+void appendPrintable( Vek::String& out, std::string_view text ) {
+   static constexpr char digits[] = "0123456789abcdef";
+   for ( const char c : text ) {
+      if ( c >= ' ' && c <= '~' ) {
+         out += c;
+      } else {
+         const auto byte = static_cast< unsigned char >( c );
+         out += "\\x";
+         out += digits[byte >> 4];
+         out += digits[byte & 15];
+      }
+   }
+}
+
+Vek::String printable( std::string_view text ) {
+   constexpr std::size_t longest = 1000;
+   constexpr std::size_t front = 600;
+   constexpr std::size_t back = 300;
+   Vek::String out;
+   if ( text.size() <= longest ) {
+      appendPrintable( out, text );
+      return out;
+   }
+   appendPrintable( out, text.substr( 0, front ) );
+   out += Vek::concat( " ... (", text.size() - front - back, " bytes) ... " );
+   appendPrintable( out, text.substr( text.size() - back ) );
+   return out;
+}
+
+} // namespace Flowspec::Tools
