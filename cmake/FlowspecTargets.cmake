@@ -21,6 +21,16 @@ else()
    set( FLOWSPEC_INSTRUMENTED OFF )
 endif()
 
+# Takes from the list `headers` of the caller those that are the libraries' own business: they are
+# neither installed nor documented, and what they declare is not exported.
+file( STRINGS ${PROJECT_SOURCE_DIR}/cmake/privateHeaders.txt FLOWSPEC_PRIVATE_HEADERS )
+set_property( DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY
+   CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/privateHeaders.txt )
+list( TRANSFORM FLOWSPEC_PRIVATE_HEADERS PREPEND ${PROJECT_SOURCE_DIR}/ )
+macro( flowspec_keep_public headers )
+   list( REMOVE_ITEM ${headers} ${FLOWSPEC_PRIVATE_HEADERS} )
+endmacro()
+
 function( flowspec_warnings target )
    target_compile_options( ${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion )
 endfunction()

@@ -44,6 +44,19 @@ LD_LIBRARY_PATH=$prefix/$libraries check wireExpected.txt "$work/wireConsumer"
 buildByPkgConfig FlowspecMatch matchConsumer
 LD_LIBRARY_PATH=$prefix/$libraries check matchExpected.txt "$work/matchConsumer"
 
+# No private header is there. One program includes all others, keeps every function that is inline in
+# them, and is linked: what these call is exported.
+include=$prefix/include/FlowspecDalb
+find "$include" -name '*.h' -printf '#include "%P"\n' | sort >"$work/all.cc"
+grep -vxFf <( sed 's|^siblings/||; s|.*|#include "&"|' "$project/../../cmake/privateHeaders.txt" ) \
+   "$work/all.cc" | diff - "$work/all.cc"
+echo 'int main() {}' >>"$work/all.cc"
+keep=()
+"$compiler" --version | grep -q clang || keep=( -fkeep-inline-functions )
+read -ra flags < <( pkg-config --cflags --libs FlowspecMatch )
+"$compiler" -std=c++20 "${keep[@]}" "$work/all.cc" -o "$work/all" "${flags[@]}" \
+   "-Wl,-rpath-link,$prefix/$libraries"
+
 if [[ -e $build/tools/flowspecctl ]]; then
    echo '10.1.0.0/16;*;IP:=6;DP:=443;' >"$work/rules"
    printed=$( "$prefix/bin/flowspecctl" key --to cli "$work/rules" )
