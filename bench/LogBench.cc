@@ -1,5 +1,6 @@
 #include "Flowspec/FlowspecDalb.h"
 #include "Vek/log/Connection.h"
+#include "Vek/mount/FdTransport.h"
 #include "bench/log/Rivals.h"
 #include "bench/support/Measure.h"
 

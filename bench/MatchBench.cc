@@ -57,8 +57,8 @@ Traffic makeTraffic( const std::vector< FlowspecKey >& keys ) {
    return traffic;
 }
 
-std::vector< Match::Rule > rulesOf( const std::vector< FlowspecKey >& keys ) {
-   std::vector< Match::Rule > rules;
+std::vector< Match::Candidate > rulesOf( const std::vector< FlowspecKey >& keys ) {
+   std::vector< Match::Candidate > rules;
    for ( U32 i = 0; i < keys.size(); ++i ) {
       rules.push_back( { &keys[i], i, i } );
    }

@@ -33,7 +33,7 @@ std::vector< FlowspecKey > makeKeys() {
 }
 
 Match::Matcher makeMatcher( const std::vector< FlowspecKey >& keys ) {
-   std::vector< Match::Rule > rules;
+   std::vector< Match::Candidate > rules;
    for ( U32 i = 0; i < keys.size(); ++i ) {
       rules.push_back( { &keys[i], i, i } );
    }

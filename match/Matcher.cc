@@ -108,13 +108,13 @@ void addOnce( std::vector< T >& values, T value ) {
 
 } // namespace
 
-Matcher::Matcher( std::span< const Rule > rules ) {
-   std::vector< const Rule* > order( rules.size() );
+Matcher::Matcher( std::span< const Candidate > rules ) {
+   std::vector< const Candidate* > order( rules.size() );
    std::iota( order.begin(), order.end(), rules.data() );
-   std::ranges::stable_sort( order, {}, &Rule::priority );
+   std::ranges::stable_sort( order, {}, &Candidate::priority );
    Counts counts;
    std::vector< std::vector< Attribute > > attributes;
-   for ( const Rule* const rule : order ) {
+   for ( const Candidate* const rule : order ) {
       RuleMatch compiled( *rule->key );
       if ( compiled.valid() ) {
          attributes.push_back( attributesOf( compiled ) );

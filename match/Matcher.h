@@ -7,7 +7,7 @@
 namespace Match {
 
 /// One rule of a `Matcher`.
-struct Rule {
+struct Candidate {
    const Flowspec::FlowspecKey* key; ///< not null; read by the constructor only
    U64 priority;                     ///< the lowest wins; of equal ones the rule that stands first
    U32 id;                           ///< what the matcher answers with; anything
@@ -26,7 +26,7 @@ public:
    /// Answers whether the rule with an id may win: one bound to interface sets, for instance.
    using Accepts = std::function< bool( U32 id ) >;
 
-   explicit Matcher( std::span< const Rule > rules );
+   explicit Matcher( std::span< const Candidate > rules );
 
    /// The id of the first rule by priority that matches; nothing when none does.
    std::optional< U32 > match( const Packet& packet ) const;

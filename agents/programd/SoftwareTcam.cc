@@ -233,7 +233,7 @@ SoftwareTcam::Table& SoftwareTcam::tableOf( Vrf::VrfIdMap::VrfId vrf ) {
    std::unique_ptr< Table >& table = tables_[vrf];
    if ( !table ) {
       std::vector< Rules::value_type* > inForce;
-      std::vector< Match::Rule > ordered;
+      std::vector< Match::Candidate > ordered;
       FlowspecKey first; // without a family, before the rules of any
       first.vrfIdIs( vrf );
       for ( auto at = rules_.lower_bound( first ); at != rules_.end() && at->first.vrfId() == vrf;

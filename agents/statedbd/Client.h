@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Vek/log/Connection.h"
+#include "Vek/mount/FdTransport.h"
 #include "Vek/mount/Greeting.h"
 #include "agents/statedbd/StateDatabase.h"
 

@@ -30,9 +30,9 @@ Packet udpTo( U16 port ) {
 }
 
 /// Rules whose ids are their numbers from 100 on.
-std::vector< Rule > rulesOf( const std::vector< FlowspecKey >& keys,
-                             const std::vector< U64 >& priorities ) {
-   std::vector< Rule > rules;
+std::vector< Candidate > rulesOf( const std::vector< FlowspecKey >& keys,
+                                  const std::vector< U64 >& priorities ) {
+   std::vector< Candidate > rules;
    for ( std::size_t i = 0; i < keys.size(); ++i ) {
       rules.push_back( { &keys[i], priorities[i], static_cast< U32 >( 100 + i ) } );
    }

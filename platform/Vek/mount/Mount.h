@@ -2,6 +2,7 @@
 
 #include "Vek/log/Connection.h"
 #include "Vek/mount/Endpoint.h"
+#include "Vek/mount/FdTransport.h"
 
 #include <chrono>
 

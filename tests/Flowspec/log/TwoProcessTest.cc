@@ -1,4 +1,5 @@
 #include "Vek/log/Connection.h"
+#include "Vek/mount/FdTransport.h"
 #include "tests/support/Dump.h"
 #include "tests/support/LogStream.h"
 #include "tests/support/RandomTree.h"

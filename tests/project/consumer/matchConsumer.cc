@@ -17,7 +17,7 @@ int main() {
         Flowspec::readStrCli( "10.1.0.0/16;*;IP:=6;DP:=443;", false, narrow ) ) {
       return 1;
    }
-   const Match::Rule rules[] = { { &wide, 2, 100 }, { &narrow, 1, 200 } };
+   const Match::Candidate rules[] = { { &wide, 2, 100 }, { &narrow, 1, 200 } };
    const Match::Matcher matcher( rules );
    const auto packet = Match::parsePacket( octets );
    const auto winner = packet ? matcher.match( *packet ) : std::nullopt;

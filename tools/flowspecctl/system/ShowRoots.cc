@@ -1,5 +1,5 @@
-#include "Vek/log/Transport.h"
 #include "Vek/mount/Endpoint.h"
+#include "Vek/mount/FdTransport.h"
 #include "Vek/mount/Greeting.h"
 #include "Vek/text/Exceptions.h"
 #include "Vek/text/Printable.h"

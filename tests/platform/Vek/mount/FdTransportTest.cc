@@ -1,4 +1,4 @@
-#include "Vek/log/Transport.h"
+#include "Vek/mount/FdTransport.h"
 
 #include "Vek/text/Exceptions.h"
 
