@@ -92,6 +92,24 @@ TEST( CutPacket, ACutOffChainLeavesProtocolAndFragmentAbsent ) {
    EXPECT_EQ( cut( bytes.size() ).destPort, 443 );
 }
 
+TEST( CutPacket, AFieldIsThereOnceItsLastOctetIs ) {
+   const auto tcp = packetBytes( withPayload( {}, 6, tcpBytes( 80, 443, 0x812 ) ) );
+   const auto icmp = packetBytes( withPayload( {}, 1, icmpBytes( 8, 1 ) ) );
+   const auto cut = []( const std::vector< U8 >& bytes, std::size_t transport ) {
+      return parsePacket( std::span( bytes ).first( 20 + transport ) ).value();
+   };
+   EXPECT_EQ( cut( tcp, 1 ).srcPort, std::nullopt );
+   EXPECT_EQ( cut( tcp, 2 ).srcPort, 80 );
+   EXPECT_EQ( cut( tcp, 3 ).destPort, std::nullopt );
+   EXPECT_EQ( cut( tcp, 4 ).destPort, 443 );
+   EXPECT_EQ( cut( tcp, 13 ).tcpFlags, std::nullopt );
+   EXPECT_EQ( cut( tcp, 14 ).tcpFlags, 0x812 );
+   EXPECT_EQ( cut( icmp, 0 ).icmpType, std::nullopt );
+   EXPECT_EQ( cut( icmp, 1 ).icmpType, 8 );
+   EXPECT_EQ( cut( icmp, 1 ).icmpCode, std::nullopt );
+   EXPECT_EQ( cut( icmp, 2 ).icmpCode, 1 );
+}
+
 // A field that was there stays as it is when more of the packet is captured.
 template < typename T >
 void expectGrows( const std::optional< T >& before, const std::optional< T >& after ) {

@@ -3,6 +3,8 @@
 
 #include <set>
 
+#include <sys/syscall.h>
+
 namespace Flowspec {
 namespace {
 
@@ -167,6 +169,30 @@ TEST( Roots, ReadersThatWaitForThemAreBounded ) {
    readers.erase( readers.begin() );
    ASSERT_TRUE( untilListIs( database, "b\t.*" ) );
    EXPECT_EQ( answer( "c" ), "ok" );
+}
+
+TEST( Roots, ReadersOfOneUserThatWaitLeaveRoomForThoseOfAnother ) {
+   if ( ::geteuid() != 0 ) {
+      GTEST_SKIP() << "only root can be two users";
+   }
+   const LocalDatabase database( { .maxWaiting = 100, .maxWaitingOfUser = 1 } );
+   const std::filesystem::path socket = database.endpoint().text();
+   std::filesystem::permissions( socket, std::filesystem::perms::all );
+   std::filesystem::permissions( socket.parent_path(), std::filesystem::perms::all );
+   const Stranger mine( database.endpoint() );
+   mine.send( "mount/1 read r a\n" );
+   EXPECT_EQ( mine.line(), "ok" );
+   // The call changes this thread alone.
+   constexpr int nobody = 65534;
+   ASSERT_EQ( ::syscall( SYS_setresuid, -1, nobody, -1 ), 0 );
+   const auto theirs = std::make_unique< Stranger >( database.endpoint() );
+   ASSERT_EQ( ::syscall( SYS_setresuid, -1, 0, -1 ), 0 );
+   theirs->send( "mount/1 read r b\n" );
+   EXPECT_EQ( theirs->line(), "ok" );
+   const Stranger another( database.endpoint() );
+   another.send( "mount/1 read r c\n" );
+   EXPECT_EQ( another.line(), "refused nobody has written this root, and 1 readers of this user, 2 "
+                              "in all, wait for such roots" );
 }
 
 TEST( Roots, ReadersThatWaitForThemAreBoundedInAll ) {
