@@ -168,5 +168,20 @@ TEST( Module, SaysWhatItMissesAndCreatesNothingUntilItIsLoaded ) {
    EXPECT_NE( Vek::TypeRegistry::module( "FlowspecPolicy" ), nullptr );
 }
 
+TEST( Module, ThatMissesOneTypeCreatesNothingEither ) {
+   Vek::TypeInfo root = Config::type();
+   root.name = "Single::Root";
+   const Vek::TypeInfo* const types[] = { &root };
+   static constexpr std::string_view needs[] = { "Zorv", "Single::Missing" };
+   Vek::Module module{ "Single", types, needs };
+   module.loaded();
+   Vek::Directory directory;
+   EXPECT_THAT(
+      [&] { directory.create( "Single::Root", "x" ); },
+      raisesRange( "Vek::Directory: Single needs Single::Missing, which is not loaded" ) );
+   EXPECT_THAT( directory.names(), IsEmpty() );
+   module.unloaded();
+}
+
 } // namespace
 } // namespace Flowspec

@@ -59,6 +59,44 @@ TEST( Observers, MayEndAnyObservationWhileCalled ) {
    EXPECT_EQ( last.observation().entity(), rule.get() );
 }
 
+// One that is next in a delivery, and in the delivery around it.
+TEST( Observers, MayEndObservationsWhileDeliveriesNest ) {
+   const auto rule = ruleConfigFactory( keyOf( 1 ) );
+   Reaction last( *rule, []( const Vek::Change& ) {} );
+   Reaction skipped( *rule, []( const Vek::Change& ) {} );
+   Reaction ending( *rule, [&]( const Vek::Change& ) { skipped.observation().end(); } );
+   Reaction alsoSkipped( *rule, []( const Vek::Change& ) {} );
+   Reaction nesting( *rule, [&]( const Vek::Change& ) {
+      if ( rule->ruleId() == 1 ) {
+         rule->ruleIdIs( 2 );
+         alsoSkipped.observation().end();
+      }
+   } );
+   rule->ruleIdIs( 1 );
+   EXPECT_EQ( nesting.calls(), 2U );
+   EXPECT_EQ( alsoSkipped.calls(), 1U );
+   EXPECT_EQ( ending.calls(), 2U );
+   EXPECT_EQ( skipped.calls(), 0U );
+   EXPECT_EQ( last.calls(), 2U );
+}
+
+TEST( Observers, EndInAnyOrder ) {
+   const auto rule = ruleConfigFactory( keyOf( 1 ) );
+   Reaction first( *rule, []( const Vek::Change& ) {} );
+   Reaction second( *rule, []( const Vek::Change& ) {} );
+   Reaction third( *rule, []( const Vek::Change& ) {} );
+   second.observation().end();
+   rule->ruleIdIs( 1 );
+   first.observation().end();
+   rule->ruleIdIs( 2 );
+   EXPECT_EQ( first.calls(), 1U );
+   EXPECT_EQ( second.calls(), 0U );
+   EXPECT_EQ( third.calls(), 2U );
+   third.observation().end();
+   rule->ruleIdIs( 3 );
+   EXPECT_EQ( third.calls(), 2U );
+}
+
 TEST( Observers, ThatBeginWhileCalledAreToldOfTheNextChange ) {
    const auto rule = ruleConfigFactory( keyOf( 1 ) );
    std::vector< std::unique_ptr< Reaction > > begun;
@@ -106,6 +144,20 @@ TEST( Observers, MovedObservationsGoOn ) {
    rule->ruleIdIs( 3 );
    EXPECT_EQ( last.calls(), 2U );
    EXPECT_EQ( moving.calls(), 3U );
+}
+
+// With others before it and after it.
+TEST( Observers, MovedObservationsGoOnWithTheOneAfterThem ) {
+   const auto rule = ruleConfigFactory( keyOf( 1 ) );
+   Reaction last( *rule, []( const Vek::Change& ) {} );
+   Reaction middle( *rule, []( const Vek::Change& ) {} );
+   Vek::Observation moved;
+   Reaction moving( *rule,
+                    [&]( const Vek::Change& ) { moved = std::move( middle.observation() ); } );
+   rule->ruleIdIs( 1 );
+   EXPECT_EQ( middle.calls(), 1U );
+   EXPECT_EQ( last.calls(), 1U );
+   EXPECT_EQ( moved.entity(), rule.get() );
 }
 
 TEST( Observers, EndWithTheEntity ) {
@@ -178,6 +230,16 @@ void expectEndsByItsObserver( Vek::Ptr< T > entity, void ( *change )( T& ) ) {
    EXPECT_GT( observer.calls(), 0U );
    EXPECT_EQ( observer.observation().entity(), nullptr );
    EXPECT_EQ( Vek::TypeRegistry::liveInstances( T::type() ), live - 1 );
+}
+
+TEST( Observers, AreToldAfterOneThatDropsTheEntity ) {
+   auto rule = ruleConfigFactory( keyOf( 1 ) );
+   RuleConfig& held = *rule;
+   Reaction last( held, [&]( const Vek::Change& ) { EXPECT_EQ( held.ruleId(), 5U ); } );
+   Reaction dropping( held, [&]( const Vek::Change& ) { rule = nullptr; } );
+   held.ruleIdIs( 5 );
+   EXPECT_EQ( last.calls(), 1U );
+   EXPECT_EQ( last.observation().entity(), nullptr );
 }
 
 TEST( Observers, MayDropTheEntityThatPublishes ) {
