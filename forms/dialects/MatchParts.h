@@ -49,9 +49,11 @@ private:
 U32 nlriLength( const Rule& rule );
 
 /// Calls `write` with a rule, and where that throws `Inexpressible` with the canonical form of its
-/// match, when it has one. Of two reasons the first is thrown.
+/// match, when it has one. Of two reasons the first is thrown. What no NLRI holds is no rule: a key
+/// without a component never becomes one that matches everything.
 template < typename Write >
 void writeEquivalent( const Rule& rule, Vek::String& out, Write write ) {
+   nlriLength( rule );
    const std::size_t size = out.size();
    try {
       write( rule );
