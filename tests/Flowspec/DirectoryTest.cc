@@ -168,6 +168,21 @@ TEST( Module, SaysWhatItMissesAndCreatesNothingUntilItIsLoaded ) {
    EXPECT_NE( Vek::TypeRegistry::module( "FlowspecPolicy" ), nullptr );
 }
 
+TEST( Module, ThatGoesLeavesThoseThatCameAfterIt ) {
+   Sample sample;
+   sample.module.loaded();
+   sample.other.loaded();
+   sample.module.unloaded();
+   EXPECT_EQ( Vek::TypeRegistry::module( "Sample" ), nullptr );
+   EXPECT_EQ( Vek::TypeRegistry::module( "SampleOther" ), &sample.other );
+   EXPECT_EQ( Vek::TypeRegistry::find( "Sample::Missing" ), &sample.missing );
+   EXPECT_EQ( Vek::TypeRegistry::modules().back(), &sample.other );
+   // One that comes again is the last.
+   sample.module.loaded();
+   EXPECT_EQ( Vek::TypeRegistry::modules().back(), &sample.module );
+   EXPECT_EQ( Vek::TypeRegistry::module( "SampleOther" ), &sample.other );
+}
+
 TEST( Module, ThatMissesOneTypeCreatesNothingEither ) {
    Vek::TypeInfo root = Config::type();
    root.name = "Single::Root";
