@@ -9,10 +9,10 @@ namespace {
 constexpr U16 endOfWords = MatchOpValIndex::max();
 constexpr std::size_t wordSize = 6;
 
-// Why a key that was received could not be walked or printed; empty when it can.
+// Why a key with words that was received could not be walked or printed; empty when it can.
 std::string_view flaw( const FlowspecKey& key ) {
    const std::span< const U64 > words = key.matchOpVal().packed();
-   const bool dense = words.empty() || words.back() >> 32 == words.size() - 1;
+   const bool dense = words.back() >> 32 == words.size() - 1;
    for ( U32 index = 0; index < words.size(); ++index ) {
       const MatchOpVal word =
          dense ? MatchOpVal( static_cast< U32 >( words[index] ) ) : key.matchOpVal( index );

@@ -318,5 +318,12 @@ TEST( ValueText, WhatIsNoValueHasNoText ) {
    }
 }
 
+TEST( ValueText, AFamilyOfAWrongText ) {
+   auto family = Zorv::AddressFamily::ipv6;
+   EXPECT_THAT( [&] { Vek::strepToValue( "ipx", &family ); },
+                raisesRange( "Zorv::AddressFamily: 'ipx' is not a family" ) );
+   EXPECT_EQ( family, Zorv::AddressFamily::ipv6 );
+}
+
 } // namespace
 } // namespace Flowspec

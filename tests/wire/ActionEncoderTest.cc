@@ -203,5 +203,18 @@ TEST( ActionEncoder, ActionsComeBack ) {
    EXPECT_GT( written, 15'000U );
 }
 
+TEST( ActionEncoder, AnActionThatSaysNothingHasNoCommunity ) {
+   RuleAction action;
+   action.fields.trafficActionIs( true );
+   EXPECT_EQ( encoded( action ), "" );
+}
+
+TEST( ActionEncoder, WhatCannotBeEncodedIsToldBeforeInterfaceSets ) {
+   const RuleAction unknown = redirectTo( TrafficRedirectType::vrf, 4711, "", 0, false );
+   const std::string refusal = encoded( unknown );
+   EXPECT_NE( refusal, "" );
+   EXPECT_EQ( encoded( unknown, { 3, 17 } ), refusal );
+}
+
 } // namespace
 } // namespace Wire

@@ -197,5 +197,32 @@ TEST( FlagFunction, ItsConjunctionsCoverItAndNothingElse ) {
    }
 }
 
+// Those that no NLRI has: a family that is none, prefixes of the other one, prefixes as words.
+TEST( Canonical, KeysThatAreNoRulesAreToldApart ) {
+   const auto prefix = []( std::string_view text ) {
+      return Zorv::IpGenPrefix::fromText( text ).value();
+   };
+   FlowspecKey none;
+   FlowspecKey destination;
+   destination.addressFamilyIs( AddressFamily::ipv4 );
+   destination.destPrefixIs( prefix( "2001:db8::/32" ) );
+   FlowspecKey source;
+   source.addressFamilyIs( AddressFamily::ipv6 );
+   source.srcPrefixIs( prefix( "10.0.0.0/8" ) );
+   FlowspecKey word;
+   word.addressFamilyIs( AddressFamily::ipv4 );
+   word.setOpVal( 0, srcPrefix, 0x81, 1 );
+   for ( const FlowspecKey& key : { none, destination, source, word } ) {
+      EXPECT_EQ( CanonicalRule( key ).nothing(), MatchCompType::invalid ) << key;
+   }
+}
+
+TEST( Canonical, OnlyARuleForAllPacketsGetsAPrefixOfLengthZero ) {
+   EXPECT_EQ( canonical( "10.0.0.0/8;*;" ), "10.0.0.0/8;*;" );
+   EXPECT_EQ( canonical( "*;10.0.0.0/8;" ), "*;10.0.0.0/8;" );
+   EXPECT_EQ( canonical( "*;*;IP:=6;" ), "*;*;IP:=6;" );
+   EXPECT_EQ( canonical( "*;*;" ), "0.0.0.0/0;*;" );
+}
+
 } // namespace
 } // namespace Wire

@@ -173,6 +173,29 @@ TEST( NlriDecoder, FollowsBothLengthForms ) {
    }
 }
 
+TEST( NlriFormats, AreOfTwoFamiliesWithAndWithoutDistinguisher ) {
+   for ( unsigned afi = 0; afi <= 3; ++afi ) {
+      for ( unsigned safi = 132; safi <= 135; ++safi ) {
+         const auto format = NlriFormat::of( static_cast< U16 >( afi ), static_cast< U8 >( safi ) );
+         const bool exists = ( afi == 1 || afi == 2 ) && ( safi == 133 || safi == 134 );
+         ASSERT_EQ( format.has_value(), exists ) << afi << '/' << safi;
+         if ( exists ) {
+            EXPECT_EQ( static_cast< unsigned >( format->family ), afi );
+            EXPECT_EQ( format->vpn, safi == 134 );
+         }
+      }
+   }
+}
+
+TEST( NlriDecoder, ComponentsComeAfterTheDistinguisher ) {
+   const NlriFormat vpn = NlriFormat::of( 1, 134 ).value();
+   const std::vector< U8 > octets = TestSupport::bytesOf( "0B 0000FDE800000064 038106" );
+   Nlri nlri;
+   const auto rejection = decodeNlri( octets, vpn, nlri );
+   ASSERT_FALSE( rejection ) << rejection->message();
+   EXPECT_EQ( hexOf( nlri.components( vpn ) ), "038106" );
+}
+
 TEST( NlriDecoder, TakesNoMemoryForUpToEightWords ) {
    // Four remarks, and one rejected.
    const auto eight =

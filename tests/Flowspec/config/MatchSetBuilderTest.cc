@@ -255,6 +255,16 @@ Vek::String errorOf( const FlowspecKey& key ) {
    return error ? Vek::concat( stringValue( error->compType ), ": ", error->message ) : "none";
 }
 
+TEST( MatchSetBuilder, AComponentWithoutTermsIsAnError ) {
+   FlowspecKey key;
+   key.addressFamilyIs( Zorv::AddressFamily::ipv4 );
+   key.setOpVal( 0, srcPrefix, 0x81, 1 );
+   EXPECT_EQ( errorOf( key ), "srcPrefix: component type srcPrefix has no terms" );
+   // Also with others after it.
+   key.setOpVal( 1, ipProto, 0x81, 6 );
+   EXPECT_EQ( errorOf( key ), "srcPrefix: component type srcPrefix has no terms" );
+}
+
 // Alternatives that are joined by AND multiply; these make as many masks as are kept.
 TEST( MatchSetBuilder, AsManyMasksAsAreKept ) {
    constexpr U8 anySet = 0x50;

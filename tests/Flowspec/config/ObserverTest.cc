@@ -160,6 +160,20 @@ TEST( Observers, MovedObservationsGoOnWithTheOneAfterThem ) {
    EXPECT_EQ( moved.entity(), rule.get() );
 }
 
+TEST( Observers, MovedToThemselvesOrFarFromADeliveryGoOn ) {
+   const auto rule = ruleConfigFactory( keyOf( 1 ) );
+   Reaction last( *rule, []( const Vek::Change& ) {} );
+   Reaction middle( *rule, []( const Vek::Change& ) {} );
+   Vek::Observation moved;
+   Reaction moving( *rule, [&]( const Vek::Change& ) { moved = std::move( last.observation() ); } );
+   Vek::Observation& same = middle.observation();
+   middle.observation() = std::move( same );
+   rule->ruleIdIs( 1 );
+   EXPECT_EQ( middle.calls(), 1U );
+   EXPECT_EQ( last.calls(), 1U );
+   EXPECT_EQ( moved.entity(), rule.get() );
+}
+
 TEST( Observers, EndWithTheEntity ) {
    auto rule = ruleConfigFactory( keyOf( 1 ) );
    Reaction observer( *rule, []( const Vek::Change& ) {} );

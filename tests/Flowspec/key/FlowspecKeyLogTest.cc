@@ -152,6 +152,15 @@ TEST( FlowspecKeyLog, KeysWithHolesAreLookedAtAsTheyAreWalked ) {
               "byte 74: no component has the type of a word" );
 }
 
+// Of this process's own, where it does not matter.
+TEST( FlowspecKeyLog, TheOrderOfTrustedWordsIsNotLookedAt ) {
+   const std::string hex = head + "0007 03810006 0005 05910050 07FF 00000000";
+   EXPECT_EQ( refusal( hex ), "byte 68: the words are not in the order of their indices" );
+   const auto key = logValue< FlowspecKey >( bytesOf( hex ), Vek::LogReader::Trust::trusted );
+   EXPECT_EQ( key.matchOpVals(), 2U );
+   EXPECT_EQ( key.matchOpVal( 5 ).matchType(), destPort );
+}
+
 TEST( FlowspecKeyLog, AKeyOfAllWords ) {
    FlowspecKey key;
    for ( U32 index = 0; index < MatchOpValIndex::max(); ++index ) {

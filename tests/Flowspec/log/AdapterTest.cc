@@ -267,5 +267,21 @@ TEST_F( Adapter, FlowOutResumesAtTheFieldThatDidNotFit ) {
    EXPECT_EQ( adapter.handleAttrFlowOut( 0, waiting ), 0 );
 }
 
+TEST_F( Adapter, OnlyAttributesAreStreamedOnDemand ) {
+   EntityStreamAdapter* const adapter = EntityStreamAdapter::of( *status, source );
+   ASSERT_NE( adapter, nullptr );
+   // No field, a collection of values, and children.
+   for ( const U16 fieldId : { U16{ 1 }, U16{ 9999 }, U16{ 261 }, U16{ 262 } } ) {
+      EXPECT_FALSE( adapter->streamAdapterOnAttribute( fieldId ) ) << fieldId;
+   }
+   EXPECT_THAT( sent(), IsEmpty() );
+}
+
+TEST_F( Adapter, TheFirstReasonToFailStays ) {
+   source.fail( "one" );
+   source.fail( "two" );
+   EXPECT_EQ( sender.error(), "one" );
+}
+
 } // namespace
 } // namespace Flowspec

@@ -195,6 +195,7 @@ TEST( Encoding, ConfigurationValues ) {
                    "0000000000000003 00000003 00000003 726564" );
    expectEncoding( FlowspecIntfSetId(), "00 0000" );
    expectEncoding( FlowspecIntfSetId( 258 ), "01 0102" );
+   expectEncoding( FlowspecIntfSetId( 0 ), "01 0000" );
    FlowspecIntfInterfaceSetConfig sets( Zorv::IntfId( 9 ) );
    expectEncoding( sets, "0000000000000009 00000000" );
    sets.interfaceSetIs( FlowspecIntfSetId( 5 ) );

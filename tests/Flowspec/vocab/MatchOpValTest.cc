@@ -201,6 +201,8 @@ TEST( MatchOpValIndex, TextWithoutANumberRaisesTheRangeException ) {
                 raisesRange( "Flowspec::MatchOpValIndex: '' is not a number" ) );
    EXPECT_THAT( [] { indexOfText( "7x" ); },
                 raisesRange( "Flowspec::MatchOpValIndex: '7x' is not a number" ) );
+   EXPECT_THAT( [] { indexOfText( "05" ); },
+                raisesRange( "Flowspec::MatchOpValIndex: '05' is not a number" ) );
 }
 
 } // namespace

@@ -118,6 +118,22 @@ TEST( Slab, GivesEmptyPagesBackButForOne ) {
    EXPECT_EQ( slab.bytes(), 0U );
 }
 
+TEST( Slab, KeepsAPageThatIsInUse ) {
+   if ( Mell::slabsUseHeap ) {
+      GTEST_SKIP() << "each object is on the heap under this sanitizer";
+   }
+   Mell::Slab slab( 100, 4 );
+   slab.trim();
+   EXPECT_EQ( slab.bytes(), 0U );
+   void* const memory = slab.allocate();
+   const U64 page = slab.bytes();
+   slab.trim();
+   EXPECT_EQ( slab.bytes(), page );
+   slab.free( memory );
+   slab.trim();
+   EXPECT_EQ( slab.bytes(), 0U );
+}
+
 TEST( Slab, UsesAPageToItsEnd ) {
    if ( Mell::slabsUseHeap ) {
       GTEST_SKIP() << "each object is on the heap under this sanitizer";

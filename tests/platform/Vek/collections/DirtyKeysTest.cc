@@ -134,5 +134,22 @@ TEST( DirtyKeys, AgreeWithASet ) {
    }
 }
 
+// More than a few are gone, and fewer than are left.
+TEST( DirtyKeys, ThatAreErasedAmongManyAreSteppedOver ) {
+   Keys keys;
+   std::vector< U32 > left;
+   for ( U32 key = 0; key < 200; ++key ) {
+      keys.insert( &key );
+   }
+   for ( U32 key = 0; key < 200; ++key ) {
+      if ( key % 4 == 1 ) {
+         erase( keys, key );
+      } else {
+         left.push_back( key );
+      }
+   }
+   EXPECT_EQ( taken( keys ), left );
+}
+
 } // namespace
 } // namespace Vek

@@ -36,5 +36,10 @@ TEST( MessageHeader, TellsOfAtMost16MiB ) {
    EXPECT_THAT( [] { messageSize( maxPayload + 1 ); }, ThrowsMessage< StreamException >( reason ) );
 }
 
+TEST( MessageDeathTest, AsManyBytesAreWrittenAsWereReserved ) {
+   checkWritten( 16, 16 );
+   EXPECT_DEATH( checkWritten( 15, 16 ), "assertion \"written == size\" failed" );
+}
+
 } // namespace
 } // namespace Vek::log
