@@ -209,6 +209,7 @@ private:
    AddressFamily family_ = AddressFamily::none; // as the text says it before the match
    Zorv::IpGenAddr nextHop_;
    std::size_t actionAt_ = 0;
+   bool passedOver_ = false; // communities that say nothing
 };
 
 bool Reader::takeAction( std::size_t at, std::string_view action ) {
@@ -246,8 +247,11 @@ bool Reader::takeAction( std::size_t at, std::string_view action ) {
             text_.failExpecting( "a community" );
          }
       } );
-      remarks_.push_back( text_.faultAt(
-         at, Vek::concat( action, " is passed over: it is no part of the action" ) ) );
+      // Once: a remark costs the time to count lines.
+      if ( !std::exchange( passedOver_, true ) ) {
+         remarks_.push_back( text_.faultAt(
+            at, Vek::concat( action, " is passed over: it is no part of the action" ) ) );
+      }
    } else {
       return false;
    }

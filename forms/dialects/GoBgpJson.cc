@@ -93,6 +93,7 @@ private:
    Rule& rule_;
    std::vector< Fault >& remarks_;
    Wire::EncodedAction communities_;
+   bool passedOver_ = false;
 };
 
 void Reader::readMatch( const PlacedJson& nlri, const PlacedJson& attributes ) {
@@ -281,9 +282,12 @@ ExtendedCommunity Reader::octetsIn( U16 type, const PlacedJson& value ) {
    return community;
 }
 
+// Tells of the first: a remark costs the time to count lines.
 void Reader::passOver( const PlacedJson& community ) {
-   remarks_.push_back( text_.faultAt(
-      community.at(), "the community is passed over: it is no part of the action" ) );
+   if ( !std::exchange( passedOver_, true ) ) {
+      remarks_.push_back( text_.faultAt(
+         community.at(), "the community is passed over: it is no part of the action" ) );
+   }
 }
 
 class Writer {

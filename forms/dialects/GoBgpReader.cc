@@ -108,7 +108,8 @@ private:
    const FamilyName* familyName_ = nullptr;
    std::size_t familyAt_ = 0;
    std::size_t actionAt_ = 0;
-   U32 seen_ = 0; // component types, as bits
+   U32 seen_ = 0;            // component types, as bits
+   bool passedOver_ = false; // other attributes
 };
 
 bool isSection( std::string_view word ) {
@@ -362,8 +363,11 @@ bool Reader::takeAction( std::size_t at, std::string_view word ) {
       if ( text_.takeUntil( " \t\r\n'\"" ).empty() ) {
          text_.failExpecting( "a value" );
       }
-      remarks_.push_back(
-         text_.faultAt( at, Vek::concat( word, " is passed over: it is no part of the action" ) ) );
+      // Once: a remark costs the time to count lines.
+      if ( !std::exchange( passedOver_, true ) ) {
+         remarks_.push_back( text_.faultAt(
+            at, Vek::concat( word, " is passed over: it is no part of the action" ) ) );
+      }
    } else {
       return false;
    }

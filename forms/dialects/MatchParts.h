@@ -49,8 +49,8 @@ private:
 U32 nlriLength( const Rule& rule );
 
 /// Calls `write` with a rule, and where that throws `Inexpressible` with the canonical form of its
-/// match, when it has one. Of two reasons the first is thrown. What no NLRI holds is no rule: a key
-/// without a component never becomes one that matches everything.
+/// match, when it has one; prefixes stay. Of two reasons the first is thrown. What no NLRI holds is
+/// no rule: a key without a component never becomes one that matches everything.
 template < typename Write >
 void writeEquivalent( const Rule& rule, Vek::String& out, Write write ) {
    nlriLength( rule );
@@ -62,6 +62,10 @@ void writeEquivalent( const Rule& rule, Vek::String& out, Write write ) {
       Rule canonical = rule;
       if ( Wire::CanonicalRule( rule.key ).toKey( canonical.key ) ) {
          throw;
+      }
+      if ( !rule.key.destPrefix().empty() || !rule.key.srcPrefix().empty() ) {
+         canonical.key.destPrefixIs( rule.key.destPrefix() );
+         canonical.key.srcPrefixIs( rule.key.srcPrefix() );
       }
       out.resize( size );
       try {
