@@ -217,6 +217,20 @@ TEST_F( Peer, TransactionsOfOtherTypesAndEndsWithoutBeginningDoNothing ) {
    EXPECT_THAT( changes.take(), IsEmpty() );
 }
 
+// A value that knows its key, under another one.
+TEST_F( Peer, AValueUnderAnotherKeyThanItsOwnIsRefused ) {
+   const std::string value = TestSupport::hexOf(
+      TestSupport::logBytes( InterfaceEnableConfig( Zorv::IntfId( 3 ), IpVersion( 3 ), "red" ) ) );
+   stream.root( 3, "Flowspec::CliConfig", "cli" );
+   stream.member( 3, 258, "0000000000000003" + value );
+   EXPECT_EQ( refusal(), "" );
+   const auto& cli = static_cast< CliConfig& >( *directory.entity( "cli" ) );
+   EXPECT_EQ( cli.enabledIntf().size(), 1U );
+   stream.member( 3, 258, "0000000000000004" + value );
+   EXPECT_THAT( refusal(), testing::EndsWith( "the value has another key than its own" ) );
+   EXPECT_EQ( cli.enabledIntf().size(), 1U );
+}
+
 TEST_F( Peer, ATransactionThatBeginsAgainForgetsWhatWasReceivedBefore ) {
    for ( const U64 id : { 1U, 2U, 3U } ) {
       config().enabledIntfIs( Zorv::IntfId( id ) );
