@@ -3,8 +3,16 @@
 
 namespace Flowspec {
 
-// Every attribute that a dump lists stands in it by hand: a new row in one of these tables is to be
-// thought of here.
+// A dump lists the attributes by hand: whether it shows a new one is to be decided here.
+static_assert( Vek::listsRows< MatchComponent, 10 > );
+static_assert( Vek::listsRows< RuleConfig, 11 > );
+static_assert( Vek::listsRows< InfeasibleRule, 4 > );
+static_assert( Vek::listsRows< VrfRuleConfig, 4 > );
+static_assert( Vek::listsRows< Config, 6 > );
+static_assert( Vek::listsRows< RuleStatus, 11 > );
+static_assert( Vek::listsRows< VrfRuleStatus, 5 > );
+static_assert( Vek::listsRows< UnsupportedQual, 4 > );
+static_assert( Vek::listsRows< Status, 6 > );
 
 namespace {
 

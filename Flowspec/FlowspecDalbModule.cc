@@ -1,47 +1,14 @@
 #include "Flowspec/Modules.h"
-#include "Flowspec/types/Types.h"
+#include "Flowspec/config/CliConfig.h"
+#include "Flowspec/config/Config.h"
+#include "Flowspec/status/Counter.h"
+#include "Flowspec/status/Status.h"
+#include "Flowspec/vocab/FlowspecUtil.h"
+#include "Vek/types/ValueInfo.h"
 
 namespace Flowspec {
 
 namespace {
-
-constexpr const Vek::TypeInfo* types[] = {
-   &configInfo,
-   &cliConfigInfo,
-   &statusInfo,
-   &counterInfo,
-   &vrfRuleConfigInfo,
-   &ruleConfigInfo,
-   &infeasibleRuleInfo,
-   &vrfRuleStatusInfo,
-   &ruleStatusInfo,
-   &afIntfCollInfo,
-   &interfaceSetInfo,
-   &flowspecKeyInfo,
-   &matchOpValTypeInfo,
-   &matchOpValIndexInfo,
-   &matchOpValResultInfo,
-   &matchComponentInfo,
-   &numericalRangeInfo,
-   &ipBitMaskInfo,
-   &tcpBitMaskInfo,
-   &trafficActionInfo,
-   &trafficRedirectInfo,
-   &actionFieldSetInfo,
-   &intfSetIdInfo,
-   &intfInterfaceSetConfigInfo,
-   &interfaceEnableConfigInfo,
-   &intfErrorKeyInfo,
-   &unsupportedQualInfo,
-   &counterVersionInfo,
-   &matchCompTypeTypeInfo,
-   &hwRuleProgrammingStatusTypeInfo,
-   &ipVersionTypeInfo,
-   &trafficRedirectTypeTypeInfo,
-   &ipBitTypeInfo,
-   &tcpBitTypeInfo,
-   &flowspecUtilInfo,
-};
 
 constexpr std::string_view needs[] = {
    "Osk::DumpContext",
@@ -62,7 +29,16 @@ constexpr std::string_view needs[] = {
    "Zorv",
 };
 
-constinit Vek::Module module( "FlowspecDalb", types, needs );
+constinit Vek::Module module(
+   "FlowspecDalb",
+   Vek::types< Config, CliConfig, Status, Counter, VrfRuleConfig, RuleConfig, InfeasibleRule,
+               VrfRuleStatus, RuleStatus, AfIntfColl, InterfaceSet, FlowspecKey, MatchOpVal,
+               MatchOpValIndex, MatchOpValResult, MatchComponent, NumericalRange, IpBitMask,
+               TcpBitMask, TrafficAction, TrafficRedirect, ActionFieldSet, FlowspecIntfSetId,
+               FlowspecIntfInterfaceSetConfig, InterfaceEnableConfig, IntfErrorKey, UnsupportedQual,
+               CounterVersion, MatchCompType, HwRuleProgrammingStatus, IpVersion,
+               TrafficRedirectType, IpBitMask::IpBit, TcpBitMask::TcpBit, FlowspecUtil >,
+   needs );
 
 const LibraryLoader loader( module );
 

@@ -1,19 +1,17 @@
 #include "Flowspec/Modules.h"
-#include "Flowspec/types/PolicyTypes.h"
+#include "Flowspec/policy/FlowspecPolicyConfig.h"
+#include "Vek/types/ValueInfo.h"
 
 namespace Flowspec {
 
 namespace {
 
-constexpr const Vek::TypeInfo* types[] = {
-   &policyConfigInfo,
-   &policyActionContainerInfo,
-   &redirectVrfRtActionInfo,
-};
-
 constexpr std::string_view needs[] = { "Osk::UniqueId", "Vek::String", "PolicyMap" };
 
-constinit Vek::Module module( "FlowspecPolicy", types, needs );
+constinit Vek::Module module(
+   "FlowspecPolicy",
+   Vek::types< FlowspecPolicyConfig, FlowspecPolicyActionContainer, FlowspecRedirectVrfRtAction >,
+   needs );
 
 const LibraryLoader loader( module );
 

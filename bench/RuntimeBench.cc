@@ -1,4 +1,5 @@
 #include "Flowspec/config/RuleConfig.h"
+#include "Vek/entity/EntityInfo.h"
 #include "bench/plain/PlainRule.h"
 #include "bench/support/Measure.h"
 #include "bench/support/Rules.h"
@@ -23,6 +24,7 @@ struct Content {
 // An entity, counted, with a parent and observers.
 class Item : public Vek::EntityOf< Item > {
 public:
+   static constexpr std::string_view typeName = "Bench::Item";
    static const Vek::TypeInfo& type();
 
    explicit Item( ByCreate by ) : EntityOf( by ) {}
@@ -33,12 +35,8 @@ protected:
 private:
    [[maybe_unused]] Content content_;
 };
-constexpr Vek::Field itemRows[] = {
-   Vek::derived< &Vek::Entity::parentReference >( 258, "owner" ),
-};
-constinit Mell::Slab itemSlab( sizeof( Item ), alignof( Item ) );
-constinit const Vek::TypeInfo itemInfo = Vek::entityInfo< Item >(
-   "Bench::Item", Vek::TypeKind::child, itemRows, itemSlab, &Vek::Entity::baseInfo );
+constexpr Vek::Rows itemRows{ Vek::derived< &Vek::Entity::parentReference >( 258, "owner" ) };
+constinit const Vek::TypeInfo itemInfo = Vek::entityInfo< Item, itemRows >( Vek::TypeKind::child );
 const Vek::TypeInfo& Item::type() { return itemInfo; }
 
 // As large, without what makes it an entity.

@@ -9,6 +9,11 @@
 
 namespace Flowspec::Tools {
 
+// The forms below list what an action is made of.
+static_assert( Vek::listsRows< ActionFieldSet, 8 > );
+static_assert( Vek::listsRows< TrafficAction, 2 > );
+static_assert( Vek::listsRows< TrafficRedirect, 5 > );
+
 namespace {
 
 using namespace JsonMembers;
@@ -236,6 +241,8 @@ Json actionJson( const RuleAction& action ) {
    }
    return json;
 }
+
+static_assert( Vek::listsRows< RuleConfig, 11 > );
 
 RuleAction actionOf( const RuleConfig& rule ) {
    RuleAction action;

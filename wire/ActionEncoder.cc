@@ -2,6 +2,7 @@
 
 #include "Flowspec/vocab/InterfaceSetId.h"
 #include "Osk/Endian.h"
+#include "Vek/types/TypeInfo.h"
 
 #include <algorithm>
 #include <bit>
@@ -129,6 +130,10 @@ Result Encoder::addRedirect( const TrafficRedirect& redirect ) {
    }
    return ActionRefusal::invalidAction; // a type of a later version
 }
+
+static_assert( Vek::listsRows< ActionFieldSet, 8 > );
+static_assert( Vek::listsRows< TrafficAction, 2 > );
+static_assert( Vek::listsRows< TrafficRedirect, 5 > );
 
 Result Encoder::encode( const RuleAction& action ) {
    const ActionFieldSet fields = action.fields;

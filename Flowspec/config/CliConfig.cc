@@ -1,13 +1,12 @@
 #include "Flowspec/config/CliConfig.h"
 
-#include "Flowspec/types/Types.h"
-#include "Vek/collections/DirtyKeys.h"
+#include "Vek/entity/EntityInfo.h"
 
 namespace Flowspec {
 
 struct CliConfig::Table {
    using T = CliConfig;
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::coll< &T::enabledIntf_, &T::enabledIntfIs, Vek::byKey( &T::enabledIntfDel ),
                  &InterfaceEnableConfig::intfId >( 258, "enabledIntf" ),
       Vek::attr< &T::counterUpdateRequestTime_, &T::counterUpdateRequestTimeIs >(
@@ -21,15 +20,11 @@ struct CliConfig::Table {
          262, "interfaceSetCountLimit" ),
       Vek::attr< &T::isConfigDriven_, &T::isConfigDrivenIs >( 263, "isConfigDriven" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
-   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+   static constexpr Vek::TypeInfo info =
+      Vek::entityInfo< T, rows, Vek::String >( Vek::TypeKind::root );
 };
 
-constinit const Vek::TypeInfo cliConfigInfo = Vek::entityInfo< CliConfig, Vek::String >(
-   "Flowspec::CliConfig", Vek::TypeKind::root, CliConfig::Table::rows, CliConfig::Table::slab,
-   &Vek::NamedEntity::baseInfo );
-
-const Vek::TypeInfo& CliConfig::type() { return cliConfigInfo; }
+const Vek::TypeInfo& CliConfig::type() { return Table::info; }
 
 InterfaceEnableConfig CliConfig::enabledIntf( Zorv::IntfId intf ) const {
    return memberAt( enabledIntf_, intf );

@@ -13,6 +13,8 @@ public:
    template < typename Value >
    using ByIntf = Vek::HashMap< Zorv::IntfId, Value >;
 
+   static constexpr std::string_view typeName = "Flowspec::CliConfig";
+   static constexpr std::size_t rowCount = 6;
    static const Vek::TypeInfo& type();
 
    CliConfig( ByCreate by, const Vek::String& name ) : EntityOf( by, name ) {}

@@ -1,32 +1,27 @@
 #include "Flowspec/config/Config.h"
 
-#include "Flowspec/types/Types.h"
-#include "Vek/collections/DirtyKeys.h"
+#include "Vek/entity/EntityInfo.h"
 
 namespace Flowspec {
 
 struct Config::Table {
    using T = Config;
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::coll< &T::enabledIntf_, &T::enabledIntfIs, Vek::byKey( &T::enabledIntfDel ) >(
          258, "enabledIntf" ),
       Vek::children< &T::vrfRuleConfig_, &T::vrfRuleConfigIs, Vek::byKey( &T::vrfRuleConfigDel ) >(
-         259, "vrfRuleConfig", "Flowspec::VrfRuleConfig" ),
+         259, "vrfRuleConfig" ),
       Vek::attr< &T::twoColorCounterEnabled_, &T::twoColorCounterEnabledIs >(
          260, "twoColorCounterEnabled" ),
       Vek::operation< &T::dumpState >( 261, "dumpState", "context", "indent" ),
       Vek::constant< &T::minInterfaceSetId >( 262, "minInterfaceSetId" ),
       Vek::constant< &T::maxInterfaceSetId >( 263, "maxInterfaceSetId" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
-   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+   static constexpr Vek::TypeInfo info =
+      Vek::entityInfo< T, rows, Vek::String >( Vek::TypeKind::root );
 };
 
-constinit const Vek::TypeInfo configInfo = Vek::entityInfo< Config, Vek::String >(
-   "Flowspec::Config", Vek::TypeKind::root, Config::Table::rows, Config::Table::slab,
-   &Vek::NamedEntity::baseInfo );
-
-const Vek::TypeInfo& Config::type() { return configInfo; }
+const Vek::TypeInfo& Config::type() { return Table::info; }
 
 void Config::enabledIntfIs( Zorv::IntfId intf ) {
    elementIs< Table, &Config::enabledIntf_ >( intf );

@@ -12,6 +12,8 @@ public:
    using Intfs = Vek::HashSet< Zorv::IntfId >;
    using VrfRuleConfigs = Vek::HashMap< Vrf::VrfIdMap::VrfId, Vek::Ptr< VrfRuleConfig > >;
 
+   static constexpr std::string_view typeName = "Flowspec::Config";
+   static constexpr std::size_t rowCount = 6;
    static const Vek::TypeInfo& type();
 
    /// The range of interface-set identifiers.

@@ -1,26 +1,22 @@
 #include "Flowspec/config/InfeasibleRule.h"
 
-#include "Flowspec/types/Types.h"
+#include "Vek/entity/EntityInfo.h"
 
 namespace Flowspec {
 
 struct InfeasibleRule::Table {
    using T = InfeasibleRule;
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::key< &T::ruleKey_ >( 258, "ruleKey" ),
       Vek::attr< &T::ruleId_, &T::ruleIdIs >( 259, "ruleId" ),
       Vek::attr< &T::matchCompType_, &T::matchCompTypeIs >( 260, "matchCompType" ),
       Vek::operation< &T::dumpState >( 261, "dumpState", "context", "indent" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
-   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+   static constexpr Vek::TypeInfo info =
+      Vek::entityInfo< T, rows, FlowspecKey >( Vek::TypeKind::child );
 };
 
-constinit const Vek::TypeInfo infeasibleRuleInfo = Vek::entityInfo< InfeasibleRule, FlowspecKey >(
-   "Flowspec::InfeasibleRule", Vek::TypeKind::child, InfeasibleRule::Table::rows,
-   InfeasibleRule::Table::slab, &Vek::Entity::baseInfo );
-
-const Vek::TypeInfo& InfeasibleRule::type() { return infeasibleRuleInfo; }
+const Vek::TypeInfo& InfeasibleRule::type() { return Table::info; }
 
 void InfeasibleRule::ruleIdIs( U64 ruleId ) { put< Table, &InfeasibleRule::ruleId_ >( ruleId ); }
 

@@ -10,6 +10,8 @@ namespace Flowspec {
 /// `VrfRuleConfig::infeasibleRuleIs`.
 class OSK_EXPORT InfeasibleRule : public Vek::EntityOf< InfeasibleRule > {
 public:
+   static constexpr std::string_view typeName = "Flowspec::InfeasibleRule";
+   static constexpr std::size_t rowCount = 4;
    static const Vek::TypeInfo& type();
 
    InfeasibleRule( ByCreate by, const FlowspecKey& ruleKey )

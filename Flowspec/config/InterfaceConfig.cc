@@ -1,48 +1,39 @@
 #include "Flowspec/config/InterfaceConfig.h"
 
-#include "Flowspec/types/Types.h"
 #include "Osk/Assert.h"
-#include "Vek/collections/DirtyKeys.h"
 #include "Vek/types/ValueInfo.h"
 
 namespace Flowspec {
 
 struct FlowspecIntfSetId::Table {
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::derived< &FlowspecIntfSetId::stringValue >( 2, "intfSetId" )
          .asAttribute( "optional U16" ),
    };
+   static constexpr Vek::TypeInfo info = Vek::valueInfo< FlowspecIntfSetId, rows >();
 };
 
 struct FlowspecIntfInterfaceSetConfig::Table {
    using T = FlowspecIntfInterfaceSetConfig;
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::key< &T::intfId_ >( 2, "intfId" ),
       Vek::coll< &T::interfaceSet_, &T::interfaceSetIs, Vek::byKey( &T::interfaceSetDel ) >(
          3, "interfaceSet" ),
       Vek::operation< &T::interfaceSetStrep >( 4, "interfaceSetStrep" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
+   static constexpr Vek::TypeInfo info = Vek::valueInfo< T, rows >();
 };
 
 struct InterfaceEnableConfig::Table {
    using T = InterfaceEnableConfig;
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::key< &T::intfId_ >( 2, "intfId" ),
       Vek::attr< &T::ipVersion_, &T::ipVersionIs >( 3, "ipVersion" ),
       Vek::attr< &T::sourceVrfOverride_, &T::sourceVrfOverrideIs >( 4, "sourceVrfOverride" ),
       Vek::operation< &T::isDefaults >( 5, "isDefaults" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
+   static constexpr Vek::TypeInfo info = Vek::valueInfo< T, rows >();
 };
-
-constinit const Vek::TypeInfo intfSetIdInfo =
-   Vek::valueInfo< FlowspecIntfSetId >( FlowspecIntfSetId::Table::rows );
-constinit const Vek::TypeInfo intfInterfaceSetConfigInfo =
-   Vek::valueInfo< FlowspecIntfInterfaceSetConfig >( FlowspecIntfInterfaceSetConfig::Table::rows );
-constinit const Vek::TypeInfo interfaceEnableConfigInfo =
-   Vek::valueInfo< InterfaceEnableConfig, InterfaceEnableConfig::Table::rows, Zorv::IntfId,
-                   IpVersion, Vek::String >();
 
 Vek::String FlowspecIntfSetId::stringValue() const {
    return intfSetId_ ? Vek::concat( *intfSetId_ ) : "";
@@ -103,7 +94,9 @@ Vek::String FlowspecIntfInterfaceSetConfig::toStrep() const {
    return Vek::concat( intfId_, ';', interfaceSetStrep() );
 }
 
-const Vek::TypeInfo& InterfaceEnableConfig::typeInfo() { return interfaceEnableConfigInfo; }
+const Vek::TypeInfo& FlowspecIntfSetId::typeInfo() { return Table::info; }
+const Vek::TypeInfo& FlowspecIntfInterfaceSetConfig::typeInfo() { return Table::info; }
+const Vek::TypeInfo& InterfaceEnableConfig::typeInfo() { return Table::info; }
 
 void logWrite( Vek::LogWriter& out, const FlowspecIntfSetId& id ) {
    out.boolean( id.intfSetId().has_value() );
@@ -116,8 +109,8 @@ void logRead( Vek::LogReader& in, FlowspecIntfSetId& id ) {
    id = set ? FlowspecIntfSetId( number ) : FlowspecIntfSetId();
 }
 
-static_assert( std::size( FlowspecIntfInterfaceSetConfig::Table::rows ) == 3,
-               "the encoding below lists the attributes" );
+// The encoding.
+static_assert( Vek::listsRows< FlowspecIntfInterfaceSetConfig, 3 > );
 
 std::size_t logSize( const FlowspecIntfInterfaceSetConfig& config ) {
    return logSize( config.intfId() ) + 4 +

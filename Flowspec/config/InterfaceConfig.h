@@ -14,6 +14,7 @@ namespace Flowspec {
 class OSK_EXPORT FlowspecIntfSetId {
 public:
    static constexpr std::string_view typeName = "Flowspec::FlowspecIntfSetId";
+   static const Vek::TypeInfo& typeInfo();
 
    /// None.
    constexpr FlowspecIntfSetId() = default;
@@ -43,6 +44,8 @@ OSK_EXPORT void logRead( Vek::LogReader& in, FlowspecIntfSetId& id );
 class OSK_EXPORT FlowspecIntfInterfaceSetConfig {
 public:
    static constexpr std::string_view typeName = "Flowspec::FlowspecIntfInterfaceSetConfig";
+   static constexpr std::size_t rowCount = 3;
+   static const Vek::TypeInfo& typeInfo();
    using InterfaceSet = Vek::FlatSet< FlowspecIntfSetId >;
 
    FlowspecIntfInterfaceSetConfig() = default;
@@ -91,6 +94,7 @@ OSK_EXPORT void logRead( Vek::LogReader& in, FlowspecIntfInterfaceSetConfig& con
 class OSK_EXPORT InterfaceEnableConfig {
 public:
    static constexpr std::string_view typeName = "Flowspec::InterfaceEnableConfig";
+   static constexpr std::size_t rowCount = 4;
    static const Vek::TypeInfo& typeInfo();
 
    InterfaceEnableConfig() = default;

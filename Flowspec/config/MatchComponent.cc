@@ -1,15 +1,13 @@
 #include "Flowspec/config/MatchComponent.h"
 
-#include "Flowspec/types/Types.h"
 #include "Osk/Assert.h"
-#include "Vek/collections/DirtyKeys.h"
 #include "Vek/types/ValueInfo.h"
 
 namespace Flowspec {
 
 struct MatchComponent::Table {
    using T = MatchComponent;
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::key< &T::compType_ >( 2, "compType" ),
       Vek::attr< &T::prefix_, &T::prefixIs >( 3, "prefix" ),
       Vek::coll< &T::numericalRange, &T::numericalRangeIs, Vek::byKey( &T::numericalRangeDel ) >(
@@ -23,11 +21,10 @@ struct MatchComponent::Table {
       Vek::operation< &T::dumpState >( 10, "dumpState", "context", "indent" ),
       Vek::operation< &T::toStrep >( 11, "toStrep" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
+   static constexpr Vek::TypeInfo info = Vek::valueInfo< T, rows >();
 };
 
-constinit const Vek::TypeInfo matchComponentInfo =
-   Vek::valueInfo< MatchComponent >( MatchComponent::Table::rows );
+const Vek::TypeInfo& MatchComponent::typeInfo() { return Table::info; }
 
 MatchComponent::MatchComponent( const Vek::String& ) {
    OSK_ASSERT( false, "\"No String constructor for MatchComponent - has collection\" == nullptr" );
@@ -78,8 +75,8 @@ Vek::String MatchComponent::toStrep() const {
 
 namespace {
 
-static_assert( std::size( MatchComponent::Table::rows ) == 10,
-               "the encoding below lists the attributes" );
+// The encoding.
+static_assert( Vek::listsRows< MatchComponent, 10 > );
 
 constexpr std::size_t rangeSize = 8;
 constexpr std::size_t maskSize = 5;

@@ -16,6 +16,8 @@ namespace Flowspec {
 class OSK_EXPORT MatchComponent {
 public:
    static constexpr std::string_view typeName = "Flowspec::MatchComponent";
+   static constexpr std::size_t rowCount = 10;
+   static const Vek::TypeInfo& typeInfo();
    template < typename Member >
    using Members = Vek::HashSet< Member >;
 

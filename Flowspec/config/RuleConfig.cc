@@ -1,14 +1,13 @@
 #include "Flowspec/config/RuleConfig.h"
 
-#include "Flowspec/types/Types.h"
 #include "Osk/Assert.h"
-#include "Vek/collections/DirtyKeys.h"
+#include "Vek/entity/EntityInfo.h"
 
 namespace Flowspec {
 
 struct RuleConfig::Table {
    using T = RuleConfig;
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::key< &T::ruleKey_ >( 258, "ruleKey" ),
       Vek::attr< &T::ruleId_, &T::ruleIdIs >( 259, "ruleId" ),
       Vek::coll< &T::matchSet_, &T::matchSetIs, Vek::byKey( &T::matchSetDel ),
@@ -22,15 +21,11 @@ struct RuleConfig::Table {
       Vek::operation< &T::sanitizeMatchSet >( 267, "sanitizeMatchSet" ),
       Vek::operation< &T::dumpState >( 268, "dumpState", "context", "indent" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
-   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+   static constexpr Vek::TypeInfo info =
+      Vek::entityInfo< T, rows, FlowspecKey >( Vek::TypeKind::child );
 };
 
-constinit const Vek::TypeInfo ruleConfigInfo = Vek::entityInfo< RuleConfig, FlowspecKey >(
-   "Flowspec::RuleConfig", Vek::TypeKind::child, RuleConfig::Table::rows, RuleConfig::Table::slab,
-   &Vek::Entity::baseInfo );
-
-const Vek::TypeInfo& RuleConfig::type() { return ruleConfigInfo; }
+const Vek::TypeInfo& RuleConfig::type() { return Table::info; }
 
 void RuleConfig::ruleIdIs( U64 ruleId ) { put< Table, &RuleConfig::ruleId_ >( ruleId ); }
 

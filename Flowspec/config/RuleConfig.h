@@ -18,6 +18,8 @@ class OSK_EXPORT RuleConfig : public Vek::EntityOf< RuleConfig > {
 public:
    using MatchSet = Vek::FlatMap< MatchCompType, MatchComponent >;
 
+   static constexpr std::string_view typeName = "Flowspec::RuleConfig";
+   static constexpr std::size_t rowCount = 11;
    static const Vek::TypeInfo& type();
 
    RuleConfig( ByCreate by, const FlowspecKey& ruleKey ) : EntityOf( by ), ruleKey_( ruleKey ) {}

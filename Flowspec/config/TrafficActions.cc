@@ -1,6 +1,5 @@
 #include "Flowspec/config/TrafficActions.h"
 
-#include "Flowspec/types/Types.h"
 #include "Flowspec/vocab/FlagSetLog.h"
 #include "Vek/types/ValueInfo.h"
 
@@ -8,14 +7,14 @@ namespace Flowspec {
 
 struct TrafficRedirect::Table {
    using T = TrafficRedirect;
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::attr< &T::vrfId_, &T::vrfIdIs >( 2, "vrfId" ).as( "Vrf::VrfIdMap::VrfId" ),
       Vek::attr< &T::type_, &T::typeIs >( 3, "type" ),
       Vek::attr< &T::addr_, &T::addrIs >( 4, "addr" ),
       Vek::attr< &T::srTePolicyKey_, &T::srTePolicyKeyIs >( 5, "srTePolicyKey" ),
       Vek::attr< &T::copy_, &T::copyIs >( 6, "copy" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
+   static constexpr Vek::TypeInfo info = Vek::valueInfo< T, rows >();
 };
 
 namespace {
@@ -23,7 +22,7 @@ namespace {
 using Vek::property;
 using A = ActionFieldSet;
 
-constexpr Vek::Field actionFieldSetRows[] = {
+constexpr Vek::Rows actionFieldSetRows{
    property< &A::invalid, &A::invalidIs >( 2, "invalid" ),
    property< &A::trafficPermit, &A::trafficPermitIs >( 3, "trafficPermit" ),
    property< &A::trafficDrop, &A::trafficDropIs >( 4, "trafficDrop" ),
@@ -33,24 +32,24 @@ constexpr Vek::Field actionFieldSetRows[] = {
    property< &A::trafficMarking, &A::trafficMarkingIs >( 8, "trafficMarking" ),
    property< &A::trafficRatePkt, &A::trafficRatePktIs >( 9, "trafficRatePkt" ),
 };
-constexpr Vek::Field trafficActionRows[] = {
+constexpr Vek::Rows trafficActionRows{
    property< &TrafficAction::sampleAndLog, &TrafficAction::sampleAndLogIs >( 2, "sampleAndLog" ),
    property< &TrafficAction::continueMatch, &TrafficAction::continueMatchIs >( 3, "continueMatch" ),
 };
 
 } // namespace
 
-constinit const Vek::TypeInfo trafficRedirectTypeTypeInfo =
-   Vek::enumerationInfo< TrafficRedirectType >();
-constinit const Vek::TypeInfo actionFieldSetInfo =
-   Vek::valueInfo< ActionFieldSet >( actionFieldSetRows );
-constinit const Vek::TypeInfo trafficActionInfo =
-   Vek::valueInfo< TrafficAction >( trafficActionRows );
-constinit const Vek::TypeInfo trafficRedirectInfo =
-   Vek::valueInfo< TrafficRedirect, TrafficRedirect::Table::rows, U32, TrafficRedirectType,
-                   Zorv::IpGenAddr, SrTePolicy::PolicyKey, bool >();
+const Vek::TypeInfo& ActionFieldSet::typeInfo() {
+   static constexpr Vek::TypeInfo info = Vek::valueInfo< ActionFieldSet, actionFieldSetRows >();
+   return info;
+}
 
-const Vek::TypeInfo& TrafficRedirect::typeInfo() { return trafficRedirectInfo; }
+const Vek::TypeInfo& TrafficAction::typeInfo() {
+   static constexpr Vek::TypeInfo info = Vek::valueInfo< TrafficAction, trafficActionRows >();
+   return info;
+}
+
+const Vek::TypeInfo& TrafficRedirect::typeInfo() { return Table::info; }
 
 void logWrite( Vek::LogWriter& out, const ActionFieldSet& set ) { out.u32( set.value() ); }
 void logRead( Vek::LogReader& in, ActionFieldSet& set ) {

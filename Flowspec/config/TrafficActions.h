@@ -12,6 +12,8 @@ namespace Flowspec {
 class OSK_EXPORT ActionFieldSet : public Vek::FlagSet< ActionFieldSet > {
 public:
    static constexpr std::string_view typeName = "Flowspec::ActionFieldSet";
+   static constexpr std::size_t rowCount = 8;
+   static const Vek::TypeInfo& typeInfo();
    static constexpr std::string_view flagNames[] = {
       "invalid",       "trafficPermit",   "trafficDrop",    "trafficRate",
       "trafficAction", "trafficRedirect", "trafficMarking", "trafficRatePkt" };
@@ -41,6 +43,8 @@ public:
 class OSK_EXPORT TrafficAction : public Vek::FlagSet< TrafficAction > {
 public:
    static constexpr std::string_view typeName = "Flowspec::TrafficAction";
+   static constexpr std::size_t rowCount = 2;
+   static const Vek::TypeInfo& typeInfo();
    static constexpr std::string_view flagNames[] = { "sampleAndLog", "continueMatch" };
 
    using FlagSet::FlagSet;
@@ -86,6 +90,7 @@ inline TrafficRedirectType TrafficRedirectTypeInstance( std::string_view name ) 
 class OSK_EXPORT TrafficRedirect {
 public:
    static constexpr std::string_view typeName = "Flowspec::TrafficRedirect";
+   static constexpr std::size_t rowCount = 5;
    static const Vek::TypeInfo& typeInfo();
 
    /// To no VRF.

@@ -1,31 +1,23 @@
 #include "Flowspec/config/VrfRuleConfig.h"
 
-#include "Flowspec/types/Types.h"
-#include "Vek/collections/DirtyKeys.h"
+#include "Vek/entity/EntityInfo.h"
 
 namespace Flowspec {
 
 struct VrfRuleConfig::Table {
    using T = VrfRuleConfig;
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::key< &T::vrfId_ >( 258, "vrfId" ).as( "Vrf::VrfIdMap::VrfId" ),
-      Vek::children< &T::rule_, &T::ruleIs, Vek::byKey( &T::ruleDel ) >( 259, "rule",
-                                                                         "Flowspec::RuleConfig" ),
+      Vek::children< &T::rule_, &T::ruleIs, Vek::byKey( &T::ruleDel ) >( 259, "rule" ),
       Vek::children< &T::infeasibleRule_, &T::infeasibleRuleIs,
-                     Vek::byKey( &T::infeasibleRuleDel ) >( 260, "infeasibleRule",
-                                                            "Flowspec::InfeasibleRule" ),
+                     Vek::byKey( &T::infeasibleRuleDel ) >( 260, "infeasibleRule" ),
       Vek::operation< &T::dumpState >( 261, "dumpState", "context", "indent" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
-   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+   static constexpr Vek::TypeInfo info =
+      Vek::entityInfo< T, rows, Vrf::VrfIdMap::VrfId >( Vek::TypeKind::child );
 };
 
-constinit const Vek::TypeInfo vrfRuleConfigInfo =
-   Vek::entityInfo< VrfRuleConfig, Vrf::VrfIdMap::VrfId >(
-      "Flowspec::VrfRuleConfig", Vek::TypeKind::child, VrfRuleConfig::Table::rows,
-      VrfRuleConfig::Table::slab, &Vek::Entity::baseInfo );
-
-const Vek::TypeInfo& VrfRuleConfig::type() { return vrfRuleConfigInfo; }
+const Vek::TypeInfo& VrfRuleConfig::type() { return Table::info; }
 
 Vek::Ptr< RuleConfig > VrfRuleConfig::rule( const FlowspecKey& key ) const {
    return childAt( rule_, key );

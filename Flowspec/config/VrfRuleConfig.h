@@ -22,6 +22,8 @@ public:
    using InfeasibleRules =
       Vek::OrderedMap< Vek::Ptr< InfeasibleRule >, RuleKeyOf< InfeasibleRule >, FlowspecKeyOrder >;
 
+   static constexpr std::string_view typeName = "Flowspec::VrfRuleConfig";
+   static constexpr std::size_t rowCount = 4;
    static const Vek::TypeInfo& type();
 
    VrfRuleConfig( ByCreate by, Vrf::VrfIdMap::VrfId vrfId ) : EntityOf( by ), vrfId_( vrfId ) {}

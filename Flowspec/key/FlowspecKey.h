@@ -30,6 +30,8 @@ struct FlowspecKeyOrder;
 class OSK_EXPORT FlowspecKey {
 public:
    static constexpr std::string_view typeName = "Flowspec::FlowspecKey";
+   static constexpr std::size_t rowCount = 29;
+   static const Vek::TypeInfo& typeInfo();
 
    using Order = FlowspecKeyOrder; ///< of collections, instead of `<`
    using VekMatchOpVal = TermWords;

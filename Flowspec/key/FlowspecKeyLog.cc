@@ -1,8 +1,11 @@
 #include "Flowspec/key/FlowspecKey.h"
+#include "Vek/types/TypeInfo.h"
 
 #include <algorithm>
 
 namespace Flowspec {
+
+static_assert( Vek::listsRows< FlowspecKey, 29 > );
 
 namespace {
 

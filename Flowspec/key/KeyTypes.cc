@@ -1,7 +1,5 @@
 #include "Classification/StructuredFilter.h"
 #include "Flowspec/key/FlowspecKey.h"
-#include "Flowspec/types/Types.h"
-#include "Vek/collections/DirtyKeys.h"
 #include "Vek/types/ValueInfo.h"
 
 /// The words of a rule key as any other map.
@@ -36,7 +34,7 @@ constexpr auto words = static_cast< const TermWords& (K::*)() const >( &K::match
 constexpr auto interfaceSets =
    static_cast< const K::VE_InterfaceSet& (K::*)() const >( &K::interfaceSet );
 
-constexpr Vek::Field rows[] = {
+constexpr Vek::Rows rows{
    property< &K::vrfId, &K::vrfIdIs >( 2, "vrfId" ).as( "Vrf::VrfIdMap::VrfId" ),
    property< &K::addressFamily, &K::addressFamilyIs >( 3, "addressFamily" ),
    property< &K::destPrefix, &K::destPrefixIs >( 4, "destPrefix" ),
@@ -68,10 +66,12 @@ constexpr Vek::Field rows[] = {
    operation< &K::toStrep >( 29, "toStrep" ),
    operation< &K::stringValue >( 30, "stringValue" ),
 };
-static_assert( Vek::idsAscend( rows ) );
 
 } // namespace
 
-constinit const Vek::TypeInfo flowspecKeyInfo = Vek::valueInfo< FlowspecKey >( rows );
+const Vek::TypeInfo& FlowspecKey::typeInfo() {
+   static constexpr Vek::TypeInfo info = Vek::valueInfo< FlowspecKey, rows >();
+   return info;
+}
 
 } // namespace Flowspec

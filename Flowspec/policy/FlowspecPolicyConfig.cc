@@ -1,63 +1,47 @@
 #include "Flowspec/policy/FlowspecPolicyConfig.h"
 
-#include "Flowspec/types/PolicyTypes.h"
-#include "Vek/collections/DirtyKeys.h"
+#include "Vek/entity/EntityInfo.h"
 
 namespace Flowspec {
 
 struct FlowspecRedirectVrfRtAction::Table {
    using T = FlowspecRedirectVrfRtAction;
-   static constexpr Vek::Field rows[] = { Vek::key< &T::vrfRt_ >( 260, "vrfRt" ) };
-   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+   static constexpr Vek::Rows rows{ Vek::key< &T::vrfRt_ >( 260, "vrfRt" ) };
+   static constexpr Vek::TypeInfo info =
+      Vek::entityInfo< T, rows, Vek::String, Osk::UniqueId, U64 >( Vek::TypeKind::child );
 };
 
 struct FlowspecPolicyActionContainer::Table {
    using T = FlowspecPolicyActionContainer;
    // Reflection creates no members: an action wants constructor arguments beyond its key.
-   static constexpr Vek::Field rows[] = {
-      Vek::children< &T::dropAction_, nullptr, Vek::byKey( &T::dropActionDel ) >(
-         258, "dropAction", "PolicyMap::DropAction" ),
+   static constexpr Vek::Rows rows{
+      Vek::children< &T::dropAction_, nullptr, Vek::byKey( &T::dropActionDel ) >( 258,
+                                                                                  "dropAction" ),
       Vek::children< &T::policeAction_, nullptr, Vek::byKey( &T::policeActionDel ) >(
-         259, "policeAction", "PolicyMap::PoliceAction" ),
+         259, "policeAction" ),
       Vek::children< &T::setDscpAction_, nullptr, Vek::byKey( &T::setDscpActionDel ) >(
-         260, "setDscpAction", "PolicyMap::SetDscpAction" ),
+         260, "setDscpAction" ),
       Vek::children< &T::setNexthopAction_, nullptr, Vek::byKey( &T::setNexthopActionDel ) >(
-         261, "setNexthopAction", "PolicyMap::NexthopAction" ),
+         261, "setNexthopAction" ),
       Vek::children< &T::redirectVrfRtAction_, nullptr, Vek::byKey( &T::redirectVrfRtActionDel ) >(
-         262, "redirectVrfRtAction", "Flowspec::FlowspecRedirectVrfRtAction" ),
+         262, "redirectVrfRtAction" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
-   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+   static constexpr Vek::TypeInfo info =
+      Vek::entityInfo< T, rows, Vek::String >( Vek::TypeKind::child );
 };
 
 struct FlowspecPolicyConfig::Table {
    using T = FlowspecPolicyConfig;
-   static constexpr Vek::Field rows[] = {
-      Vek::child< &T::actions_ >( 261, "actions", "Flowspec::FlowspecPolicyActionContainer" ),
+   static constexpr Vek::Rows rows{
+      Vek::child< &T::actions_ >( 261, "actions" ),
    };
-   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+   static constexpr Vek::TypeInfo info =
+      Vek::entityInfo< T, rows, Vek::String >( Vek::TypeKind::root );
 };
 
-constinit const Vek::TypeInfo redirectVrfRtActionInfo =
-   Vek::entityInfo< FlowspecRedirectVrfRtAction, Vek::String, Osk::UniqueId, U64 >(
-      "Flowspec::FlowspecRedirectVrfRtAction", Vek::TypeKind::child,
-      FlowspecRedirectVrfRtAction::Table::rows, FlowspecRedirectVrfRtAction::Table::slab,
-      &PolicyMap::Action::baseInfo );
-
-constinit const Vek::TypeInfo policyActionContainerInfo =
-   Vek::entityInfo< FlowspecPolicyActionContainer, Vek::String >(
-      "Flowspec::FlowspecPolicyActionContainer", Vek::TypeKind::child,
-      FlowspecPolicyActionContainer::Table::rows, FlowspecPolicyActionContainer::Table::slab,
-      &Vek::NamedEntity::baseInfo );
-
-constinit const Vek::TypeInfo policyConfigInfo =
-   Vek::entityInfo< FlowspecPolicyConfig, Vek::String >(
-      "Flowspec::FlowspecPolicyConfig", Vek::TypeKind::root, FlowspecPolicyConfig::Table::rows,
-      FlowspecPolicyConfig::Table::slab, &PolicyMap::Config::baseInfo );
-
-const Vek::TypeInfo& FlowspecRedirectVrfRtAction::type() { return redirectVrfRtActionInfo; }
-const Vek::TypeInfo& FlowspecPolicyActionContainer::type() { return policyActionContainerInfo; }
-const Vek::TypeInfo& FlowspecPolicyConfig::type() { return policyConfigInfo; }
+const Vek::TypeInfo& FlowspecRedirectVrfRtAction::type() { return Table::info; }
+const Vek::TypeInfo& FlowspecPolicyActionContainer::type() { return Table::info; }
+const Vek::TypeInfo& FlowspecPolicyConfig::type() { return Table::info; }
 
 bool FlowspecRedirectVrfRtAction::equalTo( const PolicyMap::Action& other ) const {
    const auto* const redirect = dynamic_cast< const FlowspecRedirectVrfRtAction* >( &other );

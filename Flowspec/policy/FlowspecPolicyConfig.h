@@ -9,6 +9,7 @@ namespace Flowspec {
 class OSK_EXPORT FlowspecRedirectVrfRtAction
    : public Vek::EntityOf< FlowspecRedirectVrfRtAction, PolicyMap::Action > {
 public:
+   static constexpr std::string_view typeName = "Flowspec::FlowspecRedirectVrfRtAction";
    static const Vek::TypeInfo& type();
    static constexpr U32 actionTypeNumber = 37;
 
@@ -41,6 +42,7 @@ public:
    template < typename Action >
    using Actions = Vek::HashMap< Osk::UniqueId, Vek::Ptr< Action > >;
 
+   static constexpr std::string_view typeName = "Flowspec::FlowspecPolicyActionContainer";
    static const Vek::TypeInfo& type();
 
    FlowspecPolicyActionContainer( ByCreate by, const Vek::String& name ) : EntityOf( by, name ) {}
@@ -118,6 +120,7 @@ private:
 class OSK_EXPORT FlowspecPolicyConfig
    : public Vek::EntityOf< FlowspecPolicyConfig, PolicyMap::Config > {
 public:
+   static constexpr std::string_view typeName = "Flowspec::FlowspecPolicyConfig";
    static const Vek::TypeInfo& type();
    static constexpr U32 mapTypeNumber = 3;
 

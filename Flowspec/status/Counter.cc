@@ -1,41 +1,32 @@
 #include "Flowspec/status/Counter.h"
 
-#include "Flowspec/types/Types.h"
-#include "Vek/collections/DirtyKeys.h"
+#include "Vek/entity/EntityInfo.h"
 #include "Vek/types/ValueInfo.h"
 
 namespace Flowspec {
 
 struct CounterVersion::Table {
    using T = CounterVersion;
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::attr< &T::coloredCounters_, &T::coloredCountersIs >( 2, "coloredCounters" ),
       Vek::attr< &T::version_, &T::versionIs >( 3, "version" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
+   static constexpr Vek::TypeInfo info = Vek::valueInfo< T, rows >();
 };
 
 struct Counter::Table {
    using T = Counter;
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::coll< &T::snapshot_, &T::snapshotIs, Vek::byKey( &T::snapshotDel ) >( 258, "snapshot" ),
       Vek::attr< &T::timestamp_, &T::timestampIs >( 259, "timestamp" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
-   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+   static constexpr Vek::TypeInfo info =
+      Vek::entityInfo< T, rows, Vek::String >( Vek::TypeKind::root );
 };
 
-constinit const Vek::TypeInfo counterVersionInfo =
-   Vek::valueInfo< CounterVersion, CounterVersion::Table::rows, QosLib::ColoredCounters,
-                   Osk::UniqueId >();
+const Vek::TypeInfo& Counter::type() { return Table::info; }
 
-constinit const Vek::TypeInfo counterInfo = Vek::entityInfo< Counter, Vek::String >(
-   "Flowspec::Counter", Vek::TypeKind::root, Counter::Table::rows, Counter::Table::slab,
-   &Vek::NamedEntity::baseInfo );
-
-const Vek::TypeInfo& Counter::type() { return counterInfo; }
-
-const Vek::TypeInfo& CounterVersion::typeInfo() { return counterVersionInfo; }
+const Vek::TypeInfo& CounterVersion::typeInfo() { return Table::info; }
 
 CounterVersion Counter::snapshot( const FlowspecKey& key ) const {
    return memberAt( snapshot_, key );

@@ -44,6 +44,7 @@ class OSK_EXPORT Counter : public Vek::EntityOf< Counter, Vek::NamedEntity > {
 public:
    using Snapshots = Vek::HashMap< FlowspecKey, CounterVersion >;
 
+   static constexpr std::string_view typeName = "Flowspec::Counter";
    static const Vek::TypeInfo& type();
 
    Counter( ByCreate by, const Vek::String& name ) : EntityOf( by, name ) {}

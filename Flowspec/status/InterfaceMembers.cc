@@ -1,39 +1,29 @@
 #include "Flowspec/status/InterfaceMembers.h"
 
-#include "Flowspec/types/Types.h"
-#include "Vek/collections/DirtyKeys.h"
+#include "Vek/entity/EntityInfo.h"
 
 namespace Flowspec {
 
 struct InterfaceSet::Table {
    using T = InterfaceSet;
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::key< &T::interfaceSetId_ >( 258, "interfaceSetId" ),
       Vek::coll< &T::intf_, &T::intfIs, Vek::byKey( &T::intfDel ) >( 259, "intf" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
-   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+   static constexpr Vek::TypeInfo info = Vek::entityInfo< T, rows, U16 >( Vek::TypeKind::child );
 };
 
 struct AfIntfColl::Table {
    using T = AfIntfColl;
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::key< &T::addressFamily_ >( 258, "addressFamily" ),
       Vek::coll< &T::intf_, &T::intfIs, Vek::byKey( &T::intfDel ) >( 259, "intf" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
-   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+   static constexpr Vek::TypeInfo info =
+      Vek::entityInfo< T, rows, Zorv::AddressFamily >( Vek::TypeKind::child );
 };
 
-constinit const Vek::TypeInfo interfaceSetInfo = Vek::entityInfo< InterfaceSet, U16 >(
-   "Flowspec::InterfaceSet", Vek::TypeKind::child, InterfaceSet::Table::rows,
-   InterfaceSet::Table::slab, &Vek::Entity::baseInfo );
-
-constinit const Vek::TypeInfo afIntfCollInfo = Vek::entityInfo< AfIntfColl, Zorv::AddressFamily >(
-   "Flowspec::AfIntfColl", Vek::TypeKind::child, AfIntfColl::Table::rows, AfIntfColl::Table::slab,
-   &Vek::Entity::baseInfo );
-
-const Vek::TypeInfo& InterfaceSet::type() { return interfaceSetInfo; }
+const Vek::TypeInfo& InterfaceSet::type() { return Table::info; }
 
 void InterfaceSet::intfIs( Zorv::IntfId intf ) { elementIs< Table, &InterfaceSet::intf_ >( intf ); }
 
@@ -47,7 +37,7 @@ InterfaceSet::Intfs::const_iterator InterfaceSet::intfDel( Intfs::const_iterator
 
 void InterfaceSet::intfDelAll() { memberDelAll< Table, &InterfaceSet::intf_ >(); }
 
-const Vek::TypeInfo& AfIntfColl::type() { return afIntfCollInfo; }
+const Vek::TypeInfo& AfIntfColl::type() { return Table::info; }
 
 void AfIntfColl::intfIs( Zorv::IntfId intf ) { elementIs< Table, &AfIntfColl::intf_ >( intf ); }
 

@@ -13,6 +13,7 @@ class OSK_EXPORT InterfaceSet : public Vek::EntityOf< InterfaceSet > {
 public:
    using Intfs = Vek::HashSet< Zorv::IntfId >;
 
+   static constexpr std::string_view typeName = "Flowspec::InterfaceSet";
    static const Vek::TypeInfo& type();
 
    InterfaceSet( ByCreate by, U16 interfaceSetId )
@@ -43,6 +44,7 @@ class OSK_EXPORT AfIntfColl : public Vek::EntityOf< AfIntfColl > {
 public:
    using Intfs = Vek::HashSet< Zorv::IntfId >;
 
+   static constexpr std::string_view typeName = "Flowspec::AfIntfColl";
    static const Vek::TypeInfo& type();
 
    AfIntfColl( ByCreate by, Zorv::AddressFamily addressFamily )

@@ -1,6 +1,5 @@
 #include "Flowspec/status/IntfErrorKey.h"
 
-#include "Flowspec/types/Types.h"
 #include "Osk/HashMix.h"
 #include "Vek/text/Exceptions.h"
 #include "Vek/types/ValueInfo.h"
@@ -11,15 +10,17 @@ namespace Flowspec {
 
 struct IntfErrorKey::Table {
    using T = IntfErrorKey;
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::attr< &T::intfId_ >( 2, "intfId" ),
       Vek::attr< &T::addressFamily_ >( 3, "addressFamily" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
+   static constexpr Vek::TypeInfo info = Vek::valueInfo< T, rows >();
 };
 
-constinit const Vek::TypeInfo intfErrorKeyInfo =
-   Vek::valueInfo< IntfErrorKey >( IntfErrorKey::Table::rows );
+const Vek::TypeInfo& IntfErrorKey::typeInfo() { return Table::info; }
+
+// Hash, text and encoding.
+static_assert( Vek::listsRows< IntfErrorKey, 2 > );
 
 U32 IntfErrorKey::hash( U32 seed ) const {
    Osk::HashMix mix;

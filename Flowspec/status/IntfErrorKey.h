@@ -10,6 +10,8 @@ namespace Flowspec {
 class OSK_EXPORT IntfErrorKey {
 public:
    static constexpr std::string_view typeName = "Flowspec::IntfErrorKey";
+   static constexpr std::size_t rowCount = 2;
+   static const Vek::TypeInfo& typeInfo();
 
    /// The interface 0 without a family.
    constexpr IntfErrorKey() = default;

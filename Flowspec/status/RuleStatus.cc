@@ -1,13 +1,12 @@
 #include "Flowspec/status/RuleStatus.h"
 
-#include "Flowspec/types/Types.h"
-#include "Vek/types/ValueInfo.h"
+#include "Vek/entity/EntityInfo.h"
 
 namespace Flowspec {
 
 struct RuleStatus::Table {
    using T = RuleStatus;
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::key< &T::key_ >( 258, "key" ),
       Vek::key< &T::key_ >( 259, "ruleKey" ),
       Vek::attr< &T::statusCode_, &T::statusCodeIs >( 260, "statusCode" ),
@@ -21,18 +20,11 @@ struct RuleStatus::Table {
       Vek::derived< &T::isProgrammed >( 267, "isProgrammed" ),
       Vek::operation< &T::dumpState >( 268, "dumpState", "context", "indent" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
-   static inline constinit Mell::TrackedHeap heap{ sizeof( T ), alignof( T ) };
+   static constexpr Vek::TypeInfo info =
+      Vek::entityInfo< T, rows, FlowspecKey >( Vek::TypeKind::child, Vek::trackedHeap< T > );
 };
 
-constinit const Vek::TypeInfo hwRuleProgrammingStatusTypeInfo =
-   Vek::enumerationInfo< HwRuleProgrammingStatus >();
-
-constinit const Vek::TypeInfo ruleStatusInfo = Vek::entityInfo< RuleStatus, FlowspecKey >(
-   "Flowspec::RuleStatus", Vek::TypeKind::child, RuleStatus::Table::rows, RuleStatus::Table::heap,
-   &Vek::Entity::baseInfo );
-
-const Vek::TypeInfo& RuleStatus::type() { return ruleStatusInfo; }
+const Vek::TypeInfo& RuleStatus::type() { return Table::info; }
 
 void RuleStatus::statusCodeIs( HwRuleProgrammingStatus statusCode ) {
    put< Table, &RuleStatus::statusCode_ >( statusCode );

@@ -14,6 +14,8 @@ namespace Flowspec {
 /// `VrfRuleStatus::ruleStatusIs` or `ruleStatusFactory`; every change is published.
 class OSK_EXPORT RuleStatus : public Vek::EntityOf< RuleStatus > {
 public:
+   static constexpr std::string_view typeName = "Flowspec::RuleStatus";
+   static constexpr std::size_t rowCount = 11;
    static const Vek::TypeInfo& type();
 
    RuleStatus( ByCreate by, const FlowspecKey& key ) : EntityOf( by ), key_( key ) {}

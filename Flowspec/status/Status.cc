@@ -1,32 +1,27 @@
 #include "Flowspec/status/Status.h"
 
-#include "Flowspec/types/Types.h"
-#include "Vek/collections/DirtyKeys.h"
+#include "Vek/entity/EntityInfo.h"
 
 namespace Flowspec {
 
 struct Status::Table {
    using T = Status;
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::children< &T::vrfRuleStatus_, &T::vrfRuleStatusIs, Vek::byKey( &T::vrfRuleStatusDel ) >(
-         258, "vrfRuleStatus", "Flowspec::VrfRuleStatus" ),
+         258, "vrfRuleStatus" ),
       Vek::attr< &T::counterUpdateTime_, &T::counterUpdateTimeIs >( 259, "counterUpdateTime" ),
       Vek::attr< &T::flowspecSupported_, &T::flowspecSupportedIs >( 260, "flowspecSupported" ),
       Vek::coll< &T::unsupportedQual_, &T::unsupportedQualIs, Vek::byKey( &T::unsupportedQualDel ),
                  &UnsupportedQual::addressFamily >( 261, "unsupportedQual" ),
       Vek::children< &T::interfaceSet_, &T::interfaceSetIs, Vek::byKey( &T::interfaceSetDel ) >(
-         262, "interfaceSet", "Flowspec::InterfaceSet" ),
+         262, "interfaceSet" ),
       Vek::operation< &T::dumpState >( 263, "dumpState", "context", "indent" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
-   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+   static constexpr Vek::TypeInfo info =
+      Vek::entityInfo< T, rows, Vek::String >( Vek::TypeKind::root );
 };
 
-constinit const Vek::TypeInfo statusInfo = Vek::entityInfo< Status, Vek::String >(
-   "Flowspec::Status", Vek::TypeKind::root, Status::Table::rows, Status::Table::slab,
-   &Vek::NamedEntity::baseInfo );
-
-const Vek::TypeInfo& Status::type() { return statusInfo; }
+const Vek::TypeInfo& Status::type() { return Table::info; }
 
 Vek::Ptr< VrfRuleStatus > Status::vrfRuleStatus( Vrf::VrfIdMap::VrfId vrfId ) const {
    return childAt( vrfRuleStatus_, vrfId );

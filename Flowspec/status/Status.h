@@ -12,6 +12,8 @@ public:
    using UnsupportedQuals = Vek::HashMap< Zorv::AddressFamily, UnsupportedQual >;
    using InterfaceSets = Vek::HashMap< U16, Vek::Ptr< InterfaceSet > >;
 
+   static constexpr std::string_view typeName = "Flowspec::Status";
+   static constexpr std::size_t rowCount = 6;
    static const Vek::TypeInfo& type();
 
    Status( ByCreate by, const Vek::String& name ) : EntityOf( by, name ) {}

@@ -1,25 +1,22 @@
 #include "Flowspec/status/UnsupportedQual.h"
 
-#include "Flowspec/types/Types.h"
 #include "Osk/Assert.h"
-#include "Vek/collections/DirtyKeys.h"
 #include "Vek/types/ValueInfo.h"
 
 namespace Flowspec {
 
 struct UnsupportedQual::Table {
    using T = UnsupportedQual;
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::key< &T::addressFamily_ >( 2, "addressFamily" ),
       Vek::coll< &T::qual_, &T::qualIs, Vek::byKey( &T::qualDel ) >( 3, "qual" ),
       Vek::attr< &T::unsupportedActions_, &T::unsupportedActionsIs >( 4, "unsupportedActions" ),
       Vek::operation< &T::dumpState >( 5, "dumpState", "context", "indent" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
+   static constexpr Vek::TypeInfo info = Vek::valueInfo< T, rows >();
 };
 
-constinit const Vek::TypeInfo unsupportedQualInfo =
-   Vek::valueInfo< UnsupportedQual >( UnsupportedQual::Table::rows );
+const Vek::TypeInfo& UnsupportedQual::typeInfo() { return Table::info; }
 
 UnsupportedQual::UnsupportedQual( const Vek::String& ) {
    OSK_ASSERT( false, "\"No String constructor for UnsupportedQual - has collection\" == nullptr" );
@@ -39,8 +36,8 @@ Vek::String UnsupportedQual::toStrep() const {
                        ";unsupportedActions=", unsupportedActions_.stringValue(), '>' );
 }
 
-static_assert( std::size( UnsupportedQual::Table::rows ) == 4,
-               "the encoding below lists the attributes" );
+// The encoding.
+static_assert( Vek::listsRows< UnsupportedQual, 4 > );
 
 std::size_t logSize( const UnsupportedQual& value ) {
    std::size_t size = 4 + 4 + 4;

@@ -13,6 +13,8 @@ namespace Flowspec {
 class OSK_EXPORT UnsupportedQual {
 public:
    static constexpr std::string_view typeName = "Flowspec::UnsupportedQual";
+   static constexpr std::size_t rowCount = 4;
+   static const Vek::TypeInfo& typeInfo();
    using Qual = Vek::FlatMap< MatchCompType, Vek::String >;
 
    /// Nothing, of no family.

@@ -1,33 +1,26 @@
 #include "Flowspec/status/VrfRuleStatus.h"
 
-#include "Flowspec/types/Types.h"
-#include "Vek/collections/DirtyKeys.h"
+#include "Vek/entity/EntityInfo.h"
 
 namespace Flowspec {
 
 struct VrfRuleStatus::Table {
    using T = VrfRuleStatus;
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::key< &T::vrfId_ >( 258, "vrfId" ).as( "Vrf::VrfIdMap::VrfId" ),
       Vek::children< &T::activeIntfPerAf_, &T::activeIntfPerAfIs,
-                     Vek::byKey( &T::activeIntfPerAfDel ) >( 259, "activeIntfPerAf",
-                                                             "Flowspec::AfIntfColl" ),
+                     Vek::byKey( &T::activeIntfPerAfDel ) >( 259, "activeIntfPerAf" ),
       Vek::coll< &T::intfError_, &T::intfErrorIs, Vek::byKey( &T::intfErrorDel ) >( 260,
                                                                                     "intfError" ),
       Vek::children< &T::ruleStatus_, &T::ruleStatusIs, Vek::byKey( &T::ruleStatusDel ) >(
-         261, "ruleStatus", "Flowspec::RuleStatus" ),
+         261, "ruleStatus" ),
       Vek::operation< &T::dumpState >( 262, "dumpState", "context", "indent" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
-   static inline constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
+   static constexpr Vek::TypeInfo info =
+      Vek::entityInfo< T, rows, Vrf::VrfIdMap::VrfId >( Vek::TypeKind::child );
 };
 
-constinit const Vek::TypeInfo vrfRuleStatusInfo =
-   Vek::entityInfo< VrfRuleStatus, Vrf::VrfIdMap::VrfId >(
-      "Flowspec::VrfRuleStatus", Vek::TypeKind::child, VrfRuleStatus::Table::rows,
-      VrfRuleStatus::Table::slab, &Vek::Entity::baseInfo );
-
-const Vek::TypeInfo& VrfRuleStatus::type() { return vrfRuleStatusInfo; }
+const Vek::TypeInfo& VrfRuleStatus::type() { return Table::info; }
 
 Vek::Ptr< AfIntfColl > VrfRuleStatus::activeIntfPerAf( Zorv::AddressFamily addressFamily ) const {
    return childAt( activeIntfPerAf_, addressFamily );

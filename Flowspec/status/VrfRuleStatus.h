@@ -22,6 +22,8 @@ public:
    /// Ascending by `FlowspecKeyOrder` of the rule keys.
    using RuleStatuses = Vek::OrderedMap< Vek::Ptr< RuleStatus >, KeyOf, FlowspecKeyOrder >;
 
+   static constexpr std::string_view typeName = "Flowspec::VrfRuleStatus";
+   static constexpr std::size_t rowCount = 5;
    static const Vek::TypeInfo& type();
 
    VrfRuleStatus( ByCreate by, Vrf::VrfIdMap::VrfId vrfId ) : EntityOf( by ), vrfId_( vrfId ) {}

@@ -17,6 +17,7 @@ struct DscpName {
 class OSK_EXPORT FlowspecUtil {
 public:
    static constexpr std::string_view typeName = "Flowspec::FlowspecUtil";
+   static const Vek::TypeInfo& typeInfo();
 
    /// The short label of a component type, such as "DP"; empty for the two prefix types.
    /// A type above 13 fails the assertion "compType < numComponentTypes".

@@ -10,6 +10,7 @@ namespace Flowspec {
 class OSK_EXPORT IpVersion : public Vek::FlagSet< IpVersion > {
 public:
    static constexpr std::string_view typeName = "Flowspec::IpVersion";
+   static const Vek::TypeInfo& typeInfo();
    static constexpr std::string_view flagNames[] = { "ipv4", "ipv6" };
 
    using FlagSet::FlagSet;

@@ -1,4 +1,3 @@
-#include "Flowspec/types/Types.h"
 #include "Flowspec/vocab/BitMask.h"
 #include "Flowspec/vocab/FlagSetLog.h"
 #include "Flowspec/vocab/FlowspecUtil.h"
@@ -13,15 +12,15 @@ namespace {
 
 using Vek::constant;
 using Vek::derived;
-using Vek::Field;
 using Vek::operation;
 using Vek::property;
+using Vek::Rows;
 
 constexpr Vek::Enumerator ipVersionRows[] = { { 1, "ipv4" }, { 2, "ipv6" } };
 constexpr Vek::EnumInfo ipVersionInfo{ IpVersion::typeName, ipVersionRows };
 
 // What a word and a decoded term have in common stands under the same names in both.
-constexpr Field matchOpValRows[] = {
+constexpr Rows matchOpValRows{
    property< &MatchOpVal::storage >( 2, "storage" ),
    derived< &MatchOpVal::matchType >( 3, "matchType" ),
    derived< &MatchOpVal::op >( 4, "op" ),
@@ -37,12 +36,12 @@ constexpr Field matchOpValRows[] = {
    derived< &MatchOpVal::match >( 14, "match" ),
    derived< &MatchOpVal::byteLength >( 15, "byteLength" ),
 };
-constexpr Field matchOpValIndexRows[] = {
+constexpr Rows matchOpValIndexRows{
    property< &MatchOpValIndex::value >( 2, "value" ),
    constant< &MatchOpValIndex::min >( 3, "min" ),
    constant< &MatchOpValIndex::max >( 4, "max" ),
 };
-constexpr Field matchOpValResultRows[] = {
+constexpr Rows matchOpValResultRows{
    property< &MatchOpValResult::matchType >( 2, "matchType" ),
    property< &MatchOpValResult::op >( 3, "op" ),
    property< &MatchOpValResult::val32 >( 4, "val32" ),
@@ -58,7 +57,7 @@ constexpr Field matchOpValResultRows[] = {
    derived< &MatchOpValResult::match >( 14, "match" ),
    derived< &MatchOpValResult::byteLength >( 15, "byteLength" ),
 };
-constexpr Field numericalRangeRows[] = {
+constexpr Rows numericalRangeRows{
    property< &NumericalRange::rangeMin >( 2, "rangeMin" ),
    property< &NumericalRange::rangeMax >( 3, "rangeMax" ),
    constant< &NumericalRange::min >( 4, "min" ),
@@ -71,7 +70,7 @@ constexpr Field numericalRangeRows[] = {
    operation< &NumericalRange::matchCompTypeMax >( 11, "matchCompTypeMax", "matchCompType" ),
    operation< &NumericalRange::toStrep >( 12, "toStrep" ),
 };
-constexpr Field ipBitMaskRows[] = {
+constexpr Rows ipBitMaskRows{
    property< &IpBitMask::matchAll >( 2, "matchAll" ),
    property< &IpBitMask::val >( 3, "val" ),
    property< &IpBitMask::mask >( 4, "mask" ),
@@ -82,7 +81,7 @@ constexpr Field ipBitMaskRows[] = {
    operation< &IpBitMask::toStrep >( 9, "toStrep" ),
    operation< &IpBitMask::toStrepCli >( 10, "toStrepCli" ),
 };
-constexpr Field tcpBitMaskRows[] = {
+constexpr Rows tcpBitMaskRows{
    property< &TcpBitMask::matchAll >( 2, "matchAll" ),
    property< &TcpBitMask::val >( 3, "val" ),
    property< &TcpBitMask::mask >( 4, "mask" ),
@@ -92,7 +91,7 @@ constexpr Field tcpBitMaskRows[] = {
    operation< &TcpBitMask::toStrep >( 8, "toStrep" ),
    operation< &TcpBitMask::toStrepCli >( 9, "toStrepCli" ),
 };
-constexpr Field flowspecUtilRows[] = {
+constexpr Rows flowspecUtilRows{
    operation< &FlowspecUtil::compTypeToLabel >( 2, "compTypeToLabel", "compType" ),
    operation< &FlowspecUtil::compTypeToDetailLabel >( 3, "compTypeToDetailLabel", "compType" ),
    operation< &FlowspecUtil::dscpMeaningFromValue >( 4, "dscpMeaningFromValue", "value" ),
@@ -107,41 +106,35 @@ consteval Vek::TypeInfo ipVersionType() {
    return info;
 }
 
+consteval Vek::TypeInfo utilityType() {
+   Vek::TypeInfo info = Vek::valueInfo< FlowspecUtil, flowspecUtilRows >();
+   info.kind = Vek::TypeKind::utility;
+   return info;
+}
+
 // Of a type that keeps its attributes within bounds and tells in its own words when they are not.
 consteval Vek::TypeInfo bounded( Vek::TypeInfo info ) {
    info.bounded = true;
    return info;
 }
 
-consteval Vek::TypeInfo utilityType() {
-   Vek::TypeInfo info = Vek::valueInfo< FlowspecUtil >( flowspecUtilRows );
-   info.kind = Vek::TypeKind::utility;
-   return info;
-}
+constinit const Vek::TypeInfo ipVersionTypeInfo = ipVersionType();
+constinit const Vek::TypeInfo flowspecUtilInfo = utilityType();
+constinit const Vek::TypeInfo matchOpValInfo = Vek::valueInfo< MatchOpVal, matchOpValRows >();
+constinit const Vek::TypeInfo matchOpValIndexInfo =
+   bounded( Vek::valueInfo< MatchOpValIndex, matchOpValIndexRows >() );
+constinit const Vek::TypeInfo matchOpValResultInfo =
+   Vek::valueInfo< MatchOpValResult, matchOpValResultRows >();
+constinit const Vek::TypeInfo numericalRangeInfo =
+   bounded( Vek::valueInfo< NumericalRange, numericalRangeRows >() );
+constinit const Vek::TypeInfo ipBitMaskInfo = Vek::valueInfo< IpBitMask, ipBitMaskRows >();
+constinit const Vek::TypeInfo tcpBitMaskInfo = Vek::valueInfo< TcpBitMask, tcpBitMaskRows >();
 
 } // namespace
 
-constinit const Vek::TypeInfo matchCompTypeTypeInfo = Vek::enumerationInfo< MatchCompType >();
-constinit const Vek::TypeInfo ipVersionTypeInfo = ipVersionType();
-constinit const Vek::TypeInfo ipBitTypeInfo = Vek::enumerationInfo< IpBitMask::IpBit >();
-constinit const Vek::TypeInfo tcpBitTypeInfo = Vek::enumerationInfo< TcpBitMask::TcpBit >();
-
-constinit const Vek::TypeInfo matchOpValTypeInfo =
-   Vek::valueInfo< MatchOpVal, matchOpValRows, U32 >();
-constinit const Vek::TypeInfo matchOpValIndexInfo =
-   bounded( Vek::valueInfo< MatchOpValIndex, matchOpValIndexRows, U16 >() );
-constinit const Vek::TypeInfo matchOpValResultInfo =
-   Vek::valueInfo< MatchOpValResult, matchOpValResultRows, MatchCompType, U8, U32,
-                   MatchOpValIndex >();
-constinit const Vek::TypeInfo numericalRangeInfo =
-   bounded( Vek::valueInfo< NumericalRange, numericalRangeRows, U32, U32 >() );
-constinit const Vek::TypeInfo ipBitMaskInfo =
-   Vek::valueInfo< IpBitMask, ipBitMaskRows, bool, U16, U16 >();
-constinit const Vek::TypeInfo tcpBitMaskInfo =
-   Vek::valueInfo< TcpBitMask, tcpBitMaskRows, bool, U16, U16 >();
-constinit const Vek::TypeInfo flowspecUtilInfo = utilityType();
-
-const Vek::TypeInfo& MatchOpVal::typeInfo() { return matchOpValTypeInfo; }
+const Vek::TypeInfo& IpVersion::typeInfo() { return ipVersionTypeInfo; }
+const Vek::TypeInfo& FlowspecUtil::typeInfo() { return flowspecUtilInfo; }
+const Vek::TypeInfo& MatchOpVal::typeInfo() { return matchOpValInfo; }
 const Vek::TypeInfo& MatchOpValIndex::typeInfo() { return matchOpValIndexInfo; }
 const Vek::TypeInfo& MatchOpValResult::typeInfo() { return matchOpValResultInfo; }
 const Vek::TypeInfo& NumericalRange::typeInfo() { return numericalRangeInfo; }

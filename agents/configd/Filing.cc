@@ -20,6 +20,8 @@ struct Planned {
 };
 using Group = std::span< const Planned >;
 
+static_assert( Vek::listsRows< RuleConfig, 11 > );
+
 // The values of what is in force come before it is said to be, those of the rest go afterwards: a
 // rate is never 0 because it is on its way out.
 void actionIs( RuleConfig& rule, const RuleAction& action ) {

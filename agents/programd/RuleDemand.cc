@@ -86,6 +86,9 @@ U64 entriesOf( const RuleConfig& rule ) {
    return product;
 }
 
+// A rule with another value of an attribute is programmed anew.
+static_assert( Vek::listsRows< RuleConfig, 11 > );
+
 RuleDemand demandOf( const RuleConfig& rule, const Profile& profile ) {
    RuleDemand demand{ resultOf( rule, profile ),
                       entriesOf( rule ),

@@ -130,6 +130,8 @@ void writeInterfaceSets( Status& status, const std::vector< U16 >& inUse,
    }
 }
 
+static_assert( Vek::listsRows< RuleStatus, 11 > );
+
 void writeRule( Status& status, const RuleChange& change ) {
    const auto vrf = status.vrfRuleStatus( change.key.vrfId() );
    auto rule = vrf->ruleStatus( change.key );

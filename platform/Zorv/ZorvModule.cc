@@ -8,21 +8,12 @@
 
 namespace Zorv {
 
-namespace {
+using Vek::Plain;
 
-constinit const Vek::TypeInfo addressFamilyInfo = Vek::plainInfo< AddressFamily >();
-constinit const Vek::TypeInfo intfIdInfo = Vek::plainInfo< IntfId >();
-constinit const Vek::TypeInfo ipGenAddrInfo = Vek::plainInfo< IpGenAddr >();
-constinit const Vek::TypeInfo ipGenPrefixInfo = Vek::plainInfo< IpGenPrefix >();
-constinit const Vek::TypeInfo ipTosInfo = Vek::plainInfo< IpTos >();
-constinit const Vek::TypeInfo routeDistinguisherInfo = Vek::plainInfo< RouteDistinguisher >();
-
-constexpr const Vek::TypeInfo* types[] = { &addressFamilyInfo, &intfIdInfo,
-                                           &ipGenAddrInfo,     &ipGenPrefixInfo,
-                                           &ipTosInfo,         &routeDistinguisherInfo };
-
-} // namespace
-
-constinit Vek::Module zorvModule( "Zorv", types, {} );
+constinit Vek::Module
+   zorvModule( "Zorv",
+               Vek::types< Plain< AddressFamily >, Plain< IntfId >, Plain< IpGenAddr >,
+                           Plain< IpGenPrefix >, Plain< IpTos >, Plain< RouteDistinguisher > >,
+               {} );
 
 } // namespace Zorv

@@ -1,6 +1,7 @@
 #include "PolicyMap/PolicyMap.h"
 
 #include "PolicyMap/PolicyMapModule.h"
+#include "Vek/entity/EntityInfo.h"
 #include "Vek/types/ValueInfo.h"
 
 namespace PolicyMap {
@@ -32,79 +33,66 @@ Dscp::Dscp( U64 value ) : value_( static_cast< U8 >( value ) ) {
 }
 
 struct Action::Table {
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::key< &Action::id_ >( 258, "id" ),
       Vek::key< &Action::actionType_ >( 259, "actionType" ),
    };
 };
 
 struct PoliceAction::Table {
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::key< &PoliceAction::rate_ >( 260, "rate" ),
       Vek::key< &PoliceAction::burstSize_ >( 261, "burstSize" ),
    };
 };
 
 struct SetDscpAction::Table {
-   static constexpr Vek::Field rows[] = { Vek::key< &SetDscpAction::dscp_ >( 260, "dscp" ) };
+   static constexpr Vek::Rows rows{ Vek::key< &SetDscpAction::dscp_ >( 260, "dscp" ) };
 };
 
 struct Config::Table {
-   static constexpr Vek::Field rows[] = {
+   static constexpr Vek::Rows rows{
       Vek::attr< &Config::cmapType_, &Config::cmapTypeIs >( 258, "cmapType" ),
       Vek::attr< &Config::pmapType_ >( 259, "pmapType" ),
       Vek::attr< &Config::mapType_ >( 260, "mapType" ),
    };
-   static_assert( Vek::idsAscend( rows ) );
 };
 
-constinit const Vek::TypeInfo Action::baseInfo{
-   .name = "PolicyMap::Action", .rows = Table::rows, .base = &NamedEntity::baseInfo };
+constinit const Vek::TypeInfo Action::baseInfo =
+   Vek::baseInfo< Action, Action::Table::rows >( "PolicyMap::Action", &NamedEntity::baseInfo );
 
-constinit const Vek::TypeInfo Config::baseInfo{
-   .name = "PolicyMap::Config", .rows = Table::rows, .base = &NamedEntity::baseInfo };
+constinit const Vek::TypeInfo Config::baseInfo =
+   Vek::baseInfo< Config, Config::Table::rows >( "PolicyMap::Config", &NamedEntity::baseInfo );
 
 namespace {
 
-// The tables of the actions that have no attributes of their own.
-constexpr std::span< const Vek::Field > noRows;
-
-template < typename T >
-constinit Mell::Slab slab{ sizeof( T ), alignof( T ) };
-
-template < typename T, typename... Arguments >
-consteval Vek::TypeInfo actionInfo( std::string_view name, std::span< const Vek::Field > rows ) {
-   return Vek::entityInfo< T, Vek::String, Osk::UniqueId, Arguments... >(
-      name, Vek::TypeKind::child, rows, slab< T >, &Action::baseInfo );
+template < typename T, const auto& rows, typename... Arguments >
+const Vek::TypeInfo& actionInfo() {
+   static constexpr Vek::TypeInfo info =
+      Vek::entityInfo< T, rows, Vek::String, Osk::UniqueId, Arguments... >( Vek::TypeKind::child );
+   return info;
 }
 
-constinit const Vek::TypeInfo dropInfo =
-   actionInfo< DropAction >( "PolicyMap::DropAction", noRows );
-constinit const Vek::TypeInfo policeInfo = actionInfo< PoliceAction, PoliceRate, PoliceBurstSize >(
-   "PolicyMap::PoliceAction", PoliceAction::Table::rows );
-constinit const Vek::TypeInfo setDscpInfo =
-   actionInfo< SetDscpAction, Dscp >( "PolicyMap::SetDscpAction", SetDscpAction::Table::rows );
-constinit const Vek::TypeInfo nexthopInfo =
-   actionInfo< NexthopAction >( "PolicyMap::NexthopAction", noRows );
-
-constinit const Vek::TypeInfo policeRateInfo = Vek::plainInfo< PoliceRate >();
-constinit const Vek::TypeInfo policeBurstSizeInfo = Vek::plainInfo< PoliceBurstSize >();
-constinit const Vek::TypeInfo dscpInfo = Vek::plainInfo< Dscp >();
-
-constexpr const Vek::TypeInfo* types[] = {
-   &dropInfo,       &policeInfo,          &setDscpInfo, &nexthopInfo,
-   &policeRateInfo, &policeBurstSizeInfo, &dscpInfo,
-};
+using Vek::noRows;
+using Vek::Plain;
 constexpr std::string_view needs[] = { "Osk::UniqueId", "Vek::String" };
 
 } // namespace
 
-constinit Vek::Module module( "PolicyMap", types, needs );
+constinit Vek::Module
+   module( "PolicyMap",
+           Vek::types< DropAction, PoliceAction, SetDscpAction, NexthopAction, Plain< PoliceRate >,
+                       Plain< PoliceBurstSize >, Plain< Dscp > >,
+           needs );
 
-const Vek::TypeInfo& DropAction::type() { return dropInfo; }
-const Vek::TypeInfo& PoliceAction::type() { return policeInfo; }
-const Vek::TypeInfo& SetDscpAction::type() { return setDscpInfo; }
-const Vek::TypeInfo& NexthopAction::type() { return nexthopInfo; }
+const Vek::TypeInfo& DropAction::type() { return actionInfo< DropAction, noRows >(); }
+const Vek::TypeInfo& PoliceAction::type() {
+   return actionInfo< PoliceAction, PoliceAction::Table::rows, PoliceRate, PoliceBurstSize >();
+}
+const Vek::TypeInfo& SetDscpAction::type() {
+   return actionInfo< SetDscpAction, SetDscpAction::Table::rows, Dscp >();
+}
+const Vek::TypeInfo& NexthopAction::type() { return actionInfo< NexthopAction, noRows >(); }
 
 bool DropAction::equalTo( const Action& other ) const {
    return dynamic_cast< const DropAction* >( &other ) != nullptr;

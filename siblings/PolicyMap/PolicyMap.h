@@ -100,6 +100,7 @@ private:
 /// Discards packets.
 class OSK_EXPORT DropAction : public Vek::EntityOf< DropAction, Action > {
 public:
+   static constexpr std::string_view typeName = "PolicyMap::DropAction";
    static const Vek::TypeInfo& type();
    static constexpr U32 actionTypeNumber = 1;
 
@@ -115,6 +116,7 @@ protected:
 /// Limits traffic to a rate.
 class OSK_EXPORT PoliceAction : public Vek::EntityOf< PoliceAction, Action > {
 public:
+   static constexpr std::string_view typeName = "PolicyMap::PoliceAction";
    static const Vek::TypeInfo& type();
    static constexpr U32 actionTypeNumber = 2;
 
@@ -140,6 +142,7 @@ private:
 /// Marks packets with a DSCP.
 class OSK_EXPORT SetDscpAction : public Vek::EntityOf< SetDscpAction, Action > {
 public:
+   static constexpr std::string_view typeName = "PolicyMap::SetDscpAction";
    static const Vek::TypeInfo& type();
    static constexpr U32 actionTypeNumber = 3;
 
@@ -162,6 +165,7 @@ private:
 /// Sends packets to a next hop.
 class OSK_EXPORT NexthopAction : public Vek::EntityOf< NexthopAction, Action > {
 public:
+   static constexpr std::string_view typeName = "PolicyMap::NexthopAction";
    static const Vek::TypeInfo& type();
    static constexpr U32 actionTypeNumber = 4;
 

@@ -111,20 +111,29 @@ TEST( Directory, RefusesArgumentsBeyondTheName ) {
 }
 
 /// A module with a root type that needs what another module has.
+Vek::TypeInfo configNamed( std::string_view name ) {
+   Vek::TypeInfo type = Config::type();
+   type.name = name;
+   return type;
+}
+
 struct Sample {
-   Sample() {
-      root.name = "Sample::Root";
-      missing.name = "Sample::Missing";
-   }
    ~Sample() {
       module.unloaded();
       other.unloaded();
    }
 
-   Vek::TypeInfo root = Config::type();
-   Vek::TypeInfo missing = Config::type();
-   const Vek::TypeInfo* const types[1] = { &root };
-   const Vek::TypeInfo* const otherTypes[1] = { &missing };
+   static const Vek::TypeInfo& root() {
+      static const Vek::TypeInfo type = configNamed( "Sample::Root" );
+      return type;
+   }
+   static const Vek::TypeInfo& missing() {
+      static const Vek::TypeInfo type = configNamed( "Sample::Missing" );
+      return type;
+   }
+
+   static constexpr Vek::Description types[] = { root };
+   static constexpr Vek::Description otherTypes[] = { missing };
    static constexpr std::string_view needs[] = { "Zorv", "Sample::Missing", "SampleOther" };
    Vek::Module module{ "Sample", types, needs };
    Vek::Module other{ "SampleOther", otherTypes, {} };
@@ -146,7 +155,7 @@ TEST( Module, SaysWhatItMissesAndCreatesNothingUntilItIsLoaded ) {
       EXPECT_EQ( recorder.records().at( 0 ).file, "Vek" );
    }
    EXPECT_TRUE( sample.module.isLoaded() );
-   EXPECT_EQ( Vek::TypeRegistry::find( "Sample::Root" ), &sample.root );
+   EXPECT_EQ( Vek::TypeRegistry::find( "Sample::Root" ), &Sample::root() );
    EXPECT_EQ( Vek::TypeRegistry::modules().back(), &sample.module );
    EXPECT_THAT( sample.module.missing(), ElementsAre( "Sample::Missing", "SampleOther" ) );
    EXPECT_THAT(
@@ -164,7 +173,7 @@ TEST( Module, SaysWhatItMissesAndCreatesNothingUntilItIsLoaded ) {
    sample.other.unloaded();
    sample.module.unloaded();
    EXPECT_EQ( Vek::TypeRegistry::find( "Sample::Root" ), nullptr );
-   EXPECT_EQ( Vek::TypeRegistry::moduleOf( sample.root ), nullptr );
+   EXPECT_EQ( Vek::TypeRegistry::moduleOf( Sample::root() ), nullptr );
    EXPECT_NE( Vek::TypeRegistry::module( "FlowspecPolicy" ), nullptr );
 }
 

@@ -5,6 +5,7 @@
 #include "Flowspec/status/Counter.h"
 #include "Flowspec/status/Status.h"
 #include "Vek/entity/Directory.h"
+#include "Vek/entity/EntityInfo.h"
 #include "Vek/types/TypeRegistry.h"
 #include "tests/support/ExpectFailure.h"
 
@@ -421,6 +422,7 @@ static_assert( !std::is_default_constructible_v< Vek::Creation< RuleConfig > > )
 /// A user's own entity: an action.
 class OwnAction final : public Vek::EntityOf< OwnAction, PolicyMap::Action > {
 public:
+   static constexpr std::string_view typeName = "Test::OwnAction";
    static const Vek::TypeInfo& type();
 
    OwnAction( ByCreate by, const Vek::String& name, UniqueId id, U64 number )
@@ -441,14 +443,11 @@ private:
 };
 
 struct OwnAction::Table {
-   static constexpr Vek::Field rows[] = { Vek::key< &OwnAction::number_ >( 260, "number" ) };
-   static inline constinit Mell::Slab slab{ sizeof( OwnAction ), alignof( OwnAction ) };
+   static constexpr Vek::Rows rows{ Vek::key< &OwnAction::number_ >( 260, "number" ) };
+   static constexpr Vek::TypeInfo info =
+      Vek::entityInfo< OwnAction, rows, Vek::String, UniqueId, U64 >( Vek::TypeKind::child );
 };
-constinit const Vek::TypeInfo ownActionInfo =
-   Vek::entityInfo< OwnAction, Vek::String, UniqueId, U64 >(
-      "Test::OwnAction", Vek::TypeKind::child, OwnAction::Table::rows, OwnAction::Table::slab,
-      &PolicyMap::Action::baseInfo );
-const Vek::TypeInfo& OwnAction::type() { return ownActionInfo; }
+const Vek::TypeInfo& OwnAction::type() { return Table::info; }
 
 static_assert( isMadeOnlyByCreate< OwnAction, Vek::String, UniqueId, U64 >() );
 

@@ -8,7 +8,7 @@
 namespace Vek {
 
 /// Keys of a collection that wait, each once, for something to be done about them; in ascending
-/// order. The collection's row makes one that fits; sources that describe collections include this.
+/// order. The collection's row makes one that fits.
 class DirtyKeys {
 public:
    virtual ~DirtyKeys() = default;

@@ -15,4 +15,18 @@ struct Discriminator {
    constexpr auto operator<=>( const Discriminator& ) const = default;
 };
 
+namespace detail {
+
+/// The discriminator of a key in an order that offers one, else that of all keys.
+template < typename Order, typename Key >
+Discriminator discriminatorOf( const Key& key ) {
+   if constexpr ( requires { Order::discriminator( key ); } ) {
+      return Order::discriminator( key );
+   } else {
+      return {};
+   }
+}
+
+} // namespace detail
+
 } // namespace Vek

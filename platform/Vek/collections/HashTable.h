@@ -4,10 +4,10 @@
 #include "Vek/collections/HashIndex.h"
 #include "Vek/collections/Hasher.h"
 #include "Vek/collections/KeyOrder.h"
+#include "Vek/collections/MemberSort.h"
 #include "Vek/collections/SortedVector.h"
 
 #include <cstddef>
-#include <cstdlib>
 #include <initializer_list>
 #include <span>
 
@@ -91,7 +91,7 @@ public:
                iteratorAtEnd();
             }
             sorted_->seen_.check();
-            return *at_;
+            return static_cast< value_type >( at_->member );
          }
          const_iterator& operator++() {
             ++at_;
@@ -106,11 +106,11 @@ public:
 
       private:
          friend class Sorted;
-         const_iterator( const Sorted& sorted, const value_type* at )
+         const_iterator( const Sorted& sorted, const SortEntry* at )
             : sorted_( &sorted ), at_( at ) {}
 
          const Sorted* sorted_;
-         const value_type* at_;
+         const SortEntry* at_;
       };
 
       const_iterator begin() const { return { *this, members_.data() }; }
@@ -122,16 +122,14 @@ public:
       explicit Sorted( const HashTable& table ) : seen_( table.version_ ) {
          members_.reserve( table.size() );
          for ( const Member& member : table.members_ ) {
-            members_.push_back( &member );
+            members_.push_back(
+               { discriminatorOf< KeyOrder< Key > >( KeyOf()( member ) ), &member } );
          }
-         // An empty vector may have no memory, which the C library does not take.
-         if ( !members_.empty() ) {
-            std::qsort( members_.data(), members_.size(), sizeof( const Member* ), compareMembers );
-         }
+         sortMembers( members_, isBefore );
       }
 
       SeenVersion seen_;
-      std::vector< const Member* > members_;
+      std::vector< SortEntry > members_;
    };
    Sorted sorted() const { return Sorted( *this ); }
 
@@ -226,10 +224,9 @@ private:
       constexpr KeyOrder< Key > isLess;
       return isLess( b, a ) - isLess( a, b );
    }
-   // The order of two pointers to members, as the C library's sort asks for it.
-   static int compareMembers( const void* a, const void* b ) {
-      return compareKeys( KeyOf()( **static_cast< const Member* const* >( a ) ),
-                          KeyOf()( **static_cast< const Member* const* >( b ) ) );
+   static bool isBefore( const void* a, const void* b ) {
+      return KeyOrder< Key >()( KeyOf()( *static_cast< const Member* >( a ) ),
+                                KeyOf()( *static_cast< const Member* >( b ) ) );
    }
 
    HashKeys keys() const {

@@ -51,7 +51,7 @@ public:
       if ( size_ == 0 ) {
          return end();
       }
-      const Discriminator d = discriminator( key );
+      const Discriminator d = discriminatorOf< Compare >( key );
       const Leaf& leaf = leafFor( d, key );
       NodeOrder::Range range = leaf.equalTo( d );
       if ( range.last - range.first > 1 ) {
@@ -66,14 +66,14 @@ public:
       if ( size_ == 0 ) {
          return end();
       }
-      const Discriminator d = discriminator( key );
+      const Discriminator d = discriminatorOf< Compare >( key );
       const Leaf& leaf = leafFor( d, key );
       return placeOf( leaf, position( leaf, leaf.equalTo( d ), key ) );
    }
 
    std::pair< Place, bool > insert( Value value ) {
       const auto& key = KeyOf()( value );
-      const Discriminator d = discriminator( key );
+      const Discriminator d = discriminatorOf< Compare >( key );
       if ( !root_ ) {
          root_ = first_ = last_ = new Leaf;
       }
@@ -117,7 +117,7 @@ public:
 
    /// Takes the value with `key`, which is there, out; sets `next` to the place behind it.
    Value take( const Key& key, Place& next ) {
-      const Discriminator d = discriminator( key );
+      const Discriminator d = discriminatorOf< Compare >( key );
       // A node has an entry to spare, but for the root.
       NodeOrder* node = root_;
       for ( U32 level = height_; level > 0; --level ) {
@@ -173,14 +173,6 @@ private:
       return static_cast< const Leaf& >( *node );
    }
    static Leaf& asLeaf( NodeOrder* node ) { return static_cast< Leaf& >( *node ); }
-
-   static Discriminator discriminator( const Key& key ) {
-      if constexpr ( requires { Compare::discriminator( key ); } ) {
-         return Compare::discriminator( key );
-      } else {
-         return {};
-      }
-   }
 
    // The first entry of a range of a leaf whose key is not before `key`, or the end of the range.
    static U32 position( const Leaf& leaf, NodeOrder::Range range, const Key& key ) {

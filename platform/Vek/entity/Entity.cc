@@ -1,6 +1,7 @@
 #include "Vek/entity/Entity.h"
 
 #include "Osk/Assert.h"
+#include "Vek/entity/EntityInfo.h"
 
 namespace Vek {
 
@@ -22,22 +23,15 @@ thread_local constinit Delivery* deliveries = nullptr;
 Delivery::Delivery( Observation* first ) : next( first ), outer( deliveries ) { deliveries = this; }
 Delivery::~Delivery() { deliveries = outer; }
 
-constexpr Field entityRows[] = {
-   derived< &Entity::parentReference >( 257, "parent" ),
-};
-
-constexpr Field namedEntityRows[] = {
-   derived< &NamedEntity::name >( 256, "name" ),
-   entityRows[0],
-};
-static_assert( idsAscend( namedEntityRows ) );
+constexpr auto parentRow = derived< &Entity::parentReference >( 257, "parent" );
+constexpr Rows entityRows{ parentRow };
+constexpr Rows namedEntityRows{ derived< &NamedEntity::name >( 256, "name" ), parentRow };
 
 } // namespace
 
-constinit const TypeInfo Entity::baseInfo{ .name = Entity::typeName, .rows = entityRows };
-
-constinit const TypeInfo NamedEntity::baseInfo{ .name = "Vek::NamedEntity",
-                                                .rows = namedEntityRows };
+constinit const TypeInfo Entity::baseInfo = Vek::baseInfo< Entity, entityRows >( typeName );
+constinit const TypeInfo NamedEntity::baseInfo =
+   Vek::baseInfo< NamedEntity, namedEntityRows >( "Vek::NamedEntity" );
 
 Observation::Observation( Entity& entity, Observer& observer )
    : entity_( &entity ), observer_( &observer ), next_( entity.observations_ ) {

@@ -2,11 +2,21 @@
 
 #include "Mell/Slab.h"
 #include "Vek/entity/Observer.h"
-#include "Vek/types/Rows.h"
+#include "Vek/types/CollectionAccess.h"
+#include "Vek/types/Member.h"
+#include "Vek/types/TypeInfo.h"
 
 #include <vector>
 
 namespace Vek {
+
+namespace detail {
+
+/// How a row's member takes in a child; in EntityInfo.h.
+template < auto Member >
+struct Adoption;
+
+} // namespace detail
 
 /// Proof that an entity is made by `create`, which alone has one. Each constructor of an entity
 /// takes it first and hands it to its base: so no entity stands outside its type's memory.
@@ -36,11 +46,12 @@ class Creation : public EntityCreation {
 /// An object of the state database: counted, with a parent that owns it, with attributes declared
 /// in its type's table, and publishing every change to its observers. Used on one thread.
 ///
-/// A type `T` derives from `EntityOf< T >`, declares `struct Table`, and defines it in its source
-/// with `rows` and `info`. Its constructor takes a `ByCreate` before all else, its destructor is
-/// protected, and `create< T >` makes it. Its setters are one line each on the protected operations
-/// below; each of them publishes the row of the data member that it is given, and does nothing when
-/// nothing changes. They keep the entity alive while they publish.
+/// A type `T` derives from `EntityOf< T >`, has a `typeName`, declares `struct Table`, and defines
+/// it in its source with `rows` and `info` (EntityInfo.h). Its constructor takes a `ByCreate`
+/// before all else, its destructor is protected, and `create< T >` makes it. Its setters are one
+/// line each on the protected operations below; each of them publishes the row of the data member
+/// that it is given, and does nothing when nothing changes. They keep the entity alive while they
+/// publish.
 class OSK_EXPORT Entity : public Counted {
 public:
    static constexpr std::string_view typeName = "Vek::Entity";
@@ -316,6 +327,8 @@ private:
 template < typename T, typename Base = Entity >
 class EntityOf : public Base {
 public:
+   using BaseEntity = Base;
+
    const TypeInfo& typeInfo() const override { return T::type(); }
 
 protected:
@@ -342,64 +355,6 @@ Ptr< T > create( Arguments&&... arguments ) {
       allocator.free( memory );
       throw;
    }
-}
-
-namespace detail {
-
-template < auto Member >
-struct Adoption {
-   using Stored = typename Reads< Member >::Type;
-
-   static void adopt( Entity& parent, const Field& field, const void* key,
-                      const Ptr< Entity >& child ) {
-      auto& stored = at< typename Reads< Member >::Class >( &parent ).*Member;
-      const Ptr< Entity > hold( &parent );
-      if ( child ) {
-         parent.adopt( *child );
-      }
-      if constexpr ( requires { typename Stored::Object; } ) {
-         Stored other( static_cast< typename Stored::Object* >( child.get() ) );
-         std::swap( stored, other );
-         if ( other ) {
-            Entity::abandon( *other );
-         }
-         parent.publish( field, nullptr, nullptr, other.get() );
-      } else {
-         using Access = CollectionAccess< Stored >;
-         using Child = typename Access::Value;
-         Access::add( stored, at< const typename Access::Key >( key ),
-                      Child( static_cast< typename Child::Object* >( child.get() ) ) );
-         parent.publish( field, key, nullptr );
-      }
-   }
-};
-
-template < typename T, typename... Parameters, std::size_t... I >
-Ptr< Entity > createFrom( void* const* arguments, std::index_sequence< I... > ) {
-   return create< T >( at< const Parameters >( arguments[I] )... );
-}
-
-} // namespace detail
-
-/// An entity type with the given constructor parameters.
-template < typename T, typename... Parameters >
-consteval TypeInfo entityInfo( std::string_view name, TypeKind kind, std::span< const Field > rows,
-                               Mell::Allocator& allocator, const TypeInfo* base ) {
-   TypeInfo info;
-   info.name = name;
-   info.kind = kind;
-   info.rows = rows;
-   for ( const Field& row : rows ) {
-      info.ownsEntities |= row.kind == FieldKind::children || row.kind == FieldKind::child;
-   }
-   info.base = base;
-   info.parameters = detail::ParameterList< Parameters... >::types;
-   info.construct = []( void* const* arguments ) {
-      return detail::createFrom< T, Parameters... >( arguments,
-                                                     std::index_sequence_for< Parameters... >() );
-   };
-   info.allocator = &allocator;
-   return info;
 }
 
 } // namespace Vek

@@ -4,7 +4,6 @@
 #include "Vek/types/ValueType.h"
 
 #include <span>
-#include <tuple>
 
 /// The rows of a type's table: each attribute, collection and operation is declared in one row, and
 /// reflection, change notification and registration read the rows.
@@ -74,20 +73,6 @@ struct Field {
    /// children has none under `key` yet; a single child is replaced, by null to remove it.
    void ( *adopt )( Entity& parent, const Field& field, const void* key,
                     const Ptr< Entity >& child ) = nullptr;
-
-   /// The same row, shown with another name of its type.
-   constexpr Field as( std::string_view name_ ) const {
-      Field field = *this;
-      field.typeName = name_;
-      return field;
-   }
-
-   /// The same row as a stored attribute, shown with another name of its type.
-   constexpr Field asAttribute( std::string_view shownName ) const {
-      Field field = as( shownName );
-      field.kind = FieldKind::attribute;
-      return field;
-   }
 
    /// The name of the value's type as the registry shows it.
    constexpr std::string_view shownType() const {

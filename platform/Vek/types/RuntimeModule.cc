@@ -8,26 +8,14 @@ namespace Vek {
 
 namespace {
 
-constinit const TypeInfo infos[] = {
-   plainInfo< bool >(),
-   plainInfo< char >(),
-   plainInfo< U8 >(),
-   plainInfo< U16 >(),
-   plainInfo< U32 >(),
-   plainInfo< U64 >(),
-   plainInfo< float >(),
-   plainInfo< double >(),
-   plainInfo< String >(),
-   plainInfo< Osk::UniqueId >(),
-   plainInfo< Osk::DumpContext >(),
-};
-constexpr const TypeInfo* types[] = { &infos[0], &infos[1], &infos[2], &infos[3],
-                                      &infos[4], &infos[5], &infos[6], &infos[7],
-                                      &infos[8], &infos[9], &infos[10] };
-static_assert( std::size( infos ) == std::size( types ) );
+template < typename... T >
+constexpr const auto& plain = types< Plain< T >... >;
 
 } // namespace
 
-constinit Module runtimeModule( "Vek", types, {} );
+constinit Module runtimeModule(
+   "Vek",
+   plain< bool, char, U8, U16, U32, U64, float, double, String, Osk::UniqueId, Osk::DumpContext >,
+   {} );
 
 } // namespace Vek

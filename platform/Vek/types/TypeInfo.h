@@ -61,15 +61,14 @@ struct TypeInfo {
    }
 };
 
-/// Whether the ids of a table ascend, as `field` and readers of the table expect.
-template < std::size_t N >
-consteval bool idsAscend( const Field ( &table )[N] ) {
-   for ( std::size_t i = 1; i < N; ++i ) {
-      if ( table[i - 1].id >= table[i].id ) {
-         return false;
-      }
-   }
-   return true;
-}
+/// Whether the table of `T` has `count` rows, of which `T` itself says the number in `rowCount`.
+/// For the code that goes over attributes by hand, such as a dump or a copy: with `static_assert(
+/// Vek::listsRows< T, 11 > )` beside it, a new row does not compile until each such place was
+/// looked at.
+template < typename T, std::size_t count >
+inline constexpr bool listsRows = T::rowCount == count;
+
+/// Gives the description of a type.
+using Description = const TypeInfo& (*)();
 
 } // namespace Vek

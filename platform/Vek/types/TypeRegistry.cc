@@ -74,8 +74,10 @@ const TypeInfo* TypeRegistry::find( std::string_view typeName ) {
 
 const Module* TypeRegistry::moduleOf( const TypeInfo& type ) {
    for ( const Module* module = firstModule; module; module = module->next_ ) {
-      if ( std::ranges::find( module->types(), &type ) != module->types().end() ) {
-         return module;
+      for ( const TypeInfo* const known : module->types() ) {
+         if ( known == &type ) {
+            return module;
+         }
       }
    }
    return nullptr;

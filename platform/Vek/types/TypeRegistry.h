@@ -12,16 +12,42 @@ namespace Vek {
 /// place in the registry.
 class OSK_EXPORT Module {
 public:
-   /// `needs` names types and modules of others that must be loaded first. The arrays outlive the
-   /// module.
-   constexpr Module( std::string_view name, std::span< const TypeInfo* const > types,
+   /// The descriptions of a module's types.
+   class Types {
+   public:
+      class Iterator {
+      public:
+         explicit Iterator( const Description* at ) : at_( at ) {}
+         const TypeInfo* operator*() const { return &( *at_ )(); }
+         Iterator& operator++() {
+            ++at_;
+            return *this;
+         }
+         bool operator==( const Iterator& ) const = default;
+
+      private:
+         const Description* at_;
+      };
+
+      Types( std::span< const Description > types ) : types_( types ) {}
+      Iterator begin() const { return Iterator( types_.data() ); }
+      Iterator end() const { return Iterator( types_.data() + types_.size() ); }
+      std::size_t size() const { return types_.size(); }
+
+   private:
+      std::span< const Description > types_;
+   };
+
+   /// `types` are as `Vek::types` lists them (ValueInfo.h). `needs` names types and modules of
+   /// others that must be loaded first. The arrays outlive the module.
+   constexpr Module( std::string_view name, std::span< const Description > types,
                      std::span< const std::string_view > needs )
       : name_( name ), types_( types ), needs_( needs ) {}
    Module( const Module& ) = delete;
    Module& operator=( const Module& ) = delete;
 
    std::string_view name() const { return name_; }
-   std::span< const TypeInfo* const > types() const { return types_; }
+   Types types() const { return { types_ }; }
    std::span< const std::string_view > needs() const { return needs_; }
 
    /// Marks the module as loaded: its types can be found by name. When something that it needs is
@@ -41,7 +67,7 @@ private:
    friend class TypeRegistry;
 
    std::string_view name_;
-   std::span< const TypeInfo* const > types_;
+   std::span< const Description > types_;
    std::span< const std::string_view > needs_;
    Module* next_ = nullptr;
 };

@@ -7,16 +7,38 @@ namespace Vek {
 
 namespace detail {
 
-/// A value type `T` that is built from its attributes, of which the first rows tell.
-template < typename T, const auto& rows, typename... Attributes >
-struct Record {
-   using Indices = std::index_sequence_for< Attributes... >;
+/// The number of the rows of stored attributes, which are the first ones.
+constexpr std::size_t attributeRows( std::span< const Field > rows ) {
+   std::size_t count = 0;
+   while ( count != rows.size() &&
+           ( rows[count].kind == FieldKind::key || rows[count].kind == FieldKind::attribute ) ) {
+      ++count;
+   }
+   return count;
+}
 
-   static constexpr bool streamed = ( ValueLog< Attributes >::streamed && ... );
+/// Whether a `T` is made from just these attributes, none of which loses a bit.
+template < typename T, typename... Attributes >
+concept BuiltFrom = requires( const Attributes&... attributes ) {
+   T{ attributes... };
+};
 
-   template < std::size_t... I >
-   static void build( void* const* attributes, void* value, std::index_sequence< I... > ) {
-      at< T >( value ) = T( at< Attributes >( attributes[I] )... );
+template < typename T, const auto& rows,
+           typename Positions = std::make_index_sequence< attributeRows( rows ) > >
+struct Record;
+
+/// A value type `T` that is built from its attributes.
+template < typename T, const auto& rows, std::size_t... I >
+struct Record< T, rows, std::index_sequence< I... > > {
+   template < std::size_t position >
+   using Attribute = typename std::remove_cvref_t< decltype( rows ) >::template TypeAt< position >;
+
+   using Parameters = ParameterList< Attribute< I >... >;
+   static constexpr bool complete = BuiltFrom< T, Attribute< I >... >;
+   static constexpr bool streamed = ( ValueLog< Attribute< I > >::streamed && ... );
+
+   static void build( void* const* attributes, void* value ) {
+      at< T >( value ) = T( at< Attribute< I > >( attributes[I] )... );
    }
 
    static std::size_t logSize( const void* value ) {
@@ -29,21 +51,27 @@ struct Record {
       forEach( value, [&]< typename A >( const A& a ) { ValueLog< A >::write( out, &a ); } );
    }
 
-   static void logRead( LogReader& in, void* value ) { read( in, value, Indices() ); }
+   static void logRead( LogReader& in, void* value ) {
+      if constexpr ( ( ( rows[I].stored != nullptr ) && ... ) ) {
+         // There is nothing to be checked about attributes that are in the value as they are.
+         ( ValueLog< Attribute< I > >::read( in, const_cast< void* >( rows[I].stored( value ) ) ),
+           ... );
+      } else {
+         std::tuple< Attribute< I >... > attributes;
+         ( ValueLog< Attribute< I > >::read( in, &std::get< I >( attributes ) ), ... );
+         at< T >( value ) = T( std::get< I >( attributes )... );
+      }
+   }
 
 private:
    template < typename Visit >
    static void forEach( const void* value, Visit visit ) {
-      forEach( value, visit, Indices() );
+      ( with< I >( value, visit ), ... );
    }
 
-   template < typename Visit, std::size_t... I >
-   static void forEach( const void* value, Visit visit, std::index_sequence< I... > ) {
-      ( with< I, Attributes >( value, visit ), ... );
-   }
-
-   template < std::size_t position, typename A, typename Visit >
+   template < std::size_t position, typename Visit >
    static void with( const void* value, Visit visit ) {
+      using A = Attribute< position >;
       constexpr const Field& row = rows[position];
       if constexpr ( row.stored != nullptr ) {
          visit( at< const A >( row.stored( value ) ) );
@@ -53,48 +81,35 @@ private:
          visit( attribute );
       }
    }
-
-   template < std::size_t... I >
-   static void read( LogReader& in, void* value, std::index_sequence< I... > ) {
-      if constexpr ( ( ( rows[I].stored != nullptr ) && ... ) ) {
-         // There is nothing to be checked about attributes that stand in the value as they are.
-         ( ValueLog< Attributes >::read( in, const_cast< void* >( rows[I].stored( value ) ) ),
-           ... );
-      } else {
-         std::tuple< Attributes... > attributes;
-         ( ValueLog< Attributes >::read( in, &std::get< I >( attributes ) ), ... );
-         at< T >( value ) = T( std::get< I >( attributes )... );
-      }
-   }
 };
 
 } // namespace detail
 
-/// A value type that is not built from attributes.
-template < typename T >
-consteval TypeInfo valueInfo( std::span< const Field > rows ) {
+/// A value type with the table `rows`. One that has no reader of its own text (`IsRecord`) is built
+/// from its stored attributes, in the order of their rows, and has its text and its encoding from
+/// them.
+template < typename T, const auto& rows >
+consteval TypeInfo valueInfo() {
+   detail::checkTable< T, rows >();
    TypeInfo info;
    info.name = valueType< T >.name;
    info.kind = TypeKind::value;
    info.rows = rows;
    info.value = &valueType< T >;
-   return info;
-}
-
-/// A value type built from its stored attributes, which are of the given types and have the first
-/// rows.
-template < typename T, const auto& rows, typename... Attributes >
-consteval TypeInfo valueInfo() {
-   using Record = detail::Record< T, rows, Attributes... >;
-   TypeInfo info = valueInfo< T >( rows );
-   info.parameters = detail::ParameterList< Attributes... >::types;
-   info.build = []( void* const* attributes, void* value ) {
-      Record::build( attributes, value, typename Record::Indices() );
-   };
-   if constexpr ( Record::streamed ) {
-      info.logSize = Record::logSize;
-      info.logWrite = Record::logWrite;
-      info.logRead = Record::logRead;
+   if constexpr ( detail::IsRecord< T > ) {
+      using Record = detail::Record< T, rows >;
+      static_assert(
+         Record::complete || !detail::rowsAreOf< T, rows >,
+         "the value is not built from the types of its attributes as the rows list them" );
+      if constexpr ( Record::complete ) {
+         info.parameters = Record::Parameters::types;
+         info.build = Record::build;
+         if constexpr ( Record::streamed ) {
+            info.logSize = Record::logSize;
+            info.logWrite = Record::logWrite;
+            info.logRead = Record::logRead;
+         }
+      }
    }
    return info;
 }
@@ -119,5 +134,36 @@ consteval TypeInfo enumerationInfo() {
    info.value = &valueType< E >;
    return info;
 }
+
+/// Stands for a type of another library in a list of types.
+template < typename T >
+struct Plain {
+   static const TypeInfo& typeInfo() {
+      static constexpr TypeInfo info = plainInfo< T >();
+      return info;
+   }
+};
+
+namespace detail {
+
+template < typename T >
+constexpr Description describes() {
+   if constexpr ( NamedEnum< T > ) {
+      return []() -> const TypeInfo& {
+         static constexpr TypeInfo info = enumerationInfo< T >();
+         return info;
+      };
+   } else if constexpr ( std::is_base_of_v< Counted, T > ) {
+      return T::type;
+   } else {
+      return T::typeInfo;
+   }
+}
+
+} // namespace detail
+
+/// The types of a module: entities, values and enumerations.
+template < typename... T >
+inline constexpr Description types[] = { detail::describes< T >()... };
 
 } // namespace Vek

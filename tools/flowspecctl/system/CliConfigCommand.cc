@@ -22,6 +22,8 @@ struct ChangeOptions {
 // One of the changes, on an interface.
 using Change = void( CliConfig& cli, IntfId intf, const ChangeOptions& options );
 
+static_assert( Vek::listsRows< InterfaceEnableConfig, 4 > );
+
 // Enables the family beside what is enabled, and names the VRF when there is one.
 void enable( CliConfig& cli, IntfId intf, const ChangeOptions& options ) {
    const InterfaceEnableConfig before = cli.enabledIntf( intf );

@@ -159,6 +159,8 @@ std::vector< Vek::String > namesOf( ActionFieldSet actions ) {
    return names;
 }
 
+static_assert( Vek::listsRows< UnsupportedQual, 4 > );
+
 void unsupportedJson( bool supported, std::span< const UnsupportedQual > shown, Vek::String& out ) {
    Json families = Json::array();
    for ( const UnsupportedQual& unsupported : shown ) {

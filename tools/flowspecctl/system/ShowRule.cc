@@ -85,6 +85,10 @@ private:
    Vek::Ptr< Counter > counter_;
 };
 
+static_assert( Vek::listsRows< RuleConfig, 11 > );
+static_assert( Vek::listsRows< InfeasibleRule, 4 > );
+static_assert( Vek::listsRows< RuleStatus, 11 > );
+
 Json viewJson( const RuleView& view ) {
    Json json = Json::object();
    if ( view.config ) {
