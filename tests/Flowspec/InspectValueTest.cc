@@ -29,64 +29,6 @@ constexpr unsigned insert = 0;
 constexpr unsigned erase = 1;
 constexpr unsigned find = 3;
 constexpr unsigned call = 0;
-constexpr unsigned isSet = 11;
-constexpr unsigned isEqual = 12;
-
-/// Codes 11 and 12 on a value that differs from a default one.
-template < typename T >
-void checkWhole( T set ) {
-   SCOPED_TRACE( Vek::valueType< T >.name );
-   T none{};
-   bool answer = true;
-   EXPECT_EQ( inspect( none, {}, isSet, {}, Any::of( answer ) ), done );
-   EXPECT_FALSE( answer );
-   EXPECT_EQ( inspect( set, {}, isSet, {}, Any::of( answer ) ), done );
-   EXPECT_TRUE( answer );
-   EXPECT_EQ( inspect( set, {}, isEqual, { Any::of( none ) }, Any::of( answer ) ), done );
-   EXPECT_FALSE( answer );
-   T copy = set;
-   EXPECT_EQ( inspect( set, {}, isEqual, { Any::of( copy ) }, Any::of( answer ) ), done );
-   EXPECT_TRUE( answer );
-
-   U32 wrong = 1;
-   EXPECT_EQ( inspect( set, {}, isSet ), wrongArgument );
-   EXPECT_EQ( inspect( set, {}, isSet, {}, Any::of( wrong ) ), wrongArgument );
-   EXPECT_EQ( inspect( set, {}, isSet, { Any::of( copy ) }, Any::of( answer ) ), wrongArgument );
-   EXPECT_EQ( inspect( set, {}, isEqual, {}, Any::of( answer ) ), wrongArgument );
-   EXPECT_EQ( inspect( set, {}, isEqual, { Any::of( wrong ) }, Any::of( answer ) ), wrongArgument );
-   EXPECT_EQ( inspect( set, {}, isEqual, { Any::of( copy ), Any::of( copy ) }, Any::of( answer ) ),
-              wrongArgument );
-   EXPECT_EQ( inspect( set, {}, isEqual, { Any::of( copy ) } ), wrongArgument );
-   for ( unsigned code = 0; code < 256; ++code ) {
-      if ( code != isSet && code != isEqual ) {
-         EXPECT_EQ( inspect( set, {}, code, { Any::of( copy ) }, Any::of( answer ) ),
-                    noSuchOperation );
-      }
-   }
-   EXPECT_TRUE( answer );
-   EXPECT_EQ( set, copy );
-}
-
-TEST( InspectValue, IsSetAndIsEqual ) {
-   checkWhole( NumericalRange( 80, 443 ) );
-   checkWhole( IpBitMask( false, 1, 1 ) );
-   checkWhole( TcpBitMask( true, 2, 0x12 ) );
-   checkWhole( MatchOpVal( 5 ) );
-   checkWhole( MatchOpValIndex( 5 ) );
-   checkWhole( MatchOpValResult( port, 1, 2, 3 ) );
-   checkWhole( ActionFieldSet( 4 ) );
-   checkWhole( TrafficAction( 1 ) );
-   checkWhole( TrafficRedirect( 1, TrafficRedirectType::vrf, {}, {}, false ) );
-   checkWhole( FlowspecIntfSetId( 0 ) );
-   checkWhole( FlowspecIntfInterfaceSetConfig( Zorv::IntfId( 1 ) ) );
-   checkWhole( InterfaceEnableConfig( Zorv::IntfId( 1 ) ) );
-   checkWhole( MatchComponent( port ) );
-   checkWhole( destPort );
-   checkWhole( IpVersion( 1 ) );
-   FlowspecKey key;
-   key.interfaceSetPush( 1 );
-   checkWhole( key );
-}
 
 TEST( InspectValue, EntitiesHaveNoCodesAsAWhole ) {
    const auto rule = ruleConfigFactory( FlowspecKey() );
@@ -95,23 +37,6 @@ TEST( InspectValue, EntitiesHaveNoCodesAsAWhole ) {
       EXPECT_EQ( inspectOperation( rule->typeInfo(), rule.get(), nullptr, static_cast< U8 >( code ),
                                    {}, Any::of( answer ) ),
                  noSuchOperation );
-   }
-}
-
-TEST( InspectValue, AttributesOfAKey ) {
-   FlowspecKey key;
-   U32 vrfId = 5;
-   EXPECT_EQ( inspect( key, 2, write, { Any::of( vrfId ) } ), done );
-   EXPECT_EQ( key.vrfId(), 5U );
-   Zorv::AddressFamily family = Zorv::AddressFamily::ipv6;
-   EXPECT_EQ( inspect( key, 3, write, { Any::of( family ) } ), done );
-   EXPECT_EQ( key.addressFamily(), Zorv::AddressFamily::ipv6 );
-   EXPECT_EQ( inspect( key, 3, write, { Any::of( vrfId ) } ), wrongArgument );
-   U32 got = 0;
-   EXPECT_EQ( inspect( key, 2, read, {}, Any::of( got ) ), done );
-   EXPECT_EQ( got, 5U );
-   for ( const U16 id : std::initializer_list< U16 >{ 0, 1, 31, 258, 65535 } ) {
-      EXPECT_EQ( inspect( key, id, read, {}, Any::of( got ) ), noSuchField );
    }
 }
 
@@ -169,6 +94,9 @@ TEST( InspectValue, TextsAreStrings ) {
    Vek::String found;
    EXPECT_EQ( inspect( util, 5, call, { Any::of( text ) }, Any::of( found ) ), done );
    EXPECT_EQ( found, "IFSET:=3,17;" );
+   HwRuleProgrammingStatus code = unsupportedTcamProfile;
+   EXPECT_EQ( inspect( util, 6, call, { Any::of( code ) }, Any::of( found ) ), done );
+   EXPECT_EQ( found, "Unsupported TCAM Profile" );
    MatchCompType type = destPort;
    EXPECT_EQ( inspect( util, 3, call, { Any::of( type ) }, Any::of( found ) ), done );
    EXPECT_EQ( found, "Destination Port" );

@@ -16,7 +16,7 @@ from pathlib import Path
 
 
 def compile(root, compiler, source, *options):
-    command = [compiler, "-std=c++20", "-fsyntax-only", f"-I{root}/platform", *options, source]
+    command = [compiler, "-std=c++20", "-fsyntax-only", f"-I{root}/platform", f"-I{root}", *options, source]
     return subprocess.run(command, capture_output=True, text=True, env={**os.environ, "LC_ALL": "C"})
 
 

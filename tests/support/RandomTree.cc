@@ -4,11 +4,7 @@ namespace TestSupport {
 
 using namespace Flowspec;
 
-RandomTree::RandomTree( Vek::Directory& directory, U64 seed )
-   : random_( seed ), keys_( entangledKeys() ) {
-   for ( int i = 0; i < 30; ++i ) {
-      keys_.push_back( random_.canonicalKey() );
-   }
+RandomTree::RandomTree( Vek::Directory& directory, U64 seed ) : RandomValues( seed ) {
    const auto root = [&]< typename T >( Vek::Ptr< T >& typed, const char* name ) {
       roots_.push_back( directory.create( T::type().name, name ) );
       typed = Vek::Ptr< T >( static_cast< T* >( roots_.back().get() ) );
@@ -78,9 +74,9 @@ void RandomTree::changeRule( RuleConfig& rule ) {
    case 3:
       return rule.matchSetDel( static_cast< MatchCompType >( below( 5 ) ) );
    case 4:
-      return rule.actionFieldSetIs( ActionFieldSet( static_cast< unsigned >( below( 256 ) ) ) );
+      return rule.actionFieldSetIs( flags< ActionFieldSet >() );
    case 5:
-      return rule.trafficActionIs( TrafficAction( static_cast< unsigned >( below( 4 ) ) ) );
+      return rule.trafficActionIs( flags< TrafficAction >() );
    case 6:
       return rule.trafficRedirectIs( redirect() );
    case 7:
@@ -95,20 +91,14 @@ void RandomTree::changeCliConfig() {
    switch ( below( 8 ) ) {
    case 0: {
       InterfaceEnableConfig enable( intfId );
-      enable.ipVersionIs( IpVersion( static_cast< unsigned >( below( 4 ) ) ) );
+      enable.ipVersionIs( flags< IpVersion >() );
       enable.sourceVrfOverrideIs( text() );
       return cliConfig_->enabledIntfIs( enable );
    }
    case 1:
       return cliConfig_->enabledIntfDel( intfId );
-   case 2: {
-      FlowspecIntfInterfaceSetConfig sets( intfId );
-      for ( U64 i = below( 4 ); i > 0; --i ) {
-         sets.interfaceSetIs( oneIn( 4 ) ? FlowspecIntfSetId()
-                                         : FlowspecIntfSetId( static_cast< U16 >( below( 5 ) ) ) );
-      }
-      return cliConfig_->intfInterfaceSetConfigIs( sets );
-   }
+   case 2:
+      return cliConfig_->intfInterfaceSetConfigIs( interfaceSets() );
    case 3:
       return cliConfig_->intfInterfaceSetConfigDel( intfId );
    case 4:
@@ -234,70 +224,6 @@ void RandomTree::changePolicy() {
    } catch ( const Vek::ReinstantiationException& ) {
       // The action is there with other parameters, and stays.
    }
-}
-
-Vek::String RandomTree::text() {
-   static const char* const texts[] = { "", "red", "blue", "a longer text, with blanks in it" };
-   return random_.oneOf( texts );
-}
-
-Zorv::IpGenAddr RandomTree::address() {
-   const Zorv::IpGenPrefix host = random_.prefix( family() );
-   return host.address();
-}
-
-QosLib::ColoredCounters RandomTree::counters() {
-   QosLib::ColoredCounters counters;
-   counters.packetHitsIs( below( 3 ) );
-   counters.byteHitsIs( random_.any() );
-   counters.redIs( { below( 2 ), 5, 6 } );
-   return counters;
-}
-
-L3::ResolvedNexthopInfo RandomTree::nexthops() {
-   L3::ResolvedNexthopInfo::NexthopSet set;
-   L3::ResolvedNexthopInfo::Vias vias;
-   for ( U64 i = below( 3 ); i > 0; --i ) {
-      set.insert( address() );
-      const Zorv::IntfId intfId = intf();
-      vias.push_back( { *set.begin(), intfId, oneIn( 2 ) ? L3::MplsLabel() : L3::MplsLabel( 100 ),
-                        oneIn( 2 ) } );
-   }
-   return { set, vias };
-}
-
-MatchComponent RandomTree::component() {
-   MatchComponent component( static_cast< MatchCompType >( below( 14 ) ) );
-   if ( oneIn( 3 ) ) {
-      component.prefixIs( random_.prefix( Zorv::AddressFamily::ipv4 ) );
-   }
-   for ( U64 i = below( 4 ); i > 0; --i ) {
-      const auto low = static_cast< U32 >( below( 9 ) );
-      component.numericalRangeIs( NumericalRange( low, low + static_cast< U32 >( below( 9 ) ) ) );
-      component.ipBitMaskIs( IpBitMask( oneIn( 2 ), 1, 3 ) );
-      component.tcpBitMaskIs( TcpBitMask( oneIn( 2 ), static_cast< U16 >( below( 4 ) ), 3 ) );
-   }
-   return component;
-}
-
-TrafficRedirect RandomTree::redirect() {
-   TrafficRedirect redirect;
-   redirect.vrfIdIs( static_cast< U32 >( below( 3 ) ) );
-   redirect.typeIs( static_cast< TrafficRedirectType >( below( 3 ) ) );
-   redirect.addrIs( address() );
-   redirect.srTePolicyKeyIs( SrTePolicy::PolicyKey( 7, address() ) );
-   redirect.copyIs( oneIn( 2 ) );
-   return redirect;
-}
-
-UnsupportedQual RandomTree::unsupportedQual() {
-   UnsupportedQual value( family() );
-   value.unsupportedActionsIs( ActionFieldSet( static_cast< unsigned >( below( 256 ) ) ) );
-   for ( U64 i = below( 3 ); i > 0; --i ) {
-      const auto type = static_cast< MatchCompType >( 1 + below( 13 ) );
-      value.qualIs( type, text() );
-   }
-   return value;
 }
 
 } // namespace TestSupport

@@ -3,14 +3,13 @@
 #include "Flowspec/FlowspecDalb.h"
 #include "Flowspec/FlowspecPolicy.h"
 #include "Vek/entity/Directory.h"
-#include "tests/support/EntangledKeys.h"
-#include "tests/support/KeyGenerator.h"
+#include "tests/support/RandomValues.h"
 
 namespace TestSupport {
 
 /// Root entities of every type in a directory, and random changes of all that they own. Keys and
 /// values come from small sets, so that members are found, replaced, removed and made again.
-class RandomTree {
+class RandomTree : private RandomValues {
 public:
    RandomTree( Vek::Directory& directory, U64 seed );
 
@@ -21,8 +20,6 @@ public:
    void change();
 
 private:
-   using Family = Zorv::AddressFamily;
-
    void changeConfig();
    void changeRule( Flowspec::RuleConfig& rule );
    void changeCliConfig();
@@ -32,22 +29,6 @@ private:
    void changeCounter();
    void changePolicy();
 
-   U64 below( U64 count ) { return random_.below( count ); }
-   bool oneIn( U64 count ) { return random_.oneIn( count ); }
-   Flowspec::FlowspecKey key() { return keys_[below( keys_.size() )]; }
-   Zorv::IntfId intf() { return Zorv::IntfId( below( 6 ) ); }
-   Family family() { return oneIn( 2 ) ? Family::ipv4 : Family::ipv6; }
-   Vek::String text();
-   Osk::UniqueId id() { return Osk::UniqueId( 1 + below( 5 ) ); }
-   Zorv::IpGenAddr address();
-   QosLib::ColoredCounters counters();
-   L3::ResolvedNexthopInfo nexthops();
-   Flowspec::MatchComponent component();
-   Flowspec::TrafficRedirect redirect();
-   Flowspec::UnsupportedQual unsupportedQual();
-
-   KeyGenerator random_;
-   std::vector< Flowspec::FlowspecKey > keys_;
    std::vector< Vek::Ptr< Vek::NamedEntity > > roots_;
    Vek::Ptr< Flowspec::Config > config_;
    Vek::Ptr< Flowspec::CliConfig > cliConfig_;

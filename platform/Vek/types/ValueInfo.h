@@ -85,9 +85,9 @@ private:
 
 } // namespace detail
 
-/// A value type with the table `rows`. One that has no reader of its own text (`IsRecord`) is built
-/// from its stored attributes, in the order of their rows, and has its text and its encoding from
-/// them.
+/// A value type with the table `rows`. One that is not read from a text as a whole (`IsRecord`) is
+/// built from its stored attributes, in the order of their rows, and has its text and its encoding
+/// from them.
 template < typename T, const auto& rows >
 consteval TypeInfo valueInfo() {
    detail::checkTable< T, rows >();

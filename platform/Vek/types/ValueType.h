@@ -92,26 +92,25 @@ OSK_EXPORT void recordTextRead( const TypeInfo& type, std::string_view text, voi
 template < typename T >
 concept ConstructsFromText = std::is_constructible_v< T, const String& >;
 template < typename T >
-concept TakesText = requires( CharRange& range, T* v ) {
-   sequenceToValue( range, v );
-};
-template < typename T >
 concept ReadsText = requires( T& v, std::string_view text ) {
    v.stringValueIs( text );
 };
 
-/// A type that is built from its attributes: it has a table of them and no reader of its own text.
+/// A type that is built from its attributes: it has a table of them, and is not read from a text as
+/// a whole.
 template < typename T >
-concept IsRecord = !std::is_empty_v< T > && requires {
+concept IsRecord =
+   !std::is_empty_v< T > && !ConstructsFromText< T > && !ReadsText< T > && requires {
    { T::typeInfo() } -> std::same_as< const TypeInfo& >;
-}
-&&!ConstructsFromText< T > && !TakesText< T > && !ReadsText< T >;
+};
 
 /// The texts of one type, from the operations that it offers.
 template < typename T >
 struct ValueText {
    static constexpr bool constructs = ConstructsFromText< T >;
-   static constexpr bool takes = TakesText< T >;
+   static constexpr bool takes = requires( CharRange & range, T* v ) {
+      sequenceToValue( range, v );
+   };
    static constexpr bool reads = ReadsText< T >;
    static constexpr bool readable =
       std::is_arithmetic_v< T > || IsRecord< T > || constructs || takes || reads;

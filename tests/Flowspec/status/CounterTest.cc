@@ -6,9 +6,6 @@
 #include "tests/support/ChangeRecorder.h"
 #include "tests/support/EntangledKeys.h"
 #include "tests/support/ExpectFailure.h"
-#include "tests/support/KeyGenerator.h"
-
-#include <unordered_map>
 
 namespace Flowspec {
 namespace {
@@ -75,22 +72,6 @@ TEST( Counter, StartsWithItsNameAndNothingElse ) {
    EXPECT_EQ( counter->timestamp(), 0 );
 }
 
-TEST( Counter, SnapshotsAreLookedUpAndNeverCreated ) {
-   const auto counter = counterFactory( "counters" );
-   const CounterVersion value( hits( 3 ), UniqueId( 5 ) );
-   counter->snapshotIs( FlowspecKey(), value );
-   EXPECT_EQ( counter->snapshot( FlowspecKey() ), value );
-   FlowspecKey other;
-   other.vrfIdIs( 1 );
-   EXPECT_EQ( counter->snapshot( other ).coloredCounters(), ColoredCounters() );
-   EXPECT_TRUE( counter->snapshot( other ).version() );
-   EXPECT_EQ( counter->snapshot().size(), 1U );
-   counter->snapshotDel( other );
-   EXPECT_EQ( counter->snapshot().size(), 1U );
-   counter->snapshotDel( FlowspecKey() );
-   EXPECT_TRUE( counter->snapshot().empty() );
-}
-
 // Keys that differ in one attribute only, interface sets included, and keys that are each less
 // than the other have counters of their own.
 TEST( Counter, IsKeyedByTheWholeKey ) {
@@ -119,41 +100,6 @@ TEST( Counter, IsKeyedByTheWholeKey ) {
       EXPECT_FALSE( counter->snapshot().contains( keys[i] ) ) << i;
       EXPECT_EQ( counter->snapshot().size(), keys.size() - i - 1 );
    }
-}
-
-TEST( Counter, AgreesWithAModelOverRandomOperations ) {
-   TestSupport::KeyGenerator generator( 8955 );
-   std::vector< FlowspecKey > pool;
-   for ( unsigned i = 0; i < 500; ++i ) {
-      pool.push_back( i % 2 == 0 ? generator.similarKey() : generator.realisticKey() );
-   }
-   const auto counter = counterFactory( "counters" );
-   TestSupport::ChangeRecorder changes( *counter );
-   std::unordered_map< FlowspecKey, CounterVersion > model;
-   for ( unsigned i = 0; i < 20'000; ++i ) {
-      const FlowspecKey& key = pool[generator.below( pool.size() )];
-      const auto at = model.find( key );
-      bool isChange = false;
-      if ( generator.oneIn( 3 ) ) {
-         isChange = at != model.end();
-         counter->snapshotDel( key );
-         model.erase( key );
-      } else {
-         const CounterVersion value( hits( generator.below( 2 ) ),
-                                     UniqueId( 1 + generator.below( 2 ) ) );
-         isChange = at == model.end() || !( at->second == value );
-         counter->snapshotIs( key, value );
-         model.insert_or_assign( key, value );
-      }
-      ASSERT_EQ( changes.take().size(), isChange ? 1U : 0U ) << i;
-      ASSERT_EQ( counter->snapshot().size(), model.size() );
-   }
-   for ( const auto& [key, value] : model ) {
-      ASSERT_EQ( counter->snapshot( key ), value );
-   }
-   counter->snapshotDelAll();
-   EXPECT_EQ( changes.take().size(), model.size() );
-   EXPECT_TRUE( counter->snapshot().empty() );
 }
 
 TEST( Counter, ARefreshThatFindsNothingChangedAllocatesNothing ) {

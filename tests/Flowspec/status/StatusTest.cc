@@ -27,58 +27,6 @@ TEST( Status, StartsWithItsNameAndDefaults ) {
    EXPECT_TRUE( status->interfaceSet().empty() );
 }
 
-TEST( Status, LookUpsOfAbsentKeysCreateNothing ) {
-   const auto status = statusFactory( "status" );
-   EXPECT_EQ( status->vrfRuleStatus( 1 ), nullptr );
-   EXPECT_EQ( status->interfaceSet( 1 ), nullptr );
-   EXPECT_EQ( status->unsupportedQual( AddressFamily::ipv4 ), UnsupportedQual() );
-   EXPECT_TRUE( status->vrfRuleStatus().empty() );
-   EXPECT_TRUE( status->interfaceSet().empty() );
-   EXPECT_TRUE( status->unsupportedQual().empty() );
-}
-
-TEST( Status, FilesUnsupportedQualsUnderTheirFamily ) {
-   const auto status = statusFactory( "status" );
-   UnsupportedQual value( AddressFamily::ipv6 );
-   value.qualIs( port, "two look-ups" );
-   status->unsupportedQualIs( value );
-   status->unsupportedQualIs( UnsupportedQual() );
-   EXPECT_EQ( status->unsupportedQual( AddressFamily::ipv6 ), value );
-   EXPECT_TRUE( status->unsupportedQual().contains( AddressFamily::none ) );
-   EXPECT_EQ( status->unsupportedQual().size(), 2U );
-   value.qualDelAll();
-   status->unsupportedQualIs( value );
-   EXPECT_EQ( status->unsupportedQual( AddressFamily::ipv6 ), value ) << "replaced whole";
-   // The value may be the stored one.
-   status->unsupportedQualIs( status->unsupportedQual().begin()->second );
-   EXPECT_EQ( status->unsupportedQual().size(), 2U );
-}
-
-TEST( Status, ChildrenAreTheSameUntilTheyAreRemoved ) {
-   const auto status = statusFactory( "status" );
-   const auto set = status->interfaceSetIs( 16383 );
-   EXPECT_EQ( set->interfaceSetId(), 16383U );
-   EXPECT_EQ( set->parent(), status.get() );
-   EXPECT_EQ( status->interfaceSetIs( 16383 ), set );
-   set->intfIs( IntfId( 5 ) );
-   EXPECT_TRUE( set->intf().contains( IntfId( 5 ) ) );
-   status->interfaceSetDel( 16383 );
-   EXPECT_EQ( set->parent(), nullptr );
-   EXPECT_EQ( set->useCount(), 1U );
-   EXPECT_TRUE( status->interfaceSetIs( 16383 )->intf().empty() );
-
-   const auto vrf = status->vrfRuleStatusIs( 7 );
-   EXPECT_EQ( vrf->vrfId(), 7U );
-   EXPECT_EQ( status->vrfRuleStatusIs( 7 ), vrf );
-   const auto active = vrf->activeIntfPerAfIs( AddressFamily::ipv4 );
-   EXPECT_EQ( active->addressFamily(), AddressFamily::ipv4 );
-   EXPECT_EQ( active->parent(), vrf.get() );
-   EXPECT_EQ( vrf->activeIntfPerAfIs( AddressFamily::ipv4 ), active );
-   EXPECT_NE( vrf->activeIntfPerAfIs( AddressFamily::ipv6 ), active );
-   vrf->activeIntfPerAfDelAll();
-   EXPECT_EQ( active->parent(), nullptr );
-}
-
 TEST( Status, RemovingAVrfRemovesAllBelow ) {
    const auto status = statusFactory( "status" );
    const auto live = [] {

@@ -35,21 +35,6 @@ TEST( VrfRuleStatus, StartsWithItsVrfAndNothingElse ) {
       << "a look-up creates nothing";
 }
 
-TEST( VrfRuleStatus, ErrorsOfOneInterfaceAreKeptByFamily ) {
-   const auto vrf = vrfRuleStatusFactory( 7 );
-   const IntfErrorKey v4( IntfId( 3 ), AddressFamily::ipv4 );
-   const IntfErrorKey v6( IntfId( 3 ), AddressFamily::ipv6 );
-   vrf->intfErrorIs( v6, "six" );
-   vrf->intfErrorIs( v4, "four" );
-   EXPECT_EQ( vrf->intfError().size(), 2U );
-   EXPECT_EQ( vrf->intfError( v4 ), "four" );
-   EXPECT_EQ( vrf->intfError( v6 ), "six" );
-   EXPECT_EQ( ( *vrf->intfError().sorted().begin() )->first, v4 );
-   vrf->intfErrorDel( v4 );
-   EXPECT_EQ( vrf->intfError( v4 ), "" );
-   EXPECT_EQ( vrf->intfError( v6 ), "six" );
-}
-
 TEST( VrfRuleStatus, KeysThatAreMutuallyLessAreFoundErasedAndInsertedAgain ) {
    const std::vector< FlowspecKey > keys = TestSupport::entangledKeys();
    ASSERT_TRUE( std::ranges::any_of( keys, [&]( const FlowspecKey& a ) {

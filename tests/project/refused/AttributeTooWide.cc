@@ -1,5 +1,5 @@
 // error: the value is not built from the types of its attributes as the rows list them
-#include "Sample.h"
+#include "tests/project/refused/Sample.h"
 
 namespace Sample {
 

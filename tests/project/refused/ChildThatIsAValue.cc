@@ -1,5 +1,5 @@
 // error: a row of one child is about a reference to an entity
-#include "Sample.h"
+#include "tests/project/refused/Sample.h"
 
 struct Sample::Root::Table {
 #ifdef FIXED

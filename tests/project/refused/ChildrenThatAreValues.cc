@@ -1,5 +1,5 @@
 // error: a row of children is about a collection of references to entities
-#include "Sample.h"
+#include "tests/project/refused/Sample.h"
 
 struct Sample::Root::Table {
 #ifdef FIXED

@@ -1,5 +1,5 @@
 // error: the insertion of the row takes another type than the keys of the children
-#include "Sample.h"
+#include "tests/project/refused/Sample.h"
 
 struct Sample::Root::Table {
 #ifdef FIXED

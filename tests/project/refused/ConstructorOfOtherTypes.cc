@@ -1,5 +1,5 @@
 // error: the constructor of the entity takes other parameters
-#include "Sample.h"
+#include "tests/project/refused/Sample.h"
 
 struct Sample::Leaf::Table {
    static constexpr Vek::Rows rows{ Vek::key< &Leaf::id_ >( 258, "id" ) };

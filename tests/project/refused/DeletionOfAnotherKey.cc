@@ -1,5 +1,5 @@
 // error: the deletion of the row takes another type than the keys of the collection
-#include "Sample.h"
+#include "tests/project/refused/Sample.h"
 
 struct Sample::Root::Table {
 #ifdef FIXED

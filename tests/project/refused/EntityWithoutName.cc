@@ -1,5 +1,5 @@
 // error: the entity type has no name of its own
-#include "Sample.h"
+#include "tests/project/refused/Sample.h"
 
 namespace Sample {
 

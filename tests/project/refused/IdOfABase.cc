@@ -1,5 +1,5 @@
 // error: the ids of the rows of an entity begin at 258
-#include "Sample.h"
+#include "tests/project/refused/Sample.h"
 
 struct Sample::Leaf::Table {
 #ifdef FIXED

@@ -1,5 +1,5 @@
 // error: the ids of the table do not ascend
-#include "Sample.h"
+#include "tests/project/refused/Sample.h"
 
 namespace Sample {
 

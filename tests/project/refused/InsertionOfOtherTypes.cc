@@ -1,5 +1,5 @@
 // error: the insertion of the row takes other types than the collection holds
-#include "Sample.h"
+#include "tests/project/refused/Sample.h"
 
 struct Sample::Root::Table {
 #ifdef FIXED

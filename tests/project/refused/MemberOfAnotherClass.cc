@@ -1,5 +1,5 @@
 // error: a row of the table names a member of another class
-#include "Sample.h"
+#include "tests/project/refused/Sample.h"
 
 namespace Sample {
 

@@ -1,5 +1,5 @@
 // error: the member that is set has no row in the table
-#include "Sample.h"
+#include "tests/project/refused/Sample.h"
 
 struct Sample::Leaf::Table {
    static constexpr Vek::Rows rows{

@@ -1,6 +1,6 @@
 // error: the table has another number of rows than the rowCount of its type: look at what lists
 // them
-#include "Sample.h"
+#include "tests/project/refused/Sample.h"
 
 namespace Sample {
 

@@ -1,5 +1,5 @@
 // error: the row names another number of parameters than the operation has
-#include "Sample.h"
+#include "tests/project/refused/Sample.h"
 
 struct Sample::Root::Table {
    static constexpr Vek::Rows rows{

@@ -1,5 +1,5 @@
 // error: the setter of the row is of another class than its member
-#include "Sample.h"
+#include "tests/project/refused/Sample.h"
 
 namespace Sample {
 

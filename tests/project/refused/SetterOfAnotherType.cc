@@ -1,5 +1,5 @@
 // error: the setter of the row takes another type than its attribute has
-#include "Sample.h"
+#include "tests/project/refused/Sample.h"
 
 namespace Sample {
 
