@@ -5,6 +5,18 @@
 
 #include <typeinfo>
 
+// One adapter for each entity of the tree, whatever the number of connections. A connection is in
+// one of three states towards an entity:
+//
+//   it has a flow-out here    something waits: a change is marked there, and written later
+//   it has none, and its      it is up to date: a change is written at once, from one encoding for
+//   first copy is done        all such connections, or marked in a new flow-out when it has no room
+//   it has none, and its      the entity's turn comes: nothing is noted, as the copy will have what
+//   first copy is under way   there is then
+//
+// Whatever goes over the connections first notes at each sender in which state it is
+// (`Sender::Note`) and then over all senders once: a note is good for one change, which
+// `Source::beginChange` begins.
 namespace Vek::log {
 
 namespace {
@@ -26,6 +38,8 @@ EntityStreamAdapter::EntityStreamAdapter( Source& source, Entity& entity, const 
          next_->previous_ = this;
       }
    }
+   // The children's adapters come with their parent's: from here on there is no entity in the tree
+   // without one, and `of` finds it.
    try {
       forEachChild( [&]( U8 position, Entity& child ) {
          new EntityStreamAdapter( source_, child, source_.types_.of( child.typeInfo() ), this,
@@ -174,6 +188,8 @@ void EntityStreamAdapter::onChildren( const Change& change, U8 position ) {
    }
 }
 
+// A peer is told of the end of a child only when it was told of its beginning. What the child
+// itself had waiting goes with its adapter, last: until then its flow-outs say who knows it.
 void EntityStreamAdapter::onRemoved( EntityStreamAdapter& child, const void* key, U8 position ) {
    source_.beginChange();
    child.noteAnnounced();

@@ -5,6 +5,21 @@
 
 #include <algorithm>
 
+// What waits for a connection is never a list of changes, but a note of what to look up: values are
+// written as they are when their turn comes, so a change that is overtaken by another costs
+// nothing. Between calls, for each row with a bit in `dirty`:
+//
+//   `whole`  `begun`
+//   clear    clear    an attribute or the child is written; of a collection, the keys in `rowKeys`
+//   set      clear    the collection is to be written between the two ends of a transaction; no key
+//                     is noted, as what there is then will be written
+//   set      set      the beginning is written: `walk` has the place among the members, and
+//                     `rowKeys` has what changed after `walk` had passed it
+//
+// `begun` is never set without `whole`. For children the transaction begins with the announcement
+// of their parent, before any of them is announced: what the peer has and is told of in between
+// stays, and the rest goes at the end. There is one `walk`, as rows are written in their order: it
+// belongs to the children that are announced (`instantiateAt`) or to the first row in `dirty`.
 namespace Vek::log {
 
 namespace {
@@ -32,6 +47,8 @@ FlowOut::~FlowOut() {
    }
 }
 
+// When memory runs out, a row may have its bit and no key of what changed: the connection ends then
+// (`Sender::unlessOutOfMemory`), as what is not noted cannot be found again.
 void FlowOut::mark( U8 position, const void* key ) {
    const U32 bit = StreamType::bitOf( position );
    dirty |= bit;
@@ -92,6 +109,9 @@ void EntityStreamAdapter::newFlowOuts( Sender& sender ) {
    forEachChild( [&]( U8, Entity& child ) { of( child, source_ )->newFlowOuts( sender ); } );
 }
 
+// Parents before their children, as a child's announcement names its parent's number; children are
+// announced before the attributes of any entity are written, so the peer can take those in whatever
+// order they are queued.
 bool EntityStreamAdapter::vekInstantiateSerialize( FlowOut& waiting, U64 upTo ) {
    // They are announced before more are looked for, so a connection that is full holds no more.
    constexpr std::size_t portion = 256;
@@ -170,6 +190,8 @@ bool EntityStreamAdapter::announce( FlowOut& waiting ) {
    return true;
 }
 
+// A row's bit goes when all of it is written: who comes back to a row that was cut off by a full
+// connection finds in `begun`, `walk` and `rowKeys` how far it had come.
 U16 EntityStreamAdapter::handleAttrFlowOut( U16 fieldId, FlowOut& waiting ) {
    for ( U32 left = waiting.dirty & type_.rowsFrom( fieldId ); left; left &= left - 1 ) {
       const auto position = static_cast< U8 >( std::countr_zero( left ) );
@@ -211,7 +233,8 @@ bool EntityStreamAdapter::writeKeys( U8 position, FlowOut& waiting ) {
    const auto put = [&]( const void* key ) {
       return sender.put( RowMessage( number_, row, object(), key ) );
    };
-   // In between come the keys that changed after the walk had passed them.
+   // In between come the keys that changed after the walk had passed them: all in one ascending
+   // order, so that a member is written once even when it waits in both.
    const auto takes = [&]( const void* key, const void* ) {
       for ( ; keys && !keys->empty() && collection.before( keys->first(), key );
             keys->eraseFirst() ) {

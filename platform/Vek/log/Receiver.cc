@@ -3,6 +3,14 @@
 #include "Vek/log/Schema.h"
 #include "Vek/text/Printable.h"
 
+// A stream goes through three states, and never back: the preamble is awaited; the types are
+// (`preambleRead_`); messages are applied (`typesChecked_`). Between calls `partial_` is empty, or
+// has the beginning of one message and no byte of the next. While `ending_` is set, the last
+// message is applied in part, and none is looked at.
+//
+// The order in `apply` keeps a message from doing half of its work: what can be refused is refused
+// before an entity is touched, and the setter comes last. What is raised after that is the setter's
+// own, which leaves its entity as it was.
 namespace Vek::log {
 
 Receiver::Receiver( Directory& directory, Policy policy )
@@ -16,6 +24,7 @@ Receiver::~Receiver() {
 
 std::size_t Receiver::receive( std::span< const U8 > bytes ) {
    const std::size_t size = bytes.size();
+   // First what an earlier call left undone, as later messages may be about the same members.
    if ( ending_ && ending_->finish( steps_ ) ) {
       ending_ = nullptr;
    }
