@@ -5,6 +5,7 @@
 
 #include <absl/container/flat_hash_map.h>
 
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <random>
@@ -143,6 +144,36 @@ void iterate( benchmark::State& state ) {
    Bench::perItemCounter( state, map.size() );
 }
 
+// In the ascending order of the keys, as dumps and the attribute log list them.
+void sorted( benchmark::State& state ) {
+   HashMap< FlowspecKey, Counters > map;
+   addAll( map, input< FlowspecKey >( state ).keys );
+   for ( auto _ : state ) {
+      const auto members = map.sorted();
+      benchmark::DoNotOptimize( *members.begin() );
+   }
+   Bench::perItemCounter( state, map.size() );
+}
+
+// The same by the order of whole keys alone.
+void sortedByWholeKeys( benchmark::State& state ) {
+   using Map = HashMap< FlowspecKey, Counters >;
+   Map map;
+   addAll( map, input< FlowspecKey >( state ).keys );
+   for ( auto _ : state ) {
+      std::vector< const Map::value_type* > members;
+      members.reserve( map.size() );
+      for ( const auto& member : map ) {
+         members.push_back( &member );
+      }
+      std::ranges::sort(
+         members, Flowspec::FlowspecKeyOrder(),
+         []( const auto* member ) -> const auto& { return member->first; } );
+      benchmark::DoNotOptimize( members.front() );
+   }
+   Bench::perItemCounter( state, map.size() );
+}
+
 template < typename Map >
 void copy( benchmark::State& state ) {
    Map map;
@@ -188,5 +219,7 @@ HASH_MAP_BENCHMARK( erase );
 HASH_MAP_BENCHMARK( iterate );
 HASH_MAP_BENCHMARK( copy );
 HASH_MAP_BENCHMARK( memory );
+BENCHMARK( sorted )->Arg( 1'000 )->Arg( 1'000'000 );
+BENCHMARK( sortedByWholeKeys )->Arg( 1'000 )->Arg( 1'000'000 );
 
 } // namespace

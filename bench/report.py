@@ -72,6 +72,16 @@ for kind in ("Numbers", "Rules"):
             )
         )
 
+FIGURES.append(
+    (
+        "HashMapBench",
+        "sort 1,000,000 rules hashed, by whole keys",
+        "sorted/1000000",
+        "sortedByWholeKeys/1000000",
+        2,
+    )
+)
+
 FIGURES += [
     ("LogBench", work, f"{figure}/1000000", f"{rival}/1000000", wanted)
     for work, figure, rival, wanted in (
