@@ -184,7 +184,7 @@ TEST( Module, ThatGoesLeavesThoseThatCameAfterIt ) {
    sample.module.unloaded();
    EXPECT_EQ( Vek::TypeRegistry::module( "Sample" ), nullptr );
    EXPECT_EQ( Vek::TypeRegistry::module( "SampleOther" ), &sample.other );
-   EXPECT_EQ( Vek::TypeRegistry::find( "Sample::Missing" ), &sample.missing );
+   EXPECT_EQ( Vek::TypeRegistry::find( "Sample::Missing" ), &Sample::missing() );
    EXPECT_EQ( Vek::TypeRegistry::modules().back(), &sample.other );
    // One that comes again is the last.
    sample.module.loaded();
@@ -193,9 +193,8 @@ TEST( Module, ThatGoesLeavesThoseThatCameAfterIt ) {
 }
 
 TEST( Module, ThatMissesOneTypeCreatesNothingEither ) {
-   Vek::TypeInfo root = Config::type();
-   root.name = "Single::Root";
-   const Vek::TypeInfo* const types[] = { &root };
+   static const Vek::TypeInfo root = configNamed( "Single::Root" );
+   static constexpr Vek::Description types[] = { []() -> const Vek::TypeInfo& { return root; } };
    static constexpr std::string_view needs[] = { "Zorv", "Single::Missing" };
    Vek::Module module{ "Single", types, needs };
    module.loaded();
