@@ -277,6 +277,28 @@ TEST_F( Adapter, OnlyAttributesAreStreamedOnDemand ) {
    EXPECT_THAT( sent(), IsEmpty() );
 }
 
+TEST_F( Adapter, AnEntityMayBeStreamedByTwoSources ) {
+   Source other;
+   other.rootIs( *status );
+   Sender second( other );
+   take( second );
+   status->vrfRuleStatusIs( 1 )->ruleStatusIs( ruleKey( 6 ) )->statusCodeIs( programmed );
+   const auto kinds = []( const std::vector< std::string >& all ) {
+      std::vector< std::string > words;
+      for ( const std::string& message : all ) {
+         words.push_back( message.substr( 0, message.find( ' ' ) ) );
+      }
+      return words;
+   };
+   const std::vector< std::string > first = kinds( sent() );
+   EXPECT_EQ( std::ranges::count( first, "child" ), 2 );
+   EXPECT_EQ( kinds( messages( take( second ) ) ), first );
+   status->vrfRuleStatusDel( 1 );
+   EXPECT_THAT( sent(), ElementsAre( "child 1 258 removed 000000000000000000000001" ) );
+   EXPECT_THAT( messages( take( second ) ),
+                ElementsAre( "child 1 258 removed 000000000000000000000001" ) );
+}
+
 TEST_F( Adapter, TheFirstReasonToFailStays ) {
    source.fail( "one" );
    source.fail( "two" );

@@ -217,6 +217,23 @@ TEST_F( Peer, TransactionsOfOtherTypesAndEndsWithoutBeginningDoNothing ) {
    EXPECT_THAT( changes.take(), IsEmpty() );
 }
 
+TEST_F( Peer, ARemovedChildHasNoNumber ) {
+   for ( const U64 number : { U64{ 1 }, U64{ 2 }, U64{ 1 } << 63 } ) {
+      Vek::Directory own;
+      Vek::log::Receiver reader( own );
+      PeerStream peer;
+      peer.root( 1, "Flowspec::Status", "status" );
+      peer.child( 1, 258, 2, "00000005" );
+      peer.child( 1, 258, number, "00000005", true );
+      const std::vector< U8 > bytes = peer.take();
+      EXPECT_THAT( [&] { reader.receive( bytes ); },
+                   testing::ThrowsMessage< Vek::StreamException >(
+                      HasSubstr( "a removed child has a number" ) ) )
+         << number;
+      EXPECT_EQ( static_cast< Status& >( *own.entity( "status" ) ).vrfRuleStatus().size(), 1U );
+   }
+}
+
 // A value that knows its key, under another one.
 TEST_F( Peer, AValueUnderAnotherKeyThanItsOwnIsRefused ) {
    const std::string value = TestSupport::hexOf(
