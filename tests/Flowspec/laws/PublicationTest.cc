@@ -91,6 +91,7 @@ TEST( PublicationLaws, OfCollections ) {
       ++rows;
       void* const object = objectOf( entity );
       const Field* const own = ownKey( row );
+      ASSERT_TRUE( row.collection->insert && row.collection->erase );
       PublishedChanges changes( entity );
       Members model;
       unsigned refused = 0;
