@@ -20,6 +20,11 @@ void report( const Vek::String& place, std::string_view kind, std::string_view m
    [[maybe_unused]] const ssize_t written = ::write( STDERR_FILENO, text.data(), text.size() );
 }
 
+Vek::String placeText( std::string_view file, U64 line, U64 column ) {
+   return column == 0 ? Vek::concat( file, ':', line )
+                      : Vek::concat( file, ':', line, ':', column );
+}
+
 } // namespace
 
 bool mayColour( int fd ) {
@@ -27,12 +32,12 @@ bool mayColour( int fd ) {
    return ::isatty( fd ) == 1 && !( noColour && *noColour );
 }
 
-void reportLine( std::string_view file, U64 line, std::string_view message ) {
-   report( Vek::concat( file, ':', line ), "error", message );
+void reportLine( std::string_view file, U64 line, std::string_view message, U64 column ) {
+   report( placeText( file, line, column ), "error", message );
 }
 
-void warnLine( std::string_view file, U64 line, std::string_view message ) {
-   report( Vek::concat( file, ':', line ), "warning", message );
+void warnLine( std::string_view file, U64 line, std::string_view message, U64 column ) {
+   report( placeText( file, line, column ), "warning", message );
 }
 
 void reportFile( std::string_view file, std::string_view message ) {

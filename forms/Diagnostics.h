@@ -6,17 +6,18 @@
 #include <string_view>
 
 /// Messages on standard error, in the form that editors and compilers use:
-/// `FILE:LINE: error: MESSAGE`. "error:" is red where the terminal may be coloured. What is shown
-/// of the input went through `printable`.
+/// `FILE:LINE: error: MESSAGE`, or `FILE:LINE:COLUMN: error: MESSAGE` where the column is not 0.
+/// "error:" is red where the terminal may be coloured. What is shown of the input went through
+/// `printable`.
 namespace Flowspec::Tools {
 
 /// Whether text on `fd` may be coloured: it is a terminal, and NO_COLOR is not set or empty.
 bool mayColour( int fd );
 
-void reportLine( std::string_view file, U64 line, std::string_view message );
+void reportLine( std::string_view file, U64 line, std::string_view message, U64 column = 0 );
 
 /// The same with "warning:", for a line that is taken all the same.
-void warnLine( std::string_view file, U64 line, std::string_view message );
+void warnLine( std::string_view file, U64 line, std::string_view message, U64 column = 0 );
 
 /// About a file as a whole, or, with the program's name as `file`, about none.
 void reportFile( std::string_view file, std::string_view message );

@@ -3,6 +3,7 @@
 #include "Flowspec/key/FlowspecKeyReader.h"
 #include "forms/KeyJson.h"
 #include "forms/NlriText.h"
+#include "forms/dialects/Dialect.h"
 #include "wire/NlriDecoder.h"
 #include "wire/NlriEncoder.h"
 
@@ -23,6 +24,11 @@ constexpr FormInfo infos[] = {
    { "words", 22, Form::words, false, false, false },
    { "nlri", 40, Form::nlri, true, false, false },
    { "nlri-vpn", 40, Form::nlriVpn, true, true, false },
+   { "bird", 60, Form::bird, true, false, false, true },
+   { "exabgp", 60, Form::exabgp, true, false, false, true },
+   { "exabgp-json", 60, Form::exabgpJson, true, false, false, true },
+   { "gobgp", 60, Form::gobgp, true, false, false, true },
+   { "gobgp-json", 60, Form::gobgpJson, true, false, false, true },
 };
 
 // The words as they stand in the key, in hexadecimal: type, operator and value can be told apart.
@@ -83,11 +89,33 @@ std::optional< Wire::Refusal > encodeRule( Form form, const Rule& rule,
                             Wire::ValueLengths::asStored, octets );
 }
 
+// The rest of a rule is not the key's.
+Forms::Context contextOf( const Rule& rule ) {
+   return { .family = rule.key.addressFamily(), .vrfs = {}, .matchOnly = true };
+}
+
+std::optional< Forms::Fault > readDialect( Form form, std::string_view text, Rule& rule ) {
+   Rule read;
+   std::vector< Forms::Fault > remarks;
+   auto fault = Forms::readRule( dialect( form ), text, contextOf( rule ), read, remarks );
+   read.key.vrfIdIs( rule.key.vrfId() );
+   rule.key = std::move( read.key );
+   return fault;
+}
+
+Reason writeDialect( Form form, const Rule& rule, Vek::String& out ) {
+   return Forms::writeRule( dialect( form ), { .key = rule.key }, contextOf( rule ), out );
+}
+
 } // namespace
 
 std::span< const FormInfo > forms() { return infos; }
 
 const FormInfo& info( Form form ) { return infos[static_cast< U8 >( form )]; }
+
+const Forms::Dialect& dialect( Form form ) { return *Forms::dialectOf( info( form ).name ); }
+
+bool spansLines( Form form ) { return info( form ).isDialect && dialect( form ).spansLines; }
 
 std::optional< Form > formOf( std::string_view name ) {
    for ( const FormInfo& row : infos ) {
@@ -117,12 +145,31 @@ Reason readRule( Form form, std::string_view text, Rule& rule ) {
    case Form::nlri:
    case Form::nlriVpn:
       return readNlri( text, form == Form::nlriVpn, rule );
+   case Form::bird:
+   case Form::exabgp:
+   case Form::exabgpJson:
+   case Form::gobgp:
+   case Form::gobgpJson:
+      if ( auto fault = readDialect( form, text, rule ) ) {
+         return std::move( fault->reason );
+      }
+      return std::nullopt;
    case Form::detail:
    case Form::rdDetail:
    case Form::words:
       break;
    }
    return "this form is only written";
+}
+
+std::optional< Forms::Fault > readRuleAt( Form form, std::string_view text, Rule& rule ) {
+   if ( info( form ).isDialect ) {
+      return readDialect( form, text, rule );
+   }
+   if ( Reason reason = readRule( form, text, rule ) ) {
+      return Forms::Fault{ 0, 0, *std::move( reason ) };
+   }
+   return std::nullopt;
 }
 
 void clear( FlowspecKey& key ) {
@@ -148,6 +195,10 @@ Reason unwritable( Form form, const Rule& rule ) {
       std::vector< U8 > octets;
       const auto refusal = encodeRule( form, rule, octets );
       return refusal ? Reason( refusal->message() ) : std::nullopt;
+   }
+   if ( info( form ).isDialect ) {
+      Vek::String text;
+      return writeDialect( form, rule, text );
    }
    if ( form == Form::diag ) {
       return rule.key.matchOpVals() > MatchOpValIndex::max()
@@ -192,6 +243,13 @@ void appendRule( Form form, const Rule& rule, Vek::String& out ) {
       static_cast< void >( encodeRule( form, rule, octets ) );
       return appendHex( out, octets );
    }
+   case Form::bird:
+   case Form::exabgp:
+   case Form::exabgpJson:
+   case Form::gobgp:
+   case Form::gobgpJson:
+      static_cast< void >( writeDialect( form, rule, out ) );
+      return;
    }
 }
 

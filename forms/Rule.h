@@ -1,18 +1,9 @@
 #pragma once
 
-#include "Flowspec/key/FlowspecKey.h"
-
-#include <optional>
+#include "forms/dialects/Dialect.h"
 
 namespace Flowspec::Tools {
 
-/// What one line of input holds: a rule key and, where its form has one, the distinguisher that
-/// stands in front of it.
-struct Rule {
-   FlowspecKey key;
-   std::optional< Zorv::RouteDistinguisher > rd;
-
-   bool operator==( const Rule& ) const = default;
-};
+using Forms::Rule;
 
 } // namespace Flowspec::Tools

@@ -99,6 +99,10 @@ private:
 void Reader::readMatch( std::size_t begin, AddressFamily family ) {
    KeyBuilder key( text_, family, rule_ );
    expect( "{" );
+   const std::size_t cut = text_.rest().find( "...}" );
+   if ( cut < text_.rest().find( '}' ) ) {
+      text_.failAt( text_.offset() + cut, "BIRD cut the text when it printed it" );
+   }
    while ( !take( "}" ) ) {
       readComponent( key );
       expect( ";" );
@@ -134,9 +138,6 @@ void Reader::readComponent( KeyBuilder& key ) {
 }
 
 const BirdNames::ComponentName& Reader::componentName() {
-   if ( text_.next() == '.' ) {
-      text_.fail( "the text was cut where it was printed" );
-   }
    const std::size_t at = text_.offset();
    const std::string_view first = text_.takeWord();
    skip();

@@ -19,6 +19,9 @@ std::optional< std::span< const U8 > > octetsOf( const std::vector< Community >&
 void takeCommunities( const Cursor& text, std::size_t at, const Wire::EncodedAction& communities,
                       const Zorv::IpGenAddr& nextHop, const Context& context, Rule& rule,
                       std::vector< Fault >& remarks ) {
+   if ( context.matchOnly ) {
+      return;
+   }
    Wire::DecodedAction decoded;
    if ( const auto rejection =
            Wire::decodeAction( { octetsOf( communities.extended ), octetsOf( communities.ipv6 ) },
@@ -38,6 +41,9 @@ void takeCommunities( const Cursor& text, std::size_t at, const Wire::EncodedAct
 
 Wire::EncodedAction communitiesOf( const Rule& rule, const Context& context ) {
    Wire::EncodedAction communities;
+   if ( context.matchOnly ) {
+      return communities;
+   }
    std::vector< U16 > interfaceSets;
    for ( const U16 id : rule.key.interfaceSet() ) {
       interfaceSets.push_back( id );

@@ -4,6 +4,8 @@
 #include "forms/dialects/Cursor.h"
 #include "forms/dialects/ExaBgp.h"
 #include "forms/dialects/GoBgp.h"
+#include "forms/dialects/NlriLine.h"
+#include "forms/dialects/RuleJson.h"
 
 #include <algorithm>
 
@@ -19,6 +21,12 @@ constexpr Dialect rows[] = {
    { "gobgp", "GoBGP: gobgp global rib add ...", true, true, false, readGoBgp, appendGoBgp },
    { "gobgp-json", "GoBGP: a path of gobgp global rib -j", true, true, true, readGoBgpJson,
      appendGoBgpJson },
+   { "nlri", "hexadecimal digits of an NLRI, and of communities", false, true, false, readNlriLine,
+     appendNlriLine },
+   { "nlri-vpn", "the same with a route distinguisher", false, true, false, readNlriVpnLine,
+     appendNlriVpnLine },
+   { "json", "the project's own JSON, as configd reads it", true, true, false, readRuleJson,
+     appendRuleJson },
 };
 
 } // namespace

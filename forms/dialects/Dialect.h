@@ -18,9 +18,9 @@ namespace Forms {
 /// A rule with all that BGP says of it.
 struct Rule {
    Flowspec::FlowspecKey key;
-   std::optional< Zorv::RouteDistinguisher > rd;
-   Flowspec::RuleAction action;
-   std::optional< U64 > ruleId; ///< of the project's own JSON alone
+   std::optional< Zorv::RouteDistinguisher > rd{};
+   Flowspec::RuleAction action{};
+   std::optional< U64 > ruleId{}; ///< of the project's own JSON alone
    /// Communities that say nothing of the action, such as route targets and unknown types: to be
    /// sent on. No dialect needs to hold them.
    std::vector< Wire::ExtendedCommunity > kept{};
@@ -30,7 +30,7 @@ struct Rule {
 };
 
 /// What is wrong with a text, or is to be told of it, and where. Lines and columns count from 1 on,
-/// columns in bytes.
+/// columns in bytes; a column of 0 is the line as a whole.
 struct Fault {
    U64 line;
    U64 column;
@@ -45,6 +45,7 @@ struct Context {
    Zorv::AddressFamily family = Zorv::AddressFamily::none;
    U32 localAs = 0;             ///< whose interface sets are ours
    Wire::RouteTargetTable vrfs; ///< the VRFs of redirects
+   bool matchOnly = false;      ///< actions are passed over by readers and left out by writers
 };
 
 class Cursor;

@@ -47,9 +47,10 @@ TEST( KeyForms, EachFormHasItsNameAndNumber ) {
       EXPECT_EQ( formOf( form.name ), form.form );
       names.push_back( form.name );
    }
-   EXPECT_EQ( names, ( std::vector< std::string_view >{ "cli", "cli-len", "rd", "rd-len", "value",
-                                                        "diag", "json", "detail", "rd-detail",
-                                                        "words", "nlri", "nlri-vpn" } ) );
+   EXPECT_EQ( names, ( std::vector< std::string_view >{
+                        "cli", "cli-len", "rd", "rd-len", "value", "diag", "json", "detail",
+                        "rd-detail", "words", "nlri", "nlri-vpn", "bird", "exabgp", "exabgp-json",
+                        "gobgp", "gobgp-json" } ) );
    EXPECT_EQ( formOf( "" ), std::nullopt );
    EXPECT_EQ( formOf( "CLI" ), std::nullopt );
    EXPECT_EQ( formOf( "cli " ), std::nullopt );
@@ -83,6 +84,12 @@ TEST( KeyForms, Texts ) {
    EXPECT_EQ( text( Form::nlriVpn, rule ), "150000fde800000001"
                                            "01100a01038106050150"
                                            "9101bb" );
+   EXPECT_EQ( text( Form::bird, rule ), "flow4 { dst 10.1.0.0/16; proto 6; dport 80,443; }" );
+   for ( const FormInfo& form : forms() ) {
+      if ( form.isDialect ) {
+         EXPECT_EQ( dialect( form.form ).name, form.name );
+      }
+   }
 }
 
 TEST( KeyForms, WhatIsWrittenIsReadBackAsFarAsItsFormHoldsIt ) {
@@ -105,7 +112,7 @@ TEST( KeyForms, WhatIsWrittenIsReadBackAsFarAsItsFormHoldsIt ) {
       }
       if ( !form.hasInstance ) {
          expected.key.vrfIdIs( Vrf::VrfIdMap::invalid() );
-         if ( !isNlri ) {
+         if ( !isNlri && !form.isDialect ) {
             expected.key.addressFamilyIs( Zorv::AddressFamily::none );
          }
          expected.key.interfaceSetPopAll();
@@ -185,6 +192,21 @@ TEST( KeyForms, FormsWithADistinguisherNeedOne ) {
                  form.hasRd ? Reason( "the rule has no route distinguisher" ) : std::nullopt )
          << form.name;
    }
+}
+
+TEST( KeyForms, OfARuleOfAnotherProgramTheKeyIsTaken ) {
+   Rule rule;
+   rule.key.vrfIdIs( 9 );
+   const std::string_view text = "flow4 { dport 80; } {\n"
+                                 "bgp_ext_community.add((generic, 0x80080001, 1)); }";
+   EXPECT_EQ( readRuleAt( Form::bird, text, rule ), std::nullopt );
+   EXPECT_EQ( rule.key.stringValue(), "9;ipv4;*;*;DP:=0L80;" );
+   EXPECT_EQ( rule.action, RuleAction() );
+   EXPECT_EQ( readRuleAt( Form::bird, "flow4 { dport 80;\n x }", rule ),
+              ( Forms::Fault{ 2, 2, "expected a component, found 'x'" } ) );
+   EXPECT_EQ( readRule( Form::bird, "flow4", rule ), "expected '{', found the end" );
+   EXPECT_EQ( readRuleAt( Form::cli, "*;*;IP:=x", rule ),
+              ( Forms::Fault{ 0, 0, "Unexpected character x" } ) );
 }
 
 TEST( KeyForms, ClearGivesADefaultKey ) {

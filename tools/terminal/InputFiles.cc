@@ -54,6 +54,7 @@ void InputFiles::readLines( int fd, std::string_view file ) {
       }
       break;
    }
+   sink_.endOfFile( file );
    bytes_ += reader.bytesRead();
    lines_ += reader.lineNumber();
 }

@@ -12,6 +12,7 @@ namespace Flowspec::Tools {
 struct Place {
    std::string_view file; ///< valid as long as the list of files
    U64 line;
+   U64 column = 0; ///< 0 for the line as a whole
 };
 
 /// Takes the lines of the input.
@@ -20,6 +21,8 @@ public:
    virtual void line( const Place& place, std::string_view line ) = 0;
    /// A line that cannot be taken at all.
    virtual void badLine( const Place& place, std::string_view line, std::string_view message ) = 0;
+   /// After the last line of a file that could be opened.
+   virtual void endOfFile( std::string_view /*file*/ ) {}
 
 protected:
    ~LineSink() = default;

@@ -144,7 +144,9 @@ TEST( BirdReader, SaysWhereATextIsWrong ) {
    EXPECT_EQ( key( "flow4 { tcp flags !1/3; }" ),
               "1:20: after '!' the value must be 0 or the mask" );
    EXPECT_EQ( key( "flow4 { fragment some; }" ), "1:18: expected a fragment flag, found 'some'" );
-   EXPECT_EQ( key( "flow4 { port 1; ...}" ), "1:17: the text was cut where it was printed" );
+   EXPECT_EQ( key( "flow4 { port 1; ...}" ), "1:17: BIRD cut the text when it printed it" );
+   EXPECT_EQ( key( "flow4 { fragment first_fra ...}" ),
+              "1:28: BIRD cut the text when it printed it" );
    EXPECT_EQ( key( "flow4 { port 1; " ), "1:17: expected a component, found the end" );
    EXPECT_EQ( key( "flow4 { /* port 1; }" ), "1:9: the comment has no end" );
    EXPECT_EQ( key( "flow4 { port 1; } {" ),
@@ -291,7 +293,7 @@ TEST( BirdWriter, WritesTheCanonicalFormWhereBirdHasNoWords ) {
    EXPECT_EQ( written( "*;*;IP:=6|=300;DP:>=80&<=70000;" ), "flow4 { proto 6; dport >= 80; }" );
    EXPECT_EQ( written( "*;*;DSCP:>=60&<=190;" ), "flow4 { dscp 60..62; }" );
    // Flags that are ignored, and a test of none.
-   EXPECT_EQ( written( "*;*;TCP:=2|=4098;" ), "flow4 { tcp flags 0x2/0x2; }" );
+   EXPECT_EQ( written( "*;*;TCP:=2|=4098;" ), "flow4 { tcp flags !0x0/0x2; }" );
    EXPECT_EQ( written( "*;*;FRAG:=18;" ), "flow4 { fragment is_fragment; }" );
    EXPECT_EQ( written( "*;*;TCP:=0;" ), "flow4 { tcp flags 0x1/0x1 || 0x0/0x1; }" );
    EXPECT_EQ( written( "*;*;DP:=5;FRAG:=1;", AddressFamily::ipv6 ),
