@@ -40,20 +40,16 @@ Json protocolJson( const RuleConfig& rule ) {
 class CheckCommand : public LineCommand {
 public:
    CheckCommand( const CheckOptions& options, Output& output )
-      : LineCommand( options.files, output ), options_( options ) {}
+      : LineCommand( options.files, output, spansLines( options.from ) ), options_( options ) {}
 
 private:
    void take( const Place& place, std::string_view line ) override {
       options_.defaults.reset( rule_ );
-      Reason reason = readRule( options_.from, line, rule_ );
       std::vector< MatchComponent > components;
-      if ( !reason ) {
-         if ( auto error = matchSetFromKey( rule_.key, components ) ) {
-            reason = std::move( error->message );
-         }
-      }
-      if ( reason ) {
-         badLine( place, line, *reason );
+      if ( const auto fault = readRuleAt( options_.from, line, rule_ ) ) {
+         badLine( placeOf( place, *fault ), line, fault->reason );
+      } else if ( const auto error = matchSetFromKey( rule_.key, components ) ) {
+         badLine( place, line, error->message );
       } else {
          check( place, components );
       }

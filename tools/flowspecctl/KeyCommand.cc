@@ -1,4 +1,5 @@
 #include "Vek/text/Text.h"
+#include "forms/Diagnostics.h"
 #include "tools/flowspecctl/Commands.h"
 #include "tools/flowspecctl/LineCommand.h"
 #include "tools/flowspecctl/Options.h"
@@ -15,11 +16,13 @@ namespace {
 struct KeyOptions {
    Form from = Form::cli;
    std::vector< Form > to; // empty: as `from`
-   bool sort = false;
+   Sort sort;
+   bool canonical = false;
    bool unique = false;
    bool json = false;
    bool table = false;
    RuleDefaults defaults;
+   std::vector< Vek::String > equivalent; // two rules, or none
    std::vector< Vek::String > files;
 };
 
@@ -42,7 +45,7 @@ std::vector< Form > formsOf( const KeyOptions& options ) {
       std::vector< Form > all;
       for ( const FormInfo& form : forms() ) {
          const bool isNlri = form.form == Form::nlri || form.form == Form::nlriVpn;
-         if ( !isNlri && ( !form.hasRd || rd || options.defaults.rd ) ) {
+         if ( !isNlri && !form.isDialect && ( !form.hasRd || rd || options.defaults.rd ) ) {
             all.push_back( form.form );
          }
       }
@@ -60,19 +63,22 @@ std::vector< Form > formsOf( const KeyOptions& options ) {
 class KeyCommand : public LineCommand {
 public:
    KeyCommand( const KeyOptions& options, Output& output )
-      : LineCommand( options.files, output ), options_( options ),
+      : LineCommand( options.files, output, spansLines( options.from ) ), options_( options ),
         writer_( { formsOf( options ), options.json, options.table, hasFiles() }, output ) {}
 
 private:
    void take( const Place& place, std::string_view line ) override {
       options_.defaults.reset( rule_ );
-      Reason reason = readRule( options_.from, line, rule_ );
+      if ( const auto fault = readRuleAt( options_.from, line, rule_ ) ) {
+         return badLine( placeOf( place, *fault ), line, fault->reason );
+      }
+      Reason reason = options_.canonical ? makeCanonical( rule_.key ) : std::nullopt;
       if ( !reason ) {
          reason = writer_.unwritable( rule_ );
       }
       if ( reason ) {
          badLine( place, line, *reason );
-      } else if ( options_.sort || options_.unique ) {
+      } else if ( options_.sort.order != Order::input || options_.unique ) {
          keep( place );
       } else {
          writer_.good( place, rule_ );
@@ -92,13 +98,13 @@ private:
       if ( options_.unique ) {
          seen_.insert( &kept_.back().rule );
       }
-      if ( !options_.sort ) {
+      if ( options_.sort.order == Order::input ) {
          writer_.good( place, rule_ );
       }
    }
 
    void end() override {
-      if ( !options_.sort ) {
+      if ( options_.sort.order == Order::input ) {
          return;
       }
       std::vector< const Kept* > order;
@@ -106,8 +112,8 @@ private:
       for ( const Kept& kept : kept_ ) {
          order.push_back( &kept );
       }
-      std::stable_sort( order.begin(), order.end(), []( const Kept* a, const Kept* b ) {
-         return FlowspecKeyOrder()( a->rule.key, b->rule.key );
+      std::stable_sort( order.begin(), order.end(), [&]( const Kept* a, const Kept* b ) {
+         return isBefore( options_.sort.order, a->rule.key, b->rule.key );
       } );
       for ( const Kept* const kept : order ) {
          writer_.good( kept->place, kept->rule );
@@ -121,6 +127,26 @@ private:
    std::unordered_set< const Rule*, RuleHash, RuleEqual > seen_;
 };
 
+// Tells whether the two rules of `--equivalent` admit the same packets.
+bool compare( const KeyOptions& options, Output& output ) {
+   Rule rules[2];
+   for ( std::size_t i = 0; i < 2; ++i ) {
+      options.defaults.reset( rules[i] );
+      if ( const auto fault = readRuleAt( options.from, options.equivalent[i], rules[i] ) ) {
+         reportLine( i == 0 ? "<first rule>" : "<second rule>", std::max( fault->line, U64{ 1 } ),
+                     fault->reason, fault->column );
+         return false;
+      }
+      if ( rules[i].key.addressFamily() == Zorv::AddressFamily::none ) {
+         throw std::runtime_error(
+            "rules without an address family cannot be compared: give --family" );
+      }
+   }
+   const Vek::String where = difference( rules[0].key, rules[1].key );
+   output.text() += where.empty() ? "equivalent\n" : Vek::concat( "different: ", where, '\n' );
+   return where.empty();
+}
+
 // What contradicts itself in the options.
 Reason contradiction( const KeyOptions& options ) {
    const FormInfo& from = info( options.from );
@@ -133,6 +159,9 @@ Reason contradiction( const KeyOptions& options ) {
    if ( ( options.defaults.vrfId || options.defaults.family ) && from.hasInstance ) {
       return Vek::concat( "--vrf and --family are not for --from ", from.name,
                           ": its rules have their own" );
+   }
+   if ( !options.equivalent.empty() && !options.files.empty() ) {
+      return "--equivalent has its rules on the command line: it goes with no file";
    }
    for ( const Form form : options.to ) {
       if ( info( form ).hasRd && !from.hasRd && !options.defaults.rd ) {
@@ -152,7 +181,9 @@ Run addKey( CLI::App& command ) {
               "Forms of the output, with tabs between them; that of the input when not given",
               listOf( formOf ), "a list of " + formNames( false ),
               [&to = options->to]( const std::vector< Form >& list ) { to = list; } );
-   command.add_flag( "--sort", options->sort, "Write the rules in the order of their keys" );
+   addSort( command, options->sort );
+   addCanonical( command, options->canonical );
+   addEquivalent( command, options->equivalent );
    command.add_flag( "--unique", options->unique, "Leave out rules that were there before" );
    command.add_flag( "--json", options->json, "Write an object with all forms for each line" );
    command.add_flag( "--table", options->table,
@@ -164,6 +195,12 @@ Run addKey( CLI::App& command ) {
    return [options]( Output& output ) {
       if ( const Reason reason = contradiction( *options ) ) {
          throw CLI::ValidationError( *reason );
+      }
+      if ( !options->equivalent.empty() ) {
+         return compare( *options, output );
+      }
+      if ( options->sort.file ) {
+         options->files.insert( options->files.begin(), *options->sort.file );
       }
       return KeyCommand( *options, output ).run();
    };

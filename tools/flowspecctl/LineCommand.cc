@@ -12,8 +12,18 @@ bool LineCommand::run() {
 }
 
 void LineCommand::line( const Place& place, std::string_view line ) {
-   take( place, line );
+   lines_.line( place.line, line, [&]( U64 first, std::string_view text ) {
+      take( { place.file, first }, text );
+   } );
    output_.flushIfLarge();
+}
+
+void LineCommand::endOfFile( std::string_view file ) {
+   lines_.end( [&]( U64 first, std::string_view text ) { take( { file, first }, text ); } );
+}
+
+Place LineCommand::placeOf( const Place& place, const Forms::Fault& fault ) {
+   return fault.line == 0 ? place : Place{ place.file, place.line + fault.line - 1, fault.column };
 }
 
 void LineCommand::badLine( const Place& place, std::string_view, std::string_view message ) {
@@ -28,13 +38,13 @@ void LineCommand::fail() {
 void LineCommand::report( const Place& place, std::string_view message ) {
    fail();
    output_.flush();
-   reportLine( place.file, place.line, message );
+   reportLine( place.file, place.line, message, place.column );
 }
 
 void LineCommand::warn( const Place& place, std::string_view message ) {
    input_.clearProgress();
    output_.flush();
-   warnLine( place.file, place.line, message );
+   warnLine( place.file, place.line, message, place.column );
 }
 
 } // namespace Flowspec::Tools

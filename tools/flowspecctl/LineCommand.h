@@ -1,5 +1,6 @@
 #pragma once
 
+#include "forms/dialects/RuleLines.h"
 #include "tools/terminal/InputFiles.h"
 
 namespace Flowspec::Tools {
@@ -8,9 +9,10 @@ namespace Flowspec::Tools {
 /// as they are read; a line that is wrong is reported, and the rest goes on.
 class LineCommand : private LineSink {
 public:
-   /// Both outlive the object. No files: standard input, as "-" is.
-   LineCommand( const std::vector< Vek::String >& files, Output& output )
-      : files_( files ), output_( output ), input_( *this, output ) {}
+   /// Both outlive the object. No files: standard input, as "-" is. With `spansLines` it is the
+   /// texts of `Forms::RuleLines` that are taken, the place being that of the first line.
+   LineCommand( const std::vector< Vek::String >& files, Output& output, bool spansLines = false )
+      : files_( files ), output_( output ), input_( *this, output ), lines_( spansLines ) {}
    LineCommand( const LineCommand& ) = delete;
    LineCommand& operator=( const LineCommand& ) = delete;
 
@@ -36,15 +38,20 @@ protected:
    /// A message on standard error for a line that is taken all the same.
    void warn( const Place& place, std::string_view message );
 
+   /// The place of what is wrong with a text that was taken at `place`.
+   static Place placeOf( const Place& place, const Forms::Fault& fault );
+
    /// Whether places are in several files.
    bool hasFiles() const { return files_.size() > 1; }
 
 private:
    void line( const Place& place, std::string_view line ) final;
+   void endOfFile( std::string_view file ) final;
 
    const std::vector< Vek::String >& files_;
    Output& output_;
    InputFiles input_;
+   Forms::RuleLines lines_;
    bool good_ = true;
 };
 

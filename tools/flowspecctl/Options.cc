@@ -2,6 +2,10 @@
 
 #include "Vek/mount/Endpoint.h"
 
+#include "wire/Canonical.h"
+#include "wire/Precedence.h"
+
+#include <algorithm>
 #include <limits>
 
 namespace Flowspec::Tools {
@@ -74,6 +78,86 @@ void addFamily( CLI::App& command, const Vek::String& help,
    addOption( command, "--family", "FAMILY", "Address family, ipv4 or ipv6, " + help,
               Zorv::addressFamily, "an address family",
               [&]( Zorv::AddressFamily value ) { family = value; } );
+}
+
+bool isBefore( Order order, const FlowspecKey& a, const FlowspecKey& b ) {
+   return order == Order::rfc   ? Wire::precedes( a, b )
+          : order == Order::key ? FlowspecKeyOrder()( a, b )
+                                : false;
+}
+
+Reason makeCanonical( FlowspecKey& key ) {
+   if ( key.addressFamily() == Zorv::AddressFamily::none ) {
+      return "a rule without an address family has no canonical form";
+   }
+   const Wire::CanonicalRule rule( key );
+   if ( rule.nothing() == invalid ) {
+      return "the key is no rule: it has no canonical form";
+   }
+   if ( rule.nothing() ) {
+      return Vek::concat( "no packet matches the rule: its ", stringValue( *rule.nothing() ),
+                          " admits no value" );
+   }
+   if ( rule.toKey( key ) ) {
+      return "the canonical form of the rule has more than 2047 words";
+   }
+   return std::nullopt;
+}
+
+Vek::String difference( const FlowspecKey& a, const FlowspecKey& b ) {
+   if ( Wire::equivalent( a, b ) ) {
+      return "";
+   }
+   const Wire::CanonicalRule first( a );
+   const Wire::CanonicalRule second( b );
+   if ( first.nothing() || second.nothing() ) {
+      return stringValue( first.nothing() ? *first.nothing() : *second.nothing() );
+   }
+   if ( first.family() != second.family() ) {
+      return "addressFamily";
+   }
+   if ( first.destPrefix() != second.destPrefix() ) {
+      return stringValue( destPrefix );
+   }
+   if ( first.srcPrefix() != second.srcPrefix() ) {
+      return stringValue( srcPrefix );
+   }
+   const auto [at, other] = std::ranges::mismatch( first.components(), second.components() );
+   const auto typeOf = []( auto found, const auto& components ) {
+      return found == components.end() ? MatchCompType{ numComponentTypes } : found->type;
+   };
+   return stringValue(
+      std::min( typeOf( at, first.components() ), typeOf( other, second.components() ) ) );
+}
+
+void addSort( CLI::App& command, Sort& sort ) {
+   command
+      .add_option_function< std::vector< Vek::String > >(
+         "--sort",
+         [&]( const std::vector< Vek::String >& texts ) {
+            sort.order = texts.front() == "rfc" ? Order::rfc : Order::key;
+            if ( !texts.front().empty() && texts.front() != "rfc" ) {
+               sort.file = texts.front();
+            }
+         },
+         "Write the rules in the order of their keys; with rfc in that in which routers try them" )
+      ->expected( 0, 1 )
+      ->allow_extra_args( false )
+      ->type_name( "[rfc]" );
+}
+
+void addCanonical( CLI::App& command, bool& canonical ) {
+   command.add_flag( "--canonical", canonical,
+                     "Write rules as the canonical ones that admit the same packets" );
+}
+
+void addEquivalent( CLI::App& command, std::vector< Vek::String >& rules ) {
+   command
+      .add_option( "--equivalent", rules,
+                   "Tell whether two rules admit the same packets, or where they differ" )
+      ->expected( 2 )
+      ->allow_extra_args( false )
+      ->type_name( "RULE RULE" );
 }
 
 void addSocket( CLI::App& command, Vek::String& endpoint ) {

@@ -59,6 +59,28 @@ struct RuleDefaults {
    void reset( Rule& rule ) const;
 };
 
+/// The order of the output.
+enum class Order : U8 {
+   input,
+   key, ///< of `FlowspecKeyOrder`
+   rfc, ///< in which routers try rules (`wire/Precedence.h`)
+};
+struct Sort {
+   Order order = Order::input;
+   /// What came after `--sort` and is no order: the first file.
+   std::optional< Vek::String > file;
+};
+/// Whether a rule with key `a` is written before one with key `b`; false for `Order::input`.
+bool isBefore( Order order, const FlowspecKey& a, const FlowspecKey& b );
+
+/// Replaces a key by the canonical one that admits the same packets (`wire/Canonical.h`). A reason,
+/// and the key as it was, when there is none.
+[[nodiscard]] Reason makeCanonical( FlowspecKey& key );
+
+/// The first attribute or component in which the packets of two keys differ, such as "destPort";
+/// "" when they are equivalent. Both have an address family.
+Vek::String difference( const FlowspecKey& a, const FlowspecKey& b );
+
 /// The names of all forms, or of those that can be read.
 Vek::String formNames( bool readableOnly );
 
@@ -73,6 +95,10 @@ void addVrf( CLI::App& command, const Vek::String& help,
              std::optional< Vrf::VrfIdMap::VrfId >& vrfId );
 void addFamily( CLI::App& command, const Vek::String& help,
                 std::optional< Zorv::AddressFamily >& family );
+/// `--sort`, with or without `rfc`; `--canonical`; `--equivalent`, two rules.
+void addSort( CLI::App& command, Sort& sort );
+void addCanonical( CLI::App& command, bool& canonical );
+void addEquivalent( CLI::App& command, std::vector< Vek::String >& rules );
 /// `--socket`, where the state database listens.
 void addSocket( CLI::App& command, Vek::String& endpoint );
 /// The files of a command that reads lines, and its footer.

@@ -106,7 +106,7 @@ void RuleWriter::bad( const Place& place, std::string_view text, std::string_vie
       badRow( place, text, message );
    } else {
       output_.flush();
-      reportLine( place.file, place.line, message );
+      reportLine( place.file, place.line, message, place.column );
    }
 }
 

@@ -2,33 +2,43 @@
 
 _flowspecctl() {
    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-   local readable='cli cli-len rd rd-len value diag json nlri nlri-vpn'
+   local readable='cli cli-len rd rd-len value diag json nlri nlri-vpn bird exabgp exabgp-json gobgp gobgp-json'
+   local dialects='bird exabgp exabgp-json gobgp gobgp-json nlri nlri-vpn json'
    local words='' front=''
    COMPREPLY=()
 
    local command=
    (( COMP_CWORD < 2 )) || command=${COMP_WORDS[1]}
    case $command:$previous in
+   rule:--from | rule:--to) words=$dialects ;;
    key:--from | check:--from) words=$readable ;;
    key:--to)
       # A list: completes what stands behind the last comma.
       words="$readable detail rd-detail words"
       [[ $current != *,* ]] || front=${current%,*},
       ;;
-   convert:--to) words='cli cli-len value diag json detail words nlri' ;;
-   key:--family | check:--family | convert:--family) words='ipv4 ipv6' ;;
-   key:--rd | key:--vrf | convert:--vrf) return ;;
+   convert:--to) words='cli cli-len value diag json detail words nlri bird exabgp exabgp-json gobgp gobgp-json' ;;
+   key:--family | rule:--family | check:--family | convert:--family) words='ipv4 ipv6' ;;
+   key:--rd | key:--vrf | rule:--vrf | rule:--local-as | rule:--route-target | convert:--vrf) return ;;
    nlri:--afi) words='1 2' ;;
    nlri:--safi) words='133 134' ;;
    nlri:--rd) return ;;
-   key:* | check:* | convert:* | nlri:* | decode-log:*)
+   key:--equivalent | rule:--equivalent) return ;;
+   key:* | rule:* | check:* | convert:* | nlri:* | decode-log:*)
       if [[ $current != -* ]]; then
          compopt -o filenames
          mapfile -t COMPREPLY < <( compgen -f -- "$current" )
          return
       fi
       case $command in
-      key) words='--from --to --sort --unique --json --table --rd --vrf --family --help' ;;
+      key)
+         words='--from --to --sort --canonical --equivalent --unique --json --table --rd --vrf --family
+            --help'
+         ;;
+      rule)
+         words='--from --to --sort --canonical --equivalent --vrf --family --local-as --route-target
+            --help'
+         ;;
       check) words='--from --json --family --help' ;;
       convert) words='--to --vrf --family --help' ;;
       nlri) words='--afi --safi --json --encode --shortest --rd --help' ;;
@@ -67,7 +77,7 @@ _flowspecctl() {
    watch:*) words='--socket --json --initial --help' ;;
    vocab:* | types:*) words='--json --help' ;;
    *)
-      words='key check convert nlri vocab decode-log dump show refresh enable disable interface-set
+      words='key rule check convert nlri vocab decode-log dump show refresh enable disable interface-set
          vrf-override watch types --help --version'
       ;;
    esac

@@ -206,9 +206,11 @@ TEST( CheckCommand, NamesTheFileWhenThereAreSeveral ) {
 TEST( CheckCommand, ChecksItsOptions ) {
    const Vek::String hint = "\nTry 'flowspecctl --help'.\n";
    const Result form = check( { "--from", "words" } );
-   EXPECT_EQ( form.err, "flowspecctl: error: --from: 'words' is not one of cli, cli-len, rd, "
-                        "rd-len, value, diag, json, nlri, nlri-vpn" +
-                           hint );
+   EXPECT_EQ(
+      form.err,
+      "flowspecctl: error: --from: 'words' is not one of cli, cli-len, rd, "
+      "rd-len, value, diag, json, nlri, nlri-vpn, bird, exabgp, exabgp-json, gobgp, gobgp-json" +
+         hint );
    EXPECT_EQ( form.status, 2 );
    const Result family = check( { "--family", "4" } );
    EXPECT_EQ( family.err, "flowspecctl: error: --family: '4' is not an address family" + hint );

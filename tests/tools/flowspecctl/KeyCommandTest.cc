@@ -121,6 +121,57 @@ TEST( KeyCommand, SortingKeepsTheOrderOfEqualKeys ) {
               "RD:3:3;*;*;IP:=6;\n" );
 }
 
+TEST( KeyCommand, SortsAsRoutersTryRules ) {
+   EXPECT_EQ( output( { "--sort", "rfc" }, "*;*;DP:=80;\n10.0.0.0/8;*;\n10.0.0.0/16;*;\n" ),
+              "10.0.0.0/16;*;\n10.0.0.0/8;*;\n*;*;DP:=80;\n" );
+}
+
+TEST( KeyCommand, ReadsAndWritesTheMatchAsOtherProgramsDo ) {
+   EXPECT_EQ( output( { "--from", "bird", "--to", "cli" },
+                      "flow4 { dst 10.0.0.0/8;\n# one\n dport 80; } {\n"
+                      "bgp_ext_community.add((generic, 0x80080001, 1)); }\n" ),
+              "10.0.0.0/8;*;DP:=80;\n" );
+   EXPECT_EQ( output( { "--family", "ipv4", "--to", "bird" }, "10.0.0.0/8;*;DP:=80;\n" ),
+              "flow4 { dst 10.0.0.0/8; dport 80; }\n" );
+   for ( const char* const form : { "exabgp", "exabgp-json", "gobgp", "gobgp-json" } ) {
+      const Vek::String text =
+         output( { "--family", "ipv4", "--to", form }, "10.0.0.0/8;*;DP:=80;\n" );
+      EXPECT_EQ( output( { "--from", form, "--to", "cli" }, text ), "10.0.0.0/8;*;DP:=80;\n" );
+   }
+   const Result bad = flowspecctl( { "key", "--from", "bird" }, "flow4 {\n  x; }\n" );
+   EXPECT_EQ( bad.err, "<stdin>:2:3: error: expected a component, found 'x'\n" );
+   EXPECT_EQ( bad.status, 1 );
+}
+
+TEST( KeyCommand, WritesTheCanonicalKey ) {
+   EXPECT_EQ( output( { "--canonical", "--family", "ipv4" }, "*;*;DP:>79&<81|=443;LEN:>=0;\n" ),
+              "*;*;DP:=80|=443;\n" );
+   const Result bad =
+      flowspecctl( { "key", "--canonical", "--family", "ipv4" }, "*;*;DP:=80&=81;\n" );
+   EXPECT_EQ( bad.err,
+              "<stdin>:1: error: no packet matches the rule: its destPort admits no value\n" );
+   EXPECT_EQ( flowspecctl( { "key", "--canonical" }, "*;*;DP:=80;\n" ).err,
+              "<stdin>:1: error: a rule without an address family has no canonical form\n" );
+}
+
+TEST( KeyCommand, ComparesTwoKeys ) {
+   const auto compare = []( const char* a, const char* b ) {
+      return flowspecctl( { "key", "--family", "ipv4", "--equivalent", a, b } );
+   };
+   const Result same = compare( "*;*;DP:=80|=443;", "*;*;DP:=443|>79&<81;" );
+   EXPECT_EQ( same.out, "equivalent\n" );
+   EXPECT_EQ( same.status, 0 );
+   const Result other = compare( "*;*;DP:=80;FRAG:2;", "*;*;DP:=80;" );
+   EXPECT_EQ( other.out, "different: fragment\n" );
+   EXPECT_EQ( other.status, 1 );
+   EXPECT_EQ( compare( "*;*;DP:=80;", "*;*;DP:=x;" ).err,
+              "<second rule>:1: error: Unexpected character x\n" );
+   const Result none = flowspecctl( { "key", "--equivalent", "*;*;", "*;*;" } );
+   EXPECT_EQ( none.err, "flowspecctl: error: rules without an address family cannot be compared: "
+                        "give --family\n" );
+   EXPECT_EQ( none.status, 1 );
+}
+
 TEST( KeyCommand, UniqueKeepsTheFirstOfEqualRules ) {
    EXPECT_EQ( output( { "--unique", "--from", "rd" }, "RD:3:3;*;*;IP:=6;\n"
                                                       "RD:1:1;*;*;IP:=6;\n"

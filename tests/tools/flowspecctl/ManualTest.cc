@@ -117,7 +117,7 @@ TEST( Manual, HasASynopsisOfEveryCommandAndOfNoOther ) {
    }
    const std::vector< Words > commands = allCommands();
    std::set< Words > expected( commands.begin(), commands.end() );
-   EXPECT_EQ( expected.size(), 21U );
+   EXPECT_EQ( expected.size(), 22U );
    expected.insert( { "--help" } );
    EXPECT_EQ( synopses, expected );
 }
@@ -179,7 +179,8 @@ TEST( Completion, OffersEveryCommandAndOption ) {
 TEST( Completion, OffersFormsNumbersAndFiles ) {
    EXPECT_EQ( completed( { "key" } ), "key\n" );
    EXPECT_EQ( completed( { "key", "--from", "" } ),
-              "cli cli-len rd rd-len value diag json nlri nlri-vpn\n" );
+              "cli cli-len rd rd-len value diag json nlri nlri-vpn bird exabgp exabgp-json gobgp "
+              "gobgp-json\n" );
    EXPECT_EQ( completed( { "key", "--to", "rd" } ), "rd rd-len rd-detail\n" );
    EXPECT_EQ( completed( { "key", "--to", "cli,d" } ), "cli,diag cli,detail\n" );
    EXPECT_EQ( completed( { "key", "--family", "" } ), "ipv4 ipv6\n" );
@@ -187,8 +188,9 @@ TEST( Completion, OffersFormsNumbersAndFiles ) {
    EXPECT_EQ( completed( { "key", "--sort", "examples/R" } ), "examples/README.md\n" );
    EXPECT_EQ( completed( { "check", "--from", "r" } ), "rd rd-len\n" );
    EXPECT_EQ( completed( { "check", "examples/R" } ), "examples/README.md\n" );
-   EXPECT_EQ( completed( { "convert", "--to", "" } ),
-              "cli cli-len value diag json detail words nlri\n" );
+   EXPECT_EQ(
+      completed( { "convert", "--to", "" } ),
+      "cli cli-len value diag json detail words nlri bird exabgp exabgp-json gobgp gobgp-json\n" );
    EXPECT_EQ( completed( { "convert", "--vrf", "" } ), "\n" );
    EXPECT_EQ( completed( { "convert", "--family", "" } ), "ipv4 ipv6\n" );
    EXPECT_EQ( completed( { "nlri", "--afi", "" } ), "1 2\n" );

@@ -62,7 +62,7 @@ TEST( Usage, CommandsAndOptionsMustBeKnown ) {
 
 TEST( Usage, FormsMustBeKnown ) {
    const Vek::String readable = "cli, cli-len, rd, rd-len, value, diag, json";
-   const Vek::String nlri = ", nlri, nlri-vpn";
+   const Vek::String nlri = ", nlri, nlri-vpn, bird, exabgp, exabgp-json, gobgp, gobgp-json";
    for ( const char* const form : { "detail", "rd-detail", "words", "", "CLI", "cli,value" } ) {
       expectMisuse( { "key", "--from", form },
                     Vek::String( "--from: '" ) + form + "' is not one of " + readable + nlri );

@@ -149,7 +149,7 @@ void appendText( Vek::String& out, const RuleView& view ) {
    const Rule rule{ .key = view.key, .rd = std::nullopt };
    for ( const FormInfo& form : forms() ) {
       // JSON and octets have no place in a line for people.
-      if ( !form.hasRd && form.form != Form::json && form.form != Form::nlri &&
+      if ( !form.hasRd && !form.isDialect && form.form != Form::json && form.form != Form::nlri &&
            !unwritable( form.form, rule ) ) {
          Vek::String text;
          appendRule( form.form, rule, text );
