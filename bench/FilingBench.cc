@@ -36,7 +36,7 @@ struct Input {
    }
 
    RuleFile read() const {
-      RuleReader reader( "rules", Tools::Form::json, {} );
+      RuleReader reader( "rules", *ruleForm( ".json" ), {} );
       U64 number = 0;
       for ( const std::string& line : lines ) {
          reader.line( ++number, line );

@@ -1,4 +1,5 @@
 #include "agents/configd/Filing.h"
+#include "forms/ActionJson.h"
 #include "forms/KeyJson.h"
 #include "fuzz/Check.h"
 
@@ -11,12 +12,13 @@ using namespace Flowspec::Configd;
 
 // The lines of the input, of which the first byte chooses the form.
 RuleFile readLines( std::string_view text ) {
-   static constexpr Tools::Form forms[] = { Tools::Form::json,   Tools::Form::cli,
-                                            Tools::Form::cliLen, Tools::Form::rd,
-                                            Tools::Form::value,  Tools::Form::diag };
-   const std::size_t form = text.empty() ? 0 : static_cast< U8 >( text[0] ) % std::size( forms );
+   static constexpr const char* endings[] = { ".json",   ".cli",   ".cli-len",     ".rd",
+                                              ".value",  ".diag",  ".bird",        ".nlri",
+                                              ".exabgp", ".gobgp", ".exabgp-json", ".gobgp-json" };
+   const std::size_t form = text.empty() ? 0 : static_cast< U8 >( text[0] ) % std::size( endings );
    text.remove_prefix( !text.empty() );
-   RuleReader reader( "fuzz", forms[form], { .vrfId = 7, .family = Zorv::AddressFamily::ipv4 } );
+   RuleReader reader( "fuzz", *ruleForm( endings[form] ),
+                      { .vrfId = 7, .family = Zorv::AddressFamily::ipv4 } );
    for ( U64 number = 1; !text.empty(); ++number ) {
       const std::string_view line = text.substr( 0, text.find( '\n' ) );
       reader.line( number, line );
@@ -35,7 +37,7 @@ void checkText( const FiledRule& rule ) {
    auto line = nlohmann::json::parse( text );
    line["action"] = Tools::actionJson( rule.action );
    line["ruleId"] = rule.ruleId;
-   RuleReader reader( "again", Tools::Form::json, {} );
+   RuleReader reader( "again", *ruleForm( ".json" ), {} );
    reader.line( rule.line, line.dump() );
    const RuleFile again = reader.take();
    Fuzz::require( again.errors.empty() && again.rules.size() == 1 && again.rules[0] == rule,

@@ -14,7 +14,7 @@ void Report::errors( std::span< const RuleError > errors ) {
       }
       ++count.told;
       if ( error.line ) {
-         Tools::reportLine( error.file, error.line, error.reason );
+         Tools::reportLine( error.file, error.line, error.reason, error.column );
       } else {
          Tools::reportFile( error.file, error.reason );
       }
@@ -29,7 +29,7 @@ void Report::warnings( std::span< const RuleError > warnings ) {
          continue;
       }
       ++count.told;
-      Tools::warnLine( warning.file, warning.line, warning.reason );
+      Tools::warnLine( warning.file, warning.line, warning.reason, warning.column );
    }
 }
 

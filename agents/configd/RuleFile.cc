@@ -1,8 +1,6 @@
 #include "agents/configd/RuleFile.h"
 
 #include "forms/InputFile.h"
-#include "forms/JsonMembers.h"
-#include "forms/KeyJson.h"
 #include "forms/LineReader.h"
 
 #include <bit>
@@ -15,47 +13,8 @@ namespace Flowspec::Configd {
 
 namespace {
 
-using namespace Tools::JsonMembers;
+using Forms::Fault;
 using Zorv::AddressFamily;
-
-// Of the color in the policy of a redirect of an action.
-constexpr int maxDepth = 4;
-
-U64 ruleIdOf( const Json& json ) {
-   if ( !json.is_number_unsigned() ) {
-      fail( "'ruleId' is not a whole number from 0 to 18446744073709551615" );
-   }
-   return json.get< U64 >();
-}
-
-// Takes the members that a rule has beside its key out of the object, which is then the key's.
-void takeRuleMembers( Json& object, FiledRule& rule, std::optional< U64 >& ruleId ) {
-   if ( const auto found = object.find( "action" ); found != object.end() ) {
-      if ( auto reason = Tools::readAction( *found, rule.action ) ) {
-         throw BadJson{ *std::move( reason ) };
-      }
-      object.erase( found );
-   }
-   if ( const auto found = object.find( "ruleId" ); found != object.end() ) {
-      ruleId = ruleIdOf( *found );
-      object.erase( found );
-   }
-   if ( const auto found = object.find( "addressFamily" );
-        found != object.end() && found->is_null() ) {
-      *found = stringValue( AddressFamily::none );
-   }
-}
-
-Tools::Reason readJsonRule( std::string_view text, FiledRule& rule, std::optional< U64 >& ruleId ) {
-   try {
-      Json object = parsedObject( text, maxDepth, "rule" );
-      takeRuleMembers( object, rule, ruleId );
-      Tools::readKeyMembers( object, rule.key );
-   } catch ( const BadJson& bad ) {
-      return bad.reason;
-   }
-   return std::nullopt;
-}
 
 void applyDefaults( const RuleDefaults& defaults, FlowspecKey& key ) {
    if ( key.vrfId() == Vrf::VrfIdMap::invalid() ) {
@@ -105,15 +64,19 @@ RuleFile unreadable( const Vek::String& file, std::string_view what, int error )
 
 } // namespace
 
-std::optional< Tools::Form > ruleForm( std::string_view file ) {
+std::optional< RuleForm > ruleForm( std::string_view file ) {
    const std::string_view name = file.substr( file.rfind( '/' ) + 1 );
    const std::size_t dot = name.rfind( '.' );
    if ( dot == name.npos ) {
       return std::nullopt;
    }
    const std::string_view ending = name.substr( dot + 1 );
-   const auto form = Tools::formOf( ending == "jsonl" ? "json" : ending );
-   return form && Tools::info( *form ).readable ? form : std::nullopt;
+   if ( const auto* const dialect = Forms::dialectOf( ending == "jsonl" ? "json" : ending ) ) {
+      return RuleForm{ .dialect = dialect };
+   }
+   const auto form = Tools::formOf( ending );
+   return form && Tools::info( *form ).readable ? std::optional( RuleForm{ .form = *form } )
+                                                : std::nullopt;
 }
 
 U64 defaultRuleId( const FlowspecKey& key ) {
@@ -131,24 +94,43 @@ U64 defaultRuleId( const FlowspecKey& key ) {
    return print.value();
 }
 
-RuleReader::RuleReader( Vek::String file, Tools::Form form, const RuleDefaults& defaults )
-   : file_{ .file = std::move( file ) }, form_( form ), defaults_( defaults ),
+RuleReader::RuleReader( Vek::String file, const RuleForm& form, const RuleDefaults& defaults )
+   : file_{ .file = std::move( file ) }, form_( form ),
+     defaults_( defaults ), context_{ .family = defaults.family.value_or( AddressFamily::none ),
+                                      .localAs = defaults.localAs,
+                                      .vrfs = defaults.vrfs },
+     lines_( form.dialect && form.dialect->spansLines ),
      known_( 0, KeyHash{ &file_.rules }, KeyEqual{ &file_.rules } ) {}
 
-Tools::Reason RuleReader::readLine( std::string_view text, FiledRule& rule ) {
+std::optional< Fault > RuleReader::readDialect( U64 first, std::string_view text, FiledRule& rule,
+                                                std::optional< U64 >& ruleId ) {
+   remarks_.clear();
+   if ( auto fault = Forms::readRule( *form_.dialect, text, context_, textRule_, remarks_ ) ) {
+      return fault;
+   }
+   for ( Fault& remark : remarks_ ) {
+      file_.warnings.push_back( errorAt( first, std::move( remark ) ) );
+   }
+   rule.key = textRule_.key;
+   rule.action = textRule_.action;
+   ruleId = textRule_.ruleId;
+   return std::nullopt;
+}
+
+std::optional< Fault > RuleReader::readText( U64 first, std::string_view text, FiledRule& rule ) {
    std::optional< U64 > ruleId;
-   if ( form_ == Tools::Form::json ) {
-      if ( auto reason = readJsonRule( text, rule, ruleId ) ) {
-         return reason;
+   if ( form_.dialect ) {
+      if ( auto fault = readDialect( first, text, rule, ruleId ) ) {
+         return fault;
       }
    } else {
       Tools::clear( textRule_.key );
       // Octets can be read by one who knows the family only.
-      if ( !Tools::info( form_ ).hasInstance && defaults_.family ) {
+      if ( !Tools::info( form_.form ).hasInstance && defaults_.family ) {
          textRule_.key.addressFamilyIs( *defaults_.family );
       }
-      if ( auto reason = Tools::readRule( form_, text, textRule_ ) ) {
-         return reason;
+      if ( auto reason = Tools::readRule( form_.form, text, textRule_ ) ) {
+         return Fault{ 1, 0, *std::move( reason ) };
       }
       rule.key = textRule_.key;
    }
@@ -158,28 +140,39 @@ Tools::Reason RuleReader::readLine( std::string_view text, FiledRule& rule ) {
 }
 
 void RuleReader::line( U64 number, std::string_view text ) {
-   if ( Tools::isPassedOver( text ) ) {
-      return;
+   if ( !Tools::isPassedOver( text ) ) {
+      lines_.line( number, text,
+                   [&]( U64 first, std::string_view whole ) { take( first, whole ); } );
    }
+}
+
+void RuleReader::take( U64 first, std::string_view text ) {
    // Read where it is to stay, and taken back when that cannot be.
    FiledRule& rule = file_.rules.emplace_back();
-   rule.line = number;
-   if ( auto reason = readLine( text, rule ) ) {
-      badLine( number, *std::move( reason ) );
+   rule.line = first;
+   if ( auto fault = readText( first, text, rule ) ) {
+      file_.errors.push_back( errorAt( first, *std::move( fault ) ) );
    } else if ( const auto [same, added] = known_.insert( file_.rules.size() - 1 ); !added ) {
-      badLine( number, Vek::concat( "line ", number, " is the rule of line ",
-                                    file_.rules[*same].line, " again" ) );
+      badLine( first, Vek::concat( "line ", first, " is the rule of line ", file_.rules[*same].line,
+                                   " again" ) );
    } else {
       return;
    }
    file_.rules.pop_back();
 }
 
+RuleError RuleReader::errorAt( U64 first, Fault fault ) const {
+   return { file_.file, first + fault.line - 1, std::move( fault.reason ), fault.column };
+}
+
 void RuleReader::badLine( U64 number, Vek::String reason ) {
    file_.errors.push_back( { file_.file, number, std::move( reason ) } );
 }
 
-RuleFile RuleReader::take() { return std::move( file_ ); }
+RuleFile RuleReader::take() {
+   lines_.end( [&]( U64 first, std::string_view text ) { take( first, text ); } );
+   return std::move( file_ );
+}
 
 RuleFile readRuleFile( const Vek::String& file, const RuleDefaults& defaults ) {
    const auto form = ruleForm( file );

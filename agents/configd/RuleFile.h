@@ -1,19 +1,24 @@
 #pragma once
 
-#include "forms/ActionJson.h"
 #include "forms/KeyForms.h"
+#include "forms/dialects/RuleLines.h"
 
 #include <unordered_set>
 #include <vector>
 
-/// Files of rules, one rule a line. The ending of a file's name says how its rules are written:
+/// Files of rules, most with one rule a line. The ending of a file's name says how its rules are
+/// written:
 ///
 /// - `.jsonl` or `.json`: an object on one line with the members of a key's JSON text
 ///   (`forms/KeyJson.h`), of which `vrfId` and `addressFamily` may be null, and, where wanted,
-///   `action` and `ruleId`, a whole number of 64 bits. Without an action a rule permits.
+///   `action`, `ruleId` and `rd` (`forms/dialects/RuleJson.h`). Without an action a rule permits.
 /// - the name of a readable form of `flowspecctl` (`.cli`, `.cli-len`, `.rd`, `.rd-len`, `.value`,
 ///   `.diag`): the text of a key. Such rules permit. A distinguisher is no part of a key and is
 ///   passed over.
+///
+/// - the name of a dialect (`forms/dialects`, `docs/dialects.md`): `.bird`, `.exabgp`,
+///   `.exabgp-json`, `.gobgp`, `.gobgp-json`, `.nlri`, `.nlri-vpn`: whole rules as other programs
+///   have them, which may span lines in some.
 ///
 /// Blank lines and those that begin with "#" say nothing.
 namespace Flowspec::Configd {
@@ -34,6 +39,7 @@ struct RuleError {
    Vek::String file;
    U64 line;
    Vek::String reason;
+   U64 column = 0; ///< from 1 on; 0 for the line as a whole
 
    bool operator==( const RuleError& ) const = default;
 };
@@ -43,6 +49,8 @@ struct RuleError {
 struct RuleDefaults {
    Vrf::VrfIdMap::VrfId vrfId = 0;
    std::optional< Zorv::AddressFamily > family{}; ///< without one the rule stays as it is
+   U32 localAs = 0;                               ///< whose interface sets in communities are ours
+   Wire::RouteTargetTable vrfs{};                 ///< the VRFs of redirects to route targets
 };
 
 /// The rules of a file in the order of their lines, no two with equal keys, and its errors in that
@@ -51,10 +59,19 @@ struct RuleFile {
    Vek::String file;
    std::vector< FiledRule > rules{};
    std::vector< RuleError > errors{};
+   std::vector< RuleError > warnings{}; ///< of rules that are taken all the same
+};
+
+/// How the rules of a file are written: a form of keys, or a dialect.
+struct RuleForm {
+   Tools::Form form = Tools::Form::cli; ///< when there is no dialect
+   const Forms::Dialect* dialect = nullptr;
+
+   bool operator==( const RuleForm& ) const = default;
 };
 
 /// The form that the ending of a file's name stands for; nothing when it stands for none.
-std::optional< Tools::Form > ruleForm( std::string_view file );
+std::optional< RuleForm > ruleForm( std::string_view file );
 
 /// The identifier of a rule that comes without one: a number made of all of its key, the same on
 /// every machine and with every build, wherever the rule stands in its file.
@@ -64,8 +81,8 @@ U64 defaultRuleId( const FlowspecKey& key );
 /// others are kept; so is a rule with the key of one before it.
 class RuleReader {
 public:
-   /// `form` is a readable one; `file` is what errors call the file.
-   RuleReader( Vek::String file, Tools::Form form, const RuleDefaults& defaults );
+   /// `form` is one of `ruleForm`; `file` is what errors call the file.
+   RuleReader( Vek::String file, const RuleForm& form, const RuleDefaults& defaults );
    RuleReader( const RuleReader& ) = delete;
    RuleReader& operator=( const RuleReader& ) = delete;
 
@@ -74,7 +91,7 @@ public:
    /// Takes note of a line that could not be had.
    void badLine( U64 number, Vek::String reason );
 
-   /// What was read; the reader is not to be used then.
+   /// What was read, after the last line; the reader is not to be used then.
    RuleFile take();
 
 private:
@@ -92,13 +109,20 @@ private:
       }
    };
 
-   Tools::Reason readLine( std::string_view text, FiledRule& rule );
+   void take( U64 first, std::string_view text );
+   std::optional< Forms::Fault > readText( U64 first, std::string_view text, FiledRule& rule );
+   std::optional< Forms::Fault > readDialect( U64 first, std::string_view text, FiledRule& rule,
+                                              std::optional< U64 >& ruleId );
+   RuleError errorAt( U64 first, Forms::Fault fault ) const;
 
    RuleFile file_;
-   Tools::Form form_;
+   RuleForm form_;
    RuleDefaults defaults_;
+   Forms::Context context_; // of the defaults
+   Forms::RuleLines lines_;
    std::unordered_set< std::size_t, KeyHash, KeyEqual > known_;
    Tools::Rule textRule_;
+   std::vector< Forms::Fault > remarks_; // of the rule in work
 };
 
 /// Reads a file. One that is not a regular file, that cannot be read to its end, or whose ending is

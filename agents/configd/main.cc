@@ -5,6 +5,7 @@
 #include "agents/daemon/DaemonOptions.h"
 #include "agents/daemon/ImmediateEnd.h"
 #include "agents/daemon/MountHandler.h"
+#include "forms/dialects/RouteTargets.h"
 
 #include <algorithm>
 #include <optional>
@@ -53,11 +54,13 @@ public:
       for ( std::size_t i = 0; i < files_.size(); ++i ) {
          RuleFile file = readRuleFile( options_.files[i], options_.defaults );
          report.errors( file.errors );
+         report.warnings( file.warnings );
          refused += file.errors.size();
          if ( unreadable( file ) ) {
             good = false;
          } else {
             file.errors = {};
+            file.warnings = {};
             files_[i] = std::move( file );
          }
       }
@@ -121,9 +124,31 @@ void addOptions( CLI::App& app, Options& options ) {
          },
          "Address family, ipv4 or ipv6, for rules that have none" )
       ->type_name( "FAMILY" );
+   app.add_option( "--local-as", options.defaults.localAs,
+                   "AS number whose interface sets in communities are ours" )
+      ->type_name( "NUMBER" )
+      ->capture_default_str();
+   app.add_option_function< std::vector< Vek::String > >(
+         "--route-target",
+         [&]( const std::vector< Vek::String >& texts ) {
+            for ( const Vek::String& text : texts ) {
+               if ( !Forms::addRouteTarget( text, options.defaults.vrfs ) ) {
+                  throw CLI::ValidationError( "--route-target",
+                                              "'" + text +
+                                                 "' is not a route target, '=' and the number of "
+                                                 "a VRF" );
+               }
+            }
+         },
+         "The VRF that redirects to a route target mean, such as 65000:100=5" )
+      ->type_name( "TARGET=VRF" )
+      ->expected( 1 )
+      ->allow_extra_args( false )
+      ->multi_option_policy( CLI::MultiOptionPolicy::TakeAll );
    app.add_option( "FILE", options.files,
                    "Rule files; the ending tells the form: .jsonl, .cli, .cli-len, .rd, .rd-len, "
-                   ".value, .diag" )
+                   ".value, .diag, .bird, .exabgp, .exabgp-json, .gobgp, .gobgp-json, .nlri, "
+                   ".nlri-vpn" )
       ->required()
       ->type_name( "" );
 }

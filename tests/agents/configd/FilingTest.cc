@@ -2,6 +2,7 @@
 
 #include "Flowspec/config/MatchSetBuilder.h"
 #include "Flowspec/key/FlowspecKeyReader.h"
+#include "forms/ActionJson.h"
 #include "tests/agents/configd/PrintRuleError.h"
 #include "tests/agents/configd/TreeRecorder.h"
 #include "tests/support/RandomAction.h"

@@ -2,6 +2,7 @@
 
 #include "forms/KeyJson.h"
 #include "forms/LineReader.h"
+#include "forms/dialects/RouteTargets.h"
 #include "tests/agents/configd/PrintRuleError.h"
 #include "tests/agents/configd/RuleLines.h"
 #include "tests/support/KeyGenerator.h"
@@ -33,16 +34,23 @@ std::vector< Vek::String > errorsOf( Form form, const std::vector< Vek::String >
 }
 
 TEST( RuleFile, TheEndingNamesTheForm ) {
-   EXPECT_EQ( ruleForm( "rules.jsonl" ), Form::json );
-   EXPECT_EQ( ruleForm( "/etc/rules.d/edge.json" ), Form::json );
-   EXPECT_EQ( ruleForm( "a.b.cli" ), Form::cli );
-   EXPECT_EQ( ruleForm( "x.cli-len" ), Form::cliLen );
-   EXPECT_EQ( ruleForm( "x.rd" ), Form::rd );
-   EXPECT_EQ( ruleForm( "x.rd-len" ), Form::rdLen );
-   EXPECT_EQ( ruleForm( "x.value" ), Form::value );
-   EXPECT_EQ( ruleForm( "x.diag" ), Form::diag );
-   EXPECT_EQ( ruleForm( "x.nlri" ), Form::nlri );
-   EXPECT_EQ( ruleForm( "x.nlri-vpn" ), Form::nlriVpn );
+   const auto form = []( Form found ) { return RuleForm{ .form = found }; };
+   const auto dialect = []( std::string_view name ) {
+      return RuleForm{ .dialect = Forms::dialectOf( name ) };
+   };
+   EXPECT_EQ( ruleForm( "rules.jsonl" ), dialect( "json" ) );
+   EXPECT_EQ( ruleForm( "/etc/rules.d/edge.json" ), dialect( "json" ) );
+   EXPECT_EQ( ruleForm( "a.b.cli" ), form( Form::cli ) );
+   EXPECT_EQ( ruleForm( "x.cli-len" ), form( Form::cliLen ) );
+   EXPECT_EQ( ruleForm( "x.rd" ), form( Form::rd ) );
+   EXPECT_EQ( ruleForm( "x.rd-len" ), form( Form::rdLen ) );
+   EXPECT_EQ( ruleForm( "x.value" ), form( Form::value ) );
+   EXPECT_EQ( ruleForm( "x.diag" ), form( Form::diag ) );
+   for ( const char* const name :
+         { "bird", "exabgp", "exabgp-json", "gobgp", "gobgp-json", "nlri", "nlri-vpn" } ) {
+      ASSERT_NE( Forms::dialectOf( name ), nullptr ) << name;
+      EXPECT_EQ( ruleForm( Vek::concat( "edge.", std::string_view( name ) ) ), dialect( name ) );
+   }
    for ( const char* const name :
          { "", "-", "rules", "rules.", "rules.txt", "rules.CLI", "rules.words", "rules.detail",
            "rules.cli~", "folder.cli/rules", "x.jsonl.bak" } ) {
@@ -132,7 +140,7 @@ TEST( RuleFile, BadLinesAreToldAndTheOthersStay ) {
                                            lineWith( R"({"ruleId":"1"})" ),
                                            lineWith( R"({"ruleId":1.5})" ),
                                            lineWith( R"({"destPrefix":"*"})" ),
-                                           lineWith( R"({"rd":"1:1"})" ),
+                                           lineWith( R"({"rd":"1"})" ),
                                            lineWith( R"({"vrfId":6})" ),
                                            "{",
                                            "[]",
@@ -144,7 +152,8 @@ TEST( RuleFile, BadLinesAreToldAndTheOthersStay ) {
                              "2: 'ruleId' is not a whole number from 0 to 18446744073709551615",
                              "3: 'ruleId' is not a whole number from 0 to 18446744073709551615",
                              "4: 'ruleId' is not a whole number from 0 to 18446744073709551615",
-                             "5: 'destPrefix': '*' is not a prefix", "6: unknown member 'rd'",
+                             "5: 'destPrefix': '*' is not a prefix",
+                             "6: 'rd': '1' is not a route distinguisher",
                              testing::StartsWith( "8: not JSON: parse error at line 1" ),
                              "9: not a JSON object", "10: member 'action' is there twice",
                              "11: nested too deeply for a rule",
@@ -154,6 +163,42 @@ TEST( RuleFile, BadLinesAreToldAndTheOthersStay ) {
    EXPECT_EQ( file.rules[0].line, 7U );
    EXPECT_THAT( errorsOf( Form::cli, { "*;*;IP:=6;", "*;*;IP:=tcp;" } ),
                 ElementsAre( "2: Unexpected character t" ) );
+}
+
+TEST( RuleFile, RulesOfAnotherProgramMaySpanLines ) {
+   Vek::String text =
+      "flow4 { dst 10.0.0.0/8;\n"
+      "# so far\n"
+      "  dport 80; }\n"
+      "{ bgp_med = 5;\n"
+      "  bgp_ext_community.add((generic, 0x80080000, 0x00000100)); };\n"
+      "\n"
+      "flow4 {\n"
+      "  dst 10.0.0.0/33; }\n"
+      "flow6 { dst 2001:db8::/32; } { bgp_ext_community.add((generic, 0x80060000, 0)); }\n"
+      "flow4 { dport 9;\n";
+   std::vector< Vek::String > lines;
+   for ( std::size_t at = 0; at < text.size(); at = text.find( '\n', at ) + 1 ) {
+      lines.push_back( text.substr( at, text.find( '\n', at ) - at ) );
+   }
+   RuleDefaults defaults{ .vrfId = 7 };
+   EXPECT_TRUE( Forms::addRouteTarget( "0:256=3", defaults.vrfs ) );
+   const RuleFile file = readLines( Form::bird, lines, defaults );
+   ASSERT_EQ( file.rules.size(), 2U );
+   EXPECT_EQ( file.rules[0].key.stringValue(), "7;ipv4;10.0.0.0/8;*;DP:=0L80;" );
+   EXPECT_EQ( file.rules[0].action.redirect.vrfId(), 3U );
+   EXPECT_EQ( file.rules[0].line, 1U );
+   EXPECT_EQ( file.rules[0].ruleId, defaultRuleId( file.rules[0].key ) );
+   EXPECT_EQ( file.rules[1].key.stringValue(), "7;ipv6;2001:db8::/32;*;" );
+   EXPECT_TRUE( file.rules[1].action.fields.trafficDrop() );
+   EXPECT_EQ( file.rules[1].line, 9U );
+   EXPECT_THAT(
+      file.errors,
+      ElementsAre( RuleError{ "rules", 8, "expected a prefix, found '10'", 7 },
+                   RuleError{ "rules", 10, "expected a component, found the end", 17 } ) );
+   EXPECT_THAT( file.warnings,
+                ElementsAre( RuleError{
+                   "rules", 4, "bgp_med is passed over: it is no part of the action", 3 } ) );
 }
 
 TEST( RuleFile, OfEqualKeysTheFirstStands ) {

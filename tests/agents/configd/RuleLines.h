@@ -10,7 +10,9 @@ namespace TestSupport {
 inline Flowspec::Configd::RuleFile
 readLines( Flowspec::Tools::Form form, const std::vector< Vek::String >& lines,
            const Flowspec::Configd::RuleDefaults& defaults = {} ) {
-   Flowspec::Configd::RuleReader reader( "rules", form, defaults );
+   using namespace Flowspec;
+   const Configd::RuleForm of{ form, Forms::dialectOf( Tools::info( form ).name ) };
+   Configd::RuleReader reader( "rules", of, defaults );
    U64 number = 0;
    for ( const Vek::String& line : lines ) {
       reader.line( ++number, line );

@@ -1,4 +1,5 @@
 #include "Flowspec/vocab/FlowspecUtil.h"
+#include "forms/ActionJson.h"
 #include "forms/KeyJson.h"
 #include "tests/agents/configd/RuleLines.h"
 #include "tests/support/RandomAction.h"
@@ -32,8 +33,8 @@ TEST( RuleSchema, AgreesWithTheReader ) {
    Verdicts verdicts;
    for ( const char* const good :
          { "{}", R"({"vrfId":null})", R"({"addressFamily":null})", R"({"addressFamily":"none"})",
-           R"({"ruleId":0})", R"({"ruleId":18446744073709551615})", R"({"action":{}})",
-           R"({"action":{"drop":true,"sample":true,"continue":true}})",
+           R"({"ruleId":0})", R"({"ruleId":18446744073709551615})", R"({"rd":"65000:1"})",
+           R"({"action":{}})", R"({"action":{"drop":true,"sample":true,"continue":true}})",
            R"({"action":{"drop":false,"markDscp":0}})", R"({"action":{"rateLimit":{"bytes":0}}})",
            R"({"action":{"rateLimit":{"packets":0.5}}})",
            R"({"action":{"rateLimit":{"bytes":3.4028234663852886e38}}})",
@@ -52,7 +53,8 @@ TEST( RuleSchema, AgreesWithTheReader ) {
            R"({"words":[1]})",
            R"({"terms":null})",
            R"({"destPrefix":"*"})",
-           R"({"rd":"1:1"})",
+           R"({"rd":1})",
+           R"({"name":"1:1"})",
            R"({"ruleId":-1})",
            R"({"ruleId":"1"})",
            R"({"ruleId":null})",
