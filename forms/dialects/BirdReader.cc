@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace Forms {
 
@@ -94,6 +95,7 @@ private:
    Rule& rule_;
    std::vector< Fault >& remarks_;
    Wire::EncodedAction communities_;
+   bool passedOver_ = false; // other attributes
 };
 
 void Reader::readMatch( std::size_t begin, AddressFamily family ) {
@@ -264,8 +266,11 @@ void Reader::readStatement() {
    if ( attribute != "bgp_ext_community" ) {
       text_.takeUntil( ";{}" );
       expect( ";" );
-      remarks_.push_back( text_.faultAt(
-         at, Vek::concat( attribute, " is passed over: it is no part of the action" ) ) );
+      // Once: a remark costs the time to count lines.
+      if ( !std::exchange( passedOver_, true ) ) {
+         remarks_.push_back( text_.faultAt(
+            at, Vek::concat( attribute, " is passed over: it is no part of the action" ) ) );
+      }
       return;
    }
    expect( "." );

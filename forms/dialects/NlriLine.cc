@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace Forms {
 
@@ -83,7 +84,12 @@ void readNlri( Cursor& text, const Context& context, bool vpn, Rule& rule,
       text.failAt( octets.offsetOf( rejection->offset ), name( rejection->code ), ": ",
                    rejection->message() );
    }
+   U32 told = 0; // codes, as bits: each is told once, as a place costs the time to count to it
    for ( const Wire::Remark& remark : nlri.remarks ) {
+      const U32 bit = U32{ 1 } << static_cast< U8 >( remark.code );
+      if ( std::exchange( told, told | bit ) & bit ) {
+         continue;
+      }
       const std::size_t at = octets.offsetOf( remark.offset );
       if ( remark.code == Wire::RemarkCode::trailingOctets ) {
          text.failAt( at, "the NLRI ends before this octet" );

@@ -10,7 +10,7 @@
 /// An NLRI of one rule, its length field first, then the extended communities of its route (8
 /// octets each) and the IPv6-address-specific ones (20 octets each); what is not there is left out
 /// with its word. Octets do not tell their address family. What a receiver is told to bear is a
-/// remark at the octet that it is about.
+/// remark at the first octet that it is about.
 namespace Forms {
 
 void readNlriLine( Cursor& text, const Context& context, Rule& rule,

@@ -2,10 +2,10 @@
 
 namespace Forms {
 
-bool RuleLines::isComplete( std::string_view next ) const {
+bool RuleLines::isComplete( U64 number, std::string_view next ) const {
    const std::size_t first = next.find_first_not_of( " \t" );
    const bool goesOn = depth_ > 0 || ( first != next.npos && next[first] == '{' );
-   return !goesOn || text_.size() + next.size() > maxText;
+   return !goesOn || text_.size() + ( number - last_ ) + next.size() > maxText;
 }
 
 void RuleLines::add( U64 number, std::string_view line ) {

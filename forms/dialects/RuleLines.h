@@ -24,7 +24,7 @@ public:
          take( number, line );
          return;
       }
-      if ( isComplete( line ) ) {
+      if ( isComplete( number, line ) ) {
          end( take );
       }
       add( number, line );
@@ -41,7 +41,7 @@ public:
    }
 
 private:
-   bool isComplete( std::string_view next ) const;
+   bool isComplete( U64 number, std::string_view next ) const;
    void add( U64 number, std::string_view line );
 
    const bool spansLines_;

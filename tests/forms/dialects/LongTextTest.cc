@@ -17,6 +17,10 @@ std::string repeated( const std::string& text ) {
 
 TEST( LongText, OfManyStatementsIsReadInTime ) {
    EXPECT_EQ(
+      OneDialect( "bird" ).read( "flow4 { port 80; } { " + repeated( "bgp_med = 5; " ) + "}" ),
+      "ipv4 *;*;P:=80; -> permit, 1:22: bgp_med is passed over: it is no part of the "
+      "action" );
+   EXPECT_EQ(
       OneDialect( "exabgp" )
          .read( "route { match { port 80; } then { " + repeated( "community 1:2; " ) + "} }" ),
       "ipv4 *;*;P:=80; -> permit, 1:35: community is passed over: it is no part of the "
@@ -38,6 +42,8 @@ TEST( LongText, OfManyTermsIsRefusedInTime ) {
       return fault.substr( fault.find( ' ' ) + 1 );
    };
    const auto* const reason = "the rule has more than 2047 words";
+   EXPECT_EQ( tooMany( OneDialect( "bird" ).read( "flow4 { port " + repeated( "80," ) + "80; }" ) ),
+              reason );
    EXPECT_EQ( tooMany( OneDialect( "exabgp" )
                           .read( "route { match { port [ " + repeated( "=80&!=90 " ) + "]; } }" ) ),
               reason );

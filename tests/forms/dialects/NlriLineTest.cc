@@ -86,6 +86,8 @@ TEST( NlriLine, SaysWhereOctetsAreWrong ) {
 
 TEST( NlriLine, RemarksAreAtTheirOctets ) {
    EXPECT_EQ( again( "03 03 c1 06" ), "03038106 | 7 first-and" );
+   // Each once.
+   EXPECT_EQ( again( "06 03 c1 06 04 c1 50" ), "06038106048150 | 7 first-and" );
    EXPECT_EQ( again( "f003 03 81 06" ), "03038106 | 1 length-form" );
    EXPECT_EQ( again( "03038106 communities 80060000bf800000" ),
               "03038106 communities 8006fde800000000 | 10 negative-rate" );

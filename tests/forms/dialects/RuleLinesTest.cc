@@ -59,6 +59,14 @@ TEST( RuleLines, ATextHasAnEnd ) {
    EXPECT_TRUE( all[0] == "1: {\n" + half );
    EXPECT_TRUE( all[1] == "3: " + half );
    EXPECT_EQ( all[2], "4: }" );
+   // Lines that were passed over count, too.
+   std::vector< std::string > pieces;
+   RuleLines rules( true );
+   const auto take = [&]( U64, std::string_view text ) { pieces.emplace_back( text ); };
+   rules.line( 1, "{", take );
+   rules.line( RuleLines::maxText + 1, "}", take );
+   rules.end( take );
+   EXPECT_EQ( pieces, ( std::vector< std::string >{ "{", "}" } ) );
 }
 
 } // namespace
