@@ -90,6 +90,13 @@ const std::vector< PlacedJson >& PlacedJson::elements() const {
    return elements_;
 }
 
+std::string_view PlacedJson::name( std::size_t index ) const {
+   if ( kind_ != Kind::object ) {
+      failExpecting( "an object" );
+   }
+   return names_[index];
+}
+
 const PlacedJson* PlacedJson::find( std::string_view name ) const {
    if ( kind_ != Kind::object ) {
       failExpecting( "an object" );

@@ -21,8 +21,8 @@ public:
 
    /// The elements of an array, or the values of an object.
    const std::vector< PlacedJson >& elements() const;
-   /// The name of an object's member `index`: the text between its quotes.
-   std::string_view name( std::size_t index ) const { return names_[index]; }
+   /// The name of an object's member `index`, which there is: the text between its quotes.
+   std::string_view name( std::size_t index ) const;
 
    /// The member of an object; null when there is none. Where a name occurs twice neither is taken
    /// to be meant: the object is at fault.

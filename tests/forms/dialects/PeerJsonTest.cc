@@ -79,6 +79,10 @@ TEST( ExaBgpJson, SaysWhatIsWrongAndWhere ) {
               "1:50: the update announces no rule that ExaBGP could read" );
    EXPECT_EQ( exaBgp().read( message( R"("announce":{"ipv4 unicast":{}})" ) ),
               "1:62: 'ipv4 unicast' is no family of flow specifications" );
+   EXPECT_EQ( exaBgp().read( message( R"("announce":[{}])" ) ),
+              "1:62: expected an object, found '['" );
+   EXPECT_EQ( exaBgp().read( message( R"("announce":{"ipv4 flow":[[{}]]})" ) ),
+              "1:75: expected an object, found '['" );
    EXPECT_EQ( exaBgp().read( message( R"("announce":{})" ) ),
               "1:62: expected one family, found 0" );
    EXPECT_EQ( exaBgp().read( message( R"("announce":{"ipv4 flow":{"no-nexthop":[{},{}]}})" ) ),
