@@ -242,26 +242,6 @@ Json actionJson( const RuleAction& action ) {
    return json;
 }
 
-static_assert( Vek::listsRows< RuleConfig, 11 > );
-
-RuleAction actionOf( const RuleConfig& rule ) {
-   RuleAction action;
-   action.fields = rule.actionFieldSet();
-   if ( action.fields.trafficAction() ) {
-      action.trafficAction = rule.trafficAction();
-   }
-   if ( action.fields.trafficRedirect() ) {
-      action.redirect = rule.trafficRedirect();
-   }
-   if ( action.fields.trafficMarking() ) {
-      action.markDscp = rule.trafficMarkingDscp();
-   }
-   if ( action.fields.trafficRate() || action.fields.trafficRatePkt() ) {
-      action.rateLimit = rule.trafficRateLimit();
-   }
-   return action;
-}
-
 Vek::String actionText( const RuleAction& action ) {
    Vek::String text;
    const auto add = [&]( const auto&... parts ) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Flowspec/config/RuleAction.h"
-#include "Flowspec/config/RuleConfig.h"
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -33,9 +32,6 @@ namespace Flowspec::Tools {
 /// The object from which `readAction` reads an equal action, for one that it gave. A DSCP that has
 /// a name goes by it.
 nlohmann::json actionJson( const RuleAction& action );
-
-/// What a configured rule asks for.
-RuleAction actionOf( const RuleConfig& rule );
 
 /// What is done, in words for people, as in "at most 1250000 bytes/s, mark af21, copy to VRF 7";
 /// "permit" when nothing is asked for.

@@ -1,6 +1,6 @@
 #include "forms/FieldBounds.h"
 
-#include "Flowspec/vocab/NumericalRange.h"
+#include <bit>
 
 namespace Flowspec::Tools {
 
@@ -17,24 +17,21 @@ Reason tooManyBits( U32 bits, std::string_view type, std::string_view what ) {
 }
 
 Reason beyondField( const MatchOpValResult& term, Zorv::AddressFamily family ) {
-   const MatchCompType type = term.matchType();
    const U32 value = term.val32();
-   if ( type == tcpFlags ) {
-      return tooManyBits( value & ~U32{ 0x0FFF }, stringValue( type ),
-                          "are clear in every packet" );
+   const ComponentType& row = componentType( term.matchType() );
+   if ( row.kind == ComponentKind::bitmask ) {
+      return tooManyBits( value & ~row.field( family ).bits, row.name,
+                          row.ignoresOtherBits ? "do not count" : "are clear in every packet" );
    }
-   if ( type == fragment ) {
-      const U32 bits = family == Zorv::AddressFamily::ipv6 ? 0x0E : 0x0F;
-      return tooManyBits( value & ~bits, stringValue( type ), "do not count" );
-   }
-   const U32 max = NumericalRange::matchCompTypeMax( type );
+   const U32 max = row.maximum();
    if ( value <= max ) {
       return std::nullopt;
    }
-   return type == dscp ? Vek::concat( "value ", value,
-                                      " of dscp has more than 6 bits: it counts as ", value & max )
-                       : Vek::concat( "value ", value, " of ", stringValue( type ), " is above ",
-                                      max, ", the highest that a packet has" );
+   return row.ignoresOtherBits
+             ? Vek::concat( "value ", value, " of ", row.name, " has more than ",
+                            std::bit_width( max ), " bits: it counts as ", value & max )
+             : Vek::concat( "value ", value, " of ", row.name, " is above ", max,
+                            ", the highest that a packet has" );
 }
 
 } // namespace

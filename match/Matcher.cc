@@ -1,6 +1,6 @@
 #include "match/Matcher.h"
 
-#include "Flowspec/vocab/Labels.h"
+#include "Flowspec/vocab/MatchCompType.h"
 #include "Osk/HashMix.h"
 
 #include <algorithm>

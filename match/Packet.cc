@@ -186,7 +186,9 @@ FieldValues Packet::values( Flowspec::MatchCompType type ) const {
    case MatchCompType::flowLabel:
       values.add( flowLabel );
       break;
-   default:
+   case MatchCompType::invalid:
+   case MatchCompType::destPrefix:
+   case MatchCompType::srcPrefix:
       break;
    }
    return values;

@@ -57,8 +57,8 @@ struct Packet {
    /// fragment.
    std::optional< U16 > tcpFlags;
 
-   /// The values that a component of `type`, from `ipProto` to `flowLabel`, is tested against; none
-   /// for another type. Ports are those of TCP and UDP alone (RFC 8955 sections 4.2.2.4
+   /// The values that a component of `type` is tested against; none for a type that has no terms.
+   /// Ports are those of TCP and UDP alone (RFC 8955 sections 4.2.2.4
    /// to 4.2.2.6).
    OSK_EXPORT FieldValues values( Flowspec::MatchCompType type ) const;
 

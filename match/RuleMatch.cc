@@ -1,7 +1,6 @@
 #include "match/RuleMatch.h"
 
 #include "Flowspec/key/FlowspecKeyReader.h"
-#include "Flowspec/vocab/Labels.h"
 
 #include <algorithm>
 
@@ -15,14 +14,8 @@ using Zorv::AddressFamily;
 
 // The bits of a term's value that count.
 U32 usedBits( MatchCompType type, AddressFamily family ) {
-   switch ( type ) {
-   case dscp:
-      return 0x3F;
-   case fragment:
-      return family == AddressFamily::ipv4 ? 0x0F : 0x0E;
-   default:
-      return ~U32{ 0 };
-   }
+   const ComponentType& row = componentType( type );
+   return row.ignoresOtherBits ? row.field( family ).bits : ~U32{ 0 };
 }
 
 bool numericHolds( const RuleMatch::Term& term, U32 value ) {
@@ -91,7 +84,7 @@ bool RuleMatch::readComponents( const FlowspecKey& key ) {
       const MatchOpValResult term = key.getOptVal( index );
       const MatchCompType type = term.matchType();
       if ( components_.empty() || components_.back().type != type ) {
-         if ( type < ipProto || type > flowLabel ||
+         if ( !hasTerms( type ) ||
               std::ranges::find( components_, type, &Component::type ) != components_.end() ) {
             return false;
          }

@@ -4,6 +4,7 @@
 #include "wire/TermRules.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace Wire {
 
@@ -13,8 +14,6 @@ using namespace Flowspec;
 using Zorv::AddressFamily;
 
 constexpr U8 comparison = OpBits::lt | OpBits::gt | OpBits::eq;
-constexpr unsigned tcpFlagBits = 12;
-constexpr unsigned fragmentBits = 4;
 
 struct Term {
    U32 value;
@@ -31,18 +30,7 @@ U32 fieldMax( MatchCompType type, AddressFamily family ) {
 
 // Whether each packet of the family has the field.
 bool isOfEachPacket( MatchCompType type, AddressFamily family ) {
-   switch ( type ) {
-   case packetLength:
-   case dscp:
-      return true;
-   case ipProto:
-   case MatchCompType::fragment:
-      return family == AddressFamily::ipv4;
-   case flowLabel:
-      return family == AddressFamily::ipv6;
-   default:
-      return false;
-   }
+   return componentType( type ).field( family ).isInEachPacket;
 }
 
 // Calls `take` with each alternative: terms that are joined by AND.
@@ -125,21 +113,15 @@ FlagFunction functionOf( const Terms& terms, unsigned flags ) {
 
 CanonicalComponent componentOf( MatchCompType type, Terms terms, AddressFamily family ) {
    CanonicalComponent component{ type, {} };
-   if ( isBitmask( type ) ) {
-      if ( type == tcpFlags ) {
-         component.flags = functionOf( terms, tcpFlagBits );
-         return component;
-      }
+   const ComponentType& row = componentType( type );
+   if ( row.ignoresOtherBits ) {
       for ( Term& term : terms ) {
-         term.value &= termRules( family )[static_cast< U8 >( type )].fieldBits;
+         term.value &= row.field( family ).bits;
       }
-      component.flags = functionOf( terms, fragmentBits );
-      return component;
    }
-   if ( type == dscp ) {
-      for ( Term& term : terms ) {
-         term.value &= termRules( family )[static_cast< U8 >( type )].fieldBits;
-      }
+   if ( isBitmask( type ) ) {
+      component.flags = functionOf( terms, std::bit_width( row.maximum() ) );
+      return component;
    }
    const U32 max = fieldMax( type, family );
    forEachAlternative( terms, [&]( std::span< const Term > alternative ) {
@@ -266,8 +248,8 @@ bool CanonicalRule::readKey( const FlowspecKey& key ) {
       if ( index < key.matchOpVals() && key.matchOpVal( index ).matchType() == type ) {
          continue;
       }
-      if ( type < ipProto || std::ranges::find( components_, type, &CanonicalComponent::type ) !=
-                                components_.end() ) {
+      if ( !hasTerms( type ) || std::ranges::find( components_, type, &CanonicalComponent::type ) !=
+                                   components_.end() ) {
          return false;
       }
       components_.push_back( componentOf( type, std::exchange( terms, {} ), family_ ) );
@@ -278,7 +260,7 @@ bool CanonicalRule::readKey( const FlowspecKey& key ) {
 
 void CanonicalRule::settle() {
    for ( const CanonicalComponent& component : components_ ) {
-      const bool isMissing = component.type == flowLabel && family_ == AddressFamily::ipv4;
+      const bool isMissing = componentType( component.type ).field( family_ ).bits == 0;
       if ( isMissing || admitsNone( component ) ) {
          nothing_ = component.type;
          return;

@@ -20,7 +20,8 @@ class Decoder {
 public:
    Decoder( std::span< const U8 > octets, NlriFormat format, Nlri& nlri )
       : first_( octets.data() ), bufferEnd_( first_ + octets.size() ), end_( bufferEnd_ ),
-        nlri_( nlri ), rules_( termRules( format.family ) ), format_( format ) {}
+        nlri_( nlri ), rules_( termRules( format.family ) ),
+        types_( assignedTypes( format.family ) ), format_( format ) {}
 
    Result decode( bool single );
 
@@ -32,6 +33,7 @@ private:
    const U8* readPrefix( const U8* at, U8 type );
    const U8* readTerms( const U8* at, U8 type );
 
+   bool isAssigned( U8 type ) const { return type < 32 && types_ >> type & 1; }
    std::size_t leftAt( const U8* at ) const { return static_cast< std::size_t >( end_ - at ); }
    U16 offsetOf( const U8* octet ) const { return static_cast< U16 >( octet - first_ ); }
 
@@ -61,6 +63,7 @@ private:
    const U8* end_;
    Nlri& nlri_;
    const TermRuleTable& rules_;
+   const U32 types_; // the assigned ones as bits
    const NlriFormat format_;
    Result rejection_;
    Result unrepresentable_;
@@ -112,9 +115,7 @@ const U8* Decoder::readDistinguisher( const U8* at ) {
 
 const U8* Decoder::badType( const U8* at, U8 previous ) {
    const U8 type = *at;
-   const bool known = type != 0 && type < numComponentTypes &&
-                      ( type <= static_cast< U8 >( srcPrefix ) || rules_[type].allowedLengths );
-   if ( !known ) {
+   if ( !isAssigned( type ) ) {
       return reject( RejectionCode::unknownType, at,
                      format_.family == AddressFamily::ipv4
                         ? "component type # is not assigned for IPv4"
@@ -214,7 +215,7 @@ bool Decoder::takesUnusual( U8 type, const U8* at, U64 value, U8& op ) {
    }
    if ( value & ~U64{ rules.fieldBits } ) {
       const bool flags =
-         isBitmask( static_cast< MatchCompType >( type ) ) || type == static_cast< U8 >( dscp );
+         isBitmask( static_cast< MatchCompType >( type ) ) || componentTypes[type].ignoresOtherBits;
       remark( flags ? RemarkCode::reservedValueBits : RemarkCode::valueRange, at + 1, type );
    }
    if ( value > ~U32{ 0 } ) {
@@ -294,12 +295,10 @@ const U8* Decoder::readComponents( const U8* at ) {
    if ( at == end_ ) {
       return reject( RejectionCode::empty, at, "the rule has no component" );
    }
-   const U8 lastType = static_cast< U8 >(
-      format_.family == AddressFamily::ipv6 ? flowLabel : MatchCompType::fragment );
    U8 previous = 0;
    do {
       const U8 type = *at;
-      if ( type <= previous || type > lastType ) [[unlikely]] {
+      if ( type <= previous || !isAssigned( type ) ) [[unlikely]] {
          return badType( at, previous );
       }
       previous = type;

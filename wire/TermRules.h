@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Flowspec/vocab/Labels.h"
 #include "Flowspec/vocab/MatchOpVal.h"
 #include "Zorv/AddressFamily.h"
 
@@ -44,25 +43,16 @@ using TermRuleTable = std::array< TermRules, Flowspec::numComponentTypes >;
 
 constexpr TermRuleTable termRulesOf( Zorv::AddressFamily family ) {
    using namespace Flowspec;
-   constexpr U8 one = 0b0001;
-   constexpr U8 upToTwo = 0b0011;
-   constexpr U8 four = 0b0100;
-   constexpr U8 any = 0b1111;
    constexpr U8 numeric = 0x08;
    constexpr U8 bitmask = 0x0C;
-   const bool ipv6 = family == Zorv::AddressFamily::ipv6;
    TermRuleTable rules{};
-   rules[static_cast< U8 >( ipProto )] = { any, one, numeric, 0xFF };
-   for ( const MatchCompType type : { MatchCompType::port, destPort, srcPort, packetLength } ) {
-      rules[static_cast< U8 >( type )] = { any, upToTwo, numeric, 0xFFFF };
-   }
-   rules[static_cast< U8 >( icmpType )] = { any, one, numeric, 0xFF };
-   rules[static_cast< U8 >( icmpCode )] = { any, one, numeric, 0xFF };
-   rules[static_cast< U8 >( tcpFlags )] = { upToTwo, upToTwo, bitmask, 0x0FFF };
-   rules[static_cast< U8 >( dscp )] = { one, one, numeric, 0x3F };
-   rules[static_cast< U8 >( fragment )] = { one, one, bitmask, ipv6 ? 0x0EU : 0x0FU };
-   if ( ipv6 ) {
-      rules[static_cast< U8 >( flowLabel )] = { any, four, numeric, 0xFFFFF };
+   for ( U8 type = 0; type < numComponentTypes; ++type ) {
+      const ComponentType& row = componentTypes[type];
+      const U32 bits = row.field( family ).bits;
+      if ( row.hasTerms() && bits != 0 ) {
+         rules[type] = { row.lengths.allowed, row.lengths.expected,
+                         row.kind == ComponentKind::number ? numeric : bitmask, bits };
+      }
    }
    return rules;
 }
@@ -71,6 +61,23 @@ constexpr TermRuleTable termRulesOf( Zorv::AddressFamily family ) {
 inline const TermRuleTable& termRules( Zorv::AddressFamily family ) {
    static constexpr TermRuleTable ipv4 = termRulesOf( Zorv::AddressFamily::ipv4 );
    static constexpr TermRuleTable ipv6 = termRulesOf( Zorv::AddressFamily::ipv6 );
+   return family == Zorv::AddressFamily::ipv6 ? ipv6 : ipv4;
+}
+
+constexpr U32 typesOf( Zorv::AddressFamily family ) {
+   U32 types = 0;
+   for ( const Flowspec::ComponentType& row : Flowspec::componentTypes ) {
+      const bool isPrefix = row.kind == Flowspec::ComponentKind::prefix;
+      const bool hasField = row.hasTerms() && row.field( family ).bits != 0;
+      types |= U32{ isPrefix || hasField } << static_cast< U8 >( row.type );
+   }
+   return types;
+}
+
+/// The types that `family`, IPv4 or IPv6, has, prefixes included: bit `n` stands for type `n`.
+inline U32 assignedTypes( Zorv::AddressFamily family ) {
+   static constexpr U32 ipv4 = typesOf( Zorv::AddressFamily::ipv4 );
+   static constexpr U32 ipv6 = typesOf( Zorv::AddressFamily::ipv6 );
    return family == Zorv::AddressFamily::ipv6 ? ipv6 : ipv4;
 }
 

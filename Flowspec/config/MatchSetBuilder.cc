@@ -34,7 +34,8 @@ using Ranges = std::vector< NumericalRange >;
 // The values up to `max` that one comparison leaves, ascending. What is compared with may be more
 // than any packet has.
 Ranges rangesOf( const MatchOpValResult& term, U32 max ) {
-   const U32 value = term.matchType() == dscp ? term.val32() & max : term.val32();
+   const bool ignoresOthers = componentType( term.matchType() ).ignoresOtherBits;
+   const U32 value = ignoresOthers ? term.val32() & max : term.val32();
    Ranges ranges;
    if ( term.lt() && value > 0 ) {
       ranges.emplace_back( 0, std::min( value - 1, max ) );
@@ -91,26 +92,20 @@ void addRanges( const Terms& terms, MatchComponent& component ) {
    }
 }
 
-// The flags of TCP; what a longer value says of the data offset beside them counts as 0 in every
-// packet (RFC 8955 section 4.2.2.9).
-constexpr U32 tcpBits = 0x0FFF;
-
-// The bits of `fragment` terms that count (RFC 8955 section 4.2.2.12, RFC 8956 section 3.6).
-U32 fragmentBits( AddressFamily family ) { return family == AddressFamily::ipv6 ? 0x0E : 0x0F; }
-
 // A test of bits: all of `mask` as in `val`, or any of them.
 BitMask maskOf( const MatchOpValResult& term, AddressFamily family ) {
    // What is not all set has any clear; what is not any set has all clear.
    const bool matchAll = term.match() != term.invert();
    const bool wantsSet = !term.invert();
-   const bool isTcp = term.matchType() == tcpFlags;
-   if ( isTcp && term.val32() > tcpBits && matchAll == wantsSet ) {
+   const ComponentType& type = componentType( term.matchType() );
+   const U32 fieldBits = type.field( family ).bits;
+   const bool hasOthers = !type.ignoresOtherBits && ( term.val32() & ~fieldBits );
+   if ( hasOthers && matchAll == wantsSet ) {
       // A bit that is always clear is one too many of all that are to be set, or enough of any that
       // are to be clear.
       return BitMask( !wantsSet, 0, 0 );
    }
-   const U16 bits =
-      static_cast< U16 >( term.val32() & ( isTcp ? tcpBits : fragmentBits( family ) ) );
+   const U16 bits = static_cast< U16 >( term.val32() & fieldBits );
    return BitMask( matchAll, wantsSet ? bits : U16{ 0 }, bits );
 }
 
@@ -172,7 +167,7 @@ void addMask( MatchComponent& component, const BitMask& mask ) {
       return;
    }
    // Alternatives that no packet can satisfy are none.
-   if ( someFragmentPasses( mask ) ) {
+   if ( component.compType() != fragment || someFragmentPasses( mask ) ) {
       component.ipBitMaskIs( IpBitMask( mask.matchAll(), mask.val(), mask.mask() ) );
    }
 }
@@ -199,7 +194,7 @@ bool addMasks( const Terms& terms, AddressFamily family, MatchComponent& compone
 std::optional< MatchSetError > addComponent( const Terms& terms, AddressFamily family,
                                              std::vector< MatchComponent >& components ) {
    const MatchCompType type = terms.front().matchType();
-   if ( type < ipProto || type > flowLabel ) {
+   if ( !hasTerms( type ) ) {
       return MatchSetError{
          type, Vek::concat( "component type ", stringValue( type ), " has no terms" ) };
    }

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "Flowspec/config/TrafficActions.h"
-#include "Zorv/IpTos.h"
+#include "Flowspec/config/RuleConfig.h"
 
 namespace Flowspec {
 
@@ -16,5 +15,13 @@ struct RuleAction {
 
    bool operator==( const RuleAction& ) const = default;
 };
+
+/// What a configured rule asks for, without the values that are not in force.
+OSK_EXPORT RuleAction actionOf( const RuleConfig& rule );
+
+/// Has `rule` ask for `action`, publishing what changes. The values of what is in
+/// force change before it is said to be, those of the rest go afterwards: a reader of the rule
+/// never sees a rate of 0 that is about to come or on its way out.
+OSK_EXPORT void actionIs( RuleConfig& rule, const RuleAction& action );
 
 } // namespace Flowspec

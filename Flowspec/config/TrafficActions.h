@@ -18,25 +18,40 @@ public:
       "invalid",       "trafficPermit",   "trafficDrop",    "trafficRate",
       "trafficAction", "trafficRedirect", "trafficMarking", "trafficRatePkt" };
 
+   /// The actions, by the positions of their bits.
+   enum class Field : U8 {
+      invalid = 0,
+      trafficPermit = 1,
+      trafficDrop = 2,
+      trafficRate = 3, ///< bytes per second
+      trafficAction = 4,
+      trafficRedirect = 5,
+      trafficMarking = 6,
+      trafficRatePkt = 7, ///< packets per second
+   };
+
    using FlagSet::FlagSet;
 
-   constexpr bool invalid() const { return flag( 0 ); }
-   constexpr bool trafficPermit() const { return flag( 1 ); }
-   constexpr bool trafficDrop() const { return flag( 2 ); }
-   constexpr bool trafficRate() const { return flag( 3 ); } ///< bytes per second
-   constexpr bool trafficAction() const { return flag( 4 ); }
-   constexpr bool trafficRedirect() const { return flag( 5 ); }
-   constexpr bool trafficMarking() const { return flag( 6 ); }
-   constexpr bool trafficRatePkt() const { return flag( 7 ); } ///< packets per second
+   constexpr bool has( Field field ) const { return flag( static_cast< U8 >( field ) ); }
+   constexpr void set( Field field, bool on = true ) { flagIs( static_cast< U8 >( field ), on ); }
 
-   constexpr void invalidIs( bool on ) { flagIs( 0, on ); }
-   constexpr void trafficPermitIs( bool on ) { flagIs( 1, on ); }
-   constexpr void trafficDropIs( bool on ) { flagIs( 2, on ); }
-   constexpr void trafficRateIs( bool on ) { flagIs( 3, on ); }
-   constexpr void trafficActionIs( bool on ) { flagIs( 4, on ); }
-   constexpr void trafficRedirectIs( bool on ) { flagIs( 5, on ); }
-   constexpr void trafficMarkingIs( bool on ) { flagIs( 6, on ); }
-   constexpr void trafficRatePktIs( bool on ) { flagIs( 7, on ); }
+   constexpr bool invalid() const { return has( Field::invalid ); }
+   constexpr bool trafficPermit() const { return has( Field::trafficPermit ); }
+   constexpr bool trafficDrop() const { return has( Field::trafficDrop ); }
+   constexpr bool trafficRate() const { return has( Field::trafficRate ); }
+   constexpr bool trafficAction() const { return has( Field::trafficAction ); }
+   constexpr bool trafficRedirect() const { return has( Field::trafficRedirect ); }
+   constexpr bool trafficMarking() const { return has( Field::trafficMarking ); }
+   constexpr bool trafficRatePkt() const { return has( Field::trafficRatePkt ); }
+
+   constexpr void invalidIs( bool on ) { set( Field::invalid, on ); }
+   constexpr void trafficPermitIs( bool on ) { set( Field::trafficPermit, on ); }
+   constexpr void trafficDropIs( bool on ) { set( Field::trafficDrop, on ); }
+   constexpr void trafficRateIs( bool on ) { set( Field::trafficRate, on ); }
+   constexpr void trafficActionIs( bool on ) { set( Field::trafficAction, on ); }
+   constexpr void trafficRedirectIs( bool on ) { set( Field::trafficRedirect, on ); }
+   constexpr void trafficMarkingIs( bool on ) { set( Field::trafficMarking, on ); }
+   constexpr void trafficRatePktIs( bool on ) { set( Field::trafficRatePkt, on ); }
 };
 
 /// The bits of the traffic-action community (RFC 8955 section 7.3).

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Flowspec/vocab/Labels.h"
 #include "Flowspec/vocab/MatchOpVal.h"
 
 #include <algorithm>
@@ -16,23 +15,52 @@ struct ComponentHead {
    U8 length = 0;
 };
 
+/// Where a label is among 32 by its first two characters.
+constexpr U64 labelPlace( U64 first, U64 second, U64 factor ) {
+   return ( first * factor + second ) % 32;
+}
+
+/// The least factor with which no two labels have the same place; 0 when there is none.
+inline constexpr U64 labelFactor = [] {
+   for ( U64 factor = 1; factor < 32; ++factor ) {
+      U32 taken = 0;
+      bool isGood = true;
+      for ( const ComponentType& row : componentTypes ) {
+         if ( row.hasTerms() ) {
+            const char second = row.label.size() > 1 ? row.label[1] : ':';
+            const U32 bit = U32{ 1 } << labelPlace( static_cast< U64 >( row.label[0] ),
+                                                    static_cast< U64 >( second ), factor );
+            isGood = isGood && !( taken & bit );
+            taken |= bit;
+         }
+      }
+      if ( isGood ) {
+         return factor;
+      }
+   }
+   return U64{ 0 };
+}();
+
 /// The heads of all types. Each has a place of its own, which its first two characters tell.
 struct ComponentHeads {
    ComponentHead heads[32];
 
    static constexpr U64 place( U64 characters ) {
-      return ( ( characters >> 56 ) * 4 + ( characters >> 48 ) ) % 32;
+      return labelPlace( characters >> 56, characters >> 48, labelFactor );
    }
 
    constexpr ComponentHeads() {
-      for ( U8 type = static_cast< U8 >( ipProto ); type < numComponentTypes; ++type ) {
-         ComponentHead head{ 0, 0, static_cast< MatchCompType >( type ), 0 };
+      for ( const ComponentType& row : componentTypes ) {
+         if ( !row.hasTerms() ) {
+            continue;
+         }
+         ComponentHead head{ 0, 0, row.type, 0 };
          const auto append = [&]( char c ) {
             const int shift = 56 - 8 * head.length++;
             head.characters |= static_cast< U64 >( c ) << shift;
             head.mask |= U64{ 0xFF } << shift;
          };
-         for ( const char c : labels[type].brief ) {
+         for ( const char c : row.label ) {
             append( c );
          }
          append( ':' );
@@ -45,7 +73,7 @@ struct ComponentHeads {
 inline constexpr ComponentHeads componentHeads;
 static_assert( std::count_if( componentHeads.heads, std::end( componentHeads.heads ),
                               []( const ComponentHead& head ) { return head.type != invalid; } ) ==
-               numComponentTypes - static_cast< int >( ipProto ) );
+               std::ranges::count_if( componentTypes, &ComponentType::hasTerms ) );
 
 /// What each character of a numeric or a bitmask component is: what an operator adds to the
 /// operator byte, the first digit of a number, or neither.

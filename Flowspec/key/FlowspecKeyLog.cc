@@ -38,10 +38,10 @@ U64 memberAt( const U8* at ) { return Osk::loadBig64( at ) >> 16; }
 void writeMember( U8* at, U64 member ) { Osk::storeBig64( at, member << 16 ); }
 
 // Whether a key with such words at dense indices could have a flaw. `bits` has the bits of all
-// words, and of all with 2 added to their types: then the types above 13 have a bit above 3 set.
-constexpr U32 twoTypes = 2U << 24;
+// words, and of all with so much added to their types that the unknown ones have a bit above 3 set.
+static_assert( numComponentTypes <= 16 );
+constexpr U32 toSixteen = U32{ 16 - numComponentTypes } << 24;
 bool isSuspect( U32 bits ) {
-   static_assert( numComponentTypes == 14 );
    constexpr U32 typeBits = 0xF0U << 24;
    constexpr U32 fourBytesOrMore = 0x20U << 16;
    return bits & ( typeBits | fourBytesOrMore );
@@ -67,7 +67,7 @@ bool readWords( Vek::LogReader& in, TermWords& words ) {
    for ( U32 i = 0; i < dense; ++i, at += wordSize ) {
       members[i] = memberAt( at );
       const auto word = static_cast< U32 >( members[i] );
-      bits |= word | ( word + twoTypes );
+      bits |= word | ( word + toSixteen );
    }
    U32 next = dense;
    for ( ; at != in.next(); at += wordSize ) {

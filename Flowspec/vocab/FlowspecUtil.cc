@@ -1,7 +1,6 @@
 #include "Flowspec/vocab/FlowspecUtil.h"
 
 #include "Flowspec/vocab/InterfaceSetId.h"
-#include "Flowspec/vocab/Labels.h"
 #include "Osk/Assert.h"
 
 #include <algorithm>
@@ -33,15 +32,13 @@ static_assert( std::size( statusTexts ) == std::size( hwRuleProgrammingStatusRow
 } // namespace
 
 Vek::String FlowspecUtil::compTypeToLabel( MatchCompType compType ) {
-   const U8 number = static_cast< U8 >( compType );
-   OSK_ASSERT( number < numComponentTypes, "compType < numComponentTypes" );
-   return Vek::String( labels[number].brief );
+   OSK_ASSERT( static_cast< U8 >( compType ) < numComponentTypes, "compType < numComponentTypes" );
+   return Vek::String( componentType( compType ).label );
 }
 
 Vek::String FlowspecUtil::compTypeToDetailLabel( MatchCompType compType ) {
-   const U8 number = static_cast< U8 >( compType );
-   OSK_ASSERT( number < numComponentTypes, "compType < numComponentTypes" );
-   return Vek::String( labels[number].detail );
+   OSK_ASSERT( static_cast< U8 >( compType ) < numComponentTypes, "compType < numComponentTypes" );
+   return Vek::String( componentType( compType ).detailLabel );
 }
 
 Vek::String FlowspecUtil::dscpMeaningFromValue( U32 value ) {

@@ -1,6 +1,5 @@
 #include "Flowspec/vocab/MatchCompType.h"
 
-#include "Flowspec/vocab/Labels.h"
 #include "Flowspec/vocab/TraceHandle.h"
 
 namespace Flowspec {
@@ -26,9 +25,9 @@ bool beginsWith( std::string_view text, std::string_view label ) {
 } // namespace
 
 MatchCompType getCompType( std::string_view text ) {
-   for ( U8 type = static_cast< U8 >( ipProto ); type < numComponentTypes; ++type ) {
-      if ( beginsWith( text, labels[type].brief ) ) {
-         return static_cast< MatchCompType >( type );
+   for ( const ComponentType& row : componentTypes ) {
+      if ( row.hasTerms() && beginsWith( text, row.label ) ) {
+         return row.type;
       }
    }
    return invalid;

@@ -77,7 +77,7 @@ void requireLabel( MatchCompType compType ) {
 void writeTermDetail( Vek::TextWriter& out, MatchOpValResult term, bool newComponent ) {
    if ( newComponent ) {
       requireLabel( term.matchType() );
-      out << ';' << labels[static_cast< U8 >( term.matchType() )].detail << ": ";
+      out << ';' << componentType( term.matchType() ).detailLabel << ": ";
    } else {
       out << ( term.andPrevious() ? " & " : " | " );
    }

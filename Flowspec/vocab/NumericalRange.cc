@@ -65,19 +65,7 @@ U32 NumericalRange::matchCompTypeMax( MatchCompType matchCompType ) {
                   matchCompType != srcPrefix,
                "!isBitfieldType( matchCompType ) && matchCompType != destPrefix() && "
                "matchCompType != srcPrefix()" );
-   switch ( matchCompType ) {
-   case port:
-   case destPort:
-   case srcPort:
-   case packetLength:
-      return 65535;
-   case dscp:
-      return 63;
-   case flowLabel:
-      return 0xFFFFF;
-   default:
-      return 255;
-   }
+   return matchCompType == invalid ? 255 : componentType( matchCompType ).maximum();
 }
 
 Vek::String NumericalRange::toStrep() const {

@@ -55,8 +55,8 @@ public:
    /// not: ranges that only touch are not joined.
    NumericalRange rangeUnion( const NumericalRange& otherRange ) const;
 
-   /// The largest value that a numeric component can hold: 255, 65535, 63 or 1048575; 255 for
-   /// `invalid`. Other types fail the assertion "!isBitfieldType( matchCompType ) &&
+   /// The largest value that the field of a numeric component has (`ComponentType::maximum`); 255
+   /// for `invalid`. Other types fail the assertion "!isBitfieldType( matchCompType ) &&
    /// matchCompType != destPrefix() && matchCompType != srcPrefix()".
    static U32 matchCompTypeMax( MatchCompType matchCompType );
 

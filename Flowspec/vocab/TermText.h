@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Flowspec/vocab/Labels.h"
 #include "Flowspec/vocab/MatchOpVal.h"
 
 #include <array>
@@ -23,7 +22,7 @@ inline constexpr auto termHeads = [] {
    };
    for ( U8 type = 0; type < numComponentTypes; ++type ) {
       append( heads[type], ";" );
-      append( heads[type], labels[type].brief );
+      append( heads[type], componentTypes[type].label );
       append( heads[type], ":" );
    }
    append( heads[numComponentTypes], "|" );

@@ -20,31 +20,6 @@ struct Planned {
 };
 using Group = std::span< const Planned >;
 
-static_assert( Vek::listsRows< RuleConfig, 11 > );
-
-// The values of what is in force come before it is said to be, those of the rest go afterwards: a
-// rate is never 0 because it is on its way out.
-void actionIs( RuleConfig& rule, const RuleAction& action ) {
-   const ActionFieldSet fields = action.fields;
-   const auto setValues = [&]( bool inForce ) {
-      if ( ( fields.trafficRate() || fields.trafficRatePkt() ) == inForce ) {
-         rule.trafficRateLimitIs( action.rateLimit );
-      }
-      if ( fields.trafficMarking() == inForce ) {
-         rule.trafficMarkingDscpIs( action.markDscp );
-      }
-      if ( fields.trafficRedirect() == inForce ) {
-         rule.trafficRedirectIs( action.redirect );
-      }
-      if ( fields.trafficAction() == inForce ) {
-         rule.trafficActionIs( action.trafficAction );
-      }
-   };
-   setValues( true );
-   rule.actionFieldSetIs( fields );
-   setValues( false );
-}
-
 // One application of rules to a configuration.
 class Run {
 public:

@@ -13,34 +13,28 @@ constexpr std::string_view actionNames[] = {
    "sample",         "continue",    "invalid",
 };
 
-Actions setOf( std::initializer_list< Action > actions ) {
-   Actions set;
-   for ( const Action action : actions ) {
-      set.set( numberOf( action ) );
-   }
-   return set;
-}
+constexpr unsigned long bit( Action action ) { return 1UL << numberOf( action ); }
 
-// The actions that the flags stand for, without a look at what goes with a flag.
-Actions actionsOfFlag( unsigned bit ) {
-   switch ( bit ) {
-   case 1:
-      return setOf( { trafficPermit } );
-   case 2:
-      return setOf( { trafficDrop } );
-   case 3:
-      return setOf( { trafficRate } );
-   case 4:
-      return setOf( { sample, continueMatch } );
-   case 5:
-      return setOf( { redirectVrf, redirectAddr, redirectSrTePolicy } );
-   case 6:
-      return setOf( { trafficMarking } );
-   case 7:
-      return setOf( { trafficRatePkt } );
-   default:
-      return setOf( { Action::invalid } );
-   }
+// What the fields of a rule's action stand for, without a look at their values.
+using Field = ActionFieldSet::Field;
+struct FieldActions {
+   Field field;
+   Actions actions;
+};
+constexpr FieldActions fieldActions[] = {
+   { Field::invalid, bit( Action::invalid ) },
+   { Field::trafficPermit, bit( trafficPermit ) },
+   { Field::trafficDrop, bit( trafficDrop ) },
+   { Field::trafficRate, bit( trafficRate ) },
+   { Field::trafficAction, bit( sample ) | bit( continueMatch ) },
+   { Field::trafficRedirect, bit( redirectVrf ) | bit( redirectAddr ) | bit( redirectSrTePolicy ) },
+   { Field::trafficMarking, bit( trafficMarking ) },
+   { Field::trafficRatePkt, bit( trafficRatePkt ) },
+};
+static_assert( std::size( fieldActions ) == std::size( ActionFieldSet::flagNames ) );
+
+std::string_view nameOf( Field field ) {
+   return ActionFieldSet::flagNames[static_cast< U8 >( field )];
 }
 
 Action redirectOf( Flowspec::TrafficRedirectType type ) {
@@ -58,9 +52,9 @@ Action redirectOf( Flowspec::TrafficRedirectType type ) {
 } // namespace
 
 Actions actionsNamed( std::string_view name ) {
-   for ( std::size_t bit = 1; bit < std::size( ActionFieldSet::flagNames ); ++bit ) {
-      if ( ActionFieldSet::flagNames[bit] == name ) {
-         return actionsOfFlag( static_cast< unsigned >( bit ) );
+   for ( const auto& [field, actions] : fieldActions ) {
+      if ( field != Field::invalid && nameOf( field ) == name ) {
+         return actions;
       }
    }
    Actions set;
@@ -80,33 +74,30 @@ Vek::String namesOf( Actions actions ) {
    return text;
 }
 
-Actions actionsOf( const Flowspec::RuleConfig& rule ) {
-   const ActionFieldSet flags = rule.actionFieldSet();
+Actions actionsOf( const Flowspec::RuleAction& action ) {
    Actions set;
-   for ( unsigned bit = 0; bit < std::size( ActionFieldSet::flagNames ); ++bit ) {
-      if ( flags.value() >> bit & 1 ) {
-         set |= actionsOfFlag( bit );
+   for ( const auto& [field, actions] : fieldActions ) {
+      if ( action.fields.has( field ) ) {
+         set |= actions;
       }
    }
-   if ( flags.trafficAction() ) {
-      set.set( numberOf( sample ), rule.trafficAction().sampleAndLog() );
-      set.set( numberOf( continueMatch ), rule.trafficAction().continueMatch() );
+   if ( action.fields.trafficAction() ) {
+      set.set( numberOf( sample ), action.trafficAction.sampleAndLog() );
+      set.set( numberOf( continueMatch ), action.trafficAction.continueMatch() );
    }
-   if ( flags.trafficRedirect() ) {
-      set &= ~actionsOfFlag( 5 );
-      set.set( numberOf( redirectOf( rule.trafficRedirect().type() ) ) );
+   if ( action.fields.trafficRedirect() ) {
+      set &= ~fieldActions[static_cast< U8 >( Field::trafficRedirect )].actions;
+      set.set( numberOf( redirectOf( action.redirect.type() ) ) );
    }
    return set;
 }
 
 ActionFieldSet unsupportedFlags( Actions supported ) {
-   unsigned flags = 0;
-   for ( unsigned bit = 1; bit < std::size( ActionFieldSet::flagNames ); ++bit ) {
-      if ( ( actionsOfFlag( bit ) & supported ).none() ) {
-         flags |= 1U << bit;
-      }
+   ActionFieldSet unsupported;
+   for ( const auto& [field, actions] : fieldActions ) {
+      unsupported.set( field, field != Field::invalid && ( actions & supported ).none() );
    }
-   return ActionFieldSet( flags );
+   return unsupported;
 }
 
 } // namespace Agents

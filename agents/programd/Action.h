@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Flowspec/config/RuleConfig.h"
+#include "Flowspec/config/RuleAction.h"
 
 #include <bitset>
 
@@ -34,10 +34,10 @@ Actions actionsNamed( std::string_view name );
 /// The names, joined by ", ".
 Vek::String namesOf( Actions actions );
 
-/// What a rule asks for: the actions whose flags are set.
-Actions actionsOf( const Flowspec::RuleConfig& rule );
+/// What hardware has to do for a rule's action.
+Actions actionsOf( const Flowspec::RuleAction& action );
 
-/// The flags of which no action can be done when only `supported` can.
+/// The fields of which no action can be done when only `supported` can.
 Flowspec::ActionFieldSet unsupportedFlags( Actions supported );
 
 } // namespace Agents

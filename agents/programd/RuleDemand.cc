@@ -41,7 +41,7 @@ Vek::String missingQualifiers( const RuleConfig& rule, const Profile::Qualifiers
    return text;
 }
 
-ProgrammingResult resultOf( const RuleConfig& rule, const Profile& profile ) {
+ProgrammingResult resultOf( const RuleConfig& rule, Actions actions, const Profile& profile ) {
    const Zorv::AddressFamily family = rule.ruleKey().addressFamily();
    const Profile::Family* const supported = profile.family( family );
    if ( !supported ) {
@@ -55,7 +55,6 @@ ProgrammingResult resultOf( const RuleConfig& rule, const Profile& profile ) {
    if ( !Match::RuleMatch( rule.ruleKey() ).valid() ) {
       return { unsupportedMatch, "the rule's key is malformed" };
    }
-   const Actions actions = actionsOf( rule );
    const Actions missing = actions & ~supported->actions;
    if ( missing.none() ) {
       return { programmed, "" };
@@ -87,17 +86,12 @@ U64 entriesOf( const RuleConfig& rule ) {
 }
 
 // A rule with another value of an attribute is programmed anew.
-static_assert( Vek::listsRows< RuleConfig, 11 > );
-
 RuleDemand demandOf( const RuleConfig& rule, const Profile& profile ) {
-   RuleDemand demand{ resultOf( rule, profile ),
-                      entriesOf( rule ),
-                      { rule.actionFieldSet(), rule.trafficAction(), rule.trafficRedirect(),
-                        rule.trafficMarkingDscp(), rule.trafficRateLimit() },
-                      {} };
+   const RuleAction asked = actionOf( rule );
+   const Actions actions = actionsOf( asked );
+   RuleDemand demand{ resultOf( rule, actions, profile ), entriesOf( rule ), asked, {} };
    if ( demand.result.isProgrammed() ) {
-      demand.actions =
-         actionsOf( rule ) & profile.family( rule.ruleKey().addressFamily() )->actions;
+      demand.actions = actions & profile.family( rule.ruleKey().addressFamily() )->actions;
    }
    return demand;
 }

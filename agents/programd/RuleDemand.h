@@ -4,17 +4,6 @@
 
 namespace Agents {
 
-/// The actions of a rule with all that belongs to them.
-struct RuleActions {
-   Flowspec::ActionFieldSet flags;
-   Flowspec::TrafficAction action;
-   Flowspec::TrafficRedirect redirect;
-   Zorv::IpTos dscp;
-   float rateLimit = 0;
-
-   bool operator==( const RuleActions& ) const = default;
-};
-
 /// What one rule takes of hardware with a profile, whatever room there is.
 struct RuleDemand {
    /// `programmed` or `programmedWithFailures` when the rule can be programmed if there is room,
@@ -22,7 +11,7 @@ struct RuleDemand {
    /// the first of these that holds. A rule without actions can be: it counts.
    ProgrammingResult result;
    U64 entries = 1; ///< see `entriesOf`
-   RuleActions asked;
+   Flowspec::RuleAction asked;
    Actions actions; ///< those of them that can be done; none for a rule that cannot be programmed
 
    bool operator==( const RuleDemand& ) const = default;

@@ -118,17 +118,6 @@ TEST( ActionJson, IsToldInWords ) {
    EXPECT_EQ( actionText( action ), "invalid, at most -1.0 bytes/s" );
 }
 
-TEST( ActionJson, OfARuleIsWhatIsInForce ) {
-   const auto rule = ruleConfigFactory( FlowspecKey() );
-   rule->trafficRateLimitIs( 5 );
-   rule->trafficMarkingDscpIs( Zorv::IpTos( 46 ) );
-   EXPECT_EQ( actionOf( *rule ), RuleAction() );
-   ActionFieldSet fields;
-   fields.trafficMarkingIs( true );
-   rule->actionFieldSetIs( fields );
-   EXPECT_EQ( actionOf( *rule ), read( R"({"markDscp":46})" ) );
-}
-
 TEST( ActionJson, WhatIsWrongIsNamed ) {
    const struct {
       const char* text;

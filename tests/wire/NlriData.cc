@@ -1,6 +1,6 @@
 #include "tests/wire/NlriData.h"
 
-#include "Flowspec/vocab/Labels.h"
+#include "Flowspec/vocab/MatchCompType.h"
 #include "tests/support/Hex.h"
 
 #include <fstream>

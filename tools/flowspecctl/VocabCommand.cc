@@ -1,5 +1,4 @@
 #include "Flowspec/vocab/FlowspecUtil.h"
-#include "Flowspec/vocab/NumericalRange.h"
 #include "tools/flowspecctl/Commands.h"
 #include "tools/terminal/Table.h"
 
@@ -14,27 +13,17 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// What the terms of a type are compared as; nothing for the types that have no terms.
-const char* operatorOf( MatchCompType type ) {
-   if ( type <= srcPrefix ) {
-      return nullptr;
-   }
-   return isBitfieldType( type ) ? "bitmask" : "numeric";
-}
-
 Json components() {
    Json rows = Json::array();
-   for ( const Vek::Enumerator& row : matchCompTypeRows ) {
-      const auto type = static_cast< MatchCompType >( row.number );
-      const char* const op = operatorOf( type );
-      const bool numeric = op && !isBitfieldType( type );
+   for ( const ComponentType& row : componentTypes ) {
+      const bool isNumber = row.kind == ComponentKind::number;
       rows.push_back( {
-         { "number", row.number },
+         { "number", static_cast< U8 >( row.type ) },
          { "name", row.name },
-         { "label", FlowspecUtil::compTypeToLabel( type ) },
-         { "detailLabel", FlowspecUtil::compTypeToDetailLabel( type ) },
-         { "operator", op ? Json( op ) : Json() },
-         { "maximum", numeric ? Json( NumericalRange::matchCompTypeMax( type ) ) : Json() },
+         { "label", row.label },
+         { "detailLabel", row.detailLabel },
+         { "operator", row.hasTerms() ? Json( isNumber ? "numeric" : "bitmask" ) : Json() },
+         { "maximum", isNumber ? Json( row.maximum() ) : Json() },
       } );
    }
    return rows;
