@@ -87,7 +87,7 @@ SrTePolicy::PolicyKey policyKey( const Json& json, const Vek::String& name ) {
    const U32 color =
       number( member( json, where, "color" ), where + "color", std::numeric_limits< U32 >::max() );
    if ( color == 0 ) {
-      fail( "'", where, "color' is 0, which is no color" );
+      fail( "'", where, "color' is 0, which is not a color" );
    }
    return { color, address( member( json, where, "endpoint" ), where + "endpoint" ) };
 }
@@ -95,7 +95,7 @@ SrTePolicy::PolicyKey policyKey( const Json& json, const Vek::String& name ) {
 Vrf::VrfIdMap::VrfId vrfId( const Json& json, const Vek::String& name ) {
    const U32 id = number( json, name, std::numeric_limits< U32 >::max() );
    if ( id == Vrf::VrfIdMap::invalid() ) {
-      fail( "'", name, "' is ", id, ", which is no VRF" );
+      fail( "'", name, "' is ", id, ", which is not a VRF" );
    }
    return id;
 }

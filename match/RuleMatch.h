@@ -36,7 +36,7 @@ public:
 
    /// Whether the key can be applied. If not, it matches nothing: its family is neither IPv4 nor
    /// IPv6 or not that of its prefixes, its terms cannot be walked (`Flowspec::unprintableTerm`), a
-   /// component is of a type that has no terms, or one stands at two places.
+   /// component is of a type that has no terms, or one occurs at two places.
    bool valid() const { return valid_; }
 
    bool matches( const Packet& packet ) const;

@@ -23,7 +23,7 @@ constexpr Words words[] = {
    { "invalid-action", "the action contradicts itself or asks for what no community says" },
    { "bad-rate", "the rate is below 0 or not finite" },
    { "bad-dscp", "the DSCP is above 63" },
-   { "unknown-vrf", "no route target stands for the VRF of the redirect" },
+   { "unknown-vrf", "the VRF of the redirect has no route target" },
    { "no-address", "the redirect has no address" },
    { "no-color", "the SR policy has color 0 or no endpoint" },
    { "bad-interface-set", "an interface set is above 16383" },

@@ -25,7 +25,7 @@ enum class ActionRefusal : U8 {
 
 /// The name in texts and JSON, such as "unknown-vrf".
 OSK_EXPORT std::string_view name( ActionRefusal refusal );
-/// For people, such as "no route target stands for the VRF of the redirect".
+/// For people, such as "the VRF of the redirect has no route target".
 OSK_EXPORT std::string_view message( ActionRefusal refusal );
 
 /// The communities of a rule.

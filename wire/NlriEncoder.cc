@@ -241,7 +241,7 @@ Vek::String Refusal::message() const {
    case RefusalCode::halfValue:
       return ofWord( "the other half of its value is missing" );
    case RefusalCode::splitComponent:
-      return ofWord( "the terms of component type ", type, " stand at two places" );
+      return ofWord( "the terms of component type ", type, " are at two places" );
    case RefusalCode::valueTooLarge:
       return ofWord( "its value is too large for component type ", type );
    case RefusalCode::noComponent:

@@ -199,7 +199,7 @@ std::optional< MatchSetError > addComponent( const Terms& terms, AddressFamily f
          type, Vek::concat( "component type ", stringValue( type ), " has no terms" ) };
    }
    if ( std::ranges::find( components, type, &MatchComponent::compType ) != components.end() ) {
-      return MatchSetError{ type, Vek::concat( stringValue( type ), " stands at two places" ) };
+      return MatchSetError{ type, Vek::concat( stringValue( type ), " occurs at two places" ) };
    }
    MatchComponent& component = components.emplace_back( type );
    if ( !isBitfieldType( type ) ) {

@@ -177,7 +177,7 @@ RuleFile RuleReader::take() {
 RuleFile readRuleFile( const Vek::String& file, const RuleDefaults& defaults ) {
    const auto form = ruleForm( file );
    if ( !form ) {
-      return unreadable( file, "the ending of the name is no form of rules" );
+      return unreadable( file, "the ending of the name is not a form of rules" );
    }
    // A pipe or a device may have no end.
    struct stat status;

@@ -119,7 +119,7 @@ Profile::Family familyOf( const Json& json, const Vek::String& name ) {
 U32 vrfNumber( const Json& json, const Vek::String& name ) {
    const U32 vrf = static_cast< U32 >( number( json, name, 0xFFFF'FFFF ) );
    if ( vrf == Vrf::VrfIdMap::invalid() ) {
-      fail( name, vrf, " stands for no VRF" );
+      fail( name, vrf, " is not a VRF" );
    }
    return vrf;
 }
@@ -159,7 +159,7 @@ private:
             number( required( value, name, "intf" ), memberName( name, "intf" ), ~U64{ 0 } ) );
          const U32 vrf = vrfNumber( required( value, name, "vrf" ), memberName( name, "vrf" ) );
          if ( !profile.interfaces_.emplace( intf, vrf ).second ) {
-            fail( memberName( name, "intf" ), intf.value(), " stands there twice" );
+            fail( memberName( name, "intf" ), intf.value(), " is listed twice" );
          }
       }
    }

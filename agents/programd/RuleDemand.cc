@@ -85,7 +85,6 @@ U64 entriesOf( const RuleConfig& rule ) {
    return product;
 }
 
-// A rule with another value of an attribute is programmed anew.
 RuleDemand demandOf( const RuleConfig& rule, const Profile& profile ) {
    const RuleAction asked = actionOf( rule );
    const Actions actions = actionsOf( asked );

@@ -91,7 +91,7 @@ bool Client::greet() {
 void Client::answer( std::string_view line ) {
    auto greeting = Greeting::fromText( line );
    if ( !greeting ) {
-      refuse( "this is no greeting" );
+      refuse( "invalid greeting" );
       return;
    }
    greeting_ = std::move( *greeting );

@@ -35,7 +35,7 @@ Vek::String fileName( std::string_view root ) {
       }
    }
    if ( name.empty() || name.size() > maxName ) {
-      Vek::throwRange( concat( "'", root, "' is no name for a root that is kept" ) );
+      Vek::throwRange( concat( "'", root, "' is not a name for a root that is kept" ) );
    }
    return name + ".log";
 }

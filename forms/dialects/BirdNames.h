@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Flowspec/vocab/Labels.h"
+#include "Flowspec/vocab/MatchCompType.h"
 #include "Flowspec/vocab/MatchOpVal.h"
 
 #include <string_view>

@@ -1,4 +1,4 @@
-#include "Flowspec/vocab/Labels.h"
+#include "Flowspec/vocab/MatchCompType.h"
 #include "forms/dialects/Communities.h"
 #include "forms/dialects/CommunityParts.h"
 #include "forms/dialects/ExaBgp.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Flowspec/vocab/Labels.h"
+#include "Flowspec/vocab/MatchCompType.h"
 #include "Zorv/AddressFamily.h"
 #include "forms/dialects/MatchParts.h"
 #include "wire/ActionEncoder.h"

@@ -212,7 +212,7 @@ void Receiver::applyTransaction( const Header& header, LogReader& in ) {
    const U8 type = in.u8();
    in.end();
    if ( !proxy.doHandleAttrTransaction( header.fieldId, type, steps_ ) ) {
-      throw StreamException( "the field is no collection" );
+      throw StreamException( "the field is not a collection" );
    }
    if ( !proxy.isFinished() ) {
       ending_ = &proxy;

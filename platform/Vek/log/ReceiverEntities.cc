@@ -29,7 +29,7 @@ void Receiver::applyRoot( const Header& header, LogReader& in ) {
       in.end();
       EntityProxy& proxy = proxyOf( header );
       if ( proxy.parent_ ) {
-         throw StreamException( "the entity is no root" );
+         throw StreamException( "the entity is not a root" );
       }
       const Ptr< Entity > entity = proxy.entity_;
       drop( proxy );

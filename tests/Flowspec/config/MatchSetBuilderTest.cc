@@ -306,7 +306,7 @@ TEST( MatchSetBuilder, Errors ) {
    U32 index = add( twice, 0, destPort, { { 0x81, 80 } } );
    index = add( twice, index, srcPort, { { 0x81, 80 } } );
    add( twice, index, destPort, { { 0x81, 81 } } );
-   EXPECT_EQ( errorOf( twice ), "destPort: destPort stands at two places" );
+   EXPECT_EQ( errorOf( twice ), "destPort: destPort occurs at two places" );
 
    // Each term is passed by any of its bits, set or clear: more combinations than are kept.
    FlowspecKey many;

@@ -179,7 +179,7 @@ TEST_F( Peer, WhatIsRemovedIsNamedRight ) {
    stream.child( 1, 258, 3, "00000005" );
    EXPECT_EQ( refusal(), "" );
    stream.rootGone( 3 );
-   EXPECT_EQ( refusal(), "message 5 (root), Flowspec::VrfRuleStatus: the entity is no root" );
+   EXPECT_EQ( refusal(), "message 5 (root), Flowspec::VrfRuleStatus: the entity is not a root" );
    stream.rootGone( 9 );
    EXPECT_EQ( refusal(), "message 6 (root): no entity has the number 9" );
    stream.child( 1, 258, 3, "00000005", true );

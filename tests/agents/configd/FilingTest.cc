@@ -111,7 +111,7 @@ TEST_F( FilingTest, WhatNoPacketMatchesIsInfeasible ) {
 TEST_F( FilingTest, AKeyThatCannotBeTakenApartIsAnError ) {
    const Filed result = apply( { rule( twice ), rule( web ) } );
    EXPECT_THAT( result.errors,
-                ElementsAre( RuleError{ "a", 1, "destPort stands at two places" } ) );
+                ElementsAre( RuleError{ "a", 1, "destPort occurs at two places" } ) );
    EXPECT_EQ( result.feasible, 1U );
    // Nor is a VRF made for it, or kept.
    EXPECT_EQ( apply( { rule( twice ) } ).removed, 1U );

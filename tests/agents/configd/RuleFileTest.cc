@@ -278,7 +278,7 @@ TEST( RuleFile, FilesThatCannotBeReadAreErrorsWithoutALine ) {
                 ElementsAre( RuleError{ missing, 0, "cannot open: No such file or directory" } ) );
    const Vek::String notes = folder.file( "notes.txt", "*;*;\n" );
    EXPECT_THAT( only( notes ), ElementsAre( RuleError{
-                                  notes, 0, "the ending of the name is no form of rules" } ) );
+                                  notes, 0, "the ending of the name is not a form of rules" } ) );
    const Vek::String inner = folder.path() + "/folder.cli";
    ASSERT_EQ( TestSupport::run( { .command = { "mkdir", inner } } ).status, 0 );
    EXPECT_THAT( only( inner ), ElementsAre( RuleError{ inner, 0, "not a regular file" } ) );

@@ -53,9 +53,9 @@ const std::vector< Bad > badProfiles = {
    { R"({"capacity":1,"interfaceSets":0,"interfaces":[{"intf":3,"vrf":0,"name":""}]})",
      "interfaces[0].name: unknown member" },
    { R"({"capacity":1,"interfaceSets":0,"interfaces":[{"intf":3,"vrf":0},{"intf":3,"vrf":1}]})",
-     "interfaces[1].intf: 3 stands there twice", true },
+     "interfaces[1].intf: 3 is listed twice", true },
    { R"({"capacity":1,"interfaceSets":0,"interfaces":[{"intf":3,"vrf":16777215}]})",
-     "interfaces[0].vrf: 16777215 stands for no VRF" },
+     "interfaces[0].vrf: 16777215 is not a VRF" },
    { R"({"capacity":1,"interfaceSets":0,"vrfs":[]})", "vrfs: not an object" },
    { R"({"capacity":1,"interfaceSets":0,"vrfs":{"red":"1"}})",
      "vrfs.red: not a number from 0 to 4294967295" },
@@ -143,7 +143,7 @@ TEST( Profile, AnErrorNamesItsLine ) {
         5, "ipv4.qualifiers[1]: 'sport' is no component type" },
       { "{ \"capacity\": 1, \"interfaceSets\": 1, \"interfaces\": [\n{ \"intf\": 1, \"vrf\": 0 },\n"
         "{ \"intf\": 1,\n\"vrf\": 0 }\n] }",
-        3, "interfaces[1].intf: 1 stands there twice" },
+        3, "interfaces[1].intf: 1 is listed twice" },
       { "{ \"capacity\": 1, \"interfaceSets\": 1, \"interfaces\": [\n[\n{\n[ ] } ] ] }", 4,
         "not JSON: syntax error while parsing object key - unexpected '['; expected string "
         "literal" },

@@ -340,8 +340,8 @@ TEST( AKeptRoot, HasANameForAFile ) {
    EXPECT_EQ( KeptRoot( disk, Vek::String( 80, '/' ), "" ).file().size(), 244U );
    for ( const Vek::String& name : { Vek::String( 81, '/' ), Vek::String() } ) {
       EXPECT_THAT( [&] { KeptRoot( disk, name, "" ); },
-                   ThrowsMessage< Vek::RangeException >( "'" + name +
-                                                         "' is no name for a root that is kept" ) );
+                   ThrowsMessage< Vek::RangeException >(
+                      "'" + name + "' is not a name for a root that is kept" ) );
    }
 }
 

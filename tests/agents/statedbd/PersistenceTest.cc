@@ -240,7 +240,7 @@ TEST( Persistence, SaysWhyNothingCanBeKept ) {
    EXPECT_EQ( contents( file ), "precious" );
    expectEnd( { "--state-dir", folder.path() + "/state", "--persist", "a=No::Such" }, "No::Such" );
    expectEnd( { "--state-dir", folder.path() + "/state", "--persist", Vek::String( 300, 'x' ) },
-              "is no name for a root that is kept\n" );
+              "is not a name for a root that is kept\n" );
 }
 
 } // namespace

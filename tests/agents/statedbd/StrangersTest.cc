@@ -44,7 +44,7 @@ TEST_F( Strangers, AGreetingThatIsNoneIsRefused ) {
            "mount/1 read  b\n", "mount/1 write a \n", "mount/1 read a b\x01\n" } ) {
       const Stranger stranger( database );
       stranger.send( line );
-      EXPECT_EQ( stranger.answer(), "refused this is no greeting\n" ) << line;
+      EXPECT_EQ( stranger.answer(), "refused invalid greeting\n" ) << line;
    }
    expectUnharmed();
 }

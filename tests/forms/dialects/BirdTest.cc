@@ -333,7 +333,7 @@ TEST( BirdWriter, SaysWhatBirdCannotExpress ) {
               "refused: BIRD has no IPv6-address-specific extended communities" );
    redirect.action.redirect.typeIs( TrafficRedirectType::vrf );
    redirect.action.redirect.vrfIdIs( 99 );
-   EXPECT_EQ( written( redirect ), "refused: no route target stands for the VRF of the redirect" );
+   EXPECT_EQ( written( redirect ), "refused: the VRF of the redirect has no route target" );
 }
 
 } // namespace

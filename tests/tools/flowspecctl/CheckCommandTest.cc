@@ -130,7 +130,7 @@ TEST( CheckCommand, GoesOnBehindBadLines ) {
                                     "*;*;DP:=1;\n" );
    EXPECT_EQ( result.out, "*;*;DP:=1;\tfeasible\t6,17\n" );
    EXPECT_EQ( result.err, "<stdin>:2: error: Unexpected character t\n"
-                          "<stdin>:4: error: destPort stands at two places\n" );
+                          "<stdin>:4: error: destPort occurs at two places\n" );
    EXPECT_EQ( result.status, 1 );
 }
 
