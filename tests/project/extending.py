@@ -68,7 +68,8 @@ class Tree:
         roots = [f"-I{self.root / name}" for name in (".", "platform", "siblings")]
         command = [self.compiler, *FLAGS, *roots, '-DOSK_MODULE="FlowspecDalb"']
         subprocess.run(
-            [*command, "-c", "-x", "c++", "-", "-o", target], input=text, text=True, check=True
+            [*command, "-c", "-x", "c++", "-", "-o", target],
+            input=text, text=True, check=True, cwd=self.root,
         )
         return target
 

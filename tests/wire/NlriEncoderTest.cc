@@ -135,7 +135,7 @@ TEST( NlriEncoder, RefusesWhatNoNlriCanHoldAndNamesTheTerm ) {
    EXPECT_EQ( encoded( keyOfWords( { 0x04A10006, 0x05A10050 } ) ),
               "half-value: the word at index 0: the other half of its value is missing" );
    EXPECT_EQ( encoded( keyOfWords( { 0x04810050, 0x03810006, 0x04810051 } ) ),
-              "split-component: the word at index 2: the terms of component type 4 stand at two "
+              "split-component: the word at index 2: the terms of component type 4 are at two "
               "places" );
    EXPECT_EQ(
       encoded( keyOfWords( { 0x0B91012C } ) ),
