@@ -19,7 +19,7 @@ enum class RefusalCode : U8 {
    flowLabel,      ///< a flow label in IPv4
    valueOf8Octets, ///< a word with the length code 3
    halfValue,      ///< half of a value of 4 octets
-   splitComponent, ///< the terms of one type stand at two places
+   splitComponent, ///< the terms of one type are at two places
    valueTooLarge,  ///< a value that no length holds that its type may have
    noComponent,    ///< neither a prefix nor a word: no rule that matches everything
    tooLong,        ///< more than 4,095 octets with the distinguisher

@@ -167,7 +167,7 @@ TEST_F( Peer, TheKindOfAMessageIsThatOfItsRow ) {
    EXPECT_EQ( refusal(), "message 11 (child), Flowspec::Status 999: the field holds no children" );
    stream.transaction( 1, 260, 0 );
    EXPECT_EQ( refusal(), "message 12 (transaction), Flowspec::Status 260 flowspecSupported: the "
-                         "field is no collection" );
+                         "field is not a collection" );
    stream.message( static_cast< MessageKind >( 8 ), 1, 0, {} );
    EXPECT_EQ( refusal(),
               "message 13 (unknown), Flowspec::Status: there is no such kind of message" );
