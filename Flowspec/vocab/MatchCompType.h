@@ -53,7 +53,8 @@ struct LengthSets {
    U8 expected = 0; ///< others should not be sent
 };
 
-/// All that the system knows of one component type.
+/// All that the system knows of one component type, in the order in which people read its row.
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
 struct ComponentType {
    MatchCompType type;
    std::string_view name;        ///< of the enumerator

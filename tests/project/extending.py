@@ -87,11 +87,13 @@ class Tree:
 
     def run(self, objects, arguments, folder):
         program = self.root / "program"
-        paths = {f"-Wl,-rpath,{Path(item).parent}" for item in objects if Path(item).suffix == ".so"}
+        paths = {f"-Wl,-rpath,{Path(item).parent}" for item in objects if ".so" in Path(item).name}
         subprocess.run([self.compiler, *objects, *paths, "-o", program], check=True)
         result = subprocess.run(
-            [program, *arguments], cwd=folder, capture_output=True, text=True, check=True
+            [program, *arguments], cwd=folder, capture_output=True, text=True, check=False
         )
+        if result.returncode != 0:
+            sys.exit(f"{program} ended with {result.returncode}:\n{result.stdout}{result.stderr}")
         return result.stdout + result.stderr
 
 
