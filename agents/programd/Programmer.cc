@@ -30,7 +30,7 @@ bool Programmer::configured() const {
           std::any_of( config.vrfRuleConfig().begin(), config.vrfRuleConfig().end(), hasRules );
 }
 
-void Programmer::process( double now ) {
+bool Programmer::process( double now ) {
    const bool interfaces = watcher_.takeInterfaces();
    if ( interfaces ) {
       giveInterfaces();
@@ -43,7 +43,8 @@ void Programmer::process( double now ) {
       }
       writeVrfs( *status_, std::move( configured ), backend_.interfaces() );
    }
-   if ( giveRules() || interfaces ) {
+   const bool rules = giveRules();
+   if ( rules || interfaces ) {
       for ( const RuleChange& change : backend_.apply() ) {
          writeRule( *status_, change );
       }
@@ -53,6 +54,7 @@ void Programmer::process( double now ) {
    if ( requested || std::exchange( countersWanted_, false ) ) {
       writeCounters( *status_, *counter_, backend_, now );
    }
+   return rules || interfaces || vrfs;
 }
 
 // Whether any rule was given or taken away.

@@ -34,8 +34,8 @@ public:
    bool configured() const;
 
    /// Brings hardware and status up to date. `now` answers a request for counters; seconds since
-   /// the Unix epoch.
-   void process( double now );
+   /// the Unix epoch. Whether rules, VRFs or interfaces had changed, not just a request come.
+   bool process( double now );
 
 private:
    void giveInterfaces();

@@ -121,8 +121,7 @@ private:
          }
          begin();
       }
-      if ( programmer_->changed() ) {
-         programmer_->process( now() );
+      if ( programmer_->changed() && programmer_->process( now() ) ) {
          tellConfigured();
       }
    }

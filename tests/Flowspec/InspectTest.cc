@@ -28,9 +28,6 @@ constexpr unsigned read = 0;
 constexpr unsigned write = 1;
 constexpr unsigned insert = 0;
 constexpr unsigned erase = 1;
-constexpr unsigned size = 2;
-constexpr unsigned find = 3;
-constexpr unsigned keyAt = 4;
 constexpr unsigned call = 0;
 
 FlowspecKey keyOf( U32 vrfId ) {

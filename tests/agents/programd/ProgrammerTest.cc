@@ -42,6 +42,21 @@ TEST_F( ProgrammerTest, ARuleHasAStatus ) {
    EXPECT_EQ( agent_->tcam.entriesInUse(), 0U );
 }
 
+// Packets of a capture wait until the configuration is whole, not until nobody asks for counters.
+TEST_F( ProgrammerTest, ARequestForCountersIsNoChangeOfTheConfiguration ) {
+   add( first );
+   EXPECT_TRUE( agent_->programmer.process( 1 ) );
+   cli_->counterUpdateRequestTimeIs( 1 );
+   EXPECT_TRUE( agent_->programmer.changed() );
+   EXPECT_FALSE( agent_->programmer.process( 2 ) );
+   enable( 1, "ipv4" );
+   EXPECT_TRUE( agent_->programmer.process( 3 ) );
+   config_->vrfRuleConfig( 0 )->ruleDel( first );
+   EXPECT_TRUE( agent_->programmer.process( 4 ) );
+   config_->vrfRuleConfigDel( 0 );
+   EXPECT_TRUE( agent_->programmer.process( 5 ) );
+}
+
 TEST_F( ProgrammerTest, AVersionIsNewWhenARuleIsProgrammedAnew ) {
    const auto rule = add( first, "trafficDrop" );
    add( second );

@@ -6,6 +6,8 @@
 #include "wire/NlriDecoder.h"
 #include "wire/NlriEncoder.h"
 
+#include <algorithm>
+
 #include <arpa/inet.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -166,11 +168,13 @@ std::map< std::string, const Forms::Rule* > filed( const std::vector< const Name
 void expectSame( const std::vector< Forms::Rule >& read,
                  const std::map< std::string, const Forms::Rule* >& rules ) {
    EXPECT_EQ( read.size(), rules.size() );
-   for ( const auto& [id, rule] : rules ) {
+   for ( const auto& named : rules ) {
+      const Forms::Rule& rule = *named.second;
       const auto means = [&]( const Forms::Rule& candidate ) {
-         return sameMeaning( candidate, *rule );
+         return sameMeaning( candidate, rule );
       };
-      EXPECT_TRUE( std::ranges::any_of( read, means ) ) << id << ' ' << rule->key.stringValue();
+      EXPECT_TRUE( std::ranges::any_of( read, means ) )
+         << named.first << ' ' << rule.key.stringValue();
    }
 }
 
