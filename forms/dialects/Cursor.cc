@@ -59,8 +59,7 @@ U64 Cursor::number( U64 max, std::string_view what ) {
    const auto [end, error] =
       std::from_chars( first, text_.data() + text_.size(), value, hexadecimal ? 16 : 10 );
    if ( error == std::errc::invalid_argument ) {
-      at_ = begin;
-      failExpecting( what );
+      failExpectingAt( begin, what );
    }
    if ( error != std::errc() || value > max ) {
       failAt( begin, "the number is above ", max );
@@ -69,13 +68,21 @@ U64 Cursor::number( U64 max, std::string_view what ) {
    return value;
 }
 
+Zorv::IpGenAddr Cursor::address() {
+   const std::size_t begin = at_;
+   const auto address = Zorv::IpGenAddr::fromText( takeAllOf( "0123456789abcdefABCDEF.:" ) );
+   if ( !address ) {
+      failExpectingAt( begin, "an address" );
+   }
+   return *address;
+}
+
 Zorv::IpGenPrefix Cursor::prefix() {
    const std::size_t begin = at_;
    const std::string_view text = takeAllOf( "0123456789abcdefABCDEF:./" );
    const auto prefix = Zorv::IpGenPrefix::fromText( text );
    if ( !prefix ) {
-      at_ = begin;
-      failExpecting( "a prefix" );
+      failExpectingAt( begin, "a prefix" );
    }
    if ( Zorv::IpGenAddr::fromText( text.substr( 0, text.find( '/' ) ) ) != prefix->address() ) {
       failAt( begin, "the prefix has bits after its length: expected ", *prefix );
@@ -93,6 +100,11 @@ void Cursor::expectEnd() const {
    if ( !atEnd() ) {
       failExpecting( "the end of the rule" );
    }
+}
+
+void Cursor::failExpectingAt( std::size_t offset, std::string_view what ) {
+   at_ = offset;
+   failExpecting( what );
 }
 
 void Cursor::failExpecting( std::string_view what ) const {

@@ -37,6 +37,7 @@ public:
    /// is expected where there is none.
    U64 number( U64 max, std::string_view what = "a number" );
 
+   Zorv::IpGenAddr address();
    /// Takes an address, "/" and a length, without bits after the length.
    Zorv::IpGenPrefix prefix();
 
@@ -55,6 +56,8 @@ public:
    }
    /// Fails with "expected WHAT, found 'x'".
    [[noreturn]] void failExpecting( std::string_view what ) const;
+   /// The same at an offset before, of what was taken: comes back to it.
+   [[noreturn]] void failExpectingAt( std::size_t offset, std::string_view what );
 
    Fault faultAt( std::size_t offset, Vek::String reason ) const;
 

@@ -8,12 +8,6 @@
 /// The words of ExaBGP's match.
 namespace Forms::ExaBgp {
 
-struct ComponentName {
-   Flowspec::MatchCompType type;
-   std::string_view name;
-   U32 max; ///< the largest value that is read
-};
-
 /// Of two names the first is that of IPv4.
 inline constexpr ComponentName components[] = {
    { Flowspec::ipProto, "protocol", 0xFF },

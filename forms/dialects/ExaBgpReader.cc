@@ -56,11 +56,6 @@ private:
          text_.skipBlanks();
       }
    }
-   // Fails at a word that was taken.
-   [[noreturn]] void failExpecting( std::size_t at, std::string_view what ) {
-      text_.offsetIs( at );
-      text_.failExpecting( what );
-   }
 
    void readHead() {
       skip();
@@ -126,7 +121,7 @@ private:
          skip();
          if ( !takeComponent( text_, at, statement, Style::written, match_ ) &&
               !takeAction( at, statement ) && !takeScope( statement ) ) {
-            failExpecting( at, "a component or an action" );
+            text_.failExpectingAt( at, "a component or an action" );
          }
       }
    }
@@ -147,31 +142,31 @@ private:
          const std::string_view value = text_.takeAllOf( "0123456789.:" );
          const auto rd = Zorv::RouteDistinguisher::fromText( value );
          if ( !rd ) {
-            failExpecting( valueAt, "a route distinguisher" );
+            text_.failExpectingAt( valueAt, "a route distinguisher" );
          }
          rule_.rd = *rd;
       } else if ( part == "next-hop" ) {
-         nextHop_ = address();
+         nextHop_ = text_.address();
       } else {
-         failExpecting( at, "'rd', 'next-hop', 'match', 'scope' or 'then'" );
+         text_.failExpectingAt( at, "'rd', 'next-hop', 'match', 'scope' or 'then'" );
       }
       endStatement();
    }
    void readComponent( std::size_t at, std::string_view component ) {
       if ( !takeComponent( text_, at, component, Style::written, match_ ) ) {
-         failExpecting( at, "a component" );
+         text_.failExpectingAt( at, "a component" );
       }
       endStatement();
    }
    void readAction( std::size_t at, std::string_view action ) {
       if ( !takeAction( at, action ) ) {
-         failExpecting( at, "an action" );
+         text_.failExpectingAt( at, "an action" );
       }
       endStatement();
    }
    void readScope( std::size_t at, std::string_view scope ) {
       if ( !takeScope( scope ) ) {
-         failExpecting( at, "'interface-set'" );
+         text_.failExpectingAt( at, "'interface-set'" );
       }
       endStatement();
    }
@@ -183,7 +178,6 @@ private:
    ExtendedCommunity hexadecimal();
    bool takeScope( std::string_view scope );
    void interfaceSet();
-   Zorv::IpGenAddr address();
    ExtendedCommunity ofAs( U16 type, U16 type4 );
 
    void add( const ExtendedCommunity& community ) { communities_.extended.push_back( community ); }
@@ -224,7 +218,7 @@ bool Reader::takeAction( std::size_t at, std::string_view action ) {
    } else if ( action == "redirect-to-nexthop" ) {
       add( CommunityParts::as2( CommunityType::redirectNextHop, 0, 0 ) );
    } else if ( action == "redirect-to-nexthop-ietf" ) {
-      const Zorv::IpGenAddr target = address();
+      const Zorv::IpGenAddr target = text_.address();
       if ( target.family() == AddressFamily::ipv4 ) {
          add( CommunityParts::as4( CommunityType::redirectIp, target.ipv4Value(), 0 ) );
       } else {
@@ -232,7 +226,7 @@ bool Reader::takeAction( std::size_t at, std::string_view action ) {
             CommunityParts::ipv6( Wire::Ipv6CommunityType::redirectIp, target, 0 ) );
       }
    } else if ( action == "copy" ) {
-      nextHop_ = address();
+      nextHop_ = text_.address();
       add( CommunityParts::as2( CommunityType::redirectNextHop, 0, 1 ) );
    } else if ( action == "mark" ) {
       add( CommunityParts::as2( CommunityType::marking, 0,
@@ -265,7 +259,7 @@ void Reader::redirect() {
    const bool isTarget = text_.next() == ':';
    text_.offsetIs( at );
    if ( !isTarget ) {
-      nextHop_ = address();
+      nextHop_ = text_.address();
       add( CommunityParts::as2( CommunityType::redirectNextHop, 0, 0 ) );
    } else if ( target.find( '.' ) != std::string_view::npos ) {
       text_.fail( "ExaBGP takes no address in a route target" );
@@ -279,7 +273,7 @@ void Reader::action() {
    const std::string_view what = text_.takeWord();
    const bool both = what == "sample-terminal" || what == "terminal-sample";
    if ( !both && what != "sample" && what != "terminal" ) {
-      failExpecting( at, "'sample', 'terminal' or 'sample-terminal'" );
+      text_.failExpectingAt( at, "'sample', 'terminal' or 'sample-terminal'" );
    }
    // What ExaBGP calls terminal is the bit that lets the next rule be tried.
    const U32 bits = ( what == "terminal" ? 0U : 2U ) | ( what == "sample" ? 0U : 1U );
@@ -308,7 +302,7 @@ ExtendedCommunity Reader::hexadecimal() {
    U64 value = 0;
    const auto [end, error] = std::from_chars( word.data(), word.data() + word.size(), value, 16 );
    if ( word.size() != digits || error != std::errc() || end != word.data() + word.size() ) {
-      failExpecting( at, "16 hexadecimal digits after '0x'" );
+      text_.failExpectingAt( at, "16 hexadecimal digits after '0x'" );
    }
    ExtendedCommunity community;
    Osk::storeBig64( community.data(), value );
@@ -374,15 +368,6 @@ void Reader::interfaceSet() {
    add( CommunityParts::as4( transitive ? CommunityType::interfaceSet
                                         : CommunityType::interfaceSetLocal,
                              as, static_cast< U16 >( bits | group ) ) );
-}
-
-Zorv::IpGenAddr Reader::address() {
-   const std::size_t at = text_.offset();
-   const auto found = Zorv::IpGenAddr::fromText( text_.takeAllOf( "0123456789abcdefABCDEF.:" ) );
-   if ( !found ) {
-      failExpecting( at, "an address" );
-   }
-   return *found;
 }
 
 } // namespace

@@ -8,12 +8,6 @@
 /// The words of GoBGP's commands, and the texts that its JSON shares with them.
 namespace Forms::GoBgp {
 
-struct ComponentName {
-   Flowspec::MatchCompType type;
-   std::string_view name;
-   U32 max; ///< the largest value that is read
-};
-
 inline constexpr ComponentName components[] = {
    { Flowspec::ipProto, "protocol", 0xFF },
    { Flowspec::MatchCompType::port, "port", 0xFFFF },

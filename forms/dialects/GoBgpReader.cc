@@ -67,10 +67,6 @@ private:
       Cursor ahead = text_;
       return ahead.takeWord();
    }
-   [[noreturn]] void failExpecting( std::size_t at, std::string_view what ) {
-      text_.offsetIs( at );
-      text_.failExpecting( what );
-   }
 
    AddressFamily familyOfText() const {
       return familyName_                              ? familyName_->family
@@ -93,7 +89,6 @@ private:
    bool takeAction( std::size_t at, std::string_view word );
    void rateLimit( float rate );
    Wire::RouteTarget routeTarget();
-   Zorv::IpGenAddr address();
 
    void add( const Wire::ExtendedCommunity& community ) {
       communities_.extended.push_back( community );
@@ -136,9 +131,9 @@ void Reader::readSections() {
                   : section == Section::then
                      ? !takeAction( at, word )
                      : std::ranges::find( commandWords, word ) == std::end( commandWords ) ) {
-         failExpecting( at, section == Section::match  ? "a component or 'then'"
-                            : section == Section::then ? "an action"
-                                                       : "'match'" );
+         text_.failExpectingAt( at, section == Section::match  ? "a component or 'then'"
+                                    : section == Section::then ? "an action"
+                                                               : "'match'" );
       }
    }
 }
@@ -148,7 +143,8 @@ void Reader::readOption() {
    const std::string_view word = text_.takeWord();
    const auto* const row = std::ranges::find( families, word, &FamilyName::name );
    if ( row == std::end( families ) ) {
-      failExpecting( familyAt_, "a family of flow specifications, such as 'ipv4-flowspec'" );
+      text_.failExpectingAt( familyAt_,
+                             "a family of flow specifications, such as 'ipv4-flowspec'" );
    }
    familyName_ = row;
 }
@@ -158,7 +154,7 @@ void Reader::readDistinguisher() {
    const std::size_t at = text_.offset();
    const auto target = routeTargetOf( text_.takeAllOf( "0123456789.:" ) );
    if ( !target ) {
-      failExpecting( at, "a route distinguisher, such as '65000:1' or '1.0:1'" );
+      text_.failExpectingAt( at, "a route distinguisher, such as '65000:1' or '1.0:1'" );
    }
    const U64 value = Osk::loadBig64( target->value.data() ) >> 16;
    rule_.rd = Zorv::RouteDistinguisher( U64{ static_cast< U8 >( target->kind ) } << 48 | value );
@@ -201,7 +197,7 @@ Zorv::IpGenPrefix Reader::prefix() {
    const bool ipv6 = found && found->family() == AddressFamily::ipv6;
    if ( !found || isWordCharacter( text_.next() ) ||
         ( second != std::string_view::npos && !ipv6 ) ) {
-      failExpecting( at, "a prefix" );
+      text_.failExpectingAt( at, "a prefix" );
    }
    if ( second != std::string_view::npos ) {
       offset( at + second + 1, word.substr( second + 1 ) );
@@ -270,7 +266,7 @@ U32 Reader::flags( const ComponentName& name ) {
       for ( const char letter : letters ) {
          const std::size_t bit = tcpLetters.find( letter );
          if ( bit == std::string_view::npos ) {
-            failExpecting( at, "TCP flags out of 'FSRPAUEC'" );
+            text_.failExpectingAt( at, "TCP flags out of 'FSRPAUEC'" );
          }
          value |= U32{ 1 } << bit;
       }
@@ -285,7 +281,7 @@ U32 Reader::flags( const ComponentName& name ) {
       const std::string_view word = text_.takeWord();
       const auto* const row = std::ranges::find( fragments, word, &NumberName::name );
       if ( row == std::end( fragments ) ) {
-         failExpecting( nameAt, "a fragment flag" );
+         text_.failExpectingAt( nameAt, "a fragment flag" );
       }
       value |= row->value;
    } while ( text_.take( '+' ) );
@@ -324,13 +320,13 @@ bool Reader::takeAction( std::size_t at, std::string_view word ) {
       const char* const end = digits.data() + digits.size();
       const auto [last, error] = std::from_chars( digits.data(), end, rate );
       if ( error != std::errc() || last != end ) {
-         failExpecting( valueAt, "a rate" );
+         text_.failExpectingAt( valueAt, "a rate" );
       }
       rateLimit( rate );
    } else if ( word == "redirect" ) {
       addTarget( routeTarget(), redirectTypes, communities_ );
    } else if ( word == "redirect-to-ip" ) {
-      const Zorv::IpGenAddr target = address();
+      const Zorv::IpGenAddr target = text_.address();
       skip();
       const bool copy = text_.takeWord( "copy" );
       if ( target.family() == AddressFamily::ipv4 ) {
@@ -346,7 +342,7 @@ bool Reader::takeAction( std::size_t at, std::string_view word ) {
       const std::string_view what = text_.takeWord();
       const bool both = what == "sample-terminal" || what == "terminal-sample";
       if ( !both && what != "sample" && what != "terminal" ) {
-         failExpecting( valueAt, "'sample', 'terminal' or 'sample-terminal'" );
+         text_.failExpectingAt( valueAt, "'sample', 'terminal' or 'sample-terminal'" );
       }
       // What GoBGP calls terminal is the bit that lets the next rule be tried.
       const U32 bits = ( what == "terminal" ? 0U : 2U ) | ( what == "sample" ? 0U : 1U );
@@ -389,18 +385,10 @@ Wire::RouteTarget Reader::routeTarget() {
    const std::size_t at = text_.offset();
    const auto target = routeTargetOf( text_.takeAllOf( "0123456789abcdefABCDEF.:" ) );
    if ( !target ) {
-      failExpecting( at, "a route target, such as '65000:1' or '1.0:1' for the AS number 65536" );
+      text_.failExpectingAt(
+         at, "a route target, such as '65000:1' or '1.0:1' for the AS number 65536" );
    }
    return *target;
-}
-
-Zorv::IpGenAddr Reader::address() {
-   const std::size_t at = text_.offset();
-   const auto found = Zorv::IpGenAddr::fromText( text_.takeAllOf( "0123456789abcdefABCDEF.:" ) );
-   if ( !found ) {
-      failExpecting( at, "an address" );
-   }
-   return *found;
 }
 
 } // namespace

@@ -91,6 +91,13 @@ U8 takeOperator( Cursor& text, const Operator ( &operators )[count], U8 otherwis
    return row == std::end( operators ) ? otherwise : row->test;
 }
 
+/// A name of a dialect for a component other than a prefix.
+struct ComponentName {
+   Flowspec::MatchCompType type;
+   std::string_view name;
+   U32 max; ///< the largest value that is read
+};
+
 /// A name of a dialect for a number.
 struct NumberName {
    std::string_view name;
