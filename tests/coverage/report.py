@@ -17,14 +17,14 @@ from pathlib import Path
 # Percent of its branches that the tests must take in an area, a little below what they do, so that
 # new work is not stopped by one branch, and what is wanted. Raise the first number with the tests.
 AREAS = {
-    "Flowspec": (98.8, 100.0),
-    "platform": (97.8, 100.0),
-    "wire": (98.0, 100.0),
-    "match": (97.0, 100.0),
-    "forms": (98.0, 100.0),
-    "tools/terminal": (98.0, 100.0),
-    "tools/state": (98.0, 100.0),
-    "agents": (94.0, 95.0),
+    "Flowspec": (99.4, 100.0),
+    "platform": (98.4, 100.0),
+    "wire": (99.4, 100.0),
+    "match": (99.0, 100.0),
+    "forms": (97.2, 100.0),
+    "tools/terminal": (98.5, 100.0),
+    "tools/state": (98.5, 100.0),
+    "agents": (93.4, 95.0),
 }
 # The same for conditions that decide by themselves.
 MCDC_AREAS = {
