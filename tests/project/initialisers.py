@@ -11,7 +11,7 @@ import subprocess
 import sys
 
 
-MODULES = ("FlowspecDalbModule.cc", "FlowspecPolicyModule.cc")
+MODULES = ("FlowspecDalbModule.cc", "FlowspecPolicyModule.cc", "PeersModule.cc")
 
 
 def main():

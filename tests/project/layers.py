@@ -33,6 +33,7 @@ ROOMS = """
     Flowspec/status
     Flowspec/policy
     Flowspec
+    peers
     wire
     match
     forms

@@ -1,0 +1,36 @@
+#include "Vek/types/RuntimeModule.h"
+#include "Vek/types/ValueInfo.h"
+#include "Zorv/ZorvModule.h"
+#include "peers/PeerRequests.h"
+#include "peers/PeerTable.h"
+
+namespace Peers {
+
+namespace {
+
+constexpr std::string_view needs[] = { "Vek::String", "Zorv::IpGenAddr" };
+
+constinit Vek::Module
+   module( "Peers",
+           Vek::types< PeerTable, Peer, UnfiledRule, PeerRequests, RouteKey, Capabilities,
+                       FamilyState, MessageCounts, RuleCounts, SessionState, Family >,
+           needs );
+
+/// Loads the module while this library is there.
+class Loader {
+public:
+   Loader() {
+      Vek::runtimeModule.loaded();
+      Zorv::zorvModule.loaded();
+      module.loaded();
+   }
+   Loader( const Loader& ) = delete;
+   Loader& operator=( const Loader& ) = delete;
+   ~Loader() { module.unloaded(); }
+};
+
+const Loader loader;
+
+} // namespace
+
+} // namespace Peers
