@@ -37,8 +37,10 @@ ROOMS = """
     wire
     match
     forms
-    tools/terminal agents/daemon
-    tools/state agents/statedbd agents/configd agents/programd
+    tools/terminal agents/daemon agents/bgp/message
+    tools/state agents/statedbd agents/configd agents/programd agents/bgp/session agents/peerd/policy
+    agents/peerd/rib
+    agents/peerd
     tools/flowspecctl
     examples
     tests
