@@ -1,6 +1,6 @@
 #include "agents/configd/Filing.h"
 
-#include "Flowspec/config/MatchSetBuilder.h"
+#include "agents/filing/RuleFiler.h"
 #include "forms/FieldBounds.h"
 
 #include <algorithm>
@@ -23,7 +23,8 @@ using Group = std::span< const Planned >;
 // One application of rules to a configuration.
 class Run {
 public:
-   Run( Config& config, std::span< const RuleFile > files ) : config_( config ), files_( files ) {}
+   Run( const Vek::Ptr< Config >& config, std::span< const RuleFile > files )
+      : config_( *config ), filer_( config ), files_( files ) {}
 
    Filed run() {
       plan();
@@ -88,12 +89,9 @@ private:
                        [&]( auto at ) { return vrf->infeasibleRuleDel( at ); } );
       }
       for ( const Planned& planned : group ) {
-         fileRule( vrfId, planned );
+         fileRule( planned );
       }
-      if ( const auto vrf = config_.vrfRuleConfig( vrfId );
-           vrf && vrf->rule().empty() && vrf->infeasibleRule().empty() ) {
-         config_.vrfRuleConfigDel( vrfId );
-      }
+      filer_.dropEmptyVrf( vrfId );
    }
 
    // Both are in the order of the keys.
@@ -117,83 +115,19 @@ private:
       }
    }
 
-   void fileRule( VrfId vrfId, const Planned& planned ) {
-      const FlowspecKey& key = planned.key();
-      if ( auto error = matchSetFromKey( key, components_ ) ) {
-         bad( planned, std::move( error->message ) );
-         if ( const auto vrf = config_.vrfRuleConfig( vrfId ) ) {
-            removeRule( *vrf, key );
-            removeInfeasible( *vrf, key );
-         }
+   void fileRule( const Planned& planned ) {
+      using Outcome = Agents::RuleFiler::Outcome;
+      auto result = filer_.file( planned.key(), planned.rule->action, planned.rule->ruleId );
+      filed_.added += result.added;
+      filed_.removed += result.removed;
+      if ( result.outcome == Outcome::refused ) {
+         bad( planned, std::move( result.reason ) );
          return;
       }
-      if ( auto warning = Tools::beyondField( key ) ) {
+      ++( result.outcome == Outcome::feasible ? filed_.feasible : filed_.infeasible );
+      if ( auto warning = Tools::beyondField( planned.key() ) ) {
          doubtful_.push_back( { planned, *std::move( warning ) } );
       }
-      const MatchCompType component = sanitize( key );
-      const Vek::Ptr< VrfRuleConfig > vrf = config_.vrfRuleConfigIs( vrfId );
-      if ( component == invalid ) {
-         removeInfeasible( *vrf, key );
-         fileFeasible( *vrf, *planned.rule );
-      } else {
-         removeRule( *vrf, key );
-         fileInfeasible( *vrf, *planned.rule, component );
-      }
-   }
-
-   // Makes the protocol that the components imply one of them, on a rule that nobody observes; or
-   // gives the component that cannot be.
-   MatchCompType sanitize( const FlowspecKey& key ) {
-      const auto nothing = std::ranges::find_if( components_, matchesNothing );
-      if ( nothing != components_.end() ) {
-         return nothing->compType();
-      }
-      detached_ = ruleConfigFactory( key );
-      matchSetReplace( *detached_, components_ );
-      const MatchCompType component = detached_->sanitizeMatchSet();
-      if ( const auto at = detached_->matchSet().find( ipProto );
-           at != detached_->matchSet().end() ) {
-         const auto stands = std::ranges::find( components_, ipProto, &MatchComponent::compType );
-         if ( stands == components_.end() ) {
-            components_.push_back( at->second );
-         } else {
-            *stands = at->second;
-         }
-      }
-      return component;
-   }
-
-   void fileFeasible( VrfRuleConfig& vrf, const FiledRule& filed ) {
-      const U32 before = vrf.rule().size();
-      const Vek::Ptr< RuleConfig > rule = vrf.ruleIs( filed.key );
-      filed_.added += vrf.rule().size() != before;
-      ++filed_.feasible;
-      matchSetReplace( *rule, components_ );
-      rule->ruleIdIs( filed.ruleId );
-      actionIs( *rule, filed.action );
-   }
-
-   void fileInfeasible( VrfRuleConfig& vrf, const FiledRule& filed, MatchCompType component ) {
-      const U32 before = vrf.infeasibleRule().size();
-      const Vek::Ptr< InfeasibleRule > rule = vrf.infeasibleRuleIs( filed.key );
-      filed_.added += vrf.infeasibleRule().size() != before;
-      ++filed_.infeasible;
-      rule->ruleIdIs( filed.ruleId );
-      rule->matchCompTypeIs( component );
-   }
-
-   // What a key is follows from the key alone, so these find something only in a configuration that
-   // others filled.
-   void removeRule( VrfRuleConfig& vrf, const FlowspecKey& key ) {
-      const U32 before = vrf.rule().size();
-      vrf.ruleDel( key );
-      filed_.removed += before - vrf.rule().size();
-   }
-
-   void removeInfeasible( VrfRuleConfig& vrf, const FlowspecKey& key ) {
-      const U32 before = vrf.infeasibleRule().size();
-      vrf.infeasibleRuleDel( key );
-      filed_.removed += before - vrf.infeasibleRule().size();
    }
 
    // What is to be told of a rule.
@@ -220,10 +154,9 @@ private:
    }
 
    Config& config_;
+   Agents::RuleFiler filer_;
    std::span< const RuleFile > files_;
    std::vector< Planned > planned_;
-   std::vector< MatchComponent > components_;
-   Vek::Ptr< RuleConfig > detached_; // stays until the next one is made, and its memory with it
    std::vector< Remark > bad_;
    std::vector< Remark > doubtful_;
    Filed filed_;
@@ -231,6 +164,6 @@ private:
 
 } // namespace
 
-Filed Filing::apply( std::span< const RuleFile > files ) { return Run( *config_, files ).run(); }
+Filed Filing::apply( std::span< const RuleFile > files ) { return Run( config_, files ).run(); }
 
 } // namespace Flowspec::Configd

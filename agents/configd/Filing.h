@@ -22,23 +22,15 @@ struct Filed {
 };
 
 /// Files rules as configuration: makes the VRFs of a `Config` hold what files ask for. It owns
-/// `Config::vrfRuleConfig`; the other attributes are left alone.
-///
-/// Only differences are published: a rule that is there as it should be costs its observers
-/// nothing, and one whose action changes is told by the attributes that change. A new rule gets
-/// each of its components once and its actions last, values before `actionFieldSet`, so that
-/// nobody is told of a rule that matches too much and drops. What is gone goes before anything
-/// comes.
+/// `Config::vrfRuleConfig`; the other attributes are left alone. What is gone goes before anything
+/// comes, and rules are filed as `Agents::RuleFiler` does.
 class Filing {
 public:
    explicit Filing( Vek::Ptr< Config > config ) : config_( std::move( config ) ) {}
 
-   /// Makes the configuration hold the rules of `files` and no others. Each stands in the VRF of
-   /// its key, those that packets can match among the rules with a sanitised match set, the others
-   /// among the infeasible ones with the component at fault: one that matches nothing, or what
-   /// `RuleConfig::sanitizeMatchSet` returns. Of rules with equal keys the first one counts. A VRF
-   /// without rules of either kind is dropped. Within a VRF rules go and come in the order of
-   /// `FlowspecKeyOrder`.
+   /// Makes the configuration hold the rules of `files` and no others. Of rules with equal keys the
+   /// first one counts. A VRF without rules of either kind is dropped. Within a VRF rules go and
+   /// come in the order of `FlowspecKeyOrder`.
    Filed apply( std::span< const RuleFile > files );
 
 private:

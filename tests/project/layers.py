@@ -37,7 +37,7 @@ ROOMS = """
     wire
     match
     forms
-    tools/terminal agents/daemon agents/bgp/message
+    tools/terminal agents/daemon agents/bgp/message agents/filing
     tools/state agents/statedbd agents/configd agents/programd agents/bgp/session agents/peerd/policy
     agents/peerd/rib
     agents/peerd
