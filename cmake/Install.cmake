@@ -40,7 +40,7 @@ if( TARGET flowspecctl )
       DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME flowspecctl )
 endif()
 if( FLOWSPEC_AGENTS )
-   install( TARGETS statedbd configd programd )
+   install( TARGETS statedbd configd peerd programd )
    # The units name the programs by the prefix that the tree is installed under, which
    # `cmake --install --prefix` may choose later than the build was configured.
    set( FLOWSPEC_UNIT_DIR lib/systemd/system CACHE STRING
@@ -48,7 +48,7 @@ if( FLOWSPEC_AGENTS )
    install( CODE "
       set( FLOWSPEC_BINDIR \"${CMAKE_INSTALL_BINDIR}\" )
       cmake_path( ABSOLUTE_PATH FLOWSPEC_BINDIR BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\" NORMALIZE )
-      foreach( daemon statedbd configd programd )
+      foreach( daemon statedbd configd peerd programd )
          configure_file(
             \"${PROJECT_SOURCE_DIR}/agents/\${daemon}/\${daemon}.service.in\"
             \"${PROJECT_BINARY_DIR}/units/\${daemon}.service\" @ONLY )

@@ -1,6 +1,7 @@
 #include "Vek/text/Text.h"
 #include "agents/daemon/DaemonOptions.h"
 #include "agents/daemon/MountHandler.h"
+#include "agents/daemon/TextFile.h"
 #include "agents/programd/CaptureStart.h"
 #include "agents/programd/PacketFile.h"
 #include "agents/programd/Programmer.h"
@@ -8,11 +9,7 @@
 #include "forms/Diagnostics.h"
 #include "match/LinkLayer.h"
 
-#include <cerrno>
-#include <filesystem>
-#include <fstream>
 #include <optional>
-#include <system_error>
 
 namespace {
 
@@ -51,28 +48,10 @@ void addOptions( CLI::App& app, Options& options ) {
       ->type_name( "" );
 }
 
-constexpr std::size_t maxProfile = std::size_t{ 16 } * 1024 * 1024;
-
-Vek::String readText( const Vek::String& file ) {
-   std::error_code error;
-   const auto status = std::filesystem::status( file, error );
-   if ( !error && !std::filesystem::is_regular_file( status ) ) {
-      throw std::runtime_error( "cannot read " + file + ": not a regular file" );
-   }
-   std::ifstream in( file, std::ios::binary );
-   Vek::String text( maxProfile + 1, '\0' );
-   if ( !in || !in.read( text.data(), static_cast< std::streamsize >( text.size() ) ).eof() ) {
-      const int reason = in ? EFBIG : errno;
-      throw std::system_error( reason, std::generic_category(), "cannot read " + file );
-   }
-   text.resize( static_cast< std::size_t >( in.gcount() ) );
-   return text;
-}
-
 // Nothing, after a message, when it is not good.
 std::optional< Profile > readProfile( const Vek::String& file ) {
    try {
-      return Profile::read( readText( file ) );
+      return Profile::read( readTextFile( file ) );
    } catch ( const ProfileError& error ) {
       Flowspec::Tools::reportLine( file, error.line(), error.what() );
       return std::nullopt;

@@ -67,7 +67,7 @@ fi
 
 if [[ -e $build/agents/statedbd ]]; then
    # A unit names its program by the prefix that was chosen last.
-   for daemon in statedbd configd programd; do
+   for daemon in statedbd configd peerd programd; do
       "$prefix/bin/$daemon" --version | grep -q "^$daemon [0-9.]*$"
       grep -q "^ExecStart=$work/staged/bin/$daemon --socket " \
          "$prefix/lib/systemd/system/$daemon.service"

@@ -1,0 +1,67 @@
+#include "agents/peerd/PeerdConfig.h"
+
+#include "agents/daemon/TextFile.h"
+#include "agents/peerd/PeerJson.h"
+#include "forms/Diagnostics.h"
+
+#include <filesystem>
+#include <stdexcept>
+
+namespace Peerd {
+
+namespace {
+
+using Forms::ConfigValue;
+
+// Policies are lists of objects of a peer.
+constexpr int maxDepth = 8;
+
+Bgp::SocketAddress socketAddressOf( const ConfigValue& value ) {
+   Bgp::SocketAddress where;
+   value.members(
+      { { "address", [&]( const ConfigValue& v ) { where.address = addressOf( v ); }, true },
+        { "port", [&]( const ConfigValue& v ) { where.port = portOf( v ); } } } );
+   return where;
+}
+
+} // namespace
+
+std::vector< Forms::ConfigFault > readPeerdConfig( std::string_view json, const Vek::String& folder,
+                                                   PeerdConfig& config ) {
+   return Forms::readConfig(
+      json, maxDepth, "configuration of peerd", [&]( const ConfigValue& root ) {
+         root.members( {
+            { "localAs", [&]( const ConfigValue& v ) { config.localAs = asNumberOf( v ); }, true },
+            { "routerId", [&]( const ConfigValue& v ) { config.routerId = identifierOf( v ); },
+              true },
+            { "listen",
+              [&]( const ConfigValue& v ) {
+                 v.elements( [&]( const ConfigValue& element ) {
+                    config.listen.push_back( socketAddressOf( element ) );
+                 } );
+              } },
+            { "peers", [&]( const ConfigValue& v ) { readPeers( v, folder, config ); }, true },
+         } );
+      } );
+}
+
+std::optional< PeerdConfig > readPeerdFile( const Vek::String& file ) {
+   PeerdConfig config;
+   const auto faults = readPeerdConfig(
+      Agents::readTextFile( file ), std::filesystem::path( file ).parent_path().string(), config );
+   if ( faults.empty() ) {
+      return config;
+   }
+   std::size_t told = 0;
+   for ( const Forms::ConfigFault& fault : faults ) {
+      if ( told == maxFaults ) {
+         Flowspec::Tools::reportFile( file, Vek::concat( faults.size() - told, " more errors" ) );
+         break;
+      }
+      ++told;
+      Flowspec::Tools::reportLine( file, fault.line, fault.reason );
+   }
+   return std::nullopt;
+}
+
+} // namespace Peerd
