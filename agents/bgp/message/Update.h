@@ -55,7 +55,7 @@ struct Update {
    /// an update has nothing else.
    std::optional< Family > endOfRib;
    /// Why the routes of `reach` are to be treated as withdrawn: the first fault of that kind. The
-   /// attributes must not be used then.
+   /// attributes must not be used then. Never without `reach`.
    std::optional< AttributeFault > withdrawn;
    /// What was passed over, without consequence for the routes; no more than the first 16.
    Vek::SmallVector< AttributeFault, 4 > discarded;
