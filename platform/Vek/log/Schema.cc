@@ -164,17 +164,20 @@ String typesDifference( std::string_view theirs ) {
       return "the text of the types does not end with the end of a line";
    }
    const Blocks ours = blocksOf( typesText() );
-   Blocks told;
+   Blocks told; // of the types that this process has, too
+   std::string_view last;
    while ( !theirs.empty() ) {
       const std::string_view block = takeBlock( theirs );
       const std::string_view name = nameOf( block );
-      if ( !told.empty() && name <= told.rbegin()->first ) {
-         return concat( "the types do not ascend: ", printable( name ), " after ",
-                        told.rbegin()->first );
+      if ( name <= last ) {
+         return last.empty() ? "the text of the types begins without a name"
+                             : concat( "the types do not ascend: ", printable( name ), " after ",
+                                       printable( last ) );
       }
+      last = name;
       const auto own = ours.find( name );
       if ( own == ours.end() ) {
-         return concat( "the peer has a type ", printable( name ), ", which this process has not" );
+         continue;
       }
       if ( block != own->second ) {
          return firstDifference( name, block, own->second );

@@ -18,8 +18,9 @@ OSK_EXPORT String typesTextOf( std::string_view type );
 /// A digest of such a text (64-bit FNV-1a).
 OSK_EXPORT U64 typesDigest( std::string_view text );
 
-/// Compares the types of a peer with those of this process, which may have more: why it cannot be
-/// understood, naming the first difference, or "" when it can. A peer that tells a type tells those
+/// Compares the types of a peer with those of this process: why it cannot be understood, naming the
+/// first difference, or "" when it can. Either may have types that the other has not: roots of
+/// those cannot be received, and no others are made of them. A peer that tells a type tells those
 /// that it is made of, too.
 OSK_EXPORT String typesDifference( std::string_view theirs );
 

@@ -290,28 +290,47 @@ TEST_F( BadStream, PreambleAndTypes ) {
               "message 1 (types): the types do not have the digest that was told" );
 }
 
-TEST( Types, ARootIsOfATypeThatWasTold ) {
-   const std::string told = "Vek::String value ()\n";
+// Why a root of `type`, of a peer that told the types `told`, is refused.
+std::string refusalOfRoot( const std::string& told, const std::string& type ) {
    std::vector< U8 > stream = bytesOf( "56454B4C 0001 0000" );
    const auto append = [&]( const std::vector< U8 >& bytes ) {
       stream.insert( stream.end(), bytes.begin(), bytes.end() );
    };
-   for ( int shift = 56; shift >= 0; shift -= 8 ) {
-      stream.push_back( static_cast< U8 >( Vek::log::typesDigest( told ) >> shift ) );
-   }
-   append( bytesOf( "00000015 01 0000000000000000 0000 00" ) );
+   const auto number = [&]( U64 value, unsigned size ) {
+      while ( size-- > 0 ) {
+         stream.push_back( static_cast< U8 >( value >> 8 * size ) );
+      }
+   };
+   number( Vek::log::typesDigest( told ), 8 );
+   number( told.size(), 4 );
+   append( bytesOf( "01 0000000000000000 0000 00" ) );
    append( { told.begin(), told.end() } );
    Directory there;
    Receiver receiver( there );
    receiver.receive( stream );
-   stream = bytesOf( "0000001D 02 0000000000000001 0000 00 00000010" );
-   const std::string name = "Flowspec::Status";
-   append( { name.begin(), name.end() } );
+   stream.clear();
+   number( 4 + type.size() + 9, 4 );
+   append( bytesOf( "02 0000000000000001 0000 00" ) );
+   number( type.size(), 4 );
+   append( { type.begin(), type.end() } );
    append( bytesOf( "00000005 7374617465" ) );
-   EXPECT_THAT( [&] { receiver.receive( stream ); },
-                testing::ThrowsMessage< Vek::StreamException >(
-                   "message 2 (root): the type Flowspec::Status was not told" ) );
-   EXPECT_THAT( there.names(), IsEmpty() );
+   try {
+      receiver.receive( stream );
+   } catch ( const Vek::StreamException& exception ) {
+      EXPECT_THAT( there.names(), IsEmpty() );
+      return exception.what();
+   }
+   return "";
+}
+
+TEST( Types, ARootIsOfATypeThatWasTold ) {
+   EXPECT_EQ( refusalOfRoot( "Vek::String value ()\n", "Flowspec::Status" ),
+              "message 2 (root): the type Flowspec::Status was not told" );
+}
+
+TEST( Types, ARootIsOfATypeThatThisProcessHas ) {
+   EXPECT_EQ( refusalOfRoot( "Vek::String value ()\nZone root (Vek::String)\n", "Zone" ),
+              "message 2 (root): Vek::Directory: type 'Zone' is not loaded" );
 }
 
 } // namespace
