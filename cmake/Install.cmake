@@ -12,7 +12,7 @@ install( TARGETS FlowspecDalbTypes
    EXPORT FlowspecDalbTypesTargets
    FILE_SET HEADERS DESTINATION ${headerDir}
    FILE_SET siblings DESTINATION ${headerDir} )
-install( TARGETS FlowspecWire FlowspecMatch
+install( TARGETS FlowspecPeers FlowspecWire FlowspecMatch
    EXPORT FlowspecDalbTypesTargets
    FILE_SET HEADERS DESTINATION ${headerDir} )
 install( EXPORT FlowspecDalbTypesTargets
@@ -28,7 +28,7 @@ install( FILES
 # The files find their prefix from where they stand, so that the tree can be moved.
 set( pkgConfigDir ${CMAKE_INSTALL_LIBDIR}/pkgconfig )
 file( RELATIVE_PATH toPrefix ${CMAKE_INSTALL_PREFIX}/${pkgConfigDir} ${CMAKE_INSTALL_PREFIX} )
-foreach( package FlowspecDalbTypes FlowspecWire FlowspecMatch )
+foreach( package FlowspecDalbTypes FlowspecPeers FlowspecWire FlowspecMatch )
    configure_file( cmake/${package}.pc.in ${package}.pc @ONLY )
    install( FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${pkgConfigDir} )
 endforeach()

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-/// The types of this library and of `PolicyMap`, written by hand.
+/// The types of this library, of `PolicyMap` and of `Peers`, written by hand.
 namespace Flowspec {
 
 /// A type as it is declared, each row as "id kind name type". The type of a keyed collection is
@@ -273,6 +273,71 @@ inline const std::vector< Type > policyMap = {
    { "PolicyMap::PoliceRate", "value", {} },
    { "PolicyMap::PoliceBurstSize", "value", {} },
    { "PolicyMap::Dscp", "value", {} },
+};
+
+inline const std::vector< Type > peers = {
+   { "Peers::PeerTable",
+     "root",
+     { "256 derived name Vek::String", "257 derived parent Vek::Entity",
+       "258 children peer Vek::String -> Peers::Peer", "259 attribute localAs U32",
+       "260 attribute routerId Zorv::IpGenAddr", "261 attribute startTime Vek::Duration" } },
+   { "Peers::Peer",
+     "child",
+     { "257 derived parent Vek::Entity",
+       "258 key name Vek::String",
+       "259 attribute number U32",
+       "260 attribute address Zorv::IpGenAddr",
+       "261 attribute peerAs U32",
+       "262 attribute routerId Zorv::IpGenAddr",
+       "263 attribute state Peers::SessionState",
+       "264 attribute stateTime Vek::Duration",
+       "265 attribute flaps U64",
+       "266 attribute lastError Vek::String",
+       "267 attribute lastErrorTime Vek::Duration",
+       "268 attribute capabilities Peers::Capabilities",
+       "269 attribute holdTime U16",
+       "270 attribute restartTime U16",
+       "271 collection family Peers::Family -> Peers::FamilyState",
+       "272 attribute messagesIn Peers::MessageCounts",
+       "273 attribute messagesOut Peers::MessageCounts",
+       "274 attribute rules Peers::RuleCounts",
+       "275 attribute maxRules U32",
+       "276 attribute refreshInTime Vek::Duration",
+       "277 attribute refreshOutTime Vek::Duration",
+       "278 children refusedRule Peers::RouteKey -> Peers::UnfiledRule",
+       "279 children hiddenRule Peers::RouteKey -> Peers::UnfiledRule",
+       "280 constant maxUnfiledRules U32" } },
+   { "Peers::UnfiledRule",
+     "child",
+     { "257 derived parent Vek::Entity", "258 key route Peers::RouteKey",
+       "259 attribute reason Vek::String", "260 attribute time Vek::Duration" } },
+   { "Peers::PeerRequests",
+     "root",
+     { "256 derived name Vek::String", "257 derived parent Vek::Entity",
+       "258 collection refreshIn Vek::String -> Vek::Duration",
+       "259 collection refreshOut Vek::String -> Vek::Duration" } },
+   { "Peers::RouteKey",
+     "value",
+     { "2 attribute family Peers::Family", "3 attribute nlri Vek::String" } },
+   { "Peers::Capabilities",
+     "value",
+     { "2 attribute fourOctetAs bool", "3 attribute routeRefresh bool",
+       "4 attribute enhancedRefresh bool", "5 attribute gracefulRestart bool",
+       "6 attribute notification bool", "7 attribute extendedMessages bool" } },
+   { "Peers::FamilyState",
+     "value",
+     { "2 key family Peers::Family", "3 attribute isKept bool", "4 attribute endOfRibReceived bool",
+       "5 attribute endOfRibSent bool" } },
+   { "Peers::MessageCounts",
+     "value",
+     { "2 attribute opens U64", "3 attribute updates U64", "4 attribute notifications U64",
+       "5 attribute keepalives U64", "6 attribute refreshes U64" } },
+   { "Peers::RuleCounts",
+     "value",
+     { "2 attribute received U64", "3 attribute filed U64", "4 attribute hidden U64",
+       "5 attribute refused U64", "6 attribute stale U64", "7 attribute announced U64" } },
+   { "Peers::SessionState", "enumeration", {} },
+   { "Peers::Family", "enumeration", {} },
 };
 
 } // namespace Flowspec

@@ -60,17 +60,18 @@ TEST( Registry, TypesAreThoseOfTheTable ) {
    checkModule( "FlowspecDalb", flowspecDalb );
    checkModule( "FlowspecPolicy", flowspecPolicy );
    checkModule( "PolicyMap", policyMap );
+   checkModule( "Peers", peers );
 }
 
 TEST( Registry, FieldsAreFoundByIdAndByName ) {
-   for ( const auto* const table : { &flowspecDalb, &flowspecPolicy, &policyMap } ) {
+   for ( const auto* const table : { &flowspecDalb, &flowspecPolicy, &policyMap, &peers } ) {
       for ( const Type& entry : *table ) {
          const Vek::TypeInfo& type = *Vek::TypeRegistry::find( entry.name );
          type.forEachField( [&]( const Vek::Field& row ) {
             EXPECT_EQ( type.field( row.id ), &row ) << entry.name << ' ' << row.id;
             EXPECT_EQ( type.field( row.name ), &row ) << entry.name << ' ' << row.name;
          } );
-         for ( const unsigned absent : { 0U, 1U, 31U, 255U, 269U, 65535U } ) {
+         for ( const unsigned absent : { 0U, 1U, 31U, 255U, 281U, 65535U } ) {
             EXPECT_EQ( type.field( static_cast< U16 >( absent ) ), nullptr ) << entry.name;
          }
          EXPECT_EQ( type.field( "" ), nullptr );
@@ -108,6 +109,11 @@ TEST( Registry, Enumerators ) {
    EXPECT_THAT( enumerators( "Flowspec::TcpBitMask::TcpBit" ),
                 ElementsAre( "0 tcpFin", "1 tcpSyn", "2 tcpRst", "3 tcpPsh", "4 tcpAck", "5 tcpUrg",
                              "6 tcpEce", "7 tcpCwr", "8 tcpNs" ) );
+   EXPECT_THAT( enumerators( "Peers::SessionState" ),
+                ElementsAre( "0 idle", "1 connect", "2 active", "3 openSent", "4 openConfirm",
+                             "5 established" ) );
+   EXPECT_THAT( enumerators( "Peers::Family" ),
+                ElementsAre( "0 ipv4", "1 ipv6", "2 vpnIpv4", "3 vpnIpv6" ) );
 }
 
 TEST( Registry, ModulesAndWhatTheyNeed ) {
@@ -120,7 +126,7 @@ TEST( Registry, ModulesAndWhatTheyNeed ) {
    }
    EXPECT_THAT( names,
                 ElementsAre( "Vek", "Zorv", "Vrf", "QosLib", "SrTePolicy", "L3", "Classification",
-                             "PolicyMap", "FlowspecDalb", "FlowspecPolicy" ) );
+                             "PolicyMap", "FlowspecDalb", "FlowspecPolicy", "Peers" ) );
    EXPECT_THAT( Vek::TypeRegistry::module( "FlowspecDalb" )->needs(),
                 ElementsAre( "Osk::DumpContext", "Osk::UniqueId", "Zorv::AddressFamily",
                              "Zorv::IntfId", "Zorv::IpGenAddr", "Zorv::IpGenPrefix",
@@ -130,6 +136,8 @@ TEST( Registry, ModulesAndWhatTheyNeed ) {
                              "PolicyMap", "L3", "Zorv" ) );
    EXPECT_THAT( Vek::TypeRegistry::module( "FlowspecPolicy" )->needs(),
                 ElementsAre( "Osk::UniqueId", "Vek::String", "PolicyMap" ) );
+   EXPECT_THAT( Vek::TypeRegistry::module( "Peers" )->needs(),
+                ElementsAre( "Vek::String", "Zorv::IpGenAddr" ) );
 }
 
 TEST( Registry, UnknownNames ) {

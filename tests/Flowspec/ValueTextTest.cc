@@ -4,6 +4,7 @@
 #include "PolicyMap/PolicyMap.h"
 #include "Vek/types/TypeRegistry.h"
 #include "Vek/types/ValueBuffer.h"
+#include "peers/PeerTable.h"
 #include "tests/support/ExpectFailure.h"
 #include "tests/support/KeyGenerator.h"
 
@@ -135,6 +136,24 @@ public:
       value = CounterVersion{ drawn< QosLib::ColoredCounters >(), drawn< Osk::UniqueId >() };
    }
 
+   void draw( Peers::RouteKey& value ) {
+      value = Peers::RouteKey{ drawn< Peers::Family >(), drawn< Vek::String >() };
+   }
+   void draw( Peers::Capabilities& value ) {
+      value = { drawn< bool >(), drawn< bool >(), drawn< bool >(),
+                drawn< bool >(), drawn< bool >(), drawn< bool >() };
+   }
+   void draw( Peers::FamilyState& value ) {
+      value = { drawn< Peers::Family >(), drawn< bool >(), drawn< bool >(), drawn< bool >() };
+   }
+   void draw( Peers::MessageCounts& value ) {
+      value = { drawn< U64 >(), drawn< U64 >(), drawn< U64 >(), drawn< U64 >(), drawn< U64 >() };
+   }
+   void draw( Peers::RuleCounts& value ) {
+      value = { drawn< U64 >(), drawn< U64 >(), drawn< U64 >(),
+                drawn< U64 >(), drawn< U64 >(), drawn< U64 >() };
+   }
+
    template < typename T >
    T drawn() {
       T value{};
@@ -188,7 +207,9 @@ TEST( ValueText, WhatWasWrittenReadsBack ) {
                  IpBitMask, TcpBitMask, TrafficAction, TrafficRedirect, ActionFieldSet,
                  FlowspecIntfSetId, InterfaceEnableConfig, IntfErrorKey, CounterVersion,
                  MatchCompType, HwRuleProgrammingStatus, IpVersion, TrafficRedirectType,
-                 IpBitMask::IpBit, TcpBitMask::TcpBit >();
+                 IpBitMask::IpBit, TcpBitMask::TcpBit, Peers::RouteKey, Peers::Capabilities,
+                 Peers::FamilyState, Peers::MessageCounts, Peers::RuleCounts, Peers::SessionState,
+                 Peers::Family >();
    // Known by another name as well.
    names.emplace_back( "Vrf::VrfIdMap::VrfId" );
    for ( const std::string_view other :

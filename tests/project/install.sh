@@ -28,6 +28,7 @@ cmake -S "$consumer" -B "$work/cmake" -G Ninja \
    -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_PREFIX_PATH="$prefix" >"$work/cmake.log"
 cmake --build "$work/cmake"
 check expected.txt "$work/cmake/consumer"
+check peersExpected.txt "$work/cmake/peersConsumer"
 check wireExpected.txt "$work/cmake/wireConsumer"
 check matchExpected.txt "$work/cmake/matchConsumer"
 
@@ -39,6 +40,8 @@ buildByPkgConfig() {
 }
 buildByPkgConfig FlowspecDalbTypes consumer
 LD_LIBRARY_PATH=$prefix/$libraries check expected.txt "$work/consumer"
+buildByPkgConfig FlowspecPeers peersConsumer
+LD_LIBRARY_PATH=$prefix/$libraries check peersExpected.txt "$work/peersConsumer"
 buildByPkgConfig FlowspecWire wireConsumer
 LD_LIBRARY_PATH=$prefix/$libraries check wireExpected.txt "$work/wireConsumer"
 buildByPkgConfig FlowspecMatch matchConsumer
@@ -53,7 +56,7 @@ grep -vxFf <( sed 's|^siblings/||; s|.*|#include "&"|' "$project/../../cmake/pri
 echo 'int main() {}' >>"$work/all.cc"
 keep=()
 "$compiler" --version | grep -q clang || keep=( -fkeep-inline-functions )
-read -ra flags < <( pkg-config --cflags --libs FlowspecMatch )
+read -ra flags < <( pkg-config --cflags --libs FlowspecMatch FlowspecPeers )
 "$compiler" -std=c++20 "${keep[@]}" "$work/all.cc" -o "$work/all" "${flags[@]}" \
    "-Wl,-rpath-link,$prefix/$libraries"
 

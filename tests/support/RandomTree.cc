@@ -12,12 +12,14 @@ RandomTree::RandomTree( Vek::Directory& directory, U64 seed ) : RandomValues( se
    root( cliConfig_, "cli" );
    root( config_, "config" );
    root( counter_, "counter" );
+   root( peers_, "peers" );
    root( policy_, "policy" );
+   root( requests_, "requests" );
    root( status_, "status" );
 }
 
 void RandomTree::change() {
-   switch ( below( 10 ) ) {
+   switch ( below( 13 ) ) {
    case 0:
       return changeCliConfig();
    case 1:
@@ -29,6 +31,11 @@ void RandomTree::change() {
    case 5:
    case 6:
       return changeConfig();
+   case 7:
+   case 8:
+      return changePeers();
+   case 9:
+      return changeRequests();
    default:
       return changeStatus();
    }
@@ -224,6 +231,59 @@ void RandomTree::changePolicy() {
    } catch ( const Vek::ReinstantiationException& ) {
       // The action is there with other parameters, and stays.
    }
+}
+
+void RandomTree::changePeers() {
+   if ( oneIn( 12 ) ) {
+      peers_->localAsIs( static_cast< U32 >( below( 3 ) ) );
+      peers_->routerIdIs( address() );
+      peers_->startTimeIs( static_cast< double >( below( 4 ) ) / 8 );
+   } else if ( oneIn( 15 ) ) {
+      peers_->peerDel( text() );
+   } else if ( oneIn( 100 ) ) {
+      peers_->peerDelAll();
+   } else {
+      changePeer( *peers_->peerIs( text() ) );
+   }
+}
+
+void RandomTree::changePeer( Peers::Peer& peer ) {
+   using namespace Peers;
+   const auto anyFamily = [this] { return static_cast< Family >( below( 4 ) ); };
+   const RouteKey route( anyFamily(), oneIn( 2 ) ? "0a" : "0b" );
+   switch ( below( 10 ) ) {
+   case 0:
+      peer.stateTimeIs( static_cast< double >( below( 4 ) ) / 8 );
+      return peer.stateIs( static_cast< SessionState >( below( 6 ) ) );
+   case 1:
+      peer.addressIs( address() );
+      return peer.lastErrorIs( text() );
+   case 2:
+      return peer.capabilitiesIs(
+         { oneIn( 2 ), oneIn( 2 ), oneIn( 2 ), oneIn( 2 ), oneIn( 2 ), oneIn( 2 ) } );
+   case 3:
+      return peer.familyIs( { anyFamily(), oneIn( 2 ), oneIn( 2 ), oneIn( 2 ) } );
+   case 4:
+      return oneIn( 5 ) ? peer.familyDelAll() : peer.familyDel( anyFamily() );
+   case 5:
+      return peer.messagesInIs( { below( 2 ), below( 2 ), any(), 0, 1 } );
+   case 6:
+      return peer.rulesIs( { below( 2 ), below( 2 ), any(), 0, 1, below( 2 ) } );
+   case 7:
+      return peer.refusedRuleIs( route )->reasonIs( text() );
+   case 8:
+      return peer.hiddenRuleIs( route )->timeIs( static_cast< double >( below( 4 ) ) );
+   default:
+      peer.refusedRuleDel( route );
+      return oneIn( 5 ) ? peer.hiddenRuleDelAll() : peer.hiddenRuleDel( route );
+   }
+}
+
+void RandomTree::changeRequests() {
+   const Vek::String peer = text();
+   const double time = static_cast< double >( below( 4 ) ) / 8;
+   oneIn( 3 ) ? requests_->refreshInDel( peer ) : requests_->refreshInIs( peer, time );
+   oneIn( 3 ) ? requests_->refreshOutDel( peer ) : requests_->refreshOutIs( peer, time );
 }
 
 } // namespace TestSupport

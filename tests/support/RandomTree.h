@@ -3,6 +3,8 @@
 #include "Flowspec/FlowspecDalb.h"
 #include "Flowspec/FlowspecPolicy.h"
 #include "Vek/entity/Directory.h"
+#include "peers/PeerRequests.h"
+#include "peers/PeerTable.h"
 #include "tests/support/RandomValues.h"
 
 namespace TestSupport {
@@ -28,6 +30,9 @@ private:
    void changeRuleStatus( Flowspec::RuleStatus& status );
    void changeCounter();
    void changePolicy();
+   void changePeers();
+   void changePeer( Peers::Peer& peer );
+   void changeRequests();
 
    std::vector< Vek::Ptr< Vek::NamedEntity > > roots_;
    Vek::Ptr< Flowspec::Config > config_;
@@ -35,6 +40,8 @@ private:
    Vek::Ptr< Flowspec::Status > status_;
    Vek::Ptr< Flowspec::Counter > counter_;
    Vek::Ptr< Flowspec::FlowspecPolicyConfig > policy_;
+   Vek::Ptr< Peers::PeerTable > peers_;
+   Vek::Ptr< Peers::PeerRequests > requests_;
 };
 
 } // namespace TestSupport

@@ -2,10 +2,12 @@
 
 #include "Flowspec/FlowspecDalb.h"
 #include "Flowspec/FlowspecPolicy.h"
+#include "peers/PeerRequests.h"
+#include "peers/PeerTable.h"
 
-/// The attributes and collections of the library's entities, each once, for the tests of what their
-/// rows do not tell of: getters, removal by iterator, removal of all. A test checks that none of
-/// the registered ones is missing.
+/// The attributes and collections of the entities of all modules, each once, for the tests of what
+/// their rows do not tell of: getters, removal by iterator, removal of all. A test checks that none
+/// of the registered ones is missing.
 
 /// `X( T, name )`: an attribute with the getter `name()` and the setter `nameIs( value )`.
 #define FLOWSPEC_ATTRIBUTES( X )                                                                   \
@@ -31,7 +33,30 @@
    X( RuleStatus, version )                                                                        \
    X( RuleStatus, resolvedNexthopInfo )                                                            \
    X( Counter, timestamp )                                                                         \
-   X( FlowspecPolicyConfig, cmapType )
+   X( FlowspecPolicyConfig, cmapType )                                                             \
+   X( Peers::Peer, number )                                                                        \
+   X( Peers::Peer, address )                                                                       \
+   X( Peers::Peer, peerAs )                                                                        \
+   X( Peers::Peer, routerId )                                                                      \
+   X( Peers::Peer, state )                                                                         \
+   X( Peers::Peer, stateTime )                                                                     \
+   X( Peers::Peer, flaps )                                                                         \
+   X( Peers::Peer, lastError )                                                                     \
+   X( Peers::Peer, lastErrorTime )                                                                 \
+   X( Peers::Peer, capabilities )                                                                  \
+   X( Peers::Peer, holdTime )                                                                      \
+   X( Peers::Peer, restartTime )                                                                   \
+   X( Peers::Peer, messagesIn )                                                                    \
+   X( Peers::Peer, messagesOut )                                                                   \
+   X( Peers::Peer, rules )                                                                         \
+   X( Peers::Peer, maxRules )                                                                      \
+   X( Peers::Peer, refreshInTime )                                                                 \
+   X( Peers::Peer, refreshOutTime )                                                                \
+   X( Peers::PeerTable, localAs )                                                                  \
+   X( Peers::PeerTable, routerId )                                                                 \
+   X( Peers::PeerTable, startTime )                                                                \
+   X( Peers::UnfiledRule, reason )                                                                 \
+   X( Peers::UnfiledRule, time )
 
 /// `X( T, name )`: a collection `name()` with `nameDel( key )`, `nameDel( iterator )` and
 /// `nameDelAll()`.
@@ -57,4 +82,10 @@
    X( FlowspecPolicyActionContainer, policeAction )                                                \
    X( FlowspecPolicyActionContainer, setDscpAction )                                               \
    X( FlowspecPolicyActionContainer, setNexthopAction )                                            \
-   X( FlowspecPolicyActionContainer, redirectVrfRtAction )
+   X( FlowspecPolicyActionContainer, redirectVrfRtAction )                                         \
+   X( Peers::Peer, family )                                                                        \
+   X( Peers::Peer, refusedRule )                                                                   \
+   X( Peers::Peer, hiddenRule )                                                                    \
+   X( Peers::PeerTable, peer )                                                                     \
+   X( Peers::PeerRequests, refreshIn )                                                             \
+   X( Peers::PeerRequests, refreshOut )
