@@ -4,13 +4,25 @@ namespace Agents {
 
 using namespace Flowspec;
 
-ConfigWatcher::ConfigWatcher( Vek::Ptr< Config > config, Vek::Ptr< CliConfig > cliConfig )
-   : config_( std::move( config ) ), cliConfig_( std::move( cliConfig ) ) {
-   watch( *config_ );
+ConfigWatcher::ConfigWatcher( Configs configs, Vek::Ptr< CliConfig > cliConfig )
+   : configs_( std::move( configs ) ), cliConfig_( std::move( cliConfig ) ) {
    watch( *cliConfig_ );
-   for ( const auto& [vrfId, vrf] : config_->vrfRuleConfig() ) {
-      watchRules( *vrf );
+   for ( const Vek::Ptr< Config >& config : configs_ ) {
+      watch( *config );
+      for ( const auto& [vrfId, vrf] : config->vrfRuleConfig() ) {
+         watchRules( *vrf );
+      }
    }
+}
+
+Vek::Ptr< RuleConfig > ConfigWatcher::rule( const FlowspecKey& key ) const {
+   for ( const Vek::Ptr< Config >& config : configs_ ) {
+      const auto vrf = config->vrfRuleConfig( key.vrfId() );
+      if ( auto rule = vrf ? vrf->rule( key ) : nullptr ) {
+         return rule;
+      }
+   }
+   return nullptr;
 }
 
 void ConfigWatcher::watch( Vek::Entity& entity ) {
@@ -47,7 +59,8 @@ void ConfigWatcher::onVrf( const Vek::Change& change ) {
    vrfsChanged_ = true;
    if ( !change.removed ) {
       // Another observer may have removed it meanwhile.
-      if ( const auto vrf = config_->vrfRuleConfig( change.keyAs< Vrf::VrfIdMap::VrfId >() ) ) {
+      const auto& config = static_cast< const Config& >( change.entity );
+      if ( const auto vrf = config.vrfRuleConfig( change.keyAs< Vrf::VrfIdMap::VrfId >() ) ) {
          watchRules( *vrf );
       }
       return;

@@ -6,21 +6,29 @@
 #include <set>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace Agents {
 
 /// Notes what changes in the configuration until it is asked: a rule that changes often, or comes
 /// and goes, is work for once. Begins with all that is there.
+///
+/// Rules may be configured in several roots, each of which goes before those after it: of the rules
+/// with one key that of the first root counts.
 class ConfigWatcher final : public Vek::Observer {
 public:
+   using Configs = std::vector< Vek::Ptr< Flowspec::Config > >;
    using RuleKeys = std::set< Flowspec::FlowspecKey, Flowspec::FlowspecKeyOrder >;
 
-   ConfigWatcher( Vek::Ptr< Flowspec::Config > config, Vek::Ptr< Flowspec::CliConfig > cliConfig );
+   ConfigWatcher( Configs configs, Vek::Ptr< Flowspec::CliConfig > cliConfig );
    ConfigWatcher( const ConfigWatcher& ) = delete;
    ConfigWatcher& operator=( const ConfigWatcher& ) = delete;
    ~ConfigWatcher() = default;
 
-   const Flowspec::Config& config() const { return *config_; }
+   /// In the order of preference.
+   const Configs& configs() const { return configs_; }
+   /// The rule that counts for a key, or null.
+   Vek::Ptr< Flowspec::RuleConfig > rule( const Flowspec::FlowspecKey& key ) const;
    const Flowspec::CliConfig& cliConfig() const { return *cliConfig_; }
 
    /// Whether something changed that was not taken yet.
@@ -45,7 +53,7 @@ private:
    void watch( Vek::Entity& entity );
    void watchRules( Flowspec::VrfRuleConfig& vrf );
 
-   const Vek::Ptr< Flowspec::Config > config_;
+   const Configs configs_;
    const Vek::Ptr< Flowspec::CliConfig > cliConfig_;
    std::unordered_map< const Vek::Entity*, Vek::Observation > observations_;
    RuleKeys rules_;

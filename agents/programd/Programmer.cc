@@ -7,9 +7,9 @@ namespace Agents {
 using namespace Flowspec;
 using Zorv::IntfId;
 
-Programmer::Programmer( Vek::Ptr< Config > config, Vek::Ptr< CliConfig > cliConfig,
+Programmer::Programmer( ConfigWatcher::Configs configs, Vek::Ptr< CliConfig > cliConfig,
                         Backend& backend, Vek::Ptr< Status > status, Vek::Ptr< Counter > counter )
-   : watcher_( std::move( config ), std::move( cliConfig ) ), backend_( backend ),
+   : watcher_( std::move( configs ), std::move( cliConfig ) ), backend_( backend ),
      status_( std::move( status ) ), counter_( std::move( counter ) ),
      countersWanted_( watcher_.cliConfig().counterUpdateRequestTime() >
                       status_->counterUpdateTime() ) {
@@ -22,12 +22,15 @@ Programmer::Programmer( Vek::Ptr< Config > config, Vek::Ptr< CliConfig > cliConf
 }
 
 bool Programmer::configured() const {
-   const Config& config = watcher_.config();
-   const auto hasRules = []( const auto& member ) {
-      return !member.second->rule().empty() || !member.second->infeasibleRule().empty();
-   };
-   return ( !config.enabledIntf().empty() || !watcher_.cliConfig().enabledIntf().empty() ) &&
-          std::any_of( config.vrfRuleConfig().begin(), config.vrfRuleConfig().end(), hasRules );
+   bool enabled = !watcher_.cliConfig().enabledIntf().empty();
+   bool hasRules = false;
+   for ( const Vek::Ptr< Config >& config : watcher_.configs() ) {
+      enabled = enabled || !config->enabledIntf().empty();
+      for ( const auto& [vrfId, vrf] : config->vrfRuleConfig() ) {
+         hasRules = hasRules || !vrf->rule().empty() || !vrf->infeasibleRule().empty();
+      }
+   }
+   return enabled && hasRules;
 }
 
 bool Programmer::process( double now ) {
@@ -38,8 +41,10 @@ bool Programmer::process( double now ) {
    const bool vrfs = watcher_.takeVrfs();
    if ( interfaces || vrfs ) {
       std::set< Vrf::VrfIdMap::VrfId > configured;
-      for ( const auto& [vrfId, vrf] : watcher_.config().vrfRuleConfig() ) {
-         configured.insert( vrfId );
+      for ( const Vek::Ptr< Config >& config : watcher_.configs() ) {
+         for ( const auto& [vrfId, vrf] : config->vrfRuleConfig() ) {
+            configured.insert( vrfId );
+         }
       }
       writeVrfs( *status_, std::move( configured ), backend_.interfaces() );
    }
@@ -63,8 +68,7 @@ bool Programmer::giveRules() {
    keys.merge( leftOver_ );
    leftOver_.clear();
    for ( const FlowspecKey& key : keys ) {
-      const auto vrf = watcher_.config().vrfRuleConfig( key.vrfId() );
-      if ( const auto rule = vrf ? vrf->rule( key ) : nullptr ) {
+      if ( const auto rule = watcher_.rule( key ) ) {
          backend_.ruleIs( *rule );
       } else {
          backend_.ruleDel( key );
@@ -85,8 +89,10 @@ void Programmer::giveInterfaces() {
    for ( const auto& [intf, name] : cli.sourceVrfOverride() ) {
       interfaces.insert( intf );
    }
-   for ( const IntfId intf : watcher_.config().enabledIntf() ) {
-      interfaces.insert( intf );
+   for ( const Vek::Ptr< Config >& config : watcher_.configs() ) {
+      for ( const IntfId intf : config->enabledIntf() ) {
+         interfaces.insert( intf );
+      }
    }
    members_.clear();
    for ( const auto& [intf, config] : cli.intfInterfaceSetConfig() ) {
@@ -114,8 +120,10 @@ InterfaceSetup Programmer::setupOf( IntfId intf ) const {
    const CliConfig& cli = watcher_.cliConfig();
    const InterfaceEnableConfig enabled = cli.enabledIntf( intf );
    InterfaceSetup setup{ enabled.ipVersion(), cli.sourceVrfOverride( intf ), {} };
-   const auto& everywhere = watcher_.config().enabledIntf();
-   if ( everywhere.find( intf ) != everywhere.end() ) {
+   const auto enables = [intf]( const Vek::Ptr< Config >& config ) {
+      return config->enabledIntf().find( intf ) != config->enabledIntf().end();
+   };
+   if ( std::ranges::any_of( watcher_.configs(), enables ) ) {
       const Profile& profile = backend_.profile();
       setup.enabled.ipv4Is( setup.enabled.ipv4() || profile.family( AddressFamily::ipv4 ) );
       setup.enabled.ipv6Is( setup.enabled.ipv6() || profile.family( AddressFamily::ipv6 ) );

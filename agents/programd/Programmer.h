@@ -8,8 +8,10 @@ namespace Agents {
 /// Programs what is configured into hardware, and keeps the status of it. Used on one thread.
 ///
 /// - A rule is programmed from the VRF that its key names; one filed elsewhere is passed over.
+/// - Of the rules with one key in several roots that of the first root is programmed. When it goes
+///   the next one takes its place at once; if that asks for the same, counters go on.
 /// - Rules apply to packets of the families that `CliConfig` enables on an interface, and of all
-///   that the profile has on an interface that `Config` enables. A VRF in `sourceVrfOverride` of
+///   that the profile has on an interface that a `Config` enables. A VRF in `sourceVrfOverride` of
 ///   `CliConfig` goes before one in `enabledIntf`.
 /// - `interfaceSetCountLimit` limits interface sets further, unless it is 0.
 /// - A rule's status has a new version, and counters of 0, whenever the rule is programmed anew:
@@ -21,9 +23,9 @@ namespace Agents {
 /// published again, what is not is removed. Versions are new, as the counters begin again.
 class Programmer {
 public:
-   /// The configuration is to be complete. Writes what the hardware cannot do; the rest is done by
-   /// `process`.
-   Programmer( Vek::Ptr< Flowspec::Config > config, Vek::Ptr< Flowspec::CliConfig > cliConfig,
+   /// The configuration is to be complete, `configs` in the order of preference. Writes what the
+   /// hardware cannot do; the rest is done by `process`.
+   Programmer( ConfigWatcher::Configs configs, Vek::Ptr< Flowspec::CliConfig > cliConfig,
                Backend& backend, Vek::Ptr< Flowspec::Status > status,
                Vek::Ptr< Flowspec::Counter > counter );
 

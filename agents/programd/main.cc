@@ -9,6 +9,7 @@
 #include "forms/Diagnostics.h"
 #include "match/LinkLayer.h"
 
+#include <algorithm>
 #include <optional>
 
 namespace {
@@ -19,7 +20,7 @@ using Vek::log::Mount;
 
 struct Options {
    DaemonOptions daemon;
-   Vek::String config = "flowspec/config";
+   std::vector< Vek::String > configs{ "flowspec/config", "flowspec/bgp" };
    Vek::String cliConfig = "flowspec/cliconfig";
    Vek::String status = "flowspec/status";
    Vek::String counter = "flowspec/counter";
@@ -33,7 +34,14 @@ void addOptions( CLI::App& app, Options& options ) {
    const auto addRoot = [&]( const char* option, Vek::String& name, const char* help ) {
       app.add_option( option, name, help )->type_name( "NAME" )->capture_default_str();
    };
-   addRoot( "--config", options.config, "Root with the rules" );
+   app.add_option( "--config", options.configs,
+                   "Root with rules; given several times, of two rules with one key that of the "
+                   "first root counts" )
+      ->type_name( "NAME" )
+      ->capture_default_str()
+      ->expected( 1 )
+      ->take_all()
+      ->allow_extra_args( false );
    addRoot( "--cli-config", options.cliConfig, "Root with the interfaces" );
    addRoot( "--status", options.status, "Root for what became of the rules" );
    addRoot( "--counter", options.counter, "Root for their counters" );
@@ -70,19 +78,25 @@ public:
       : options_( options ), tcam_( std::move( profile ) ),
         status_( Flowspec::statusFactory( options.status ) ),
         counter_( Flowspec::counterFactory( options.counter ) ),
-        configReader_( endpoint(), "programd", options.config, directory_ ),
         cliReader_( endpoint(), "programd", options.cliConfig, directory_ ),
         statusWriter_( endpoint(), "programd", *status_ ),
         counterWriter_( endpoint(), "programd", *counter_ ) {
       // There before the state database has them, so that they can be watched.
-      directory_.create( "Flowspec::Config", options.config );
+      for ( const Vek::String& config : options.configs ) {
+         configReaders_.push_back(
+            std::make_unique< Mount >( endpoint(), "programd", config, directory_ ) );
+         directory_.create( "Flowspec::Config", config );
+      }
       directory_.create( "Flowspec::CliConfig", options.cliConfig );
    }
 
    void run() {
       // The configuration is complete before anything is programmed or told.
       const auto configured = [this] { work(); };
-      const MountHandler config( daemon_, configReader_, configured );
+      std::vector< std::unique_ptr< MountHandler > > configs;
+      for ( const auto& reader : configReaders_ ) {
+         configs.push_back( std::make_unique< MountHandler >( daemon_, *reader, configured ) );
+      }
       const MountHandler cli( daemon_, cliReader_, configured );
       if ( !options_.daemon.pidFile.empty() ) {
          daemon_.pidFileIs( options_.daemon.pidFile );
@@ -93,9 +107,15 @@ public:
 private:
    Endpoint endpoint() const { return Endpoint( options_.daemon.endpoint ); }
 
+   template < typename Root >
+   Vek::Ptr< Root > root( const Vek::String& name ) const {
+      return Vek::Ptr( static_cast< Root* >( directory_.entity( name ).get() ) );
+   }
+
    void work() {
       if ( !programmer_ ) {
-         if ( !configReader_.stands() || !cliReader_.stands() ) {
+         const auto stands = []( const auto& reader ) { return reader->stands(); };
+         if ( !std::ranges::all_of( configReaders_, stands ) || !cliReader_.stands() ) {
             return;
          }
          begin();
@@ -112,13 +132,12 @@ private:
    }
 
    void begin() {
-      using Flowspec::CliConfig;
-      using Flowspec::Config;
-      const auto config = directory_.entity( options_.config );
-      const auto cli = directory_.entity( options_.cliConfig );
-      programmer_.emplace( Vek::Ptr( static_cast< Config* >( config.get() ) ),
-                           Vek::Ptr( static_cast< CliConfig* >( cli.get() ) ), tcam_, status_,
-                           counter_ );
+      ConfigWatcher::Configs configs;
+      for ( const Vek::String& config : options_.configs ) {
+         configs.push_back( root< Flowspec::Config >( config ) );
+      }
+      programmer_.emplace( std::move( configs ), root< Flowspec::CliConfig >( options_.cliConfig ),
+                           tcam_, status_, counter_ );
       programmer_->process( now() );
       statusHandler_.emplace( daemon_, statusWriter_ );
       counterHandler_.emplace( daemon_, counterWriter_ );
@@ -165,7 +184,7 @@ private:
    Vek::Directory directory_;
    const Vek::Ptr< Flowspec::Status > status_;
    const Vek::Ptr< Flowspec::Counter > counter_;
-   Mount configReader_;
+   std::vector< std::unique_ptr< Mount > > configReaders_; // in the order of preference
    Mount cliReader_;
    Mount statusWriter_;
    Mount counterWriter_;
@@ -182,6 +201,11 @@ ExitStatus run( int argc, char** argv ) {
    addOptions( app, options );
    if ( const auto status = parse( app, argc, argv ) ) {
       return *status;
+   }
+   for ( const Vek::String& config : options.configs ) {
+      if ( std::ranges::count( options.configs, config ) > 1 ) {
+         return badUsage( app, "--config: " + config + " is given twice" );
+      }
    }
    auto profile = readProfile( options.profile );
    if ( !profile ) {

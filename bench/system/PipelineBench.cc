@@ -200,8 +200,8 @@ Times measured( const Programs& programs, const Vek::String& file, const Vek::St
    const auto status = statusFactory( "flowspec/status" );
    {
       Agents::SoftwareTcam tcam( Agents::Profile::read( profileText ) );
-      Agents::Programmer programmer( config, cliConfigFactory( "flowspec/cliconfig" ), tcam, status,
-                                     counterFactory( "flowspec/counter" ) );
+      Agents::Programmer programmer( { config }, cliConfigFactory( "flowspec/cliconfig" ), tcam,
+                                     status, counterFactory( "flowspec/counter" ) );
       part( "programming", [&] { programmer.process( 1 ); } );
    }
    times.statusMemory = stream( "streaming the status", *status,

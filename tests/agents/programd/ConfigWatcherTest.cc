@@ -27,9 +27,10 @@ protected:
    }
 
    const Vek::Ptr< Config > config_ = configFactory( "config" );
+   const Vek::Ptr< Config > bgp_ = configFactory( "bgp" );
    const Vek::Ptr< CliConfig > cli_ = cliConfigFactory( "cli" );
    const Vek::Ptr< RuleConfig > rule_ = config_->vrfRuleConfigIs( 0 )->ruleIs( first );
-   ConfigWatcher watcher_{ config_, cli_ };
+   ConfigWatcher watcher_{ { config_, bgp_ }, cli_ };
 };
 
 TEST_F( ConfigWatcherTest, BeginsWithAllThatIsThere ) {
@@ -73,6 +74,29 @@ TEST_F( ConfigWatcherTest, NotesTheRulesOfVrfsThatComeAndGo ) {
    vrf->rule( other )->ruleIdIs( 4 );
    vrf->ruleDelAll();
    EXPECT_FALSE( watcher_.changed() );
+}
+
+// A rule counts as long as no root before has one with its key.
+TEST_F( ConfigWatcherTest, OfTwoRulesWithOneKeyThatOfTheFirstRootCounts ) {
+   takeAll();
+   const auto hidden = bgp_->vrfRuleConfigIs( 0 )->ruleIs( first );
+   bgp_->vrfRuleConfigIs( 1 )->ruleIs( other );
+   EXPECT_TRUE( watcher_.takeVrfs() );
+   EXPECT_THAT( watcher_.takeRules(), ElementsAre( first, other ) );
+   EXPECT_EQ( watcher_.rule( first ), rule_ );
+   EXPECT_NE( watcher_.rule( other ), nullptr );
+   EXPECT_EQ( watcher_.rule( second ), nullptr );
+   config_->vrfRuleConfigDel( 0 );
+   EXPECT_THAT( watcher_.takeRules(), ElementsAre( first ) );
+   EXPECT_EQ( watcher_.rule( first ), hidden );
+   hidden->ruleIdIs( 4 );
+   EXPECT_THAT( watcher_.takeRules(), ElementsAre( first ) );
+   bgp_->vrfRuleConfigDelAll();
+   EXPECT_THAT( watcher_.takeRules(), ElementsAre( first, other ) );
+   EXPECT_EQ( watcher_.rule( first ), nullptr );
+   EXPECT_TRUE( watcher_.takeVrfs() );
+   bgp_->enabledIntfIs( Zorv::IntfId( 1 ) );
+   EXPECT_TRUE( watcher_.takeInterfaces() );
 }
 
 TEST_F( ConfigWatcherTest, TellsInterfacesFromRequestsForCounters ) {

@@ -122,6 +122,37 @@ protected:
    std::vector< Mount* > mounts{ &configWriter, &cliWriter, &statusReader, &counterReader };
 };
 
+// A root that nobody writes keeps no other from being programmed; a rule that comes there is, too.
+TEST_F( Programd, RootsAreReadInTheOrderOfPreference ) {
+   add( "10.0.0.0/8" );
+   const auto programd = start(
+      { "--config", "flowspec/none", "--config", "flowspec/config", "--config", "flowspec/bgp" } );
+   EXPECT_TRUE( untilCodeIs( "10.0.0.0/8", programmed ) );
+   EXPECT_THAT( programd->errors(), HasSubstr( "programd: flowspec/none: mounted\n" ) );
+   const auto bgp = configFactory( "flowspec/bgp" );
+   Mount bgpWriter( database.endpoint(), "test", *bgp );
+   mounts.push_back( &bgpWriter );
+   for ( const char* const prefix : { "10.0.0.0/8", "11.0.0.0/8" } ) {
+      const auto rule = bgp->vrfRuleConfigIs( 0 )->ruleIs( ruleTo( prefix ) );
+      ActionFieldSet actions;
+      actions.trafficRatePktIs( true );
+      rule->actionFieldSetIs( actions );
+   }
+   EXPECT_TRUE( untilCodeIs( "11.0.0.0/8", unsupportedAction ) );
+   EXPECT_EQ( statusOf( "10.0.0.0/8" )->statusCode(), programmed );
+   config->vrfRuleConfigDelAll();
+   EXPECT_TRUE( untilCodeIs( "10.0.0.0/8", unsupportedAction ) );
+   bgp->vrfRuleConfigDelAll();
+   EXPECT_TRUE( until( mounts, [&] { return !statusOf( "10.0.0.0/8" ); } ) );
+}
+
+TEST_F( Programd, ARootIsGivenOnce ) {
+   const auto programd = start( { "--config", "a", "--config", "b", "--config", "a" } );
+   EXPECT_EQ( programd->wait(), 2 );
+   EXPECT_EQ( programd->errors(),
+              "programd: --config: a is given twice\nTry 'programd --help'.\n" );
+}
+
 TEST_F( Programd, ProgramsRulesAndReportsWhatBecameOfThem ) {
    add( "10.0.0.0/8" );
    ActionFieldSet redirect;

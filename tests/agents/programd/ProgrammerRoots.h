@@ -13,7 +13,8 @@ protected:
    struct Agent {
       Agent( const ProgrammerRoots& test, const Agents::Profile& profile )
          : tcam( profile ),
-           programmer( test.config_, test.cli_, tcam, test.status_, test.counter_ ) {}
+           programmer( { test.config_, test.bgp_ }, test.cli_, tcam, test.status_, test.counter_ ) {
+      }
 
       Agents::SoftwareTcam tcam;
       Agents::Programmer programmer;
@@ -67,6 +68,7 @@ protected:
    }
 
    const Vek::Ptr< Flowspec::Config > config_ = Flowspec::configFactory( "config" );
+   const Vek::Ptr< Flowspec::Config > bgp_ = Flowspec::configFactory( "bgp" );
    const Vek::Ptr< Flowspec::CliConfig > cli_ = Flowspec::cliConfigFactory( "cli" );
    const Vek::Ptr< Flowspec::Status > status_ = Flowspec::statusFactory( "status" );
    const Vek::Ptr< Flowspec::Counter > counter_ = Flowspec::counterFactory( "counter" );

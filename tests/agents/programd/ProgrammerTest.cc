@@ -207,7 +207,7 @@ TEST_F( ProgrammerTest, TheStatusIsThatOfTheConfigurationWhateverCameBefore ) {
          process();
          const auto fresh = statusFactory( "fresh" );
          SoftwareTcam tcam( profile );
-         Programmer( config_, cli_, tcam, fresh, counter_ ).process( 0 );
+         Programmer( { config_ }, cli_, tcam, fresh, counter_ ).process( 0 );
          ASSERT_EQ( described( *status_ ), described( *fresh ) ) << step;
       }
    }
