@@ -1,4 +1,4 @@
-#include "Flowspec/Modules.h"
+#include "Flowspec/LibraryLoader.h"
 #include "Flowspec/config/CliConfig.h"
 #include "Flowspec/config/Config.h"
 #include "Flowspec/status/Counter.h"

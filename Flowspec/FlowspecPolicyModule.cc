@@ -1,4 +1,4 @@
-#include "Flowspec/Modules.h"
+#include "Flowspec/LibraryLoader.h"
 #include "Flowspec/policy/FlowspecPolicyConfig.h"
 #include "Vek/types/ValueInfo.h"
 

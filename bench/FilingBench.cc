@@ -11,7 +11,7 @@
 namespace {
 
 using namespace Flowspec;
-using namespace Flowspec::Configd;
+using namespace Agents;
 
 // All rules as lines of JSON, and as they are read from those.
 struct Input {
@@ -24,7 +24,7 @@ struct Input {
          R"(,"action":{"redirect":{"vrf":7,"copy":true},"markDscp":"af21"}})", "}" };
       for ( const FlowspecKey& key : Bench::rules( Bench::ruleCount ) ) {
          std::string& line = lines.emplace_back();
-         Tools::appendKeyJson( line, key );
+         Forms::appendKeyJson( line, key );
          line.pop_back();
          line += actions[lines.size() % std::size( actions )];
       }

@@ -7,7 +7,9 @@
 #include <cmath>
 #include <limits>
 
-namespace Flowspec::Tools {
+namespace Forms {
+
+using namespace Flowspec;
 
 // The forms below list what an action is made of.
 static_assert( Vek::listsRows< ActionFieldSet, 8 > );
@@ -277,4 +279,4 @@ Vek::String actionText( const RuleAction& action ) {
    return text.empty() ? "permit" : text;
 }
 
-} // namespace Flowspec::Tools
+} // namespace Forms

@@ -22,19 +22,19 @@
 /// `drop`, `sample`, `continue` and `copy` are truth values; false is as good as none. All may
 /// stand together but `drop` with `rateLimit`, `markDscp` or `redirect`. An object that asks for
 /// nothing permits.
-namespace Flowspec::Tools {
+namespace Forms {
 
 /// Reads an action. A reason, which names the member and what is wrong with it, when `json` is
 /// none; `action` is then unchanged. A rate is kept with the precision of a `float`.
 [[nodiscard]] std::optional< Vek::String > readAction( const nlohmann::json& json,
-                                                       RuleAction& action );
+                                                       Flowspec::RuleAction& action );
 
 /// The object from which `readAction` reads an equal action, for one that it gave. A DSCP that has
 /// a name goes by it.
-nlohmann::json actionJson( const RuleAction& action );
+nlohmann::json actionJson( const Flowspec::RuleAction& action );
 
 /// What is done, in words for people, as in "at most 1250000 bytes/s, mark af21, copy to VRF 7";
 /// "permit" when nothing is asked for.
-Vek::String actionText( const RuleAction& action );
+Vek::String actionText( const Flowspec::RuleAction& action );
 
-} // namespace Flowspec::Tools
+} // namespace Forms

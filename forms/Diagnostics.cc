@@ -7,7 +7,7 @@
 
 #include <unistd.h>
 
-namespace Flowspec::Tools {
+namespace Forms {
 
 namespace {
 
@@ -44,4 +44,4 @@ void reportFile( std::string_view file, std::string_view message ) {
    report( Vek::String( file ), "error", message );
 }
 
-} // namespace Flowspec::Tools
+} // namespace Forms

@@ -9,7 +9,7 @@
 /// `FILE:LINE: error: MESSAGE`, or `FILE:LINE:COLUMN: error: MESSAGE` where the column is not 0.
 /// "error:" is red where the terminal may be coloured. What is shown of the input went through
 /// `printable`.
-namespace Flowspec::Tools {
+namespace Forms {
 
 /// Whether text on `fd` may be coloured: it is a terminal, and NO_COLOR is not set or empty.
 bool mayColour( int fd );
@@ -22,4 +22,4 @@ void warnLine( std::string_view file, U64 line, std::string_view message, U64 co
 /// About a file as a whole, or, with the program's name as `file`, about none.
 void reportFile( std::string_view file, std::string_view message );
 
-} // namespace Flowspec::Tools
+} // namespace Forms

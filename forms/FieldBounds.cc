@@ -2,7 +2,9 @@
 
 #include <bit>
 
-namespace Flowspec::Tools {
+namespace Forms {
+
+using namespace Flowspec;
 
 namespace {
 
@@ -46,4 +48,4 @@ Reason beyondField( const FlowspecKey& key ) {
    return std::nullopt;
 }
 
-} // namespace Flowspec::Tools
+} // namespace Forms

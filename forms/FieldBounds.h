@@ -3,7 +3,7 @@
 #include "Flowspec/key/FlowspecKey.h"
 #include "forms/KeyForms.h"
 
-namespace Flowspec::Tools {
+namespace Forms {
 
 /// A warning about the first term whose value says something that no packet's field has; nothing
 /// when there is none. Such a rule is matched by its meaning, which may not be what was wanted:
@@ -14,6 +14,6 @@ namespace Flowspec::Tools {
 /// - "bits 0x10 of fragment do not count"; in IPv6 neither does 0x1, "don't fragment"
 ///
 /// The key must be one that `matchSetFromKey` takes apart.
-Reason beyondField( const FlowspecKey& key );
+Reason beyondField( const Flowspec::FlowspecKey& key );
 
-} // namespace Flowspec::Tools
+} // namespace Forms

@@ -2,7 +2,7 @@
 
 #include "forms/JsonMembers.h"
 
-namespace Flowspec::Tools {
+namespace Forms {
 
 namespace {
 
@@ -130,4 +130,4 @@ std::optional< Vek::String > readFilterJson( std::string_view text,
    return std::nullopt;
 }
 
-} // namespace Flowspec::Tools
+} // namespace Forms

@@ -14,11 +14,11 @@
 /// Every member may be left out; an empty one is no criterion. A range is a number, or an array of
 /// its lowest and its highest value. `icmpTypes` holds objects of `type`, a range, and `codes`,
 /// ranges. `fragment` is the name of a fragment type, or null.
-namespace Flowspec::Tools {
+namespace Forms {
 
 /// Reads a filter. A reason, which names the member and what is wrong with it, when the text is
 /// none; `filter` is then unchanged.
 [[nodiscard]] std::optional< Vek::String >
 readFilterJson( std::string_view text, Vek::Ptr< const Classification::StructuredFilter >& filter );
 
-} // namespace Flowspec::Tools
+} // namespace Forms

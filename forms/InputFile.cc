@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace Flowspec::Tools {
+namespace Forms {
 
 bool isPassedOver( std::string_view line ) {
    const std::size_t first = line.find_first_not_of( " \t\r\v\f" );
@@ -20,4 +20,4 @@ InputFile::~InputFile() {
    }
 }
 
-} // namespace Flowspec::Tools
+} // namespace Forms

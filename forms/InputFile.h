@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-namespace Flowspec::Tools {
+namespace Forms {
 
 /// Whether a line says nothing: it is blank or begins with "#".
 bool isPassedOver( std::string_view line );
@@ -28,4 +28,4 @@ private:
    int fd_;
 };
 
-} // namespace Flowspec::Tools
+} // namespace Forms

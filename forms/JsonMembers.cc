@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-namespace Flowspec::Tools::JsonMembers {
+namespace Forms::JsonMembers {
 
 namespace {
 
@@ -237,4 +237,4 @@ const Json& array( const Json& json, const Vek::String& name ) {
    return json;
 }
 
-} // namespace Flowspec::Tools::JsonMembers
+} // namespace Forms::JsonMembers

@@ -9,7 +9,7 @@
 #include <nlohmann/json.hpp>
 
 /// Reading JSON objects whose members are known, with complaints that name the member.
-namespace Flowspec::Tools::JsonMembers {
+namespace Forms::JsonMembers {
 
 using Json = nlohmann::json;
 
@@ -55,4 +55,4 @@ void forEachElement( const Json& json, const Vek::String& name, Read read ) {
    }
 }
 
-} // namespace Flowspec::Tools::JsonMembers
+} // namespace Forms::JsonMembers

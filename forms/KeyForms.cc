@@ -7,7 +7,9 @@
 #include "wire/NlriDecoder.h"
 #include "wire/NlriEncoder.h"
 
-namespace Flowspec::Tools {
+namespace Forms {
+
+using namespace Flowspec;
 
 namespace {
 
@@ -253,4 +255,4 @@ void appendRule( Form form, const Rule& rule, Vek::String& out ) {
    }
 }
 
-} // namespace Flowspec::Tools
+} // namespace Forms

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "forms/Rule.h"
+#include "forms/dialects/Dialect.h"
 
 #include <span>
 
 /// The texts of a rule by name, for tools that let their users choose.
-namespace Flowspec::Tools {
+namespace Forms {
 
 enum class Form : U8 {
    cli,
@@ -61,7 +61,7 @@ using Reason = std::optional< Vek::String >;
                                                         Rule& rule );
 
 /// Makes the key equal to a default one and keeps the memory that it holds.
-void clear( FlowspecKey& key );
+void clear( Flowspec::FlowspecKey& key );
 
 /// Why `appendRule` may not be called for this rule; nothing when it may. The forms with a
 /// distinguisher want the rule to have one.
@@ -70,4 +70,4 @@ void clear( FlowspecKey& key );
 /// Appends the text of a rule. Only for what `unwritable` admits.
 void appendRule( Form form, const Rule& rule, Vek::String& out );
 
-} // namespace Flowspec::Tools
+} // namespace Forms

@@ -2,7 +2,9 @@
 
 #include "Flowspec/key/FlowspecKeyReader.h"
 
-namespace Flowspec::Tools {
+namespace Forms {
+
+using namespace Flowspec;
 
 namespace {
 
@@ -102,4 +104,4 @@ void appendJsonString( Vek::String& text, std::string_view string ) {
    out << '"';
 }
 
-} // namespace Flowspec::Tools
+} // namespace Forms

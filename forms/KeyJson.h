@@ -15,24 +15,25 @@
 /// with its length code. Where setting those terms again would not give the same words (an unknown
 /// type, 8 bytes, half of a 4-byte value, a value wider than its length), `words` stands in the
 /// place of `terms` and lists the words as numbers.
-namespace Flowspec::Tools {
+namespace Forms {
 
 /// Why the key has no JSON text: its indices have holes. Nothing when it has one.
-[[nodiscard]] std::optional< Vek::String > unwritableJson( const FlowspecKey& key );
+[[nodiscard]] std::optional< Vek::String > unwritableJson( const Flowspec::FlowspecKey& key );
 
 /// Appends the text of a key that `unwritableJson` admits.
-void appendKeyJson( Vek::String& out, const FlowspecKey& key );
+void appendKeyJson( Vek::String& out, const Flowspec::FlowspecKey& key );
 
 /// Fills `key`, which equals a default one, from its text. All members must be there, each once,
 /// of `terms` and `words` one; their order does not matter. Otherwise the result names the member
 /// and what is wrong with it, and `key` holds what was read before.
-[[nodiscard]] std::optional< Vek::String > readKeyJson( std::string_view text, FlowspecKey& key );
+[[nodiscard]] std::optional< Vek::String > readKeyJson( std::string_view text,
+                                                        Flowspec::FlowspecKey& key );
 
 /// The same from an object that was parsed: for one that holds more than a key, once that is taken
 /// out of it. Raises `JsonMembers::BadJson`.
-void readKeyMembers( const nlohmann::json& object, FlowspecKey& key );
+void readKeyMembers( const nlohmann::json& object, Flowspec::FlowspecKey& key );
 
 /// Appends `text` as a JSON string. Bytes above 127 go as they are: they are to be UTF-8.
 void appendJsonString( Vek::String& out, std::string_view text );
 
-} // namespace Flowspec::Tools
+} // namespace Forms

@@ -4,7 +4,9 @@
 
 #include <limits>
 
-namespace Flowspec::Tools {
+namespace Forms {
+
+using namespace Flowspec;
 
 namespace {
 
@@ -109,4 +111,4 @@ std::optional< Vek::String > readKeyJson( std::string_view text, FlowspecKey& ke
    return std::nullopt;
 }
 
-} // namespace Flowspec::Tools
+} // namespace Forms

@@ -6,7 +6,7 @@
 
 #include <unistd.h>
 
-namespace Flowspec::Tools {
+namespace Forms {
 
 LineReader::LineReader( int fd, std::function< void() > beforeRead )
    : fd_( fd ), beforeRead_( std::move( beforeRead ) ), buffer_( 2 * blockSize ) {}
@@ -68,4 +68,4 @@ bool LineReader::fill() {
    return true;
 }
 
-} // namespace Flowspec::Tools
+} // namespace Forms

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Flowspec::Tools {
+namespace Forms {
 
 /// Takes the lines off a file descriptor. Reads large blocks and finds line ends in them, so that a
 /// line costs neither a system call nor an allocation. Memory grows with the longest line, up to
@@ -55,4 +55,4 @@ private:
    bool tooLong_ = false; // the front of the line in work was dropped
 };
 
-} // namespace Flowspec::Tools
+} // namespace Forms

@@ -4,7 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
-namespace Flowspec::Tools {
+namespace Forms {
+
+using namespace Flowspec;
 
 namespace {
 
@@ -76,4 +78,4 @@ Json matchSetJson( const RuleConfig::MatchSet& matchSet ) {
    return json;
 }
 
-} // namespace Flowspec::Tools
+} // namespace Forms

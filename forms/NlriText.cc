@@ -2,7 +2,7 @@
 
 #include <array>
 
-namespace Flowspec::Tools {
+namespace Forms {
 
 namespace {
 
@@ -57,4 +57,4 @@ void appendHex( Vek::String& out, std::span< const U8 > octets ) {
    }
 }
 
-} // namespace Flowspec::Tools
+} // namespace Forms

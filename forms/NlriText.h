@@ -9,7 +9,7 @@
 
 /// Octets as text: two hexadecimal digits each, in either case, with blanks or colons between
 /// octets or nothing.
-namespace Flowspec::Tools {
+namespace Forms {
 
 /// Replaces `octets` by those of `text`. The position of the character that is none of such a text,
 /// or its size when the last octet has one digit only.
@@ -19,4 +19,4 @@ namespace Flowspec::Tools {
 /// Appends the octets in lower case with nothing between them.
 void appendHex( Vek::String& out, std::span< const U8 > octets );
 
-} // namespace Flowspec::Tools
+} // namespace Forms

@@ -2,7 +2,7 @@
 
 #include "Vek/text/Text.h"
 
-namespace Flowspec::Tools {
+namespace Forms {
 
 void appendPrintable( Vek::String& out, std::string_view text ) {
    static constexpr char digits[] = "0123456789abcdef";
@@ -33,4 +33,4 @@ Vek::String printable( std::string_view text ) {
    return out;
 }
 
-} // namespace Flowspec::Tools
+} // namespace Forms

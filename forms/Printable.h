@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-namespace Flowspec::Tools {
+namespace Forms {
 
 /// Appends `text` as it may stand on a terminal and in a JSON string of ASCII: control characters
 /// and bytes above 126 as `\xNN`.
@@ -13,4 +13,4 @@ void appendPrintable( Vek::String& out, std::string_view text );
 /// The same for a message; of a text that is longer than 1,000 bytes the middle is left out.
 Vek::String printable( std::string_view text );
 
-} // namespace Flowspec::Tools
+} // namespace Forms

@@ -6,7 +6,9 @@
 
 namespace {
 
-using namespace Flowspec::Tools;
+using namespace Flowspec;
+using namespace Forms;
+using namespace Tools;
 
 // What the command prints.
 Vek::String decoded( const Vek::String& file, bool json ) {

@@ -3,7 +3,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t* data, std::size_t size ) {
    Vek::Ptr< const Classification::StructuredFilter > filter;
-   if ( const auto fault = Flowspec::Tools::readFilterJson( Fuzz::text( data, size ), filter ) ) {
+   if ( const auto fault = Forms::readFilterJson( Fuzz::text( data, size ), filter ) ) {
       Fuzz::require( !fault->empty(), "a fault has words" );
       Fuzz::require( !filter, "a filter that was not read is unchanged" );
       return 0;

@@ -3,15 +3,14 @@
 
 extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t* data, std::size_t size ) {
    Flowspec::FlowspecKey key;
-   if ( Flowspec::Tools::readKeyJson( Fuzz::text( data, size ), key ) ) {
+   if ( Forms::readKeyJson( Fuzz::text( data, size ), key ) ) {
       return 0;
    }
    Fuzz::checkForms( key );
-   Fuzz::require( !Flowspec::Tools::unwritableJson( key ), "what was read has no holes" );
+   Fuzz::require( !Forms::unwritableJson( key ), "what was read has no holes" );
    Vek::String written;
-   Flowspec::Tools::appendKeyJson( written, key );
+   Forms::appendKeyJson( written, key );
    Flowspec::FlowspecKey read;
-   Fuzz::require( !Flowspec::Tools::readKeyJson( written, read ) && read == key,
-                  "the key reads back" );
+   Fuzz::require( !Forms::readKeyJson( written, read ) && read == key, "the key reads back" );
    return 0;
 }

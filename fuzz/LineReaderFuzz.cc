@@ -8,7 +8,7 @@
 
 namespace {
 
-using Flowspec::Tools::LineReader;
+using Forms::LineReader;
 
 // The lines that a text has, the slow way.
 std::vector< std::string > linesOf( std::string_view text ) {

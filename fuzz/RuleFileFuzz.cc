@@ -8,7 +8,7 @@
 namespace {
 
 using namespace Flowspec;
-using namespace Flowspec::Configd;
+using namespace Agents;
 
 // The lines of the input, of which the first byte chooses the form.
 RuleFile readLines( std::string_view text ) {
@@ -29,13 +29,13 @@ RuleFile readLines( std::string_view text ) {
 
 // A rule written as JSON is the same rule.
 void checkText( const FiledRule& rule ) {
-   if ( Tools::unwritableJson( rule.key ) ) {
+   if ( Forms::unwritableJson( rule.key ) ) {
       return;
    }
    Vek::String text;
-   Tools::appendKeyJson( text, rule.key );
+   Forms::appendKeyJson( text, rule.key );
    auto line = nlohmann::json::parse( text );
-   line["action"] = Tools::actionJson( rule.action );
+   line["action"] = Forms::actionJson( rule.action );
    line["ruleId"] = rule.ruleId;
    RuleReader reader( "again", *ruleForm( ".json" ), {} );
    reader.line( rule.line, line.dump() );

@@ -2,7 +2,7 @@
 
 #include "Flowspec/key/TermWords.h"
 #include "Flowspec/vocab/InterfaceSetId.h"
-#include "Vek/collections/Discriminator.h"
+#include "Vek/collections/KeyPrefix.h"
 #include "Vek/types/Ptr.h"
 #include "Vrf/VrfIdMap.h"
 #include "Zorv/IpGenPrefix.h"
@@ -260,7 +260,7 @@ struct OSK_EXPORT FlowspecKeyOrder {
 
    /// The beginning of a key as a string of bits: keys with different ones are ordered as these
    /// are. Within a VRF it holds the prefixes and two or three words of an IPv4 rule.
-   static Vek::Discriminator discriminator( const FlowspecKey& key );
+   static Vek::KeyPrefix keyPrefix( const FlowspecKey& key );
 };
 
 /// Writes the command-line form; the state of the stream does not matter.

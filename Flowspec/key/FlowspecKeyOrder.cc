@@ -28,7 +28,7 @@ public:
    }
 
    // 0 behind what was appended, which is not nothing.
-   Vek::Discriminator value() const {
+   Vek::KeyPrefix value() const {
       const U128 bits = bits_ << ( size - used_ );
       return { static_cast< U64 >( bits >> 64 ), static_cast< U64 >( bits ) };
    }
@@ -111,7 +111,7 @@ void putWord( OrderedBits& bits, U64 member, std::size_t place ) {
 
 } // namespace
 
-Vek::Discriminator FlowspecKeyOrder::discriminator( const FlowspecKey& key ) {
+Vek::KeyPrefix FlowspecKeyOrder::keyPrefix( const FlowspecKey& key ) {
    OrderedBits bits;
    putVrf( bits, key.vrfId() );
    putFamily( bits, key.addressFamily() );

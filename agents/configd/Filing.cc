@@ -5,7 +5,9 @@
 
 #include <algorithm>
 
-namespace Flowspec::Configd {
+namespace Agents {
+
+using namespace Flowspec;
 
 namespace {
 
@@ -125,7 +127,7 @@ private:
          return;
       }
       ++( result.outcome == Outcome::feasible ? filed_.feasible : filed_.infeasible );
-      if ( auto warning = Tools::beyondField( planned.key() ) ) {
+      if ( auto warning = Forms::beyondField( planned.key() ) ) {
          doubtful_.push_back( { planned, *std::move( warning ) } );
       }
    }
@@ -166,4 +168,4 @@ private:
 
 Filed Filing::apply( std::span< const RuleFile > files ) { return Run( config_, files ).run(); }
 
-} // namespace Flowspec::Configd
+} // namespace Agents

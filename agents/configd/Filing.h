@@ -5,7 +5,7 @@
 
 #include <span>
 
-namespace Flowspec::Configd {
+namespace Agents {
 
 /// What became of the rules of all files.
 struct Filed {
@@ -17,7 +17,7 @@ struct Filed {
    /// rule before them has. By files, then by lines; the files' own errors are not among them.
    std::vector< RuleError > errors{};
    /// What to tell of rules that are filed but ask for values that no packet has
-   /// (`Tools::beyondField`), in the same order.
+   /// (`Forms::beyondField`), in the same order.
    std::vector< RuleError > warnings{};
 };
 
@@ -26,7 +26,7 @@ struct Filed {
 /// comes, and rules are filed as `Agents::RuleFiler` does.
 class Filing {
 public:
-   explicit Filing( Vek::Ptr< Config > config ) : config_( std::move( config ) ) {}
+   explicit Filing( Vek::Ptr< Flowspec::Config > config ) : config_( std::move( config ) ) {}
 
    /// Makes the configuration hold the rules of `files` and no others. Of rules with equal keys the
    /// first one counts. A VRF without rules of either kind is dropped. Within a VRF rules go and
@@ -34,7 +34,7 @@ public:
    Filed apply( std::span< const RuleFile > files );
 
 private:
-   Vek::Ptr< Config > config_;
+   Vek::Ptr< Flowspec::Config > config_;
 };
 
-} // namespace Flowspec::Configd
+} // namespace Agents

@@ -3,7 +3,9 @@
 #include "Vek/text/Text.h"
 #include "forms/Diagnostics.h"
 
-namespace Flowspec::Configd {
+namespace Agents {
+
+using namespace Flowspec;
 
 void Report::errors( std::span< const RuleError > errors ) {
    for ( const RuleError& error : errors ) {
@@ -14,9 +16,9 @@ void Report::errors( std::span< const RuleError > errors ) {
       }
       ++count.told;
       if ( error.line ) {
-         Tools::reportLine( error.file, error.line, error.reason, error.column );
+         Forms::reportLine( error.file, error.line, error.reason, error.column );
       } else {
-         Tools::reportFile( error.file, error.reason );
+         Forms::reportFile( error.file, error.reason );
       }
    }
 }
@@ -29,7 +31,7 @@ void Report::warnings( std::span< const RuleError > warnings ) {
          continue;
       }
       ++count.told;
-      Tools::warnLine( warning.file, warning.line, warning.reason, warning.column );
+      Forms::warnLine( warning.file, warning.line, warning.reason, warning.column );
    }
 }
 
@@ -44,4 +46,4 @@ std::vector< Vek::String > Report::rest() const {
    return texts;
 }
 
-} // namespace Flowspec::Configd
+} // namespace Agents

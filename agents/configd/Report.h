@@ -5,7 +5,7 @@
 #include <map>
 #include <span>
 
-namespace Flowspec::Configd {
+namespace Agents {
 
 /// Tells on standard error what is wrong with the lines of files. A file may have a hundred
 /// thousand bad lines: the first ten of each are told, the others counted. One report is for one
@@ -34,4 +34,4 @@ private:
    std::map< Vek::String, Count > files_;
 };
 
-} // namespace Flowspec::Configd
+} // namespace Agents

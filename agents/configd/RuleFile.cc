@@ -9,7 +9,9 @@
 
 #include <sys/stat.h>
 
-namespace Flowspec::Configd {
+namespace Agents {
+
+using namespace Flowspec;
 
 namespace {
 
@@ -74,8 +76,8 @@ std::optional< RuleForm > ruleForm( std::string_view file ) {
    if ( const auto* const dialect = Forms::dialectOf( ending == "jsonl" ? "json" : ending ) ) {
       return RuleForm{ .dialect = dialect };
    }
-   const auto form = Tools::formOf( ending );
-   return form && Tools::info( *form ).readable ? std::optional( RuleForm{ .form = *form } )
+   const auto form = Forms::formOf( ending );
+   return form && Forms::info( *form ).readable ? std::optional( RuleForm{ .form = *form } )
                                                 : std::nullopt;
 }
 
@@ -124,12 +126,12 @@ std::optional< Fault > RuleReader::readText( U64 first, std::string_view text, F
          return fault;
       }
    } else {
-      Tools::clear( textRule_.key );
+      Forms::clear( textRule_.key );
       // Octets can be read by one who knows the family only.
-      if ( !Tools::info( form_.form ).hasInstance && defaults_.family ) {
+      if ( !Forms::info( form_.form ).hasInstance && defaults_.family ) {
          textRule_.key.addressFamilyIs( *defaults_.family );
       }
-      if ( auto reason = Tools::readRule( form_.form, text, textRule_ ) ) {
+      if ( auto reason = Forms::readRule( form_.form, text, textRule_ ) ) {
          return Fault{ 1, 0, *std::move( reason ) };
       }
       rule.key = textRule_.key;
@@ -140,7 +142,7 @@ std::optional< Fault > RuleReader::readText( U64 first, std::string_view text, F
 }
 
 void RuleReader::line( U64 number, std::string_view text ) {
-   if ( !Tools::isPassedOver( text ) ) {
+   if ( !Forms::isPassedOver( text ) ) {
       lines_.line( number, text,
                    [&]( U64 first, std::string_view whole ) { take( first, whole ); } );
    }
@@ -184,13 +186,13 @@ RuleFile readRuleFile( const Vek::String& file, const RuleDefaults& defaults ) {
    if ( ::stat( file.c_str(), &status ) == 0 && !S_ISREG( status.st_mode ) ) {
       return unreadable( file, "not a regular file" );
    }
-   const Tools::InputFile input( file );
+   const Forms::InputFile input( file );
    if ( input.fd() < 0 ) {
       return unreadable( file, "cannot open", errno );
    }
    RuleReader rules( file, *form, defaults );
-   Tools::LineReader lines( input.fd(), [] {} );
-   using Result = Tools::LineReader::Result;
+   Forms::LineReader lines( input.fd(), [] {} );
+   using Result = Forms::LineReader::Result;
    std::string_view line;
    for ( ;; ) {
       switch ( lines.next( line ) ) {
@@ -199,7 +201,7 @@ RuleFile readRuleFile( const Vek::String& file, const RuleDefaults& defaults ) {
          break;
       case Result::tooLong:
          rules.badLine( lines.lineNumber(), Vek::concat( "the line is longer than ",
-                                                         Tools::LineReader::maxLine, " bytes" ) );
+                                                         Forms::LineReader::maxLine, " bytes" ) );
          break;
       case Result::failed:
          return unreadable( file, "cannot read", lines.error() );
@@ -209,4 +211,4 @@ RuleFile readRuleFile( const Vek::String& file, const RuleDefaults& defaults ) {
    }
 }
 
-} // namespace Flowspec::Configd
+} // namespace Agents

@@ -21,12 +21,12 @@
 ///   have them, which may span lines in some.
 ///
 /// Blank lines and those that begin with "#" say nothing.
-namespace Flowspec::Configd {
+namespace Agents {
 
 /// A rule as a file has it.
 struct FiledRule {
-   FlowspecKey key;
-   RuleAction action;
+   Flowspec::FlowspecKey key;
+   Flowspec::RuleAction action;
    U64 ruleId = 0;
    U64 line = 0; ///< where it stands, from 1 on
 
@@ -64,7 +64,7 @@ struct RuleFile {
 
 /// How the rules of a file are written: a form of keys, or a dialect.
 struct RuleForm {
-   Tools::Form form = Tools::Form::cli; ///< when there is no dialect
+   Forms::Form form = Forms::Form::cli; ///< when there is no dialect
    const Forms::Dialect* dialect = nullptr;
 
    bool operator==( const RuleForm& ) const = default;
@@ -75,7 +75,7 @@ std::optional< RuleForm > ruleForm( std::string_view file );
 
 /// The identifier of a rule that comes without one: a number made of all of its key, the same on
 /// every machine and with every build, wherever the rule stands in its file.
-U64 defaultRuleId( const FlowspecKey& key );
+U64 defaultRuleId( const Flowspec::FlowspecKey& key );
 
 /// Reads the lines of one file, wherever they come from. A line that is wrong is an error, and the
 /// others are kept; so is a rule with the key of one before it.
@@ -121,7 +121,7 @@ private:
    Forms::Context context_; // of the defaults
    Forms::RuleLines lines_;
    std::unordered_set< std::size_t, KeyHash, KeyEqual > known_;
-   Tools::Rule textRule_;
+   Forms::Rule textRule_;
    std::vector< Forms::Fault > remarks_; // of the rule in work
 };
 
@@ -130,4 +130,4 @@ private:
 /// line.
 RuleFile readRuleFile( const Vek::String& file, const RuleDefaults& defaults );
 
-} // namespace Flowspec::Configd
+} // namespace Agents

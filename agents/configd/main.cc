@@ -13,13 +13,13 @@
 namespace {
 
 using namespace Agents;
-using Flowspec::Configd::Filed;
-using Flowspec::Configd::Filing;
-using Flowspec::Configd::readRuleFile;
-using Flowspec::Configd::Report;
-using Flowspec::Configd::RuleDefaults;
-using Flowspec::Configd::RuleError;
-using Flowspec::Configd::RuleFile;
+using Agents::Filed;
+using Agents::Filing;
+using Agents::readRuleFile;
+using Agents::Report;
+using Agents::RuleDefaults;
+using Agents::RuleError;
+using Agents::RuleFile;
 
 struct Options {
    DaemonOptions daemon;

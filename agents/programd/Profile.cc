@@ -9,10 +9,10 @@ namespace Agents {
 
 namespace {
 
-using Flowspec::Tools::JsonMembers::BadJson;
-using Flowspec::Tools::JsonMembers::Json;
-using Flowspec::Tools::JsonMembers::Lines;
-using Flowspec::Tools::JsonMembers::parsedObject;
+using Forms::JsonMembers::BadJson;
+using Forms::JsonMembers::Json;
+using Forms::JsonMembers::Lines;
+using Forms::JsonMembers::parsedObject;
 using Zorv::AddressFamily;
 
 // The interfaces are a list of objects in the profile's.
@@ -178,7 +178,7 @@ private:
 };
 
 Profile Profile::read( std::string_view json ) {
-   using Flowspec::Tools::printable;
+   using Forms::printable;
    Lines lines;
    try {
       return ProfileReader::read( parsedObject( json, maxDepth, "profile", lines ) );

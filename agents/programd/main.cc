@@ -61,7 +61,7 @@ std::optional< Profile > readProfile( const Vek::String& file ) {
    try {
       return Profile::read( readTextFile( file ) );
    } catch ( const ProfileError& error ) {
-      Flowspec::Tools::reportLine( file, error.line(), error.what() );
+      Forms::reportLine( file, error.line(), error.what() );
       return std::nullopt;
    }
 }

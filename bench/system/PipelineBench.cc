@@ -52,7 +52,7 @@ Vek::String ruleLines( U32 count ) {
       }
       key.vrfIdIs( 0 );
       if ( known.insert( key ).second ) {
-         Tools::appendKeyJson( lines, key );
+         Forms::appendKeyJson( lines, key );
          lines.pop_back();
          lines += R"(,"action":{"drop":true}})"
                   "\n";
@@ -181,11 +181,11 @@ Times measured( const Programs& programs, const Vek::String& file, const Vek::St
    const auto part = [&]( const char* name, const std::function< void() >& work ) {
       times.parts.emplace_back( name, secondsOf( work ) );
    };
-   std::vector< Configd::RuleFile > files( 1 );
-   part( "reading the file", [&] { files[0] = Configd::readRuleFile( file, {} ); } );
+   std::vector< Agents::RuleFile > files( 1 );
+   part( "reading the file", [&] { files[0] = Agents::readRuleFile( file, {} ); } );
    const auto config = configFactory( "flowspec/config" );
    part( "filing", [&] {
-      if ( Configd::Filing( config ).apply( files ).added != count ) {
+      if ( Agents::Filing( config ).apply( files ).added != count ) {
          fail( "not all rules can be filed" );
       }
    } );

@@ -13,8 +13,8 @@ namespace Forms {
 
 namespace {
 
-using Flowspec::Tools::appendHex;
-using Flowspec::Tools::readHex;
+using Forms::appendHex;
+using Forms::readHex;
 using Zorv::AddressFamily;
 
 constexpr std::string_view extendedWord = "communities";

@@ -9,7 +9,7 @@ namespace Forms {
 
 namespace {
 
-using namespace Flowspec::Tools::JsonMembers;
+using namespace Forms::JsonMembers;
 using Zorv::AddressFamily;
 
 // Of the color in the policy of a redirect of an action.
@@ -42,7 +42,7 @@ void takeMember( Json& object, const char* name, Read read ) {
 
 void readObject( Json object, Rule& rule ) {
    takeMember( object, "action", [&]( const Json& json ) {
-      if ( auto reason = Flowspec::Tools::readAction( json, rule.action ) ) {
+      if ( auto reason = Forms::readAction( json, rule.action ) ) {
          throw BadJson{ *std::move( reason ) };
       }
    } );
@@ -52,7 +52,7 @@ void readObject( Json object, Rule& rule ) {
         found != object.end() && found->is_null() ) {
       *found = stringValue( AddressFamily::none );
    }
-   Flowspec::Tools::readKeyMembers( object, rule.key );
+   Forms::readKeyMembers( object, rule.key );
 }
 
 } // namespace
@@ -72,12 +72,12 @@ void readRuleJson( Cursor& text, const Context& context, Rule& rule, std::vector
 }
 
 void appendRuleJson( const Rule& rule, const Context& context, Vek::String& out ) {
-   if ( auto reason = Flowspec::Tools::unwritableJson( rule.key ) ) {
+   if ( auto reason = Forms::unwritableJson( rule.key ) ) {
       throw Inexpressible{ *std::move( reason ) };
    }
-   Flowspec::Tools::appendKeyJson( out, rule.key );
+   Forms::appendKeyJson( out, rule.key );
    out.pop_back();
-   if ( const Json action = Flowspec::Tools::actionJson( rule.action );
+   if ( const Json action = Forms::actionJson( rule.action );
         !action.empty() && !context.matchOnly ) {
       out += R"(,"action":)" + action.dump();
    }

@@ -8,7 +8,10 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-namespace Flowspec::Tools {
+namespace Forms {
+
+using namespace Flowspec;
+
 namespace {
 
 RuleAction read( const char* text ) {
@@ -196,4 +199,4 @@ TEST( ActionJson, WhatIsWrittenReadsBack ) {
 }
 
 } // namespace
-} // namespace Flowspec::Tools
+} // namespace Forms

@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace Flowspec::Tools;
+using namespace Forms;
 
 TEST( Diagnostics, OnlyTerminalsAreColoured ) {
    ::unsetenv( "NO_COLOR" );

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
-namespace Flowspec::Tools {
+namespace Forms {
+
+using namespace Flowspec;
+
 namespace {
 
 using Zorv::AddressFamily;
@@ -41,4 +44,4 @@ TEST( FieldBounds, WhatIsBeyondIsTold ) {
 }
 
 } // namespace
-} // namespace Flowspec::Tools
+} // namespace Forms

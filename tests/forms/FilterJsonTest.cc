@@ -5,7 +5,7 @@
 namespace {
 
 using namespace Classification;
-using Flowspec::Tools::readFilterJson;
+using Forms::readFilterJson;
 
 using Filter = Vek::Ptr< const StructuredFilter >;
 

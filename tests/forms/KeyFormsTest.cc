@@ -7,7 +7,7 @@
 namespace {
 
 using namespace Flowspec;
-using namespace Flowspec::Tools;
+using namespace Forms;
 
 Rule exampleRule() {
    Rule rule;

@@ -5,7 +5,7 @@
 namespace {
 
 using namespace Flowspec;
-using namespace Flowspec::Tools;
+using namespace Forms;
 
 // A sound object in which one piece of text is replaced by another.
 Vek::String with( std::string_view piece, std::string_view other ) {

@@ -8,7 +8,7 @@
 namespace {
 
 using namespace Flowspec;
-using namespace Flowspec::Tools;
+using namespace Forms;
 
 FlowspecKey keyOf( std::initializer_list< U32 > words ) {
    FlowspecKey key;

@@ -14,7 +14,7 @@
 
 namespace {
 
-using Flowspec::Tools::LineReader;
+using Forms::LineReader;
 using Result = LineReader::Result;
 
 // A descriptor from which a text can be read.

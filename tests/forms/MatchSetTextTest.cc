@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-namespace Flowspec::Tools {
+namespace Forms {
+
+using namespace Flowspec;
+
 namespace {
 
 TEST( MatchSetText, PrefixesRangesAndMasks ) {
@@ -41,4 +44,4 @@ TEST( MatchSetText, WhatMatchesNothingOrTestsNoBit ) {
 }
 
 } // namespace
-} // namespace Flowspec::Tools
+} // namespace Forms

@@ -4,7 +4,7 @@
 
 namespace {
 
-using namespace Flowspec::Tools;
+using namespace Forms;
 
 TEST( PrintableText, IsKept ) {
    EXPECT_EQ( printable( "" ), "" );

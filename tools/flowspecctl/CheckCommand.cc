@@ -10,7 +10,10 @@
 
 #include <nlohmann/json.hpp>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+using namespace Forms;
 
 namespace {
 
@@ -130,4 +133,4 @@ Run addCheck( CLI::App& command ) {
    };
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -1,6 +1,8 @@
 #include "tools/flowspecctl/Commands.h"
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
 
 namespace {
 
@@ -43,4 +45,4 @@ Run addCommands( CLI::App& program ) {
    };
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

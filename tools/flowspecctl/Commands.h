@@ -7,7 +7,7 @@
 #include <CLI/CLI.hpp>
 
 /// The commands of the program. Each has a file of its own and a row in `Commands.def`.
-namespace Flowspec::Tools {
+namespace Tools {
 
 /// Carries a command out after the command line was parsed; true when all was good. Throws
 /// `CLI::ValidationError( message )` before it does anything when the options contradict each
@@ -26,4 +26,4 @@ using AddCommand = Run( CLI::App& command );
 /// Adds all commands to the program. What is returned carries out the one that was parsed.
 Run addCommands( CLI::App& program );
 
-} // namespace Flowspec::Tools
+} // namespace Tools

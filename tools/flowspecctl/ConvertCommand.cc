@@ -3,7 +3,10 @@
 #include "tools/flowspecctl/LineCommand.h"
 #include "tools/flowspecctl/Options.h"
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+using namespace Forms;
 
 namespace {
 
@@ -64,4 +67,4 @@ Run addConvert( CLI::App& command ) {
    return [options]( Output& output ) { return ConvertCommand( *options, output ).run(); };
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

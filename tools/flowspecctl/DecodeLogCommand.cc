@@ -15,7 +15,10 @@
 
 #include <unistd.h>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+using namespace Forms;
 
 namespace {
 
@@ -163,4 +166,4 @@ Run addDecodeLog( CLI::App& command ) {
    return [options]( Output& output ) { return runDecodeLog( *options, output ); };
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -2,7 +2,7 @@
 
 #include "tools/terminal/Output.h"
 
-namespace Flowspec::Tools {
+namespace Tools {
 
 /// What `flowspecctl decode-log` is asked for.
 struct DecodeLogOptions {
@@ -16,4 +16,4 @@ struct DecodeLogOptions {
 /// be read and was whole.
 bool runDecodeLog( const DecodeLogOptions& options, Output& output );
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -6,7 +6,10 @@
 
 #include <set>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+using namespace Forms;
 
 namespace {
 
@@ -53,4 +56,4 @@ Run addDump( CLI::App& command ) {
    return [options]( Output& output ) { return dump( *options, output ); };
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

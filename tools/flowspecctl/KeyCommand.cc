@@ -9,7 +9,10 @@
 #include <deque>
 #include <unordered_set>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+using namespace Forms;
 
 namespace {
 
@@ -206,4 +209,4 @@ Run addKey( CLI::App& command ) {
    };
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

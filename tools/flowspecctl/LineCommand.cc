@@ -2,7 +2,10 @@
 
 #include "forms/Diagnostics.h"
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+using namespace Forms;
 
 bool LineCommand::run() {
    good_ = input_.read( files_ ) && good_;
@@ -47,4 +50,4 @@ void LineCommand::warn( const Place& place, std::string_view message ) {
    warnLine( place.file, place.line, message, place.column );
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

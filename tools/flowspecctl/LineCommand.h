@@ -3,7 +3,7 @@
 #include "forms/dialects/RuleLines.h"
 #include "tools/terminal/InputFiles.h"
 
-namespace Flowspec::Tools {
+namespace Tools {
 
 /// The loop of the commands that read one thing a line. What comes of the lines goes to the output
 /// as they are read; a line that is wrong is reported, and the rest goes on.
@@ -55,4 +55,4 @@ private:
    bool good_ = true;
 };
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -8,7 +8,10 @@
 #include "wire/NlriDecoder.h"
 #include "wire/NlriEncoder.h"
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+using namespace Forms;
 
 namespace {
 
@@ -194,4 +197,4 @@ Run addNlri( CLI::App& command ) {
    return [options]( Output& output ) { return NlriCommand( *options, output ).run(); };
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

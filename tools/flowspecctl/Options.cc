@@ -8,7 +8,10 @@
 #include <algorithm>
 #include <limits>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+using namespace Forms;
 
 namespace {
 
@@ -176,4 +179,4 @@ void addFiles( CLI::App& command, std::vector< Vek::String >& files ) {
       "Exit status: 0 when all lines were good, 1 when one was not, 2 for wrong usage." );
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

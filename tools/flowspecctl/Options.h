@@ -8,7 +8,7 @@
 #include <CLI/CLI.hpp>
 
 /// Options that several commands have.
-namespace Flowspec::Tools {
+namespace Tools {
 
 /// An option whose text `read` turns into an optional; `expected` names what it takes.
 template < typename Read, typename Take >
@@ -56,7 +56,7 @@ struct RuleDefaults {
    std::optional< Zorv::AddressFamily > family;
 
    /// Makes `rule` one that has only these, and keeps the memory that it holds.
-   void reset( Rule& rule ) const;
+   void reset( Forms::Rule& rule ) const;
 };
 
 /// The order of the output.
@@ -71,21 +71,21 @@ struct Sort {
    std::optional< Vek::String > file;
 };
 /// Whether a rule with key `a` is written before one with key `b`; false for `Order::input`.
-bool isBefore( Order order, const FlowspecKey& a, const FlowspecKey& b );
+bool isBefore( Order order, const Flowspec::FlowspecKey& a, const Flowspec::FlowspecKey& b );
 
 /// Replaces a key by the canonical one that admits the same packets (`wire/Canonical.h`). A reason,
 /// and the key as it was, when there is none.
-[[nodiscard]] Reason makeCanonical( FlowspecKey& key );
+[[nodiscard]] Forms::Reason makeCanonical( Flowspec::FlowspecKey& key );
 
 /// The first attribute or component in which the packets of two keys differ, such as "destPort";
 /// "" when they are equivalent. Both have an address family.
-Vek::String difference( const FlowspecKey& a, const FlowspecKey& b );
+Vek::String difference( const Flowspec::FlowspecKey& a, const Flowspec::FlowspecKey& b );
 
 /// The names of all forms, or of those that can be read.
 Vek::String formNames( bool readableOnly );
 
 /// `--from`, the form of rules.
-void addFrom( CLI::App& command, Form& from );
+void addFrom( CLI::App& command, Forms::Form& from );
 /// `--rd`, `--vrf` and `--family`, for rules whose form has none.
 CLI::Option* addRd( CLI::App& command, RuleDefaults& defaults );
 void addVrf( CLI::App& command, RuleDefaults& defaults );
@@ -104,4 +104,4 @@ void addSocket( CLI::App& command, Vek::String& endpoint );
 /// The files of a command that reads lines, and its footer.
 void addFiles( CLI::App& command, std::vector< Vek::String >& files );
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -8,7 +8,10 @@
 #include <algorithm>
 #include <limits>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+using namespace Forms;
 
 namespace {
 
@@ -185,4 +188,4 @@ Run addRule( CLI::App& command ) {
    };
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -6,7 +6,10 @@
 #include "forms/Printable.h"
 #include "tools/terminal/Terminal.h"
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+using namespace Forms;
 
 namespace {
 
@@ -72,7 +75,7 @@ RuleWriter::RuleWriter( RuleLayout layout, Output& output )
 
 Reason RuleWriter::unwritable( const Rule& rule ) const {
    for ( const Form form : layout_.forms ) {
-      if ( Reason reason = Tools::unwritable( form, rule ) ) {
+      if ( Reason reason = Forms::unwritable( form, rule ) ) {
          return reason;
       }
    }
@@ -151,4 +154,4 @@ void RuleWriter::badRow( const Place& place, std::string_view text, std::string_
    table_->appendRow( output_.text(), { { printable( text ), std::move( reason ) } } );
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -4,18 +4,18 @@
 #include "tools/terminal/InputFiles.h"
 #include "tools/terminal/Table.h"
 
-namespace Flowspec::Tools {
+namespace Tools {
 
 /// Appends the members of an object that hold a key in all forms, from `"key":{...},"cli":"..."` to
 /// `"hash":"0x..."`. Only for what `unwritable` admits in all of these forms.
-void appendKeyForms( Vek::String& out, const Rule& rule );
+void appendKeyForms( Vek::String& out, const Forms::Rule& rule );
 
 /// How rules are written.
 struct RuleLayout {
-   std::vector< Form > forms; ///< not empty; all that can be written with `json`
-   bool json = false;         ///< an object for each line
-   bool table = false;        ///< a table for people
-   bool named = false;        ///< objects name the file of their line
+   std::vector< Forms::Form > forms; ///< not empty; all that can be written with `json`
+   bool json = false;                ///< an object for each line
+   bool table = false;               ///< a table for people
+   bool named = false;               ///< objects name the file of their line
 };
 
 /// Writes the rules of one run in a layout: a line each with the forms
@@ -27,13 +27,13 @@ public:
    RuleWriter( RuleLayout layout, Output& output );
 
    /// Why `good` may not be called for a rule; nothing when it may.
-   [[nodiscard]] Reason unwritable( const Rule& rule ) const;
+   [[nodiscard]] Forms::Reason unwritable( const Forms::Rule& rule ) const;
 
-   void good( const Place& place, const Rule& rule );
+   void good( const Place& place, const Forms::Rule& rule );
    void bad( const Place& place, std::string_view text, std::string_view message );
 
 private:
-   void goodJson( const Place& place, const Rule& rule );
+   void goodJson( const Place& place, const Forms::Rule& rule );
    void badJson( const Place& place, std::string_view message );
    void beginJson( const Place& place, bool ok );
    void badRow( const Place& place, std::string_view text, std::string_view message );
@@ -43,4 +43,4 @@ private:
    std::optional< Table > table_;
 };
 
-} // namespace Flowspec::Tools
+} // namespace Tools

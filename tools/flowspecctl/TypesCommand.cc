@@ -5,7 +5,10 @@
 
 #include <nlohmann/json.hpp>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+using namespace Forms;
 
 namespace {
 
@@ -168,4 +171,4 @@ Run addTypes( CLI::App& command ) {
    return [options]( Output& output ) { return showTypes( *options, output ); };
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -7,7 +7,9 @@
 
 #include <nlohmann/json.hpp>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
 
 namespace {
 
@@ -87,4 +89,4 @@ Run addVocab( CLI::App& command ) {
    };
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -8,7 +8,9 @@
 
 namespace {
 
-using namespace Flowspec::Tools;
+using namespace Flowspec;
+using namespace Forms;
+using namespace Tools;
 
 constexpr int allGood = 0;
 constexpr int someBad = 1;

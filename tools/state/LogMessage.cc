@@ -6,7 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
-namespace Flowspec::Tools {
+namespace Tools {
 
 using Vek::log::MessageKind;
 using Vek::log::TransactionType;
@@ -220,4 +220,4 @@ void appendJson( Vek::String& out, const LogMessage& message ) {
    out += '\n';
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -3,7 +3,7 @@
 #include "Vek/log/Message.h"
 #include "Vek/log/StreamType.h"
 
-namespace Flowspec::Tools {
+namespace Tools {
 
 /// A message of the attribute log in words.
 struct LogMessage {
@@ -36,4 +36,4 @@ std::optional< LogMessage > decodeMessage( const Vek::log::Header& header,
 void appendLine( Vek::String& out, const LogMessage& message );
 void appendJson( Vek::String& out, const LogMessage& message );
 
-} // namespace Flowspec::Tools
+} // namespace Tools

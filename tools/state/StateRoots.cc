@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace Flowspec::Tools {
+namespace Tools {
 
 namespace {
 
@@ -82,4 +82,4 @@ Vek::Entity* StateRoots::checked( const Vek::String& root, const Vek::TypeInfo& 
    return entity.get();
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

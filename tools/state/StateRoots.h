@@ -5,7 +5,7 @@
 #include <functional>
 #include <stdexcept>
 
-namespace Flowspec::Tools {
+namespace Tools {
 
 /// Where the state database listens when nothing else is said.
 inline constexpr const char* defaultEndpoint = "/run/flowspec/statedb.sock";
@@ -69,4 +69,4 @@ private:
    std::vector< Vek::log::Mount* > mounts_; ///< the same
 };
 
-} // namespace Flowspec::Tools
+} // namespace Tools

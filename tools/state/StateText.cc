@@ -6,7 +6,9 @@
 
 #include <nlohmann/json.hpp>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Forms;
 
 void appendState( Vek::String& out, Vek::NamedEntity& root, bool json ) {
    const Vek::String state = stateText( root );
@@ -20,4 +22,4 @@ void appendState( Vek::String& out, Vek::NamedEntity& root, bool json ) {
    }
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -7,7 +7,10 @@
 #include "Vek/types/TypeRegistry.h"
 #include "forms/Printable.h"
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+using namespace Forms;
 
 namespace {
 
@@ -164,4 +167,4 @@ Vek::String stateText( Vek::Entity& root ) {
    return text;
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -2,7 +2,7 @@
 
 #include "Vek/entity/Entity.h"
 
-namespace Flowspec::Tools {
+namespace Tools {
 
 /// Appends a value of any streamed type as text for people, on one line: a string in quotation
 /// marks; a record, and what holds collections, by its attributes and members, as in
@@ -16,4 +16,4 @@ void appendValue( Vek::String& out, const Vek::ValueType& type, const void* valu
 /// child (its constructor parameters), with the lines of a child below it.
 Vek::String stateText( Vek::Entity& root );
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -7,7 +7,9 @@
 #include <cerrno>
 #include <cstring>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Forms;
 
 bool InputFiles::read( const std::vector< Vek::String >& files ) {
    if ( files.empty() ) {
@@ -68,4 +70,4 @@ void InputFiles::badFile( std::string_view file, std::string_view what ) {
    reportFile( file, message );
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

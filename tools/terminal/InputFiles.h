@@ -6,7 +6,7 @@
 
 #include <vector>
 
-namespace Flowspec::Tools {
+namespace Tools {
 
 /// Where a line is in the input.
 struct Place {
@@ -55,4 +55,4 @@ private:
    bool good_ = true;
 };
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -8,7 +8,7 @@
 
 #include <unistd.h>
 
-namespace Flowspec::Tools {
+namespace Tools {
 
 namespace {
 
@@ -40,4 +40,4 @@ void Output::close() {
    }
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

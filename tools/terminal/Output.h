@@ -4,7 +4,7 @@
 
 #include <cstddef>
 
-namespace Flowspec::Tools {
+namespace Tools {
 
 /// Text on its way to a file descriptor, written in large pieces.
 class Output {
@@ -38,4 +38,4 @@ private:
    Vek::String text_;
 };
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace Flowspec::Tools {
+namespace Tools {
 
 namespace {
 
@@ -97,4 +97,4 @@ void Table::appendRow( Vek::String& out, std::span< const Vek::String > cells ) 
    }
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Flowspec::Tools {
+namespace Tools {
 
 /// Lays out text in columns of fixed widths, for people: what does not fit into its column goes on
 /// in the lines below, broken behind a separator where there is one. Texts are taken as ASCII.
@@ -38,4 +38,4 @@ private:
    std::vector< Column > columns_;
 };
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -8,7 +8,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-namespace Flowspec::Tools {
+namespace Tools {
 
 namespace {
 
@@ -57,4 +57,4 @@ void Progress::clear() {
    }
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

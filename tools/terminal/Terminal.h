@@ -2,7 +2,7 @@
 
 #include "Osk/Types.h"
 
-namespace Flowspec::Tools {
+namespace Tools {
 
 /// How many characters a line of standard output has room for: COLUMNS when it is a number, else
 /// the terminal's width, else 100; at least 60.
@@ -31,4 +31,4 @@ private:
    U64 next_ = step;
 };
 
-} // namespace Flowspec::Tools
+} // namespace Tools

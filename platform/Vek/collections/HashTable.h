@@ -122,8 +122,7 @@ public:
       explicit Sorted( const HashTable& table ) : seen_( table.version_ ) {
          members_.reserve( table.size() );
          for ( const Member& member : table.members_ ) {
-            members_.push_back(
-               { discriminatorOf< KeyOrder< Key > >( KeyOf()( member ) ), &member } );
+            members_.push_back( { keyPrefixOf< KeyOrder< Key > >( KeyOf()( member ) ), &member } );
          }
          sortMembers( members_, isBefore );
       }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Vek/collections/Discriminator.h"
+#include "Vek/collections/KeyPrefix.h"
 
 #include <span>
 
@@ -8,7 +8,7 @@ namespace Vek::detail {
 
 /// A member of a collection that is to be put in order, and the prefix of its key.
 struct SortEntry {
-   Discriminator prefix;
+   KeyPrefix prefix;
    const void* member;
 };
 

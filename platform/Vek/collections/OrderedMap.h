@@ -12,7 +12,7 @@ namespace Vek {
 /// they point to and never change while they are in here.
 ///
 /// `KeyOf()( value )` gives the key. `Compare` is a strict total order of keys that agrees with
-/// `==`; when it offers `static Discriminator discriminator( key )`, most comparisons do not touch
+/// `==`; when it offers `static KeyPrefix keyPrefix( key )`, most comparisons do not touch
 /// the keys. Nothing is allocated while the collection is empty. A member takes about 40 bytes.
 ///
 /// Every change invalidates all iterators, which notice that; `lowerBound` finds the place again.

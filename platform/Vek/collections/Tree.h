@@ -13,8 +13,8 @@ struct TreeCheck;
 
 namespace detail {
 
-/// The B+ tree under `OrderedMap`: leaves hold the discriminator and the value of each member, the
-/// nodes above them a discriminator and a child each. Nodes are split and joined on the way down,
+/// The B+ tree under `OrderedMap`: leaves hold the key prefix and the value of each member, the
+/// nodes above them a key prefix and a child each. Nodes are split and joined on the way down,
 /// so that one pass does, and an exception leaves a whole tree behind.
 template < typename Value, typename KeyOf, typename Compare >
 class Tree {
@@ -51,9 +51,9 @@ public:
       if ( size_ == 0 ) {
          return end();
       }
-      const Discriminator d = discriminatorOf< Compare >( key );
-      const Leaf& leaf = leafFor( d, key );
-      NodeOrder::Range range = leaf.equalTo( d );
+      const KeyPrefix prefix = keyPrefixOf< Compare >( key );
+      const Leaf& leaf = leafFor( prefix, key );
+      NodeOrder::Range range = leaf.equalTo( prefix );
       if ( range.last - range.first > 1 ) {
          range.first = position( leaf, range, key );
       }
@@ -66,14 +66,14 @@ public:
       if ( size_ == 0 ) {
          return end();
       }
-      const Discriminator d = discriminatorOf< Compare >( key );
-      const Leaf& leaf = leafFor( d, key );
-      return placeOf( leaf, position( leaf, leaf.equalTo( d ), key ) );
+      const KeyPrefix prefix = keyPrefixOf< Compare >( key );
+      const Leaf& leaf = leafFor( prefix, key );
+      return placeOf( leaf, position( leaf, leaf.equalTo( prefix ), key ) );
    }
 
    std::pair< Place, bool > insert( Value value ) {
       const auto& key = KeyOf()( value );
-      const Discriminator d = discriminatorOf< Compare >( key );
+      const KeyPrefix prefix = keyPrefixOf< Compare >( key );
       if ( !root_ ) {
          root_ = first_ = last_ = new Leaf;
       }
@@ -86,15 +86,15 @@ public:
       NodeOrder* node = root_;
       for ( U32 level = height_; level > 0; --level ) {
          parent = &asInner( node );
-         index = childFor( *parent, level, d, key );
+         index = childFor( *parent, level, prefix, key );
          if ( level > 1 && parent->items[index]->full() ) {
             splitInner( *parent, index );
-            index = childFor( *parent, level, d, key );
+            index = childFor( *parent, level, prefix, key );
          }
          node = parent->items[index];
       }
       Leaf* leaf = &asLeaf( node );
-      const NodeOrder::Range range = leaf->equalTo( d );
+      const NodeOrder::Range range = leaf->equalTo( prefix );
       U32 at = position( *leaf, range, key );
       if ( at < range.last && KeyOf()( leaf->items[at] ) == key ) {
          return { Place{ leaf, at }, false };
@@ -104,29 +104,29 @@ public:
             addRoot();
             parent = &asInner( root_ );
          }
-         Leaf* const right = splitLeaf( *parent, index, at, d );
+         Leaf* const right = splitLeaf( *parent, index, at, prefix );
          if ( at > leaf->count || right->count == 0 ) {
             at -= leaf->count;
             leaf = right;
          }
       }
-      leaf->insert( at, d, std::move( value ) );
+      leaf->insert( at, prefix, std::move( value ) );
       ++size_;
       return { Place{ leaf, at }, true };
    }
 
    /// Takes the value with `key`, which is there, out; sets `next` to the place behind it.
    Value take( const Key& key, Place& next ) {
-      const Discriminator d = discriminatorOf< Compare >( key );
+      const KeyPrefix prefix = keyPrefixOf< Compare >( key );
       // A node has an entry to spare, but for the root.
       NodeOrder* node = root_;
       for ( U32 level = height_; level > 0; --level ) {
          Inner& inner = asInner( node );
-         U32 index = childFor( inner, level, d, key );
+         U32 index = childFor( inner, level, prefix, key );
          if ( inner.items[index]->count <= smallest && inner.count > 1 ) {
             index -= index == inner.count - 1;
             level == 1 ? join< Leaf >( inner, index ) : join< Inner >( inner, index );
-            index = childFor( inner, level, d, key );
+            index = childFor( inner, level, prefix, key );
          }
          node = inner.items[index];
          if ( inner.count == 1 && &inner == root_ ) {
@@ -136,7 +136,7 @@ public:
          }
       }
       Leaf& leaf = asLeaf( node );
-      const U32 at = position( leaf, leaf.equalTo( d ), key );
+      const U32 at = position( leaf, leaf.equalTo( prefix ), key );
       Value taken = leaf.take( at );
       --size_;
       if ( leaf.count == 0 ) {
@@ -186,11 +186,11 @@ private:
    }
 
    // The leaf that holds `key` or would hold it.
-   const Leaf& leafFor( Discriminator d, const Key& key ) const {
+   const Leaf& leafFor( KeyPrefix prefix, const Key& key ) const {
       const NodeOrder* node = root_;
       for ( U32 level = height_; level > 0; --level ) {
          const Inner& inner = asInner( node );
-         node = inner.items[childFor( inner, level, d, key )];
+         node = inner.items[childFor( inner, level, prefix, key )];
       }
       asLeaf( node ).prefetch();
       return asLeaf( node );
@@ -198,8 +198,8 @@ private:
 
    // The child that holds `key` or would hold it. The entry of a child, but the first one's, is
    // above no key of the child and below no key of the children before it.
-   static U32 childFor( const Inner& inner, U32 level, Discriminator d, const Key& key ) {
-      const U32 behind = NodeOrder::firstNotBefore( inner.equalTo( d ), [&]( U32 i ) {
+   static U32 childFor( const Inner& inner, U32 level, KeyPrefix prefix, const Key& key ) {
+      const U32 behind = NodeOrder::firstNotBefore( inner.equalTo( prefix ), [&]( U32 i ) {
          const NodeOrder* node = inner.items[i];
          for ( U32 below = level - 1; below > 0; --below ) {
             node = asInner( node ).items[0];
@@ -211,7 +211,7 @@ private:
 
    void addRoot() {
       Inner* const root = new Inner;
-      root->insert( 0, Discriminator(), root_ );
+      root->insert( 0, KeyPrefix(), root_ );
       root_ = root;
       ++height_;
    }
@@ -223,9 +223,9 @@ private:
       parent.insert( index + 1, right->at( 0 ), right );
    }
 
-   // Splits a leaf to which a member with the discriminator `d` is added at `at`. Members that come
-   // in ascending order leave full leaves behind.
-   Leaf* splitLeaf( Inner& parent, U32 index, U32 at, Discriminator d ) {
+   // Splits a leaf to which a member with the key prefix `prefix` is added at `at`. Members that
+   // come in ascending order leave full leaves behind.
+   Leaf* splitLeaf( Inner& parent, U32 index, U32 at, KeyPrefix prefix ) {
       Leaf& left = asLeaf( parent.items[index] );
       Leaf* const right = new Leaf;
       right->next = left.next;
@@ -233,7 +233,7 @@ private:
       left.next = right;
       ( right->next ? right->next->previous : last_ ) = right;
       if ( right == last_ && at == left.count ) {
-         parent.insert( index + 1, d, right );
+         parent.insert( index + 1, prefix, right );
       } else {
          left.moveToFront( NodeOrder::capacity / 2, *right );
          parent.insert( index + 1, right->at( 0 ), right );

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Vek/collections/Discriminator.h"
+#include "Vek/collections/KeyPrefix.h"
 #include "Vek/collections/Search.h"
 
 #include <cstring>
@@ -10,7 +10,7 @@
 
 namespace Vek::detail {
 
-/// The part of a tree node that is searched: discriminators in ascending order. The high halves
+/// The part of a tree node that is searched: key prefixes in ascending order. The high halves
 /// stand apart, so that a search reads few cache lines; those not in use are the greatest number.
 struct alignas( 64 ) NodeOrder {
    static constexpr U32 capacity = 32;
@@ -23,10 +23,10 @@ struct alignas( 64 ) NodeOrder {
 
    bool full() const { return count == capacity; }
 
-   Discriminator at( U32 i ) const { return { high[i], low[i] }; }
-   void set( U32 i, Discriminator d ) {
-      high[i] = d.high;
-      low[i] = d.low;
+   KeyPrefix at( U32 i ) const { return { high[i], low[i] }; }
+   void set( U32 i, KeyPrefix prefix ) {
+      high[i] = prefix.high;
+      low[i] = prefix.low;
    }
 
    /// How many of the high halves are below `h`: first the block of one cache line, then within it.
@@ -39,18 +39,18 @@ struct alignas( 64 ) NodeOrder {
       return n;
    }
 
-   /// The entries with the discriminator `d`, from `first` to before `last`.
+   /// The entries with the key prefix `prefix`, from `first` to before `last`.
    struct Range {
       U32 first;
       U32 last;
    };
-   Range equalTo( Discriminator d ) const {
-      U32 first = below( d.high );
-      while ( first < count && high[first] == d.high && low[first] < d.low ) {
+   Range equalTo( KeyPrefix prefix ) const {
+      U32 first = below( prefix.high );
+      while ( first < count && high[first] == prefix.high && low[first] < prefix.low ) {
          ++first;
       }
       U32 last = first;
-      while ( last < count && high[last] == d.high && low[last] == d.low ) {
+      while ( last < count && high[last] == prefix.high && low[last] == prefix.low ) {
          ++last;
       }
       return { first, last };
@@ -63,7 +63,7 @@ struct alignas( 64 ) NodeOrder {
    }
 };
 
-/// A node with an item beside each discriminator: children, or the values of a leaf.
+/// A node with an item beside each key prefix: children, or the values of a leaf.
 template < typename T >
 struct Node : NodeOrder {
    static_assert( std::is_nothrow_move_constructible_v< T > );
@@ -90,9 +90,9 @@ struct Node : NodeOrder {
    }
 
    /// Inserts before `i`; there is room.
-   void insert( U32 i, Discriminator d, T item ) {
+   void insert( U32 i, KeyPrefix prefix, T item ) {
       move( i, count - i, *this, i + 1 );
-      set( i, d );
+      set( i, prefix );
       ::new ( static_cast< void* >( items + i ) ) T( std::move( item ) );
       ++count;
    }

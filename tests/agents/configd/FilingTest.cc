@@ -11,7 +11,10 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-namespace Flowspec::Configd {
+namespace Agents {
+
+using namespace Flowspec;
+
 namespace {
 
 using testing::ElementsAre;
@@ -26,7 +29,7 @@ FlowspecKey keyOf( const char* value ) {
 
 FiledRule rule( const char* value, const char* action = "{}", U64 ruleId = 1 ) {
    FiledRule filed{ .key = keyOf( value ), .action = {}, .ruleId = ruleId, .line = 0 };
-   EXPECT_EQ( Tools::readAction( nlohmann::json::parse( action ), filed.action ), std::nullopt );
+   EXPECT_EQ( Forms::readAction( nlohmann::json::parse( action ), filed.action ), std::nullopt );
    return filed;
 }
 
@@ -323,4 +326,4 @@ TEST_F( FilingTest, AnyHistoryEndsWhereANewConfigurationBegins ) {
 }
 
 } // namespace
-} // namespace Flowspec::Configd
+} // namespace Agents

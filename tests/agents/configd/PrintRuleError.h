@@ -4,11 +4,11 @@
 
 #include <ostream>
 
-namespace Flowspec::Configd {
+namespace Agents {
 
 /// How a failed test shows an error.
 inline void PrintTo( const RuleError& error, std::ostream* out ) {
    *out << error.file << ':' << error.line << ": " << error.reason;
 }
 
-} // namespace Flowspec::Configd
+} // namespace Agents

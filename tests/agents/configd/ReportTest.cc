@@ -5,7 +5,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace Flowspec::Configd {
+namespace Agents {
+
+using namespace Flowspec;
+
 namespace {
 
 using testing::ElementsAre;
@@ -76,4 +79,4 @@ TEST( Report, CountsEachFileApart ) {
 }
 
 } // namespace
-} // namespace Flowspec::Configd
+} // namespace Agents

@@ -13,14 +13,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace Flowspec::Configd {
+namespace Agents {
+
+using namespace Flowspec;
+
 namespace {
 
+using Forms::Form;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using TestSupport::lineWith;
 using TestSupport::readLines;
-using Tools::Form;
 using Zorv::AddressFamily;
 
 // The reasons of the errors that lines give, each behind its line's number.
@@ -67,7 +70,7 @@ TEST( RuleFile, ALineHoldsAKeyAnActionAndAnIdentifier ) {
    ASSERT_EQ( file.rules.size(), 2U );
    const FiledRule& first = file.rules[0];
    FlowspecKey key;
-   EXPECT_EQ( Tools::readKeyJson( lineWith( "{}" ), key ), std::nullopt );
+   EXPECT_EQ( Forms::readKeyJson( lineWith( "{}" ), key ), std::nullopt );
    EXPECT_EQ( first.key, key );
    EXPECT_TRUE( first.action.fields.trafficDrop() );
    EXPECT_EQ( first.ruleId, 18446744073709551615U );
@@ -258,7 +261,7 @@ TEST( RuleFile, ReadsFiles ) {
    EXPECT_THAT( empty.rules, IsEmpty() );
    EXPECT_THAT( empty.errors, IsEmpty() );
 
-   const Vek::String longLine( Tools::LineReader::maxLine + 1, 'x' );
+   const Vek::String longLine( Forms::LineReader::maxLine + 1, 'x' );
    const RuleFile wide = readRuleFile( folder.file( "wide.cli", longLine + "\n*;*;IP:=6;\n" ), {} );
    EXPECT_EQ( wide.rules.size(), 1U );
    EXPECT_THAT( wide.errors, ElementsAre( RuleError{ folder.path() + "/wide.cli", 1,
@@ -303,4 +306,4 @@ TEST( RuleFile, ReadsTheExamples ) {
 }
 
 } // namespace
-} // namespace Flowspec::Configd
+} // namespace Agents

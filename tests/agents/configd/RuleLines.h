@@ -7,12 +7,11 @@
 namespace TestSupport {
 
 /// What a reader makes of lines, of a file that it calls "rules".
-inline Flowspec::Configd::RuleFile
-readLines( Flowspec::Tools::Form form, const std::vector< Vek::String >& lines,
-           const Flowspec::Configd::RuleDefaults& defaults = {} ) {
+inline Agents::RuleFile readLines( Forms::Form form, const std::vector< Vek::String >& lines,
+                                   const Agents::RuleDefaults& defaults = {} ) {
    using namespace Flowspec;
-   const Configd::RuleForm of{ form, Forms::dialectOf( Tools::info( form ).name ) };
-   Configd::RuleReader reader( "rules", of, defaults );
+   const Agents::RuleForm of{ form, Forms::dialectOf( Forms::info( form ).name ) };
+   Agents::RuleReader reader( "rules", of, defaults );
    U64 number = 0;
    for ( const Vek::String& line : lines ) {
       reader.line( ++number, line );

@@ -7,7 +7,10 @@
 
 #include <gtest/gtest.h>
 
-namespace Flowspec::Configd {
+namespace Agents {
+
+using namespace Flowspec;
+
 namespace {
 
 using Json = nlohmann::json;
@@ -18,7 +21,7 @@ using TestSupport::readLines;
 class Verdicts {
 public:
    void add( const Vek::String& line, bool good ) {
-      const RuleFile file = readLines( Tools::Form::json, { line } );
+      const RuleFile file = readLines( Forms::Form::json, { line } );
       EXPECT_EQ( file.errors.empty(), good ) << line;
       text_ += Json{ { "good", good }, { "line", Json::parse( line ) } }.dump() + '\n';
    }
@@ -98,9 +101,9 @@ TEST( RuleSchema, AgreesWithTheReader ) {
    TestSupport::KeyGenerator random( 8956 );
    for ( int round = 0; round < 200; ++round ) {
       Vek::String text;
-      Tools::appendKeyJson( text, random.canonicalKey() );
+      Forms::appendKeyJson( text, random.canonicalKey() );
       Json line = Json::parse( text );
-      line["action"] = Tools::actionJson( TestSupport::randomAction( random ) );
+      line["action"] = Forms::actionJson( TestSupport::randomAction( random ) );
       line["ruleId"] = random.any();
       verdicts.add( line.dump(), true );
    }
@@ -113,4 +116,4 @@ TEST( RuleSchema, AgreesWithTheReader ) {
 }
 
 } // namespace
-} // namespace Flowspec::Configd
+} // namespace Agents

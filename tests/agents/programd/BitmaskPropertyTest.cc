@@ -106,9 +106,9 @@ public:
          meant.push_back( term );
          meant.back().bits &= counted;
       }
-      Configd::RuleFile file{ .file = "rules" };
+      Agents::RuleFile file{ .file = "rules" };
       file.rules.push_back( { .key = key, .action = {}, .line = 1 } );
-      const Configd::Filed filed = filing_.apply( std::span( &file, 1 ) );
+      const Agents::Filed filed = filing_.apply( std::span( &file, 1 ) );
       ASSERT_TRUE( filed.errors.empty() );
       const auto rule = config_->vrfRuleConfig( 0 )->rule( key );
       ASSERT_EQ( rule != nullptr, filed.feasible == 1 );
@@ -149,7 +149,7 @@ public:
 private:
    const AddressFamily family_;
    const Vek::Ptr< Config > config_ = configFactory( "config" );
-   Configd::Filing filing_{ config_ };
+   Agents::Filing filing_{ config_ };
    SoftwareTcam tcam_{ Profile::read(
       R"({"capacity":100000,"interfaceSets":0,)"
       R"("ipv4":{"qualifiers":["ipProto","tcpFlags","fragment"],"actions":["trafficPermit"]},)"

@@ -81,8 +81,8 @@ public:
    // What is to be configured.
    Vek::Ptr< Config > config() const {
       const auto config = configFactory( "flowspec/config" );
-      const Configd::RuleFile rules = Configd::readRuleFile( file(), {} );
-      Configd::Filing( config ).apply( { &rules, 1 } );
+      const Agents::RuleFile rules = Agents::readRuleFile( file(), {} );
+      Agents::Filing( config ).apply( { &rules, 1 } );
       return config;
    }
 

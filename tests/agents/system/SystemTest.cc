@@ -87,9 +87,9 @@ TEST( ExampleSystem, DoesWithEachRuleWhatTheModelComputes ) {
       return reader.counter().timestamp() != 0 && reader.status().counterUpdateTime() != 0;
    } ) );
 
-   const Configd::RuleFile file = Configd::readRuleFile( rules, {} );
+   const Agents::RuleFile file = Agents::readRuleFile( rules, {} );
    ASSERT_EQ( file.rules.size(), model.size() );
-   for ( const Configd::FiledRule& rule : file.rules ) {
+   for ( const Agents::FiledRule& rule : file.rules ) {
       Json& computed = model[rule.line - 1];
       computed.erase( "line" );
       computed.erase( "matching" );

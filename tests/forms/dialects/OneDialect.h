@@ -29,7 +29,7 @@ public:
       for ( const U16 id : rule.key.interfaceSet() ) {
          said += Vek::concat( " if ", id );
       }
-      said += " -> " + Flowspec::Tools::actionText( rule.action );
+      said += " -> " + Forms::actionText( rule.action );
       if ( !rule.kept.empty() || !rule.keptIpv6.empty() ) {
          said += Vek::concat( ", ", rule.kept.size() + rule.keptIpv6.size(), " kept" );
       }
@@ -63,8 +63,7 @@ public:
    std::string writeAction( std::string_view json, std::string_view cli = "10.0.0.0/8;*;",
                             Zorv::AddressFamily family = Zorv::AddressFamily::ipv4 ) const {
       Forms::Rule made = rule( cli, family );
-      EXPECT_FALSE( Flowspec::Tools::readAction( nlohmann::json::parse( json ), made.action ) )
-         << json;
+      EXPECT_FALSE( Forms::readAction( nlohmann::json::parse( json ), made.action ) ) << json;
       return write( made );
    }
 

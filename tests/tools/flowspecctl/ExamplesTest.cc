@@ -11,7 +11,7 @@
 namespace {
 
 using namespace Flowspec;
-using namespace Flowspec::Tools;
+using namespace Forms;
 using TestSupport::contents;
 using TestSupport::flowspecctl;
 using TestSupport::flowspecctlPath;

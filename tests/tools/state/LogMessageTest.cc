@@ -6,7 +6,10 @@
 
 #include <gtest/gtest.h>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+
 namespace {
 
 using Vek::log::Header;
@@ -74,4 +77,4 @@ TEST_F( LogMessageTest, AFieldThatTheTypeDoesNotHaveIsRefused ) {
 }
 
 } // namespace
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -9,7 +9,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+
 namespace {
 
 using std::chrono::milliseconds;
@@ -81,4 +84,4 @@ TEST( StateRoots, TellsThatNobodyListens ) {
 }
 
 } // namespace
-} // namespace Flowspec::Tools
+} // namespace Tools

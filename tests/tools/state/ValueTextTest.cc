@@ -8,7 +8,10 @@
 
 #include <gtest/gtest.h>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+
 namespace {
 
 template < typename T >
@@ -113,4 +116,4 @@ TEST( StateText, ListsTheRowsAndChildrenOfAnyOther ) {
 }
 
 } // namespace
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -12,7 +12,7 @@
 
 namespace {
 
-using Flowspec::Tools::Output;
+using Tools::Output;
 
 off_t sizeOf( int fd ) { return ::lseek( fd, 0, SEEK_END ); }
 

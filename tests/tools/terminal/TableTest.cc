@@ -4,7 +4,7 @@
 
 namespace {
 
-using Flowspec::Tools::Table;
+using Tools::Table;
 
 Vek::String row( const Table& table, std::vector< Vek::String > cells ) {
    Vek::String out;

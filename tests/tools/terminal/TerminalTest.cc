@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace Flowspec::Tools;
+using namespace Tools;
 
 TEST( Terminal, ColumnsGiveTheWidth ) {
    ::setenv( "COLUMNS", "123", 1 );

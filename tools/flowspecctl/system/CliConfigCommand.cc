@@ -4,7 +4,10 @@
 
 #include <limits>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+using namespace Forms;
 
 namespace {
 
@@ -169,4 +172,4 @@ Run addVrfOverride( CLI::App& command ) {
    return changing( options, vrfOverrideIs );
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

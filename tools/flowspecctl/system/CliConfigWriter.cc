@@ -6,7 +6,9 @@
 #include <thread>
 #include <utility>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
 
 std::chrono::milliseconds Deadline::left() const {
    const auto now = std::chrono::steady_clock::now();
@@ -108,4 +110,4 @@ Vek::Ptr< Counter > refreshCounters( const SystemOptions& system, StateRoots& ro
    throw std::runtime_error( system.counter + ": no agent answered within 10 seconds" );
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -4,7 +4,7 @@
 
 #include <chrono>
 
-namespace Flowspec::Tools {
+namespace Tools {
 
 /// The time that a command has: ten seconds.
 class Deadline {
@@ -30,10 +30,10 @@ public:
    /// however often it is made. Creates a configuration that is not there only if `creates`.
    /// `std::runtime_error` when it could not be done in time, and at once when there is no
    /// database.
-   void write( bool creates, const std::function< void( CliConfig& ) >& change );
+   void write( bool creates, const std::function< void( Flowspec::CliConfig& ) >& change );
 
 private:
-   Vek::String attempt( bool creates, const std::function< void( CliConfig& ) >& change );
+   Vek::String attempt( bool creates, const std::function< void( Flowspec::CliConfig& ) >& change );
    Vek::String look();
    Vek::String settle( StateRoots& roots );
 
@@ -46,6 +46,6 @@ private:
 /// Asks for counters, and waits until the root of counters, which `roots` reads, has them; returns
 /// it. The configuration, in which the request is written, must be there: it is not created.
 /// `std::runtime_error` when it is not, and when nobody answers for ten seconds.
-Vek::Ptr< Counter > refreshCounters( const SystemOptions& system, StateRoots& roots );
+Vek::Ptr< Flowspec::Counter > refreshCounters( const SystemOptions& system, StateRoots& roots );
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -2,7 +2,9 @@
 #include "tools/flowspecctl/system/CliConfigWriter.h"
 #include "tools/flowspecctl/system/RuleText.h"
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
 
 namespace {
 
@@ -29,4 +31,4 @@ Run addRefresh( CLI::App& command ) {
    };
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -8,7 +8,10 @@
 #include <algorithm>
 #include <ctime>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+using namespace Forms;
 
 Table ruleTable( std::vector< Table::Column > others ) {
    std::vector< Table::Column > columns{ { "VRF", 8, true }, { "family", 6 }, { "rule", 0 } };
@@ -58,4 +61,4 @@ Vek::String timeText( double seconds ) {
    return { text, std::strftime( text, sizeof text, "%F %T UTC", &time ) };
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

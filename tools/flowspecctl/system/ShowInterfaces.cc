@@ -9,7 +9,10 @@
 
 #include <nlohmann/json.hpp>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+using namespace Forms;
 
 namespace {
 
@@ -253,4 +256,4 @@ Run addShowUnsupported( CLI::App& command ) {
    };
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -17,7 +17,9 @@
 #include <nlohmann/json.hpp>
 #include <poll.h>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
 
 namespace {
 
@@ -158,4 +160,4 @@ Run addShowRoots( CLI::App& command ) {
    };
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

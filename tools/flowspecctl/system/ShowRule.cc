@@ -12,7 +12,10 @@
 
 #include <nlohmann/json.hpp>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+using namespace Forms;
 
 namespace {
 
@@ -246,4 +249,4 @@ Run addShowRule( CLI::App& command ) {
    return [options]( Output& output ) { return showRule( *options, output ); };
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

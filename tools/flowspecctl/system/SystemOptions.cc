@@ -4,7 +4,10 @@
 
 #include <algorithm>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+using namespace Forms;
 
 bool RuleFilter::admits( const FlowspecKey& key, const RuleStatus* rule ) const {
    return admits( key ) &&
@@ -28,4 +31,4 @@ void addListing( CLI::App& command, ListOptions& options, std::initializer_list<
    addSystem( command, options.system, roots );
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -7,7 +7,7 @@
 #include <vector>
 
 /// The commands that work on a running system.
-namespace Flowspec::Tools {
+namespace Tools {
 
 /// Where the state database listens, and the names of the roots.
 struct SystemOptions {
@@ -22,14 +22,14 @@ struct SystemOptions {
 struct RuleFilter {
    std::optional< Vrf::VrfIdMap::VrfId > vrfId;
    std::optional< Zorv::AddressFamily > family;
-   std::vector< HwRuleProgrammingStatus > status; ///< any when there is none
+   std::vector< Flowspec::HwRuleProgrammingStatus > status; ///< any when there is none
 
    /// By VRF and family.
-   bool admits( const FlowspecKey& key ) const {
+   bool admits( const Flowspec::FlowspecKey& key ) const {
       return ( !vrfId || *vrfId == key.vrfId() ) && ( !family || *family == key.addressFamily() );
    }
    /// By all; `rule` is null for a rule without a status.
-   bool admits( const FlowspecKey& key, const RuleStatus* rule ) const;
+   bool admits( const Flowspec::FlowspecKey& key, const Flowspec::RuleStatus* rule ) const;
 };
 
 /// An option that names a root.
@@ -61,4 +61,4 @@ struct ListOptions {
 /// Adds `--json`, `--vrf`, `--family` and those of `addSystem`.
 void addListing( CLI::App& command, ListOptions& options, std::initializer_list< Root > roots );
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -10,7 +10,10 @@
 
 #include <nlohmann/json.hpp>
 
-namespace Flowspec::Tools {
+namespace Tools {
+
+using namespace Flowspec;
+using namespace Forms;
 
 namespace {
 
@@ -167,4 +170,4 @@ void TreeWatch::write( const Vek::Entity& entity, const Vek::Field& field, What 
    out_ += '\n';
 }
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -5,7 +5,7 @@
 
 #include <unordered_map>
 
-namespace Flowspec::Tools {
+namespace Tools {
 
 /// Writes the changes of trees of entities of any types, a line each:
 ///
@@ -42,4 +42,4 @@ private:
    std::unordered_map< const Vek::Entity*, Vek::Observation > observations_;
 };
 
-} // namespace Flowspec::Tools
+} // namespace Tools

@@ -67,21 +67,21 @@ struct KeyOfItem {
    const U64& operator()( const ItemPtr& item ) const { return item->key; }
 };
 
-/// No discriminators: all are equal.
+/// No key prefixes: all are equal.
 struct Plain {
    bool operator()( U64 a, U64 b ) const { return a < b; }
 };
-/// Each discriminator is that of 16 keys, in its upper half.
+/// Each key prefix is that of 16 keys, in its upper half.
 struct Coarse : Plain {
-   static Vek::Discriminator discriminator( U64 key ) { return { key / 16, 0 }; }
+   static Vek::KeyPrefix keyPrefix( U64 key ) { return { key / 16, 0 }; }
 };
-/// The upper half of a discriminator is that of 64 keys, the lower that of 4.
+/// The upper half of a key prefix is that of 64 keys, the lower that of 4.
 struct Fine : Plain {
-   static Vek::Discriminator discriminator( U64 key ) { return { key / 64, key / 4 % 16 }; }
+   static Vek::KeyPrefix keyPrefix( U64 key ) { return { key / 64, key / 4 % 16 }; }
 };
 /// The greatest upper half stands for unused places as well.
 struct Greatest : Plain {
-   static Vek::Discriminator discriminator( U64 key ) { return { ~U64{ 0 }, key / 8 }; }
+   static Vek::KeyPrefix keyPrefix( U64 key ) { return { ~U64{ 0 }, key / 8 }; }
 };
 
 template < typename Compare >

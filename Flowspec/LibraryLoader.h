@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Modules/SiblingModules.h"
+#include "Loading/SiblingModules.h"
 #include "Vek/types/RuntimeModule.h"
 #include "Zorv/ZorvModule.h"
 

@@ -13,16 +13,14 @@ namespace {
 
 using TestSupport::KeyGenerator;
 
-Vek::Discriminator discriminator( const FlowspecKey& key ) {
-   return FlowspecKeyOrder::discriminator( key );
-}
+Vek::KeyPrefix keyPrefix( const FlowspecKey& key ) { return FlowspecKeyOrder::keyPrefix( key ); }
 
-// Of keys in their order the discriminators never descend: that is the law, for all pairs at once.
+// Of keys in their order the key prefixes never descend: that is the law, for all pairs at once.
 void expectAscending( std::vector< FlowspecKey > keys ) {
    std::sort( keys.begin(), keys.end(), FlowspecKeyOrder() );
    for ( std::size_t i = 1; i < keys.size(); ++i ) {
-      const auto before = discriminator( keys[i - 1] );
-      const auto behind = discriminator( keys[i] );
+      const auto before = keyPrefix( keys[i - 1] );
+      const auto behind = keyPrefix( keys[i] );
       ASSERT_LE( before, behind ) << keys[i - 1].toStrep() << "\n" << keys[i].toStrep();
    }
 }
@@ -36,23 +34,23 @@ std::vector< FlowspecKey > drawn( U32 count, Draw draw ) {
    return keys;
 }
 
-TEST( FlowspecKeyDiscriminator, OrdersArbitraryKeys ) {
+TEST( FlowspecKeyPrefix, OrdersArbitraryKeys ) {
    KeyGenerator generator( 1 );
    expectAscending( drawn( 50'000U, [&] { return generator.arbitraryKey(); } ) );
 }
 
-TEST( FlowspecKeyDiscriminator, OrdersKeysThatDifferInLittle ) {
+TEST( FlowspecKeyPrefix, OrdersKeysThatDifferInLittle ) {
    KeyGenerator generator( 2 );
    expectAscending( drawn( 100'000U, [&] { return generator.similarKey(); } ) );
 }
 
-TEST( FlowspecKeyDiscriminator, OrdersRules ) {
+TEST( FlowspecKeyPrefix, OrdersRules ) {
    KeyGenerator generator( 3 );
    expectAscending( drawn( 50'000U, [&] { return generator.realisticKey(); } ) );
    expectAscending( drawn( 50'000U, [&] { return generator.canonicalKey(); } ) );
 }
 
-TEST( FlowspecKeyDiscriminator, OrdersVrfsAndFamiliesWhereTheirCodesChange ) {
+TEST( FlowspecKeyPrefix, OrdersVrfsAndFamiliesWhereTheirCodesChange ) {
    std::vector< FlowspecKey > keys;
    for ( const U32 vrf : { 0U, 1U, 126U, 127U, 128U, 129U, 16383U, 16384U, 0xFFFFFEU, 0xFFFFFFU,
                            0x1000000U, 0xFFFFFFFEU, 0xFFFFFFFFU } ) {
@@ -64,14 +62,14 @@ TEST( FlowspecKeyDiscriminator, OrdersVrfsAndFamiliesWhereTheirCodesChange ) {
       }
    }
    expectAscending( keys );
-   std::set< Vek::Discriminator > distinct;
+   std::set< Vek::KeyPrefix > distinct;
    for ( const FlowspecKey& key : keys ) {
-      distinct.insert( discriminator( key ) );
+      distinct.insert( keyPrefix( key ) );
    }
    EXPECT_EQ( distinct.size(), keys.size() );
 }
 
-TEST( FlowspecKeyDiscriminator, OrdersEveryPrefixOfAFewAddresses ) {
+TEST( FlowspecKeyPrefix, OrdersEveryPrefixOfAFewAddresses ) {
    std::vector< FlowspecKey > keys;
    for ( const U32 address : { 0x00000000U, 0x00000001U, 0x0A000000U, 0x0A000001U, 0x7FFFFFFFU,
                                0x80000000U, 0xAAAAAAAAU, 0xFFFFFFFEU, 0xFFFFFFFFU } ) {
@@ -95,21 +93,21 @@ TEST( FlowspecKeyDiscriminator, OrdersEveryPrefixOfAFewAddresses ) {
    expectAscending( keys );
 }
 
-TEST( FlowspecKeyDiscriminator, TellsEveryIpv4PrefixFromAnother ) {
+TEST( FlowspecKeyPrefix, TellsEveryIpv4PrefixFromAnother ) {
    std::set< std::pair< U32, unsigned > > prefixes;
-   std::set< Vek::Discriminator > distinct;
+   std::set< Vek::KeyPrefix > distinct;
    for ( const U32 address : { 0U, 0x0A0A0A0AU, 0xFFFFFFFFU, 0x80000000U } ) {
       for ( unsigned length = 0; length <= 32; ++length ) {
          FlowspecKey key;
          key.destPrefixIs( { Zorv::IpGenAddr::ipv4( address ), length } );
          prefixes.emplace( key.destPrefix().address().ipv4Value(), length );
-         distinct.insert( discriminator( key ) );
+         distinct.insert( keyPrefix( key ) );
       }
    }
    EXPECT_EQ( distinct.size(), prefixes.size() );
 }
 
-TEST( FlowspecKeyDiscriminator, OrdersWordsWhereTheirCodesChange ) {
+TEST( FlowspecKeyPrefix, OrdersWordsWhereTheirCodesChange ) {
    std::vector< FlowspecKey > keys;
    for ( const U32 type : { 0U, 3U, 14U, 15U, 16U, 255U } ) {
       for ( const U32 op : { 0x00U, 0x01U, 0x0FU, 0x10U, 0x30U, 0x81U, 0xFFU } ) {
@@ -129,7 +127,7 @@ TEST( FlowspecKeyDiscriminator, OrdersWordsWhereTheirCodesChange ) {
    expectAscending( keys );
 }
 
-TEST( FlowspecKeyDiscriminator, HoldsAnIpv4RulesDestinationProtocolAndPort ) {
+TEST( FlowspecKeyPrefix, HoldsAnIpv4RulesDestinationProtocolAndPort ) {
    const auto rule = []( U32 vrf, U32 protocol, U32 port, U32 secondPort ) {
       FlowspecKey key;
       key.vrfIdIs( vrf );
@@ -138,7 +136,7 @@ TEST( FlowspecKeyDiscriminator, HoldsAnIpv4RulesDestinationProtocolAndPort ) {
       key.setOpVal( 0, ipProto, 0x81, protocol );
       key.setOpVal( 1, destPort, 0x11, port );
       key.setOpVal( 2, destPort, 0x91, secondPort );
-      return discriminator( key );
+      return keyPrefix( key );
    };
    for ( const U32 vrf : { 0U, 127U, Vrf::VrfIdMap::invalid() } ) {
       EXPECT_LT( rule( vrf, 6, 443, 80 ), rule( vrf, 7, 80, 80 ) );
@@ -148,26 +146,26 @@ TEST( FlowspecKeyDiscriminator, HoldsAnIpv4RulesDestinationProtocolAndPort ) {
    }
 }
 
-TEST( FlowspecKeyDiscriminator, DiffersForMostRules ) {
+TEST( FlowspecKeyPrefix, DiffersForMostRules ) {
    KeyGenerator generator( 4 );
    std::set< FlowspecKey, FlowspecKeyOrder > keys;
-   std::set< Vek::Discriminator > distinct;
+   std::set< Vek::KeyPrefix > distinct;
    for ( U32 i = 0; i < 100'000; ++i ) {
       const FlowspecKey key = generator.realisticKey();
       keys.insert( key );
-      distinct.insert( discriminator( key ) );
+      distinct.insert( keyPrefix( key ) );
    }
    EXPECT_GT( distinct.size(), keys.size() * 99 / 100 );
 }
 
-TEST( FlowspecKeyDiscriminator, IsEqualWhenItsBitsEndBeforeTheDifference ) {
+TEST( FlowspecKeyPrefix, IsEqualWhenItsBitsEndBeforeTheDifference ) {
    FlowspecKey a;
    for ( U32 i = 0; i < 10; ++i ) {
       a.setOpVal( i, destPort, 0x11, i );
    }
    FlowspecKey b = a;
    b.setOpVal( 9, destPort, 0x11, 10 );
-   EXPECT_EQ( discriminator( a ), discriminator( b ) );
+   EXPECT_EQ( keyPrefix( a ), keyPrefix( b ) );
    EXPECT_LT( FlowspecKeyOrder::compare( a, b ), 0 );
 }
 

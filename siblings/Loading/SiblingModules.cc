@@ -1,4 +1,4 @@
-#include "Modules/SiblingModules.h"
+#include "Loading/SiblingModules.h"
 
 #include "Classification/StructuredFilter.h"
 #include "L3/ResolvedNexthopInfo.h"
