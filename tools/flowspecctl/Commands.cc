@@ -2,8 +2,6 @@
 
 namespace Tools {
 
-using namespace Flowspec;
-
 namespace {
 
 struct Command {
