@@ -8,11 +8,10 @@ namespace Forms {
 
 namespace {
 
-using Flowspec::Tools::printable;
-using Flowspec::Tools::JsonMembers::BadJson;
-using Flowspec::Tools::JsonMembers::Json;
-using Flowspec::Tools::JsonMembers::Lines;
-using Flowspec::Tools::JsonMembers::parsedObject;
+using JsonMembers::BadJson;
+using JsonMembers::Json;
+using JsonMembers::Lines;
+using JsonMembers::parsedObject;
 
 // The line of a value, or of the nearest around it that is there.
 U64 lineOf( Vek::String name, const Lines& lines ) {

@@ -55,11 +55,11 @@ std::optional< PeerdConfig > readPeerdFile( const Vek::String& file ) {
    std::size_t told = 0;
    for ( const Forms::ConfigFault& fault : faults ) {
       if ( told == maxFaults ) {
-         Flowspec::Tools::reportFile( file, Vek::concat( faults.size() - told, " more errors" ) );
+         Forms::reportFile( file, Vek::concat( faults.size() - told, " more errors" ) );
          break;
       }
       ++told;
-      Flowspec::Tools::reportLine( file, fault.line, fault.reason );
+      Forms::reportLine( file, fault.line, fault.reason );
    }
    return std::nullopt;
 }
