@@ -54,7 +54,8 @@ public:
 
    /// Whether it is established and there is room for one more message at least.
    virtual bool canSend() const = 0;
-   /// Queues whole messages; `canSend`. It may overrun the room, by what is given here.
+   /// Queues whole messages; dropped when it is not established. May overrun the room, by what is
+   /// given here.
    virtual void send( std::span< const U8 > messages ) = 0;
 
    /// Ends the session with a NOTIFICATION, such as Cease/Maximum Number of Prefixes Reached;

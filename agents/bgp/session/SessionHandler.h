@@ -1,30 +1,12 @@
 #pragma once
 
-#include "agents/bgp/message/Family.h"
-
-#include "Vek/text/String.h"
-
-#include <chrono>
-#include <span>
-#include <vector>
+#include "agents/bgp/session/Down.h"
 
 namespace Bgp {
 
 struct Agreed;
 struct Update;
 class Session;
-
-/// How a session that was established ended.
-struct Down {
-   /// In words, such as "hold timer expired" or "the peer sent Cease/Administrative Shutdown: bye".
-   Vek::String reason;
-   /// Whether what the peer announced stays as stale (graceful restart, RFC 4724 and RFC 8538), of
-   /// which families, and for how long if the session does not come up again. What is of other
-   /// families goes.
-   bool keepsStale = false;
-   std::vector< Family > staleFamilies;
-   std::chrono::seconds restartTime{ 0 };
-};
 
 /// What is done with what sessions bring; the user of `SessionSet` implements it. A call comes from
 /// the event loop and is to return soon. Within it `send` and `end` of any session may be called.

@@ -8,6 +8,11 @@
 
 namespace Bgp {
 
+class Farewells;
+class Listener;
+class PeerSession;
+class Socket;
+
 /// All sessions of a BGP speaker, and where it listens for them. One thread, that of its event
 /// loop; nothing here waits.
 ///
@@ -18,7 +23,7 @@ namespace Bgp {
 class SessionSet {
 public:
    struct Options {
-      /// Lines for people; none of them has an end. What peers cause may be too many of.
+      /// Lines for people, without an end. Peers cause them, as many as they like.
       std::function< void( std::string_view ) > log;
       /// This process was started again and still has what it had: rules are announced again soon,
       /// so peers that agreed on graceful restart keep them (RFC 4724's restart state and
@@ -34,7 +39,7 @@ public:
    SessionSet( Agents::EventLoop& loop, SessionHandler& handler, Options options );
    SessionSet( const SessionSet& ) = delete;
    SessionSet& operator=( const SessionSet& ) = delete;
-   /// Closes what is open without a word; `down` is not called.
+   /// Closes what is open without a word; the handler is not called.
    ~SessionSet();
 
    /// Listens on these addresses and on no others; those that it listens on already stay as they
@@ -63,6 +68,25 @@ public:
    void leave();
    /// Whether nothing is left to be sent after `stop`; it takes a second at most.
    bool stopped() const;
+
+private:
+   using Members = std::vector< std::unique_ptr< PeerSession > >;
+
+   void accept( Socket connection );
+   PeerSession* sessionFor( const Zorv::IpGenAddr& peer, const Zorv::IpGenAddr& local ) const;
+   /// Makes listeners want, or no longer want, signatures of the session's peer.
+   void passwordIs( const SessionConfig& config, const Vek::String& password );
+   void passwordIs( const Listener& listener, const SessionConfig& config,
+                    const Vek::String& password );
+
+   Agents::EventLoop& loop_;
+   SessionHandler& handler_;
+   const Options options_;
+   const Session::Time began_;
+   std::unique_ptr< Farewells > farewells_;
+   std::vector< std::unique_ptr< Listener > > listeners_;
+   Members sessions_;
+   U64 seed_;
 };
 
 } // namespace Bgp
