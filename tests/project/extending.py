@@ -8,7 +8,8 @@ above it and the objects of flowspecctl, from the build of the unchanged sources
 
 A section of the page has a patch (`diff`) and either a program (`cpp`) with what it prints (`text`) or
 a command of flowspecctl (`console`). A patch of the types changes the libraries: they are compiled
-anew, but for the runtime. Of the others only the new files are compiled, and flowspecctl's list.
+anew, but for the runtime, and so are the sources of tools and agents that it changes, to see that
+they still compile. Of the others only the new files are compiled, and flowspecctl's list.
 """
 
 import re
@@ -46,6 +47,10 @@ class Section:
 
     def changes_library(self):
         return any(f"+++ b/{name}/" in self.patch for name in ("siblings", "Flowspec", "wire"))
+
+    def changed_programs(self):
+        """The sources of tools and agents that the patch changes."""
+        return re.findall(r"^\+\+\+ b/((?:forms|tools|agents)/\S+\.cc)$", self.patch, flags=re.M)
 
 
 class Tree:
@@ -110,6 +115,8 @@ def output_of(section, tree, sources, platform, libraries):
     objects = [tree.compile(section.program, "main")]
     if section.changes_library():
         objects += tree.compile_library()
+        for changed in section.changed_programs():
+            tree.compile_files([tree.root / changed], Path(changed).stem)
     else:
         objects += [tree.compile_files([path], path.stem) for path in tree.added] + archives
     return tree.run([*objects, platform], [], sources)
@@ -120,7 +127,7 @@ def main():
     sources = Path(sources)
     page = (sources / "docs/extending.md").read_text()
     sections = [Section(text) for text in re.split(r"^## ", page, flags=re.M)[1:]]
-    assert len(sections) >= 3, "sections are missing"
+    assert len(sections) >= 5, "sections are missing"
     for section in sections:
         with tempfile.TemporaryDirectory() as folder:
             tree = Tree(sources, Path(folder) / "tree", compiler, section)
@@ -129,4 +136,5 @@ def main():
         print(f"{section.title}: as the page says")
 
 
-main()
+if __name__ == "__main__":
+    main()
