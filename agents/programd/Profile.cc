@@ -94,7 +94,7 @@ Set names( const Json& json, const Vek::String& name, const char* what, Read rea
       }
       const Set bits = read( value.get< Vek::String >() );
       if ( bits.none() ) {
-         fail( element, "'", value.get< Vek::String >(), "' is no ", what );
+         fail( element, "'", value.get< Vek::String >(), "' is not a known ", what );
       }
       set |= bits;
    }

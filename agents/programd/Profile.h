@@ -43,7 +43,7 @@ public:
    Profile() = default;
 
    /// Reads all of `json`; `ProfileError` when it is no profile, such as "ipv4.qualifiers[1]:
-   /// 'ports' is no component type".
+   /// 'ports' is not a known component type".
    static Profile read( std::string_view json );
 
    U64 capacity() const { return capacity_; } ///< TCAM entries

@@ -269,7 +269,7 @@ void Reader::readStatement() {
       // Once: a remark costs the time to count lines.
       if ( !std::exchange( passedOver_, true ) ) {
          remarks_.push_back( text_.faultAt(
-            at, Vek::concat( attribute, " is passed over: it is no part of the action" ) ) );
+            at, Vek::concat( attribute, " is passed over: it is not part of the action" ) ) );
       }
       return;
    }

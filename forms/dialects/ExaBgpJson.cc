@@ -53,13 +53,13 @@ public:
       const auto* const row =
          std::ranges::find( families, announced->name( 0 ), &FamilyName::name );
       if ( row == std::end( families ) ) {
-         announced->fail( "'", announced->name( 0 ), "' is no family of flow specifications" );
+         announced->fail( "'", announced->name( 0 ), "' is not a family of flow specifications" );
       }
       const PlacedJson& nextHop = only( family, "next hop" );
       if ( family.name( 0 ) != noNextHop ) {
          const auto address = Zorv::IpGenAddr::fromText( family.name( 0 ) );
          if ( !address ) {
-            family.fail( "'", family.name( 0 ), "' is no address" );
+            family.fail( "'", family.name( 0 ), "' is not an address" );
          }
          nextHop_ = *address;
       }

@@ -60,7 +60,7 @@ private:
    void readHead() {
       skip();
       if ( const std::size_t at = text_.offset(); text_.takeWord( "withdraw" ) ) {
-         text_.failAt( at, "a withdrawal is no rule" );
+         text_.failAt( at, "a withdrawal is not a rule" );
       }
       const bool announced = text_.takeWord( "announce" );
       skip();
@@ -244,7 +244,7 @@ bool Reader::takeAction( std::size_t at, std::string_view action ) {
       // Once: a remark costs the time to count lines.
       if ( !std::exchange( passedOver_, true ) ) {
          remarks_.push_back( text_.faultAt(
-            at, Vek::concat( action, " is passed over: it is no part of the action" ) ) );
+            at, Vek::concat( action, " is passed over: it is not part of the action" ) ) );
       }
    } else {
       return false;

@@ -129,7 +129,7 @@ AddressFamily Reader::familyOf( const PlacedJson& components, const PlacedJson& 
          const auto format =
             Wire::NlriFormat::of( static_cast< U16 >( afi ), static_cast< U8 >( safi ) );
          if ( !format ) {
-            attribute.fail( "AFI ", afi, " and SAFI ", safi, " are no family of rules" );
+            attribute.fail( "AFI ", afi, " and SAFI ", safi, " are not a family of rules" );
          }
          return format->family;
       }
@@ -286,7 +286,7 @@ ExtendedCommunity Reader::octetsIn( U16 type, const PlacedJson& value ) {
 void Reader::passOver( const PlacedJson& community ) {
    if ( !std::exchange( passedOver_, true ) ) {
       remarks_.push_back( text_.faultAt(
-         community.at(), "the community is passed over: it is no part of the action" ) );
+         community.at(), "the community is passed over: it is not part of the action" ) );
    }
 }
 

@@ -362,7 +362,7 @@ bool Reader::takeAction( std::size_t at, std::string_view word ) {
       // Once: a remark costs the time to count lines.
       if ( !std::exchange( passedOver_, true ) ) {
          remarks_.push_back( text_.faultAt(
-            at, Vek::concat( word, " is passed over: it is no part of the action" ) ) );
+            at, Vek::concat( word, " is passed over: it is not part of the action" ) ) );
       }
    } else {
       return false;

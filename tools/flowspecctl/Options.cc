@@ -95,7 +95,7 @@ Reason makeCanonical( FlowspecKey& key ) {
    }
    const Wire::CanonicalRule rule( key );
    if ( rule.nothing() == invalid ) {
-      return "the key is no rule: it has no canonical form";
+      return "the key is not a rule: it has no canonical form";
    }
    if ( rule.nothing() ) {
       return Vek::concat( "no packet matches the rule: its ", stringValue( *rule.nothing() ),

@@ -34,7 +34,7 @@ Vek::String fault( const SessionConfig& config ) {
       return "0 is no AS number";
    }
    if ( config.routerId == 0 ) {
-      return "0 is no router id";
+      return "0 is not a router id";
    }
    if ( config.families.empty() ) {
       return "there is no address family";

@@ -201,7 +201,7 @@ TEST( RuleFile, RulesOfAnotherProgramMaySpanLines ) {
                    RuleError{ "rules", 10, "expected a component, found the end", 17 } ) );
    EXPECT_THAT( file.warnings,
                 ElementsAre( RuleError{
-                   "rules", 4, "bgp_med is passed over: it is no part of the action", 3 } ) );
+                   "rules", 4, "bgp_med is passed over: it is not part of the action", 3 } ) );
 }
 
 TEST( RuleFile, OfEqualKeysTheFirstStands ) {

@@ -39,11 +39,11 @@ const std::vector< Bad > badProfiles = {
    { R"({"capacity":1,"interfaceSets":0,"ipv4":{"qualifiers":["port",4],"actions":[]}})",
      "ipv4.qualifiers[1]: not a text" },
    { R"({"capacity":1,"interfaceSets":0,"ipv4":{"qualifiers":["port","ports"],"actions":[]}})",
-     "ipv4.qualifiers[1]: 'ports' is no component type" },
+     "ipv4.qualifiers[1]: 'ports' is not a known component type" },
    { R"({"capacity":1,"interfaceSets":0,"ipv4":{"qualifiers":["invalid"],"actions":[]}})",
-     "ipv4.qualifiers[0]: 'invalid' is no component type" },
+     "ipv4.qualifiers[0]: 'invalid' is not a known component type" },
    { R"({"capacity":1,"interfaceSets":0,"ipv4":{"qualifiers":[],"actions":["invalid"]}})",
-     "ipv4.actions[0]: 'invalid' is no action" },
+     "ipv4.actions[0]: 'invalid' is not a known action" },
    { R"({"capacity":1,"interfaceSets":0,"interfaces":{}})", "interfaces: not a list" },
    { R"({"capacity":1,"interfaceSets":0,"interfaces":[3]})", "interfaces[0]: not an object" },
    { R"({"capacity":1,"interfaceSets":0,"interfaces":[{"intf":3}]})",
@@ -140,7 +140,7 @@ TEST( Profile, AnErrorNamesItsLine ) {
       { "{ \"capacity\": 1,\n\"capacity\": 2 }", 2, "member 'capacity' is there twice" },
       { "{ \"capacity\": 1, \"interfaceSets\": 1,\n\"ipv4\": {\n\"qualifiers\": [\n\"port\",\n"
         "\"sport\"\n], \"actions\": [] } }",
-        5, "ipv4.qualifiers[1]: 'sport' is no component type" },
+        5, "ipv4.qualifiers[1]: 'sport' is not a known component type" },
       { "{ \"capacity\": 1, \"interfaceSets\": 1, \"interfaces\": [\n{ \"intf\": 1, \"vrf\": 0 },\n"
         "{ \"intf\": 1,\n\"vrf\": 0 }\n] }",
         3, "interfaces[1].intf: 1 is listed twice" },

@@ -227,8 +227,9 @@ TEST( BirdReader, MakesAnActionOfCommunities ) {
    EXPECT_EQ( rule.action.rateLimit, 1024 );
    EXPECT_EQ( rule.action.redirect.vrfId(), 2U );
    EXPECT_THAT( rule.key.interfaceSet(), ElementsAre( 17 ) );
-   EXPECT_THAT( remarks, ElementsAre( Fault{
-                            5, 3, "bgp_community is passed over: it is no part of the action" } ) );
+   EXPECT_THAT(
+      remarks,
+      ElementsAre( Fault{ 5, 3, "bgp_community is passed over: it is not part of the action" } ) );
 }
 
 /// What is wrong with the block after a match.

@@ -104,7 +104,7 @@ TEST( ExaBgpReader, ReadsEachAction ) {
    EXPECT_EQ( action( "extended-community [ target:1:2 origin:3:4 5:6 target:70000L:8 ];" ),
               front + "permit, 4 kept" );
    EXPECT_EQ( action( "community [ 65000:1 no-export ]; mark 5; large-community 1:2:3;" ),
-              front + "mark 5, 1:50: community is passed over: it is no part of the action" );
+              front + "mark 5, 1:50: community is passed over: it is not part of the action" );
    EXPECT_EQ( exaBgp().read( "route { next-hop 192.0.2.9; match { destination 10.0.0.0/8; } then { "
                              "redirect-to-nexthop; } }" ),
               front + "to 192.0.2.9" );
@@ -120,7 +120,7 @@ TEST( ExaBgpReader, SaysWhatIsWrongAndWhere ) {
       const char* fault;
    } const rows[] = {
       { "", "1:1: expected 'route', found the end" },
-      { "withdraw flow route { }", "1:1: a withdrawal is no rule" },
+      { "withdraw flow route { }", "1:1: a withdrawal is not a rule" },
       { "flow { route {} }", "1:6: expected 'route', found '{'" },
       { "route {", "1:8: expected 'rd', 'next-hop', 'match', 'scope' or 'then', found the end" },
       { "route { }", "1:1: the key has no component" },

@@ -99,7 +99,7 @@ TEST( GoBgpReader, ReadsEachAction ) {
    EXPECT_EQ( action( "rt 65000:1 1.0:2 192.0.2.1:3 discard rt 2001:db8::1:4" ),
               front + "drop, 4 kept" );
    EXPECT_EQ( action( "community 1:2 discard med 5" ),
-              front + "drop, 1:35: community is passed over: it is no part of the action" );
+              front + "drop, 1:35: community is passed over: it is not part of the action" );
 }
 
 TEST( GoBgpReader, SaysWhatIsWrongAndWhere ) {

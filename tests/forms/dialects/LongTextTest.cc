@@ -18,22 +18,22 @@ std::string repeated( const std::string& text ) {
 TEST( LongText, OfManyStatementsIsReadInTime ) {
    EXPECT_EQ(
       OneDialect( "bird" ).read( "flow4 { port 80; } { " + repeated( "bgp_med = 5; " ) + "}" ),
-      "ipv4 *;*;P:=80; -> permit, 1:22: bgp_med is passed over: it is no part of the "
+      "ipv4 *;*;P:=80; -> permit, 1:22: bgp_med is passed over: it is not part of the "
       "action" );
    EXPECT_EQ(
       OneDialect( "exabgp" )
          .read( "route { match { port 80; } then { " + repeated( "community 1:2; " ) + "} }" ),
-      "ipv4 *;*;P:=80; -> permit, 1:35: community is passed over: it is no part of the "
+      "ipv4 *;*;P:=80; -> permit, 1:35: community is passed over: it is not part of the "
       "action" );
    EXPECT_EQ(
       OneDialect( "gobgp" ).read( "match source 10.0.0.0/8 then " + repeated( "med 5 " ) ),
-      "ipv4 *;10.0.0.0/8; -> permit, 1:30: med is passed over: it is no part of the action" );
+      "ipv4 *;10.0.0.0/8; -> permit, 1:30: med is passed over: it is not part of the action" );
    EXPECT_EQ(
       OneDialect( "gobgp-json" )
          .read( R"({"nlri":{"value":[{"type":1,"value":{"prefix":"10.0.0.0/8"}}]},"attrs":[)"
                 R"({"type":16,"value":[)" +
                 repeated( R"({"type":3,"subtype":12},)" ) + R"({"type":3,"subtype":12}]}]})" ),
-      "ipv4 10.0.0.0/8;*; -> permit, 1:93: the community is passed over: it is no part of "
+      "ipv4 10.0.0.0/8;*; -> permit, 1:93: the community is passed over: it is not part of "
       "the action" );
 }
 

@@ -78,7 +78,7 @@ TEST( ExaBgpJson, SaysWhatIsWrongAndWhere ) {
    EXPECT_EQ( exaBgp().read( message( "" ) ),
               "1:50: the update announces no rule that ExaBGP could read" );
    EXPECT_EQ( exaBgp().read( message( R"("announce":{"ipv4 unicast":{}})" ) ),
-              "1:62: 'ipv4 unicast' is no family of flow specifications" );
+              "1:62: 'ipv4 unicast' is not a family of flow specifications" );
    EXPECT_EQ( exaBgp().read( message( R"("announce":[{}])" ) ),
               "1:62: expected an object, found '['" );
    EXPECT_EQ( exaBgp().read( message( R"("announce":{"ipv4 flow":[[{}]]})" ) ),
@@ -88,7 +88,7 @@ TEST( ExaBgpJson, SaysWhatIsWrongAndWhere ) {
    EXPECT_EQ( exaBgp().read( message( R"("announce":{"ipv4 flow":{"no-nexthop":[{},{}]}})" ) ),
               "1:89: expected one rule, found 2" );
    EXPECT_EQ( exaBgp().read( message( R"("announce":{"ipv4 flow":{"x":[{}]}})" ) ),
-              "1:75: 'x' is no address" );
+              "1:75: 'x' is not an address" );
    EXPECT_EQ( exaBgp().read( message( R"("announce":{"ipv4 flow":{"no-nexthop":[{}]}})" ) ),
               "1:90: 'string' is missing" );
    EXPECT_EQ( exaBgp().read( message(
@@ -201,7 +201,7 @@ TEST( GoBgpJson, ReadsCommunities ) {
               front + "at most 10112 packets/s" );
    EXPECT_EQ( ofCommunities( R"({"type":0,"subtype":2,"value":"65000:100"},{"type":3,"subtype":12,)"
                              R"("tunnel_type":2})" ),
-              front + "permit, 1 kept, 1:166: the community is passed over: it is no part of the "
+              front + "permit, 1 kept, 1:166: the community is passed over: it is not part of the "
                       "action" );
 }
 
@@ -216,7 +216,7 @@ TEST( GoBgpJson, SaysWhatIsWrongAndWhere ) {
    EXPECT_EQ( goBgp().read( R"({"a":[{},{}]})" ), "1:6: expected one path, found 2" );
    EXPECT_EQ( goBgp().read( path( "", "" ) ), "1:18: nothing tells the family of the rule" );
    EXPECT_EQ( goBgp().read( path( "", R"({"type":14,"afi":1,"safi":1})" ) ),
-              "1:31: AFI 1 and SAFI 1 are no family of rules" );
+              "1:31: AFI 1 and SAFI 1 are not a family of rules" );
    EXPECT_EQ( ofComponents( "" ), "1:9: the key has no component" );
    EXPECT_EQ( ofComponents( R"({"type":0,"value":[]})" ), "1:19: there is no component of type 0" );
    EXPECT_EQ( ofComponents( R"({"type":14,"value":[]})" ),

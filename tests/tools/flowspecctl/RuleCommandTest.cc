@@ -82,7 +82,7 @@ TEST( RuleCommand, SaysWhereARuleIsWrongAndGoesOn ) {
                                                       "flow4 { dport 81;\n" );
    expect( rule( { "--from", "bird", file } ), 1, "flow4 { dport 80; }\n",
            file + ":3:3: error: expected a component, found 'foo'\n" + file +
-              ":5:3: warning: bgp_med is passed over: it is no part of the action\n" + file +
+              ":5:3: warning: bgp_med is passed over: it is not part of the action\n" + file +
               ":6:18: error: expected a component, found the end\n" );
 }
 
