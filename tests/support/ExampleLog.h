@@ -6,8 +6,9 @@
 
 namespace TestSupport {
 
-/// A captured stream that holds a root of every type, every streamed row and every kind of message:
-/// what a peer is told first, and changes behind it. It is examples/log/roots.vekl.
+/// A captured stream that holds a root of every type of `Flowspec`, every streamed row of them and
+/// every kind of message: what a peer is told first, and changes behind it. It is
+/// examples/log/roots.vekl.
 std::vector< U8 > exampleLog();
 
 } // namespace TestSupport

@@ -37,8 +37,9 @@ Run addCommands( CLI::App& program ) {
       }
    }
    return [runs = std::move( runs )]( Output& output ) {
-      const auto parsed =
-         std::ranges::find_if( runs, []( const auto& run ) { return run.first->parsed(); } );
+      // A command is parsed with those that it is in, which come before it.
+      const auto parsed = std::find_if( runs.rbegin(), runs.rend(),
+                                        []( const auto& run ) { return run.first->parsed(); } );
       return parsed->second( output );
    };
 }

@@ -49,7 +49,7 @@ _flowspecctl() {
    show:*)
       local what=${COMP_WORDS[2]}
       case $what:$previous in
-      *:show) words='rules status counters interfaces unsupported roots rule --help' ;;
+      *:show) words='rules status counters interfaces unsupported roots rule peers peer routes --help' ;;
       *:--family) words='ipv4 ipv6' ;;
       *:--from) words=$readable ;;
       *:--status)
@@ -65,6 +65,8 @@ _flowspecctl() {
       interfaces:*) words='--status-root --cli-config-root --json --vrf --family' ;;
       unsupported:*) words='--status-root --json --vrf --family' ;;
       roots:*) words='--json' ;;
+      peers:* | peer:*) words='--peers-root --json' ;;
+      routes:*) words='--bgp-root --peers-root --json --vrf --family --peer' ;;
       rule:*) words='--config-root --status-root --counter-root --json --from --vrf --family' ;;
       esac
       [[ $words != --* ]] || words+=' --socket --help'
@@ -73,7 +75,16 @@ _flowspecctl() {
    enable:*) words='--socket --cli-config-root --family --vrf --help' ;;
    disable:*) words='--socket --cli-config-root --family --help' ;;
    interface-set:* | vrf-override:*) words='--socket --cli-config-root --help' ;;
-   refresh:*) words='--socket --cli-config-root --counter-root --help' ;;
+   refresh:*)
+      if [[ ${COMP_WORDS[2]} == peer ]] && (( COMP_CWORD > 2 )); then
+         words='--socket --peers-root --peer-requests-root --help'
+         [[ $current == -* ]] || words='in out'
+         [[ $current == -* || $previous != peer ]] || return
+      else
+         words='--socket --cli-config-root --counter-root --help'
+         [[ $previous != refresh ]] || words="peer $words"
+      fi
+      ;;
    watch:*) words='--socket --json --initial --help' ;;
    vocab:* | types:*) words='--json --help' ;;
    *)

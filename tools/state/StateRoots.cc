@@ -69,7 +69,15 @@ bool StateRoots::unreachable( const Mount& mount ) {
    return !mount.stands() && mount.error().starts_with( "cannot connect to " );
 }
 
-Vek::Entity* StateRoots::checked( const Vek::String& root, const Vek::TypeInfo& type ) const {
+Vek::Ptr< Vek::NamedEntity > StateRoots::get( const Vek::String& root,
+                                              const Vek::TypeInfo& type ) const {
+   if ( Vek::NamedEntity* const entity = checked( root, type ) ) {
+      return Vek::Ptr( entity );
+   }
+   throw std::runtime_error( root + ": " + absent );
+}
+
+Vek::NamedEntity* StateRoots::checked( const Vek::String& root, const Vek::TypeInfo& type ) const {
    const auto mount = std::ranges::find( mounts_, root, &Mount::root );
    if ( const Vek::String reason = fault( **mount ); !reason.empty() ) {
       throw std::runtime_error( root + ": " + reason );

@@ -50,18 +50,16 @@ public:
    /// A root that must be there; `std::runtime_error` when it is not, too.
    template < typename T >
    Vek::Ptr< T > get( const Vek::String& root ) const {
-      if ( auto found = find< T >( root ) ) {
-         return found;
-      }
-      throw std::runtime_error( root + ": " + absent );
+      return Vek::Ptr< T >( static_cast< T* >( get( root, T::type() ).get() ) );
    }
+   Vek::Ptr< Vek::NamedEntity > get( const Vek::String& root, const Vek::TypeInfo& type ) const;
 
    /// What is said of a root that the database does not have.
    static constexpr const char* absent = "the state database has no such root";
 
 private:
    void add( std::unique_ptr< Vek::log::Mount > mount );
-   Vek::Entity* checked( const Vek::String& root, const Vek::TypeInfo& type ) const;
+   Vek::NamedEntity* checked( const Vek::String& root, const Vek::TypeInfo& type ) const;
 
    const Vek::log::Endpoint endpoint_;
    Vek::Directory directory_;

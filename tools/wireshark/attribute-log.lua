@@ -400,6 +400,23 @@ readers["Flowspec::UnsupportedQual"] = record {
    end },
    { "unsupportedActions", "Flowspec::ActionFieldSet" } }
 
+readers["Peers::SessionState"] = enumeration {
+   "idle", "connect", "active", "openSent", "openConfirm", "established" }
+readers["Peers::Family"] = enumeration { "ipv4", "ipv6", "vpnIpv4", "vpnIpv6" }
+readers["Peers::Capabilities"] = record {
+   { "fourOctetAs", "bool" }, { "routeRefresh", "bool" }, { "enhancedRefresh", "bool" },
+   { "gracefulRestart", "bool" }, { "notification", "bool" }, { "extendedMessages", "bool" } }
+readers["Peers::FamilyState"] = record {
+   { "family", "Peers::Family" }, { "isKept", "bool" }, { "endOfRibReceived", "bool" },
+   { "endOfRibSent", "bool" } }
+readers["Peers::MessageCounts"] = record {
+   { "opens", "U64" }, { "updates", "U64" }, { "notifications", "U64" },
+   { "keepalives", "U64" }, { "refreshes", "U64" } }
+readers["Peers::RuleCounts"] = record {
+   { "received", "U64" }, { "filed", "U64" }, { "hidden", "U64" }, { "refused", "U64" },
+   { "stale", "U64" }, { "announced", "U64" } }
+readers["Peers::RouteKey"] = record { { "family", "Peers::Family" }, { "nlri", "Vek::String" } }
+
 -- What was learned of each stream, a direction of a connection from a preamble on. Numbers are never
 -- used again, so that what is learned stays true when packets are dissected once more.
 

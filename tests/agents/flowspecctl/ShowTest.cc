@@ -153,6 +153,7 @@ TEST_F( Show, ARuleWithAllThatIsKnown ) {
       "detail        Destination Prefix: 10.1.0.0/16;Source Prefix: *;IP Protocol: =6;"
       "Destination Port: =80 | =443;\n"
       "words         0x03810006 0x05010050 0x059101bb\n"
+      "root          flowspec/config\n"
       "rule id       5\n"
       "match set     destPrefix 10.1.0.0/16\n"
       "              ipProto 6\n"
@@ -169,6 +170,48 @@ TEST_F( Show, ARuleWithAllThatIsKnown ) {
    EXPECT_EQ( object["action"].dump(), R"({"rateLimit":{"bytes":1000}})" );
    EXPECT_EQ( object["status"], "programmed" );
    EXPECT_EQ( object["packets"], 12 );
+   EXPECT_EQ( object["root"], "flowspec/config" );
+   EXPECT_FALSE( object.contains( "hides" ) );
+}
+
+// Of a key in several roots the first one counts.
+TEST_F( Show, ARuleSaysWhichRootItIsFromAndWhatItHides ) {
+   const auto bgp = configFactory( "flowspec/bgp" );
+   Vek::log::Mount bgpWriter( database.endpoint(), "peerd", *bgp );
+   bgp->vrfRuleConfigIs( 0 )->ruleIs( key( sets ) )->trafficRateLimitIs( 5 );
+   ActionFieldSet drop;
+   drop.trafficDropIs( true );
+   bgp->vrfRuleConfigIs( 0 )->rule( key( sets ) )->actionFieldSetIs( drop );
+   bgp->vrfRuleConfigIs( 0 )->ruleIs( key( "0;ipv4;10.9.0.0/16;*;" ) )->ruleIdIs( 77 );
+   bgp->vrfRuleConfigIs( 0 )->infeasibleRuleIs( key( never ) )->matchCompTypeIs( tcpFlags );
+   EXPECT_TRUE( TestSupport::until( { &bgpWriter }, [&] { return bgpWriter.allSent(); } ) );
+   EXPECT_THAT( good( { "rule", "10.2.0.0/16;*;" } ),
+                HasSubstr( "root          flowspec/config\n"
+                           "rule id       6\n"
+                           "action        permit\n"
+                           "hides         flowspec/bgp: drop\n"
+                           "status        intfSet" ) );
+   EXPECT_THAT( good( { "rule", "10.9.0.0/16;*;" } ), HasSubstr( "root          flowspec/bgp\n"
+                                                                 "rule id       77\n"
+                                                                 "action        permit\n" ) );
+   EXPECT_THAT( good( { "rule", "*;*;IP:=17;TCP:=2;" } ),
+                HasSubstr( "match set     matches no packet: tcpFlags\n"
+                           "hides         flowspec/bgp: matches no packet: tcpFlags\n" ) );
+   const auto object = nlohmann::json::parse( good( { "rule", "--json", "10.2.0.0/16;*;" } ) );
+   EXPECT_EQ( object["root"], "flowspec/config" );
+   EXPECT_EQ( object["hides"].dump(),
+              R"([{"action":{"drop":true},"matchSet":{},"root":"flowspec/bgp","ruleId":0}])" );
+   // In the order in which they are given, and only those.
+   EXPECT_THAT( good( { "rule", "--config-root", "flowspec/bgp", "--config-root", "flowspec/config",
+                        "10.2.0.0/16;*;" } ),
+                HasSubstr( "root          flowspec/bgp\n"
+                           "rule id       0\n"
+                           "action        drop\n"
+                           "hides         flowspec/config: permit\n" ) );
+   EXPECT_EQ( ctl( { "show", "rule", "--config-root", "flowspec/config", "10.9.0.0/16;*;" } ).err,
+              "KEY: error: there is no such rule\n" );
+   EXPECT_EQ( ctl( { "show", "rule", "--config-root", "none", "10.9.0.0/16;*;" } ).err,
+              "flowspecctl: error: none: the state database has no such root\n" );
 }
 
 TEST_F( Show, ARuleIsNamedInAnyForm ) {

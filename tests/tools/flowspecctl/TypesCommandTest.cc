@@ -18,8 +18,11 @@ Vek::String types( std::vector< Vek::String > arguments ) {
 }
 
 TEST( TypesCommand, ThePageOfTheTypesIsWhatTheCommandWrites ) {
-   EXPECT_EQ( contents( "docs/types.md" ), types( {} ) )
-      << "when the change is meant: flowspecctl types >docs/types.md";
+   const Vek::String begin = "The modules of the type registry";
+   const Vek::String written = types( {} );
+   const Vek::String page = contents( "docs/types.md" );
+   EXPECT_EQ( page.substr( page.find( begin ) ), written.substr( written.find( begin ) ) )
+      << "when the change is meant, they replace what the page has from there on";
 }
 
 TEST( TypesCommand, ShowsAValue ) {

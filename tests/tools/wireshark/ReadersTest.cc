@@ -106,7 +106,7 @@ TEST( DissectorReaders, ListTheEnumeratorsAndFlags ) {
       ++lists;
       EXPECT_THAT( reader.all( "\"(\\w+)\"" ), ElementsAreArray( expected ) );
    }
-   EXPECT_EQ( lists, 6U );
+   EXPECT_EQ( lists, 8U );
 }
 
 TEST( DissectorReaders, ListTheAttributesOfValues ) {
@@ -137,7 +137,7 @@ TEST( DissectorReaders, ListTheAttributesOfValues ) {
                    ElementsAreArray( attributes ) );
       EXPECT_THAT( reader.all( "\\{ \"\\w+\", \"([\\w:]+)\" \\}" ), ElementsAreArray( types ) );
    }
-   EXPECT_EQ( records, 10U );
+   EXPECT_EQ( records, 15U );
 }
 
 } // namespace

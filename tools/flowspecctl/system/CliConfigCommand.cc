@@ -1,6 +1,6 @@
 #include "Vek/text/Text.h"
 #include "tools/flowspecctl/Options.h"
-#include "tools/flowspecctl/system/CliConfigWriter.h"
+#include "tools/flowspecctl/system/RootWriter.h"
 
 #include <limits>
 
@@ -127,11 +127,13 @@ void addInterface( CLI::App& command, ChangeOptions& options ) {
 Run changing( const std::shared_ptr< ChangeOptions >& options, Change* change ) {
    return [=]( Output& ) {
       const Deadline deadline;
-      CliConfigWriter( options->system, deadline ).write( true, [&]( CliConfig& cli ) {
-         for ( const IntfId intf : options->intfs ) {
-            change( cli, intf, *options );
-         }
-      } );
+      const SystemOptions& system = options->system;
+      RootWriter( system.endpoint, system.cliConfig, CliConfig::type(), deadline )
+         .write( true, [&]( Vek::NamedEntity& root ) {
+            for ( const IntfId intf : options->intfs ) {
+               change( static_cast< CliConfig& >( root ), intf, *options );
+            }
+         } );
       return true;
    };
 }

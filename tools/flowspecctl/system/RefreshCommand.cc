@@ -1,5 +1,5 @@
 #include "Vek/text/Text.h"
-#include "tools/flowspecctl/system/CliConfigWriter.h"
+#include "tools/flowspecctl/system/CounterRefresh.h"
 #include "tools/flowspecctl/system/RuleText.h"
 
 namespace Tools {

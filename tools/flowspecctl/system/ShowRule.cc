@@ -7,6 +7,7 @@
 #include "tools/flowspecctl/RuleWriter.h"
 #include "tools/flowspecctl/system/RuleText.h"
 #include "tools/state/StateRoots.h"
+#include "tools/terminal/Lines.h"
 
 #include <set>
 
@@ -22,25 +23,53 @@ namespace {
 using Json = nlohmann::ordered_json;
 using Keys = std::set< FlowspecKey, FlowspecKeyOrder >;
 
+/// A rule in one of the roots that hold rules.
+struct Configured {
+   Vek::String root;
+   Vek::Ptr< RuleConfig > config;
+   Vek::Ptr< InfeasibleRule > infeasible;
+};
+
 /// All that the roots know of one rule.
 struct RuleView {
    FlowspecKey key;
-   Vek::Ptr< RuleConfig > config{};
-   Vek::Ptr< InfeasibleRule > infeasible{};
+   Configured counting{};              ///< of the first root that has it
+   std::vector< Configured > hidden{}; ///< those of the roots after that
    Vek::Ptr< RuleStatus > status{};
    std::optional< CounterVersion > counters{};
    double timestamp = 0; ///< of the counters
 };
 
+struct RuleOptions {
+   SystemOptions system;
+   std::vector< Vek::String > configs{ "flowspec/config", "flowspec/bgp" }; ///< by preference
+   RuleFilter filter;                                                       // by VRF and family
+   bool json = false;
+   Form from = Form::cli;
+   Vek::String key;
+};
+
 /// The roots of the system, those that are there.
 class System {
 public:
-   explicit System( const SystemOptions& names ) : roots_{ Vek::log::Endpoint( names.endpoint ) } {
-      for ( const Vek::String* const name : { &names.config, &names.status, &names.counter } ) {
-         roots_.read( *name );
+   explicit System( const RuleOptions& options )
+      : roots_{ Vek::log::Endpoint( options.system.endpoint ) } {
+      const SystemOptions& names = options.system;
+      const std::set< Vek::String > configs( options.configs.begin(), options.configs.end() );
+      for ( const Vek::String& config : configs ) {
+         roots_.read( config );
       }
+      roots_.read( names.status );
+      roots_.read( names.counter );
       roots_.settle();
-      config_ = roots_.get< Config >( names.config );
+      for ( const Vek::String& name : options.configs ) {
+         if ( auto config = roots_.find< Config >( name ) ) {
+            configs_.push_back( std::move( config ) );
+         }
+      }
+      if ( configs_.empty() ) {
+         roots_.get< Config >( options.configs.front() );
+      }
       status_ = roots_.find< Status >( names.status );
       counter_ = roots_.find< Counter >( names.counter );
    }
@@ -54,12 +83,14 @@ public:
             keys.insert( key );
          }
       };
-      for ( const auto& [vrfId, vrf] : config_->vrfRuleConfig() ) {
-         for ( const auto& rule : vrf->rule() ) {
-            add( rule->ruleKey() );
-         }
-         for ( const auto& rule : vrf->infeasibleRule() ) {
-            add( rule->ruleKey() );
+      for ( const Vek::Ptr< Config >& config : configs_ ) {
+         for ( const auto& [vrfId, vrf] : config->vrfRuleConfig() ) {
+            for ( const auto& rule : vrf->rule() ) {
+               add( rule->ruleKey() );
+            }
+            for ( const auto& rule : vrf->infeasibleRule() ) {
+               add( rule->ruleKey() );
+            }
          }
       }
       return keys;
@@ -67,9 +98,16 @@ public:
 
    RuleView view( const FlowspecKey& key ) const {
       RuleView view{ .key = key };
-      if ( const auto vrf = config_->vrfRuleConfig( key.vrfId() ) ) {
-         view.config = vrf->rule( key );
-         view.infeasible = vrf->infeasibleRule( key );
+      for ( const Vek::Ptr< Config >& config : configs_ ) {
+         const auto vrf = config->vrfRuleConfig( key.vrfId() );
+         if ( vrf && ( vrf->rule( key ) || vrf->infeasibleRule( key ) ) ) {
+            Configured rule{ config->name(), vrf->rule( key ), vrf->infeasibleRule( key ) };
+            if ( view.counting.root.empty() ) {
+               view.counting = std::move( rule );
+            } else {
+               view.hidden.push_back( std::move( rule ) );
+            }
+         }
       }
       if ( const auto vrf = status_ ? status_->vrfRuleStatus( key.vrfId() ) : nullptr ) {
          view.status = vrf->ruleStatus( key );
@@ -83,7 +121,7 @@ public:
 
 private:
    StateRoots roots_;
-   Vek::Ptr< Config > config_;
+   std::vector< Vek::Ptr< Config > > configs_; ///< in the order of preference
    Vek::Ptr< Status > status_;
    Vek::Ptr< Counter > counter_;
 };
@@ -92,15 +130,23 @@ static_assert( Vek::listsRows< RuleConfig, 11 > );
 static_assert( Vek::listsRows< InfeasibleRule, 4 > );
 static_assert( Vek::listsRows< RuleStatus, 11 > );
 
+Json configuredJson( const Configured& rule ) {
+   Json json{ { "root", printable( rule.root ) } };
+   if ( rule.config ) {
+      json["ruleId"] = rule.config->ruleId();
+      json["matchSet"] = matchSetJson( rule.config->matchSet() );
+      json["action"] = actionJson( actionOf( *rule.config ) );
+   } else {
+      json["ruleId"] = rule.infeasible->ruleId();
+      json["infeasible"] = stringValue( rule.infeasible->matchCompType() );
+   }
+   return json;
+}
+
 Json viewJson( const RuleView& view ) {
-   Json json = Json::object();
-   if ( view.config ) {
-      json["ruleId"] = view.config->ruleId();
-      json["matchSet"] = matchSetJson( view.config->matchSet() );
-      json["action"] = actionJson( actionOf( *view.config ) );
-   } else if ( view.infeasible ) {
-      json["ruleId"] = view.infeasible->ruleId();
-      json["infeasible"] = stringValue( view.infeasible->matchCompType() );
+   Json json = configuredJson( view.counting );
+   for ( const Configured& rule : view.hidden ) {
+      json["hides"].push_back( configuredJson( rule ) );
    }
    if ( view.status ) {
       json["status"] = stringValue( view.status->statusCode() );
@@ -125,25 +171,13 @@ void appendJson( Vek::String& out, const RuleView& view ) {
       out += '{';
       appendKeyForms( out, rule );
    }
-   const Vek::String rest = viewJson( view ).dump();
-   out += Vek::concat( std::string_view( rest == "{}" ? "" : "," ), rest.substr( 1 ), '\n' );
+   out += ',' + viewJson( view ).dump().substr( 1 ) + '\n';
 }
 
-/// Writes lines of a label and a text.
-class Lines {
-public:
-   explicit Lines( Vek::String& out ) : out_( out ) {}
-
-   void add( std::string_view label, std::string_view text ) {
-      out_ += label;
-      out_.append( label.size() < width ? width - label.size() : 1, ' ' );
-      out_ += Vek::concat( text, '\n' );
-   }
-
-private:
-   static constexpr std::size_t width = 14;
-   Vek::String& out_;
-};
+Vek::String doesText( const Configured& rule ) {
+   return rule.config ? actionText( actionOf( *rule.config ) )
+                      : "matches no packet: " + stringValue( rule.infeasible->matchCompType() );
+}
 
 void appendText( Vek::String& out, const RuleView& view ) {
    Lines lines( out );
@@ -159,18 +193,24 @@ void appendText( Vek::String& out, const RuleView& view ) {
          lines.add( form.name, text );
       }
    }
-   if ( view.config ) {
-      lines.add( "rule id", Vek::concat( view.config->ruleId() ) );
+   const Configured& counting = view.counting;
+   lines.add( "root", printable( counting.root ) );
+   if ( counting.config ) {
+      lines.add( "rule id", Vek::concat( counting.config->ruleId() ) );
       std::string_view label = "match set";
-      for ( const auto& [type, component] : view.config->matchSet() ) {
+      for ( const auto& [type, component] : counting.config->matchSet() ) {
          lines.add( std::exchange( label, "" ),
                     Vek::concat( stringValue( type ), ' ', componentText( component ) ) );
       }
-      lines.add( "action", actionText( actionOf( *view.config ) ) );
-   } else if ( view.infeasible ) {
-      lines.add( "rule id", Vek::concat( view.infeasible->ruleId() ) );
-      lines.add( "match set",
-                 "matches no packet: " + stringValue( view.infeasible->matchCompType() ) );
+   } else {
+      lines.add( "rule id", Vek::concat( counting.infeasible->ruleId() ) );
+   }
+   lines.add( counting.config ? "action" : "match set", doesText( counting ) );
+   std::string_view label = "hides";
+   for ( const Configured& hidden : view.hidden ) {
+      lines.add( std::exchange( label, "" ),
+                 Vek::concat( std::string_view( printable( hidden.root ) ), ": ",
+                              std::string_view( doesText( hidden ) ) ) );
    }
    if ( view.status ) {
       lines.add( "status", statusText( *view.status ) );
@@ -196,14 +236,6 @@ FlowspecKey withoutInstance( FlowspecKey key ) {
    return key;
 }
 
-struct RuleOptions {
-   SystemOptions system;
-   RuleFilter filter; // by VRF and family
-   bool json = false;
-   Form from = Form::cli;
-   Vek::String key;
-};
-
 // A key in a form without VRF, family and interface sets stands for the rules of any that the
 // filter admits.
 bool showRule( const RuleOptions& options, Output& output ) {
@@ -213,7 +245,7 @@ bool showRule( const RuleOptions& options, Output& output ) {
       return false;
    }
    const bool exactly = info( options.from ).hasInstance;
-   const System system( options.system );
+   const System system( options );
    const Keys keys = system.keys( [&]( const FlowspecKey& key ) {
       return options.filter.admits( key ) &&
              ( exactly ? key == wanted.key : withoutInstance( key ) == wanted.key );
@@ -240,7 +272,16 @@ bool showRule( const RuleOptions& options, Output& output ) {
 
 Run addShowRule( CLI::App& command ) {
    const auto options = std::make_shared< RuleOptions >();
-   addSystem( command, options->system, { configRoot, statusRoot, counterRoot } );
+   addSystem( command, options->system, { statusRoot, counterRoot } );
+   command
+      .add_option( configRoot.option, options->configs,
+                   "Name of a root that holds rules; given several times, the first one that has "
+                   "the rule counts" )
+      ->type_name( "NAME" )
+      ->capture_default_str()
+      ->expected( 1 )
+      ->take_all()
+      ->allow_extra_args( false );
    command.add_flag( "--json", options->json, "Write an object" );
    addFrom( command, options->from );
    addVrf( command, "Only the rule of this VRF", options->filter.vrfId );

@@ -3,7 +3,7 @@
 #include "forms/KeyJson.h"
 #include "forms/Printable.h"
 #include "tools/flowspecctl/Options.h"
-#include "tools/flowspecctl/system/CliConfigWriter.h"
+#include "tools/flowspecctl/system/CounterRefresh.h"
 #include "tools/flowspecctl/system/RuleText.h"
 #include "tools/state/StateRoots.h"
 

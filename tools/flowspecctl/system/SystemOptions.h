@@ -16,6 +16,9 @@ struct SystemOptions {
    Vek::String cliConfig = "flowspec/cliconfig";
    Vek::String status = "flowspec/status";
    Vek::String counter = "flowspec/counter";
+   Vek::String bgp = "flowspec/bgp";
+   Vek::String peers = "flowspec/peers";
+   Vek::String peerRequests = "flowspec/peer-requests";
 };
 
 /// Which rules are shown.
@@ -47,6 +50,13 @@ inline constexpr Root statusRoot{ "--status-root", "Name of the root that holds 
                                   &SystemOptions::status };
 inline constexpr Root counterRoot{ "--counter-root", "Name of the root that holds the counters",
                                    &SystemOptions::counter };
+inline constexpr Root bgpRoot{ "--bgp-root", "Name of the root that holds the rules of BGP peers",
+                               &SystemOptions::bgp };
+inline constexpr Root peersRoot{ "--peers-root", "Name of the root that holds the BGP peers",
+                                 &SystemOptions::peers };
+inline constexpr Root peerRequestsRoot{ "--peer-requests-root",
+                                        "Name of the root that holds what peers are asked for",
+                                        &SystemOptions::peerRequests };
 
 /// Adds `--socket`, the options of the roots that a command uses, and the footer.
 void addSystem( CLI::App& command, SystemOptions& system, std::initializer_list< Root > roots );

@@ -20,8 +20,8 @@ struct WatchOptions {
    Vek::String endpoint = defaultEndpoint;
    bool json = false;
    bool initial = false; // begin with what is there
-   std::vector< Vek::String > roots{ "flowspec/config", "flowspec/cliconfig", "flowspec/status",
-                                     "flowspec/counter" };
+   std::vector< Vek::String > roots{ "flowspec/config",  "flowspec/cliconfig", "flowspec/status",
+                                     "flowspec/counter", "flowspec/bgp",       "flowspec/peers" };
 };
 
 // Goes on until the process is ended. A root that comes later is printed whole. Connections that
