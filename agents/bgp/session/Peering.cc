@@ -288,9 +288,11 @@ Down Peering::down( Event event, const Notification& told, Vek::String words ) c
       for ( const GracefulFamily& kept : agreed.gracefulRestart->families ) {
          down.staleFamilies.push_back( kept.family );
       }
-      down.restartTime = std::chrono::seconds( agreed.gracefulRestart->seconds );
    }
    down.keepsStale = !down.staleFamilies.empty();
+   if ( down.keepsStale ) {
+      down.restartTime = std::chrono::seconds( agreed.gracefulRestart->seconds );
+   }
    return down;
 }
 
