@@ -8,7 +8,7 @@ namespace Peerd {
 
 /// Whether the rules that a condition holds for are announced. A plain value.
 struct ExportTerm {
-   RuleCondition condition;
+   RuleCondition condition{};
    bool announces = true;
 
    bool operator==( const ExportTerm& ) const = default;
@@ -17,10 +17,10 @@ struct ExportTerm {
 /// Which rules are announced to a peer, and with which attributes: the first term whose condition
 /// holds decides. A plain value.
 struct ExportPolicy {
-   std::vector< ExportTerm > terms;
+   std::vector< ExportTerm > terms{};
    bool announcesOthers = false; ///< rules that no term is about
    U32 localPref = 100;          ///< LOCAL_PREF, to internal peers alone
-   std::optional< U32 > med;     ///< MULTI_EXIT_DISC
+   std::optional< U32 > med{};   ///< MULTI_EXIT_DISC
 
    bool announces( const Flowspec::FlowspecKey& key, const Flowspec::RuleAction& action ) const;
 

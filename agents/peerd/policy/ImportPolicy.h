@@ -9,22 +9,22 @@ namespace Peerd {
 
 /// What becomes of the rules that a condition holds for. A plain value.
 struct ImportTerm {
-   RuleCondition condition;
+   RuleCondition condition{};
    bool accepts = true;
-   Vek::String reason; ///< of a refusal, in the operator's words; may be empty
+   Vek::String reason{}; ///< of a refusal, in the operator's words; may be empty
 
    // What is done with rules that are accepted.
 
    /// The VRF that the rule is filed in. Without it, the VRFs that import one of its route targets
    /// in a VPN family, else the default VRF, 0.
-   std::optional< Vrf::VrfIdMap::VrfId > vrf;
+   std::optional< Vrf::VrfIdMap::VrfId > vrf{};
    /// The rule of a family without distinguishers is filed in the VRFs that import its route
    /// targets too; one that has none of them is refused.
    bool vrfByRouteTarget = false;
    /// The interface sets of the rule's key, ascending and each once, instead of those of its
    /// communities; none is for all interfaces.
-   std::optional< std::vector< U16 > > interfaceSets;
-   std::optional< Flowspec::RuleAction > action; ///< instead of that of its communities
+   std::optional< std::vector< U16 > > interfaceSets{};
+   std::optional< Flowspec::RuleAction > action{}; ///< instead of that of its communities
 
    bool operator==( const ImportTerm& ) const = default;
 };

@@ -11,10 +11,10 @@ namespace Peerd {
 /// all. A plain value.
 struct RuleCondition {
    /// The rule's destination is inside one of these; without any, it may be anything or missing.
-   std::vector< Zorv::IpGenPrefix > destinations;
+   std::vector< Zorv::IpGenPrefix > destinations{};
    /// The rule's destination is at least this long; one that is missing has the length 0.
    U8 minDestinationLength = 0;
-   std::vector< Zorv::IpGenPrefix > sources; ///< the same of the source
+   std::vector< Zorv::IpGenPrefix > sources{}; ///< the same of the source
    U8 minSourceLength = 0;
    Zorv::AddressFamily family = Zorv::AddressFamily::none; ///< IPv4, IPv6, or `none` for both
    /// The rule has a component of each of these types, and of none of `without`. Bit `n` stands for
@@ -22,7 +22,7 @@ struct RuleCondition {
    U32 with = 0;
    U32 without = 0;
    /// At least one of these is among the rule's actions. The empty set is no condition.
-   Flowspec::ActionFieldSet actions;
+   Flowspec::ActionFieldSet actions{};
 
    bool holds( const Flowspec::FlowspecKey& key, const Flowspec::RuleAction& action ) const;
 
