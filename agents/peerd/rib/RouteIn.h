@@ -38,8 +38,8 @@ struct UnfiledRoute {
 /// policy refuses or a guard rail stops is kept as refused. Of the others with one NLRI, the best
 /// path wins (RFC 4271 section 9.1.2.2 without the metric of the next hop, RFC 4456 section 9). The
 /// winner is mapped to a key for each VRF that it is for; of several that give one key the best is
-/// filed, by the same comparison and then by their octets. All others are hidden and take over when
-/// it goes.
+/// filed, by the same comparison and then by family and octets; beyond 1024 of one key it is the
+/// first to come. All others are hidden and take over when it goes.
 ///
 /// What changes of one call is told in one transaction of the sink. Nothing here blocks, throws for
 /// what peers send, or knows the time; memory is bounded by `GuardRails::maxRules` of each peer.
@@ -79,7 +79,7 @@ public:
    void endOfRib( PeerId peer, Bgp::Family family );
    /// The peer begins to tell all of the family again (RFC 7313), and ends.
    void refreshBegins( PeerId peer, Bgp::Family family );
-   void refreshEnds( PeerId peer, Bgp::Family family ) { endOfRib( peer, family ); }
+   void refreshEnds( PeerId peer, Bgp::Family family );
 
    /// The session is over. Routes of `stale` stay as stale, but those that were already are
    /// withdrawn (RFC 4724 section 4.2), and so is all of other families.
@@ -96,10 +96,9 @@ public:
    U64 unfiledVersion( PeerId peer ) const;
    /// Calls with refused routes, at most `limit`: those that are refused the longest first, then
    /// some of those beyond the maximum.
-   void forEachRefused( PeerId peer, U32 limit,
-                        const std::function< void( const UnfiledRoute& ) >& take ) const;
-   void forEachHidden( PeerId peer, U32 limit,
-                       const std::function< void( const UnfiledRoute& ) >& take ) const;
+   using Take = std::function< void( const UnfiledRoute& ) >;
+   void forEachRefused( PeerId peer, U32 limit, const Take& take ) const;
+   void forEachHidden( PeerId peer, U32 limit, const Take& take ) const;
 
    /// Whether a rule is filed under `key`, and how many are.
    bool isFiled( const Flowspec::FlowspecKey& key ) const;

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "agents/peerd/rib/Route.h"
+
+namespace Peerd {
+
+/// All NLRI that some peer announced.
+class NlriTable {
+public:
+   /// The one with `id`, or null.
+   NlriNode* find( NlriId id ) const;
+   /// The same; it is made when there is none. The octets of `id` are copied.
+   NlriNode& get( NlriId id );
+   /// Removes `node`, and its memory.
+   void erase( const NlriNode& node ) { nodes_.erase( node.id() ); }
+
+   U32 size() const { return nodes_.size(); }
+
+private:
+   Vek::HashMap< NlriId, std::unique_ptr< NlriNode > > nodes_;
+};
+
+} // namespace Peerd
