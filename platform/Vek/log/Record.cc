@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
 
 namespace Vek::log {
 
@@ -42,6 +41,11 @@ U32 crcOf( std::span< const U8 > bytes ) {
    return ~crc;
 }
 
+bool isHeader( std::span< const U8 > bytes ) {
+   return Osk::loadBig32( &bytes[12] ) == crcOf( bytes.first( 12 ) ) &&
+          Osk::loadBig32( &bytes[0] ) <= maxRecord && Osk::loadBig32( &bytes[8] ) == 0;
+}
+
 } // namespace
 
 void appendRecord( std::vector< U8 >& out, std::span< const U8 > bytes ) {
@@ -73,14 +77,17 @@ void RecordReader::takeRecords() {
    std::span< const U8 > rest = partial_;
    while ( rest.size() >= headerSize ) {
       const auto header = rest.first( headerSize );
-      const U32 length = Osk::loadBig32( &header[0] );
-      if ( std::ranges::count( header, 0 ) == headerSize ) {
-         tornUpTo_ = std::numeric_limits< U64 >::max();
-         break;
-      }
-      if ( Osk::loadBig32( &header[12] ) != crcOf( header.first( 12 ) ) || length > maxRecord ) {
+      isHeadless_ = isHeadless_ || std::ranges::count( header, 0 ) == headerSize;
+      // After a lost header come bytes of the same record. A header among them is of a record that
+      // was written when this one was whole on the disk.
+      if ( isHeader( header ) == isHeadless_ ) {
          failDamaged();
       }
+      if ( isHeadless_ ) {
+         rest = rest.subspan( headerSize );
+         continue;
+      }
+      const U32 length = Osk::loadBig32( &header[0] );
       if ( rest.size() < recordSize( length ) ) {
          break;
       }

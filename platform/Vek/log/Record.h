@@ -35,7 +35,8 @@ public:
       : give_( std::move( give ) ) {}
 
    /// Takes the next bytes. `StreamException`, "the record at byte N is damaged", when a record is
-   /// not what its checksum says and more comes after it. Nothing more may be given then.
+   /// not what its checksum says and more comes after it, or when its header is all zeros and the
+   /// header of another record comes after it. Nothing more may be given then.
    void receive( std::span< const U8 > bytes );
 
    /// The bytes that were given to it, and of these the ones of whole records. When the file ends,
@@ -51,6 +52,7 @@ private:
    std::vector< U8 > partial_; // of a record that has not come whole
    U64 received_ = 0;
    U64 whole_ = 0;
+   bool isHeadless_ = false;       // the header after what is whole is all zeros
    std::optional< U64 > tornUpTo_; // where a record ends that is not what its checksum says
 };
 

@@ -1,5 +1,6 @@
 #include "Vek/log/Record.h"
 
+#include "Osk/Endian.h"
 #include "Vek/log/Message.h"
 #include "Vek/text/Exceptions.h"
 #include "tests/support/Hex.h"
@@ -113,6 +114,49 @@ TEST( Records, ThatAreDamagedInFrontOfOthersAreAFault ) {
    }
 }
 
+// A header that a record lost with the first sector of the last write, and what was written after
+// it.
+TEST( Records, WithoutAHeaderAreTornOnlyWhereNoneFollows ) {
+   const std::vector< U8 > bytes = bytesOf( "0102030405060708090A" );
+   std::vector< U8 > file = recordOf( bytes );
+   const std::size_t lost = file.size();
+   appendRecord( file, std::vector< U8 >( 100, 'x' ) );
+   const std::size_t middle = file.size();
+   appendRecord( file, std::vector< U8 >( 40, 'y' ) );
+   const std::size_t last = file.size();
+   appendRecord( file, std::vector< U8 >( 1, 'z' ) );
+   for ( std::size_t zeros = 16; lost + zeros <= file.size(); ++zeros ) {
+      std::vector< U8 > damaged = file;
+      std::fill_n( damaged.begin() + static_cast< std::ptrdiff_t >( lost ), zeros, U8{ 0 } );
+      for ( const std::size_t pieces : { 1U, 7U, 1000U } ) {
+         // The last length has nonzero bytes up to the fourth.
+         if ( lost + zeros <= last + 3 ) {
+            EXPECT_THAT( [&] { read( damaged, pieces ); },
+                         ThrowsMessage< StreamException >( "the record at byte 32 is damaged" ) )
+               << zeros;
+         } else {
+            EXPECT_EQ( read( damaged, pieces ), ( Read{ bytes, lost, file.size() } ) ) << zeros;
+         }
+      }
+   }
+   // One header is enough, wherever the file ends after it.
+   std::vector< U8 > damaged( file.begin(), file.begin() + static_cast< std::ptrdiff_t >( last ) );
+   std::fill_n( damaged.begin() + static_cast< std::ptrdiff_t >( lost ), 16, U8{ 0 } );
+   for ( std::size_t size = lost; size <= damaged.size(); ++size ) {
+      const std::span< const U8 > cut = std::span( damaged ).first( size );
+      if ( size < middle + 16 ) {
+         EXPECT_EQ( read( cut ), ( Read{ bytes, lost, size } ) );
+      } else {
+         EXPECT_THAT( [&] { read( cut ); },
+                      ThrowsMessage< StreamException >( "the record at byte 32 is damaged" ) );
+      }
+   }
+   // Zeros alone, as a file system leaves them.
+   damaged.assign( file.begin(), file.begin() + static_cast< std::ptrdiff_t >( lost ) );
+   damaged.resize( lost + 5000 );
+   EXPECT_EQ( read( damaged ), ( Read{ bytes, lost, lost + 5000 } ) );
+}
+
 TEST( Records, HaveALengthThatCanBe ) {
    const std::vector< U8 > longest( maxRecord, 'x' );
    const std::vector< U8 > record = recordOf( longest );
@@ -122,6 +166,12 @@ TEST( Records, HaveALengthThatCanBe ) {
    EXPECT_EQ( read( std::span( record ).first( 16 ) ).whole, 0U );
    const std::vector< U8 > tooLong = recordOf( std::vector< U8 >( maxRecord + 1, 'x' ) );
    EXPECT_THAT( [&] { read( std::span( tooLong ).first( 16 ) ); },
+                ThrowsMessage< StreamException >( "the record at byte 0 is damaged" ) );
+   // The third word is 0, also where the checksum fits: CRC-32 of 00000001 E8B7BE43 00000001.
+   std::vector< U8 > other = recordOf( bytesOf( "61" ) );
+   other[11] = 1;
+   Osk::storeBig32( &other[12], 0x91DDFDDC );
+   EXPECT_THAT( [&] { read( other ); },
                 ThrowsMessage< StreamException >( "the record at byte 0 is damaged" ) );
 }
 
