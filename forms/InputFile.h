@@ -6,7 +6,7 @@
 
 namespace Forms {
 
-/// Whether a line says nothing: it is blank or begins with "#".
+/// Whether a line says nothing: it is blank, or begins with "#", which blanks may precede.
 bool isPassedOver( std::string_view line );
 
 /// A file that is open for reading; standard input for "-".

@@ -113,7 +113,7 @@ TEST( Roots, AWriterOfAnotherTypeIsToldBothTypesAndLoggedOnce ) {
 }
 
 TEST( Roots, MayBeOfAnotherTypeWhenNobodyHasWrittenThemForAWhile ) {
-   const LocalDatabase database( { .abandoned = 200ms } );
+   const LocalDatabase database( { .abandoned = 400ms } );
    Vek::Directory directory;
    Mount reader( database.endpoint(), "show", "some/root", directory );
    {
@@ -122,10 +122,12 @@ TEST( Roots, MayBeOfAnotherTypeWhenNobodyHasWrittenThemForAWhile ) {
       ASSERT_TRUE( until( { &writer, &reader },
                           [&] { return directory.entity( "some/root" ) != nullptr; } ) );
    }
-   std::this_thread::sleep_for( 300ms );
+   ASSERT_TRUE( untilListIs( database, "some/root\tFlowspec::Config\t1\t-\t-\n" ) );
+   std::this_thread::sleep_for( 500ms );
    const auto status = statusFactory( "some/root" );
    Mount writer( database.endpoint(), "programd", *status );
    EXPECT_TRUE( until( { &writer, &reader }, [&] {
+      EXPECT_FALSE( writer.refused() );
       const auto entity = directory.entity( "some/root" );
       return entity && entity->typeInfo().name == "Flowspec::Status";
    } ) );
