@@ -4,6 +4,7 @@
 #include <csignal>
 #include <new>
 #include <system_error>
+#include <utility>
 
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -46,10 +47,14 @@ void Daemon::ready() {
    log_.tellSuppressed();
    signalfd_siginfo signal;
    while ( ::read( signals_, &signal, sizeof signal ) == sizeof signal ) {
-      if ( signal.ssi_signo != SIGHUP ) {
+      if ( signal.ssi_signo == SIGHUP ) {
+         if ( onHangup_ ) {
+            onHangup_();
+         }
+      } else if ( const auto action = std::exchange( onEnd_, {} ) ) {
+         action();
+      } else {
          loop_.stop();
-      } else if ( onHangup_ ) {
-         onHangup_();
       }
    }
 }

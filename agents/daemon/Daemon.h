@@ -18,8 +18,9 @@ enum class ExitStatus : int {
 
 /// The frame of a daemon: its event loop, its signals, its pid file and its log.
 ///
-/// SIGTERM and SIGINT end the loop, SIGHUP calls `onHangup`; they reach the process between two
-/// calls of handlers. SIGPIPE and SIGXFSZ are ignored: the calls that cause them fail.
+/// SIGTERM and SIGINT end the loop, or call `onEnd`; SIGHUP calls `onHangup`. They reach the
+/// process between two calls of handlers. SIGPIPE and SIGXFSZ are ignored: the calls that cause
+/// them fail.
 class Daemon final : private EventLoop::Handler {
 public:
    /// Takes the signals. `std::system_error` when it cannot.
@@ -33,6 +34,10 @@ public:
 
    /// What to do on SIGHUP; nothing when it is not set.
    void onHangup( std::function< void() > action ) { onHangup_ = std::move( action ); }
+
+   /// What to do on the first SIGTERM or SIGINT instead of ending the loop: it is ended by the
+   /// action or by what follows from it, or by the next of these signals.
+   void onEnd( std::function< void() > action ) { onEnd_ = std::move( action ); }
 
    /// Writes the process's number into a file that goes with the daemon. `std::runtime_error`,
    /// "cannot write FILE: REASON".
@@ -54,6 +59,7 @@ private:
    Log log_;
    EventLoop loop_;
    std::function< void() > onHangup_;
+   std::function< void() > onEnd_; ///< until it was called
    std::unique_ptr< PidFile > pidFile_;
    int signals_;
 };

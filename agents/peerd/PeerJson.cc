@@ -1,6 +1,7 @@
 #include "agents/peerd/PeerJson.h"
 
 #include "agents/daemon/TextFile.h"
+#include "agents/peerd/PolicyJson.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -17,6 +18,10 @@ constexpr std::size_t maxPassword = 80;
 
 U16 number16( const ConfigValue& value, U64 min, U64 max ) {
    return static_cast< U16 >( value.number( min, max ) );
+}
+
+U32 number32( const ConfigValue& value ) {
+   return static_cast< U32 >( value.number( 0, 0xFFFF'FFFF ) );
 }
 
 const Vek::String& nameOf( const ConfigValue& value ) {
@@ -85,9 +90,18 @@ U16 holdTimeOf( const ConfigValue& value ) {
    return seconds;
 }
 
-// Whether nothing is wrong with the session's members.
-bool readSession( const ConfigValue& value, const Vek::String& folder,
-                  Bgp::SessionConfig& session ) {
+// What is announced has attributes.
+ExportPolicy& exportedOf( const ConfigValue& value, PeerConfig& peer ) {
+   if ( !peer.exported ) {
+      value.fail( "nothing is announced without 'export'" );
+   }
+   return *peer.exported;
+}
+
+// Whether nothing is wrong with the members of a peer.
+bool readPeer( const ConfigValue& value, const Vek::String& folder, PeerConfig& peer ) {
+   Bgp::SessionConfig& session = peer.session;
+   PeerImport& import = peer.import;
    return value.members( {
       { "name", [&]( const ConfigValue& v ) { session.name = nameOf( v ); }, true },
       { "address", [&]( const ConfigValue& v ) { session.peer.address = addressOf( v ); }, true },
@@ -98,7 +112,8 @@ bool readSession( const ConfigValue& value, const Vek::String& folder,
       { "localAddress",
         [&]( const ConfigValue& v ) {
            session.localAddress = addressOf( v );
-           if ( session.localAddress.family() != session.peer.address.family() ) {
+           if ( !session.peer.address.empty() &&
+                session.localAddress.family() != session.peer.address.family() ) {
               v.fail( "not of the family of the peer's address" );
            }
         } },
@@ -117,6 +132,16 @@ bool readSession( const ConfigValue& value, const Vek::String& folder,
       { "restartTime",
         [&]( const ConfigValue& v ) { session.restartTime = number16( v, 0, 4095 ); } },
       { "extendedMessages", [&]( const ConfigValue& v ) { session.extendedMessages = v.flag(); } },
+      { "prefixes", [&]( const ConfigValue& v ) { import.prefixes = prefixesOf( v ); } },
+      { "checkOriginator", [&]( const ConfigValue& v ) { import.checksOriginator = v.flag(); } },
+      { "checkFirstAs", [&]( const ConfigValue& v ) { import.checksFirstAs = v.flag(); } },
+      { "guards", [&]( const ConfigValue& v ) { readGuards( v, import.guards ); } },
+      { "import", [&]( const ConfigValue& v ) { import.policy = importPolicyOf( v ); } },
+      { "export",
+        [&]( const ConfigValue& v ) { peer.exported.emplace().terms = exportTermsOf( v ); } },
+      { "localPref",
+        [&]( const ConfigValue& v ) { exportedOf( v, peer ).localPref = number32( v ); } },
+      { "med", [&]( const ConfigValue& v ) { exportedOf( v, peer ).med = number32( v ); } },
    } );
 }
 
@@ -161,12 +186,15 @@ Zorv::IpGenAddr addressOf( const ConfigValue& value ) {
 void readPeers( const ConfigValue& value, const Vek::String& folder, PeerdConfig& config ) {
    value.elements( [&]( const ConfigValue& element ) {
       PeerConfig peer;
-      peer.session.localAs = config.localAs;
-      peer.session.routerId = config.routerId;
-      if ( !readSession( element, folder, peer.session ) ) {
+      peer.session.localAs = peer.import.localAs = config.localAs;
+      peer.session.routerId = peer.import.routerId = config.routerId;
+      peer.import.clusterId = config.clusterId != 0 ? config.clusterId : config.routerId;
+      if ( !readPeer( element, folder, peer ) ) {
          return;
       }
       checkAlone( element, peer, config.peers );
+      peer.import.address = peer.session.peer.address;
+      peer.import.peerAs = peer.session.peerAs;
       config.peers.push_back( std::move( peer ) );
    } );
 }

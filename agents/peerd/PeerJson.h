@@ -12,7 +12,7 @@ U16 portOf( const Forms::ConfigValue& value );
 /// An address of either family.
 Zorv::IpGenAddr addressOf( const Forms::ConfigValue& value );
 
-/// Reads the list of peers; `config.localAs` and `routerId` are read already.
+/// Reads the list of peers; all that is not of a peer is read already.
 void readPeers( const Forms::ConfigValue& value, const Vek::String& folder, PeerdConfig& config );
 
 } // namespace Peerd

@@ -2,6 +2,7 @@
 
 #include "agents/daemon/TextFile.h"
 #include "agents/peerd/PeerJson.h"
+#include "agents/peerd/PolicyJson.h"
 #include "forms/Diagnostics.h"
 
 #include <filesystem>
@@ -13,8 +14,8 @@ namespace {
 
 using Forms::ConfigValue;
 
-// Policies are lists of objects of a peer.
-constexpr int maxDepth = 8;
+// A policy of a peer sets an action that redirects to a color and an endpoint.
+constexpr int maxDepth = 10;
 
 Bgp::SocketAddress socketAddressOf( const ConfigValue& value ) {
    Bgp::SocketAddress where;
@@ -34,6 +35,8 @@ std::vector< Forms::ConfigFault > readPeerdConfig( std::string_view json, const 
             { "localAs", [&]( const ConfigValue& v ) { config.localAs = asNumberOf( v ); }, true },
             { "routerId", [&]( const ConfigValue& v ) { config.routerId = identifierOf( v ); },
               true },
+            { "clusterId", [&]( const ConfigValue& v ) { config.clusterId = identifierOf( v ); } },
+            { "vrfs", [&]( const ConfigValue& v ) { config.vrfs = vrfTableOf( v ); } },
             { "listen",
               [&]( const ConfigValue& v ) {
                  v.elements( [&]( const ConfigValue& element ) {

@@ -1,6 +1,9 @@
 #pragma once
 
 #include "agents/bgp/session/SessionConfig.h"
+#include "agents/peerd/policy/ExportPolicy.h"
+#include "agents/peerd/policy/PeerImport.h"
+#include "agents/peerd/policy/VrfTable.h"
 #include "forms/ConfigJson.h"
 
 namespace Peerd {
@@ -8,6 +11,8 @@ namespace Peerd {
 /// What is configured of one peer.
 struct PeerConfig {
    Bgp::SessionConfig session;
+   PeerImport import;
+   std::optional< ExportPolicy > exported; ///< without one nothing is announced
 
    bool operator==( const PeerConfig& ) const = default;
 };
@@ -15,8 +20,10 @@ struct PeerConfig {
 /// What `peerd` is configured with: a JSON object, described by docs/peerd.schema.json.
 struct PeerdConfig {
    U32 localAs = 0;
-   U32 routerId = 0; ///< the BGP identifier
+   U32 routerId = 0;  ///< the BGP identifier
+   U32 clusterId = 0; ///< of the cluster whose routes we reflect; the router id if it is not said
    std::vector< Bgp::SocketAddress > listen;
+   VrfTable vrfs;
    std::vector< PeerConfig > peers; ///< in the order of the file
 
    bool operator==( const PeerdConfig& ) const = default;

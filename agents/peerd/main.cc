@@ -1,10 +1,17 @@
 #include "agents/daemon/DaemonOptions.h"
-#include "agents/peerd/PeerdConfig.h"
+#include "agents/daemon/OwnRoot.h"
+#include "agents/peerd/RequestRoot.h"
+#include "agents/peerd/Speaker.h"
+#include "peers/PeerTable.h"
+
+#include <optional>
+#include <stdexcept>
 
 namespace {
 
 using namespace Agents;
 using Peerd::PeerdConfig;
+using Peerd::Speaker;
 
 struct Options {
    DaemonOptions daemon;
@@ -32,6 +39,70 @@ void addOptions( CLI::App& app, Options& options ) {
                  "Reads the configuration, says what is wrong with it, and ends" );
 }
 
+/// The daemon: takes over what it wrote before, and speaks from then on.
+class Program {
+public:
+   Program( const Options& options, PeerdConfig config )
+      : options_( options ), config_( std::move( config ) ),
+        rules_( daemon_, endpoint(), Vek::String( Flowspec::Config::typeName ), options.root,
+                [this] { begin(); } ),
+        peers_( daemon_, endpoint(), Vek::String( Peers::PeerTable::typeName ), options.peers,
+                [this] { begin(); } ) {
+      daemon_.onHangup( [this] { readAgain(); } );
+   }
+
+   void run() {
+      if ( !options_.daemon.pidFile.empty() ) {
+         daemon_.pidFileIs( options_.daemon.pidFile );
+      }
+      daemon_.run();
+   }
+
+private:
+   Vek::log::Endpoint endpoint() const { return Vek::log::Endpoint( options_.daemon.endpoint ); }
+
+   // Once both roots are there.
+   void begin() {
+      if ( !rules_.isTaken() || !peers_.isTaken() ) {
+         return;
+      }
+      speaker_.emplace(
+         daemon_,
+         Speaker::Roots{ rules_.root< Flowspec::Config >(), peers_.root< Peers::PeerTable >() },
+         config_ );
+      exported_.emplace( daemon_, endpoint(), options_.exported, speaker_->exported(),
+                         [this] { speaker_->exportedChanged(); } );
+      requests_.emplace( daemon_, endpoint(), options_.requests, *speaker_ );
+      daemon_.onEnd( [this] { speaker_->stop(); } );
+   }
+
+   // What is wrong is told, and changes nothing.
+   void readAgain() {
+      try {
+         if ( auto config = Peerd::readPeerdFile( options_.config ) ) {
+            config_ = *std::move( config );
+            if ( speaker_ ) {
+               speaker_->configIs( config_ );
+            }
+            daemon_.log( Vek::concat( options_.config, ": ", config_.peers.size(), " peers" ) );
+         } else {
+            daemon_.log( options_.config + ": the configuration stays as it was" );
+         }
+      } catch ( const std::runtime_error& error ) {
+         daemon_.log( error.what() );
+      }
+   }
+
+   const Options& options_;
+   PeerdConfig config_;
+   Daemon daemon_{ "peerd" };
+   OwnRoot rules_;
+   OwnRoot peers_;
+   std::optional< Speaker > speaker_;
+   std::optional< Peerd::ExportRoot > exported_;
+   std::optional< Peerd::RequestRoot > requests_;
+};
+
 ExitStatus run( int argc, char** argv ) {
    CLI::App app( "Speaks BGP with peers: files the flow specifications that they announce, and "
                  "announces ours.",
@@ -52,11 +123,7 @@ ExitStatus run( int argc, char** argv ) {
    if ( options.check ) {
       return ExitStatus::good;
    }
-   Daemon daemon( "peerd" );
-   if ( !options.daemon.pidFile.empty() ) {
-      daemon.pidFileIs( options.daemon.pidFile );
-   }
-   daemon.run();
+   Program( options, *std::move( config ) ).run();
    return ExitStatus::good;
 }
 
