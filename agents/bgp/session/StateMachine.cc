@@ -98,18 +98,18 @@ public:
    };
 
    constexpr Table() {
-      for ( int state = 0; state < states; ++state ) {
-         for ( int event = 0; event < eventNumbers; ++event ) {
-            cells_[state][event] = anyOther( static_cast< State >( state ), Event( event ) );
+      for ( U8 state = 0; state < states; ++state ) {
+         for ( U8 event = 0; event < eventNumbers; ++event ) {
+            cells_[state][event] = anyOther( State( state ), Event( event ) );
          }
       }
       for ( const Reaction& row : rows ) {
-         cells_[static_cast< int >( row.state )][static_cast< int >( row.event )] = row;
+         cells_[U8( row.state )][U8( row.event )] = row;
       }
    }
 
    constexpr const Reaction& operator()( State state, Event event ) const {
-      return cells_[static_cast< int >( state )][static_cast< int >( event )];
+      return cells_[U8( state )][U8( event )];
    }
 
 private:
