@@ -51,7 +51,7 @@ public:
    /// Carries out what operators ask for and was not carried out yet.
    void requests( const Peers::PeerRequests& requests );
 
-   /// Ends all sessions, and then the event loop.
+   /// Ends all sessions, and then the event loop. The rules of peers stay filed.
    void stop();
 
    // What sessions bring.
@@ -85,10 +85,8 @@ private:
    bool announce();
    bool withdraw();
    void writeStatus();
-   void logPeer( const Bgp::Session& session, std::string_view text );
 
    PeerId idOf( const Bgp::Session& session ) const { return ids_.at( session.config().name ); }
-   Peer& peerOf( const Bgp::Session& session ) { return peers_.at( idOf( session ) ); }
 
    Agents::Daemon& daemon_;
    PeerdConfig config_;
