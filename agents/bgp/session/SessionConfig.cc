@@ -31,7 +31,7 @@ Vek::String fault( const SessionConfig& config ) {
                           " is not of the family of ", config.peer.address.stringValue() );
    }
    if ( config.localAs == 0 || config.peerAs == 0 ) {
-      return "0 is no AS number";
+      return "0 is not an AS number";
    }
    if ( config.routerId == 0 ) {
       return "0 is not a router id";

@@ -431,9 +431,9 @@ TEST( SessionConfigTest, saysWhatIsWrong ) {
    EXPECT_EQ( with( []( auto& c ) { c.peer.address = {}; } ), "the peer has no address" );
    EXPECT_EQ( with( []( auto& c ) { c.localAddress = *Zorv::IpGenAddr::fromText( "::1" ); } ),
               "the local address ::1 is not of the family of 192.0.2.1" );
-   EXPECT_EQ( with( []( auto& c ) { c.localAs = 0; } ), "0 is no AS number" );
-   EXPECT_EQ( with( []( auto& c ) { c.peerAs = 0; } ), "0 is no AS number" );
-   EXPECT_EQ( with( []( auto& c ) { c.routerId = 0; } ), "0 is no router id" );
+   EXPECT_EQ( with( []( auto& c ) { c.localAs = 0; } ), "0 is not an AS number" );
+   EXPECT_EQ( with( []( auto& c ) { c.peerAs = 0; } ), "0 is not an AS number" );
+   EXPECT_EQ( with( []( auto& c ) { c.routerId = 0; } ), "0 is not a router id" );
    EXPECT_EQ( with( []( auto& c ) { c.families = {}; } ), "there is no address family" );
    EXPECT_EQ( with( []( auto& c ) {
                  c.families = { ipv4Flow, ipv6Flow, ipv4Flow };
