@@ -14,7 +14,7 @@ void RuleRoot::withdraw( const FlowspecKey& key ) {
 
 void RuleRoot::file( const FlowspecKey& key, const Flowspec::RuleAction& action, PeerId from ) {
    others_.erase( key );
-   // The NLRI of a key can be taken apart: its types ascend and its terms were read.
+   // What cannot be taken apart was refused before.
    filer_.file( key, action, Peers::ruleIdOf( from, key.hash() ) );
    changedVrfs_.insert( key.vrfId() );
 }

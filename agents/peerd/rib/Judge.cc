@@ -1,5 +1,6 @@
 #include "agents/peerd/rib/Judge.h"
 
+#include "Flowspec/config/MatchSetBuilder.h"
 #include "Vek/text/Text.h"
 
 namespace Peerd {
@@ -87,6 +88,19 @@ Judgement judgeGuards( const PeerImport& import, const Flowspec::FlowspecKey& ke
    return {};
 }
 
+// Why a rule that was read cannot be filed: its bitmasks are too many when taken apart. Rules with
+// a few words, which are most, cannot have as many.
+std::optional< Flowspec::MatchSetError > matchSetFault( const Flowspec::FlowspecKey& key ) {
+   constexpr U32 fewWords = 3;
+   constexpr U32 bitmasks =
+      1U << static_cast< U8 >( Flowspec::tcpFlags ) | 1U << static_cast< U8 >( Flowspec::fragment );
+   if ( key.matchOpVals() <= fewWords || ( componentsOf( key ) & bitmasks ) == 0 ) {
+      return std::nullopt;
+   }
+   std::vector< Flowspec::MatchComponent > components;
+   return Flowspec::matchSetFromKey( key, components );
+}
+
 // The family of a refused route, whose NLRI is read again for what is told about it.
 std::optional< Wire::Rejection > readAgain( const NlriNode& node, Wire::Nlri& nlri ) {
    return Wire::decodeNlri( node.withLength(), *Bgp::flowFamilies[node.family].format(), nlri );
@@ -136,7 +150,10 @@ Judgement judge( const PeerIn& peer, const AttributeSet& attributes, U8 family,
       return accepted;
    }
    const Judgement guarded = judgeGuards( import, *key, sessions );
-   return guarded.refusal != Refusal::none ? guarded : accepted;
+   if ( guarded.refusal != Refusal::none ) {
+      return guarded;
+   }
+   return matchSetFault( *key ) ? Judgement{ Refusal::matchSet } : accepted;
 }
 
 Vek::String reasonOf( const Route& route, std::span< const SessionEnds > sessions ) {
@@ -178,6 +195,11 @@ Vek::String reasonOf( const Route& route, std::span< const SessionEnds > session
       const SessionEnds& session = sessions[route.detail];
       return Vek::concat( "matches packets of the session between ", session.local, " and ",
                           session.peer );
+   }
+   case Refusal::matchSet: {
+      Wire::Nlri nlri;
+      (void)readAgain( *route.nlri, nlri ); // it was read before
+      return matchSetFault( nlri.key )->message;
    }
    }
    return {};

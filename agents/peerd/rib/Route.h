@@ -31,6 +31,7 @@ enum class Refusal : U8 {
    noTerm,        ///< the policy takes no others
    everything,    ///< it matches each packet
    session,       ///< `Route::detail`: whose packets it matches
+   matchSet,      ///< it cannot be taken apart (`Flowspec::matchSetFromKey`)
 };
 
 /// What one peer says about one NLRI.

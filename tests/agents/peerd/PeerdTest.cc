@@ -62,6 +62,21 @@ TEST( PeerdTest, SaysWhyARuleIsRefused ) {
    EXPECT_TRUE( peerd.until( [&] { return peerd.state()->rules().refused == 2; } ) );
 }
 
+// Six terms are passed by any of 12 bits that is set, six by any that is clear; all are to be
+// passed.
+TEST( PeerdTest, ARuleThatCannotBeTakenApartIsListedAsRefused ) {
+   RunningPeerd peerd;
+   const auto peer = peerd.session();
+   FlowspecKey key = keyOf( "0;ipv4;192.0.2.0/24;*;" );
+   for ( U32 at = 0, i = 0; i < 12; ++i ) {
+      at = key.setOpVal( at, Flowspec::tcpFlags, i % 2 ? 0x50 : 0x53, 0x0FFF );
+   }
+   peer->send( announcement( key ) );
+   ASSERT_TRUE( peerd.until( [&] { return peerd.state()->refusedRule().size() == 1; } ) );
+   EXPECT_THAT( reasons( peerd.state() ), testing::ElementsAre( HasSubstr( "masks" ) ) );
+   EXPECT_EQ( peerd.state()->rules().filed, 0U );
+}
+
 TEST( PeerdTest, RulesOfALostSessionGo ) {
    RunningPeerd peerd;
    auto peer = peerd.session();
