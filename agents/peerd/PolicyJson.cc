@@ -86,8 +86,7 @@ std::vector< U16 > interfaceSetsOf( const ConfigValue& value ) {
          element.number( Flowspec::minInterfaceSetId, Flowspec::maxInterfaceSetId ) ) );
    } );
    std::ranges::sort( sets );
-   const auto again = std::ranges::unique( sets );
-   sets.erase( again.begin(), again.end() );
+   sets.erase( std::unique( sets.begin(), sets.end() ), sets.end() );
    return sets;
 }
 
