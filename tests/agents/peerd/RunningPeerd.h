@@ -64,14 +64,16 @@ public:
       return until( [&] { return process->errors().find( text ) != Vek::String::npos; } );
    }
 
+   /// What it has filed.
+   const Flowspec::Config& filed() const {
+      return static_cast< const Flowspec::Config& >( *directory_.entity( rules_.root() ) );
+   }
    Vek::Ptr< Flowspec::RuleConfig > rule( const Flowspec::FlowspecKey& key ) const {
-      const auto vrf = static_cast< const Flowspec::Config& >( *directory_.entity( rules_.root() ) )
-                          .vrfRuleConfig( key.vrfId() );
+      const auto vrf = filed().vrfRuleConfig( key.vrfId() );
       return vrf ? vrf->rule( key ) : nullptr;
    }
    std::size_t rules() const {
-      const auto vrf = static_cast< const Flowspec::Config& >( *directory_.entity( rules_.root() ) )
-                          .vrfRuleConfig( 0 );
+      const auto vrf = filed().vrfRuleConfig( 0 );
       return vrf ? vrf->rule().size() : 0;
    }
    Vek::Ptr< Peers::Peer > state( const Vek::String& name = "one" ) const {
