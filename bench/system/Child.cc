@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -59,6 +60,34 @@ std::size_t Child::memory() const {
    std::size_t resident = 0;
    statm >> total >> resident;
    return resident * static_cast< std::size_t >( ::sysconf( _SC_PAGESIZE ) );
+}
+
+std::size_t Child::peakMemory() const {
+   std::ifstream status( "/proc/" + std::to_string( pid_ ) + "/status" );
+   for ( std::string word; status >> word; ) {
+      if ( word == "VmHWM:" ) {
+         std::size_t kibibytes = 0;
+         status >> kibibytes;
+         return kibibytes * 1024;
+      }
+   }
+   fail( "a program is gone" );
+}
+
+double Child::cpuSeconds() const {
+   std::ifstream stat( "/proc/" + std::to_string( pid_ ) + "/stat" );
+   Vek::String line;
+   std::getline( stat, line );
+   // Behind the name in parentheses, the twelfth and the thirteenth: in the program, in the system.
+   std::istringstream fields( line.substr( line.rfind( ')' ) + 1 ) );
+   Vek::String field;
+   for ( int i = 0; i < 11; ++i ) {
+      fields >> field;
+   }
+   double user = 0;
+   double system = 0;
+   fields >> user >> system;
+   return ( user + system ) / static_cast< double >( ::sysconf( _SC_CLK_TCK ) );
 }
 
 Folder::Folder() {

@@ -20,8 +20,11 @@ public:
    Child& operator=( const Child& ) = delete;
    ~Child();
 
-   /// Memory that it holds, in bytes.
+   /// Memory that it holds, in bytes, and the most that it held.
    std::size_t memory() const;
+   std::size_t peakMemory() const;
+   /// CPU time that all its threads used, in seconds, to a hundredth.
+   double cpuSeconds() const;
 
 private:
    pid_t pid_;
