@@ -3,6 +3,7 @@
 #include "agents/peerd/rib/RouteOut.h"
 #include "bench/support/Heap.h"
 #include "bench/support/Measure.h"
+#include "bench/support/Rules.h"
 #include "bench/system/PeerSpeaker.h"
 
 /// What becomes of the rules that peers announce, and announcing ours, without sessions and files.

@@ -155,9 +155,15 @@ FIGURES += [
     ("FilingBench", "file a rule, taken apart alone", "fileRules", "takeApart", None),
     ("FilingBench", "file it again unchanged", "fileUnchanged", "takeApart", None),
 ]
+FIGURES += [
+    ("RouteBench", "take a rule of a peer", "announceRules", None, None),
+    ("RouteBench", "take it and its withdrawal", "announceAndWithdrawRules", None, None),
+    ("RouteBench", "take it and withdraw it with its session", "loseSession", None, None),
+    ("RouteBench", "announce a rule of ours, first and last", "announceOurs", None, None),
+]
 
 # Those with a million members are filled anew for every repetition, and rules filed anew.
-REPETITIONS = {"OrderedMapBench": 5, "HashMapBench": 7, "LogBench": 5, "FilingBench": 7}
+REPETITIONS = {"OrderedMapBench": 5, "HashMapBench": 7, "LogBench": 5, "FilingBench": 7, "RouteBench": 7}
 
 
 def names(program):
