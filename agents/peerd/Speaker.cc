@@ -22,7 +22,7 @@ U64 randomSeed() {
 
 } // namespace
 
-Speaker::Speaker( Agents::Daemon& daemon, Roots roots, PeerdConfig config )
+Speaker::Speaker( Agents::Daemon& daemon, const Roots& roots, PeerdConfig config )
    : daemon_( daemon ), config_( std::move( config ) ), peerRoot_( roots.peers ),
      ruleRoot_( roots.rules ), in_( ruleRoot_ ),
      announcesFrom_( EventLoop::Clock::now() + exportPatience ),

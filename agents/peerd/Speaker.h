@@ -35,7 +35,7 @@ public:
       Vek::Ptr< Peers::PeerTable > peers;
    };
 
-   Speaker( Agents::Daemon& daemon, Roots roots, PeerdConfig config );
+   Speaker( Agents::Daemon& daemon, const Roots& roots, PeerdConfig config );
    Speaker( const Speaker& ) = delete;
    Speaker& operator=( const Speaker& ) = delete;
    ~Speaker();

@@ -88,6 +88,48 @@ TEST( PeerdTest, RulesOfALostSessionGo ) {
    EXPECT_NE( peerd.state()->lastError(), "" );
 }
 
+TEST( PeerdTest, RulesOfAPeerThatRestartsAreStaleUntilItHasToldAgain ) {
+   Bgp::Open open = RawPeer::open();
+   open.capabilities.gracefulRestart =
+      Bgp::GracefulRestart{ .restarting = false,
+                            .notifications = true,
+                            .seconds = 120,
+                            .families = { { Bgp::ipv4Flow, true }, { Bgp::ipv6Flow, true } } };
+   RunningPeerd peerd;
+   auto peer = peerd.session( open );
+   peer->send( announcement( web ) );
+   peer->send( announcement( dns ) );
+   ASSERT_TRUE( peerd.until( [&] { return peerd.rules() == 2; } ) );
+   peer.reset();
+   EXPECT_TRUE( peerd.until( [&] { return peerd.state()->rules().stale == 2; } ) );
+   EXPECT_EQ( peerd.rules(), 2U );
+   open.capabilities.gracefulRestart->restarting = true;
+   peer = peerd.session( open );
+   peer->send( announcement( dns ) );
+   EXPECT_TRUE( peerd.until( [&] { return peerd.state()->rules().stale == 1; } ) );
+   EXPECT_EQ( peerd.rules(), 2U );
+   peer->send( endOfRib() );
+   EXPECT_TRUE( peerd.until( [&] { return peerd.rules() == 1; } ) );
+   EXPECT_NE( peerd.rule( dns ), nullptr );
+}
+
+TEST( PeerdTest, AsksAPeerAgainWhenAnOperatorWantsIt ) {
+   RunningPeerd peerd;
+   Bgp::Open open = RawPeer::open();
+   open.capabilities.routeRefresh = true;
+   const auto peer = peerd.session( open );
+   const auto refreshes = [&] {
+      peer->read();
+      return std::ranges::count( peer->types(), 5 );
+   };
+   EXPECT_EQ( refreshes(), 0 );
+   Process command(
+      { FLOWSPECCTL, "refresh", "peer", "one", "in", "--socket", peerd.database.endpoint().text() },
+      peerd.database.folder().path() + "/refresh-errors" );
+   EXPECT_EQ( command.wait(), 0 ) << command.errors();
+   EXPECT_TRUE( peerd.until( [&] { return refreshes() == 2; } ) ); // of each family
+}
+
 TEST( PeerdTest, ARestartLeavesRulesUntilPeersHaveToldAgain ) {
    RunningPeerd peerd;
    auto peer = peerd.session();

@@ -86,10 +86,10 @@ public:
    }
 
    /// A session of "one" that is up.
-   std::unique_ptr< RawPeer > session() {
+   std::unique_ptr< RawPeer > session( const Bgp::Open& open = RawPeer::open() ) {
       EXPECT_TRUE( until( [&] { return state() && !isEstablished(); } ) );
       auto raw = std::make_unique< RawPeer >( listens );
-      raw->send( RawPeer::octets( RawPeer::open() ) );
+      raw->send( RawPeer::octets( open ) );
       raw->send( RawPeer::keepalive() );
       EXPECT_TRUE( until( [&] { return isEstablished(); } ) ) << process->errors();
       return raw;
