@@ -25,7 +25,7 @@ bool contains( std::span< const Bgp::Family > families, Bgp::Family family ) {
 NlriId takeId( Octets& field, U8 family ) {
    const std::size_t lengthSize = field[0] < 0xF0 ? 1 : 2;
    const std::size_t size = lengthSize == 1 ? field[0] : ( field[0] & 0x0FU ) << 8 | field[1];
-   const NlriId id{ &field[lengthSize], static_cast< U16 >( size ), family };
+   const NlriId id{ field.data() + lengthSize, static_cast< U16 >( size ), family };
    field = field.subspan( lengthSize + size );
    return id;
 }
