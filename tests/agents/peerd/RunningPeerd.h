@@ -35,7 +35,9 @@ public:
                           more, "}" );
    }
 
-   explicit RunningPeerd( const Vek::String& peers = peer() ) {
+   /// `vrfs` are entries of the table of VRFs.
+   explicit RunningPeerd( const Vek::String& peers = peer(), Vek::String vrfs = "" )
+      : vrfs_( std::move( vrfs ) ) {
       directory_.create( "Flowspec::Config", rules_.root() );
       directory_.create( "Peers::PeerTable", peers_.root() );
       configure( peers );
@@ -44,10 +46,11 @@ public:
 
    /// Writes its file.
    void configure( const Vek::String& peers ) {
-      file_ = database.folder().file(
-         "peerd.json", Vek::concat( R"({"localAs":64500,"routerId":"127.0.0.21",)"
-                                    R"("listen":[{"address":"127.0.0.21","port":)",
-                                    listens.port, "}],\n\"peers\":[", peers, "]}" ) );
+      file_ = database.folder().file( "peerd.json",
+                                      Vek::concat( R"({"localAs":64500,"routerId":"127.0.0.21",)"
+                                                   R"("listen":[{"address":"127.0.0.21","port":)",
+                                                   listens.port, "}],\"vrfs\":[", vrfs_,
+                                                   "],\n\"peers\":[", peers, "]}" ) );
    }
    void start() {
       process.reset();
@@ -71,6 +74,17 @@ public:
    Vek::Ptr< Flowspec::RuleConfig > rule( const Flowspec::FlowspecKey& key ) const {
       const auto vrf = filed().vrfRuleConfig( key.vrfId() );
       return vrf ? vrf->rule( key ) : nullptr;
+   }
+   /// Whether it is filed, though maybe no packet can match it.
+   bool isFiled( const Flowspec::FlowspecKey& key ) const {
+      const auto vrf = static_cast< const Flowspec::Config& >( *directory_.entity( rules_.root() ) )
+                          .vrfRuleConfig( key.vrfId() );
+      return vrf && ( vrf->rule( key ) || vrf->infeasibleRule( key ) );
+   }
+   std::size_t filed( U32 vrfId ) const {
+      const auto vrf = static_cast< const Flowspec::Config& >( *directory_.entity( rules_.root() ) )
+                          .vrfRuleConfig( vrfId );
+      return vrf ? vrf->rule().size() + vrf->infeasibleRule().size() : 0;
    }
    std::size_t rules() const {
       const auto vrf = filed().vrfRuleConfig( 0 );
@@ -100,6 +114,7 @@ public:
    std::unique_ptr< Process > process;
 
 private:
+   const Vek::String vrfs_;
    Vek::String file_;
    Vek::Directory directory_;
    Vek::log::Mount rules_{ database.endpoint(), "test", "flowspec/bgp", directory_ };

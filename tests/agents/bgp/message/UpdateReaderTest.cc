@@ -1,5 +1,6 @@
 #include "agents/bgp/message/UpdateWriter.h"
 #include "tests/agents/bgp/message/UpdateBytes.h"
+#include "tests/support/AllocationCounter.h"
 
 #include <gmock/gmock.h>
 
@@ -87,6 +88,22 @@ TEST( BgpUpdateReader, EndOfRibIsAnUpdateOfNothing ) {
    Agreed other = external;
    other.families = { ipv6Flow };
    EXPECT_EQ( endOf( updateBody( empty ), other ), std::nullopt );
+}
+
+TEST( BgpUpdateReader, NothingIsAllocated ) {
+   const std::vector< U8 > body =
+      updateBody( reachRule + unreachRule + origin + asPath + attribute( 0x40, 5, "00000064" ) +
+                  attribute( 0xC0, 16, "8006000000000000" ) );
+   const std::vector< U8 > refused = updateBody( reachRule + attribute( 0x40, 1, "03" ) );
+   const std::vector< U8 > narrow =
+      updateBody( reachRule + origin + attribute( 0x40, 2, "0201 FBF4" ) );
+   Update update;
+   EXPECT_FALSE( readUpdate( narrow, twoOctet, update ) ) << "takes memory for the path, once";
+   const AllocationCounter counter;
+   EXPECT_FALSE( readUpdate( body, external, update ) );
+   EXPECT_FALSE( readUpdate( refused, external, update ) );
+   EXPECT_FALSE( readUpdate( narrow, twoOctet, update ) );
+   EXPECT_EQ( counter.count(), 0U );
 }
 
 // What the path of a peer with two octets comes to.
