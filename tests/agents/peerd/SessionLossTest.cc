@@ -47,7 +47,7 @@ protected:
    RunningPeerd peerd;
 };
 
-TEST_F( SessionLossTest, keepsRulesUntilThePeerHasToldAll ) {
+TEST_F( SessionLossTest, KeepsRulesUntilThePeerHasToldAll ) {
    auto peer = telling( false );
    peer.reset();
    ASSERT_TRUE( isLost() );
@@ -58,7 +58,7 @@ TEST_F( SessionLossTest, keepsRulesUntilThePeerHasToldAll ) {
    EXPECT_TRUE( isFiled( 0 ) );
 }
 
-TEST_F( SessionLossTest, dropsRulesThatThePeerNoLongerForwards ) {
+TEST_F( SessionLossTest, DropsRulesThatThePeerNoLongerForwards ) {
    auto peer = telling( false );
    peer.reset();
    ASSERT_TRUE( isLost() );
@@ -67,13 +67,13 @@ TEST_F( SessionLossTest, dropsRulesThatThePeerNoLongerForwards ) {
    EXPECT_TRUE( isFiled( 0 ) );
 }
 
-TEST_F( SessionLossTest, dropsRulesWithANotification ) {
+TEST_F( SessionLossTest, DropsRulesWithANotification ) {
    const auto peer = telling( false );
    says( *peer, reset );
    EXPECT_TRUE( isFiled( 0 ) );
 }
 
-TEST_F( SessionLossTest, keepsRulesOverANotificationWhenBothWantIt ) {
+TEST_F( SessionLossTest, KeepsRulesOverANotificationWhenBothWantIt ) {
    auto peer = telling( true );
    says( *peer, reset );
    ASSERT_TRUE( isLost() );

@@ -9,7 +9,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-TEST( PeerFaultTest, saysWhatIsWrongWithAnOpen ) {
+TEST( PeerFaultTest, SaysWhatIsWrongWithAnOpen ) {
    const auto with = []( auto change ) {
       Open open = RawPeer::open();
       change( open );
@@ -49,7 +49,7 @@ TEST( PeerFaultTest, saysWhatIsWrongWithAnOpen ) {
    }
 }
 
-TEST( PeerFaultTest, refusesMessagesThatAStateDoesNotExpect ) {
+TEST( PeerFaultTest, RefusesMessagesThatAStateDoesNotExpect ) {
    const std::vector< U8 > update = RawPeer::message( 2, { 0, 0, 0, 0 } );
    const std::vector< U8 > refresh = RawPeer::message( 5, { 0, 1, 0, 133 } );
    const std::vector< U8 > open = RawPeer::octets( RawPeer::open() );
@@ -79,7 +79,7 @@ TEST( PeerFaultTest, refusesMessagesThatAStateDoesNotExpect ) {
    }
 }
 
-TEST( PeerFaultTest, refusesHeadersThatAreWrong ) {
+TEST( PeerFaultTest, RefusesHeadersThatAreWrong ) {
    std::vector< U8 > marker = RawPeer::keepalive();
    marker[3] = 0xFE;
    std::vector< U8 > tooShort = RawPeer::keepalive();
@@ -106,7 +106,7 @@ TEST( PeerFaultTest, refusesHeadersThatAreWrong ) {
    }
 }
 
-TEST( PeerFaultTest, takesLongMessagesOnlyWhereThatWasSaid ) {
+TEST( PeerFaultTest, TakesLongMessagesOnlyWhereThatWasSaid ) {
    std::vector< U8 > body( 4080, 0 );
    // An attribute that nobody knows fills the message.
    body[2] = 0x0F;
@@ -125,7 +125,7 @@ TEST( PeerFaultTest, takesLongMessagesOnlyWhereThatWasSaid ) {
    EXPECT_EQ( waiting.side.up, 1 );
 }
 
-TEST( PeerFaultTest, endsASessionWhoseFramingIsLost ) {
+TEST( PeerFaultTest, EndsASessionWhoseFramingIsLost ) {
    Waiting waiting;
    RawPeer peer( waiting.listening() );
    ASSERT_TRUE( waiting.establish( peer ) );
@@ -134,7 +134,7 @@ TEST( PeerFaultTest, endsASessionWhoseFramingIsLost ) {
               ( Notification{ ErrorCode::update, UpdateError::attributeList, {} } ) );
 }
 
-TEST( PeerFaultTest, endsASessionThatGoesSilent ) {
+TEST( PeerFaultTest, EndsASessionThatGoesSilent ) {
    Waiting waiting;
    RawPeer peer( waiting.listening() );
    ASSERT_TRUE( waiting.establish( peer ) );
@@ -147,7 +147,7 @@ TEST( PeerFaultTest, endsASessionThatGoesSilent ) {
    EXPECT_EQ( waiting.side.lastDown.keepsStale, false );
 }
 
-TEST( PeerFaultTest, readsWhatCameBeforeTheHoldTimerExpires ) {
+TEST( PeerFaultTest, ReadsWhatCameBeforeTheHoldTimerExpires ) {
    Waiting waiting;
    RawPeer peer( waiting.listening() );
    ASSERT_TRUE( waiting.establish( peer ) );
@@ -158,7 +158,7 @@ TEST( PeerFaultTest, readsWhatCameBeforeTheHoldTimerExpires ) {
    EXPECT_EQ( waiting.side.up, 1 );
 }
 
-TEST( PeerFaultTest, waitsForAnOpenForFourMinutes ) {
+TEST( PeerFaultTest, WaitsForAnOpenForFourMinutes ) {
    Waiting waiting;
    RawPeer peer( waiting.listening() );
    ASSERT_TRUE( waiting.world.until( [&] {
@@ -174,7 +174,7 @@ TEST( PeerFaultTest, waitsForAnOpenForFourMinutes ) {
    EXPECT_EQ( waiting.side.session().state(), State::active );
 }
 
-TEST( PeerFaultTest, letsASilentConnectionNotKeepTheNextOneOut ) {
+TEST( PeerFaultTest, LetsASilentConnectionNotKeepTheNextOneOut ) {
    Waiting waiting;
    RawPeer silent( waiting.listening() );
    ASSERT_TRUE(
@@ -185,7 +185,7 @@ TEST( PeerFaultTest, letsASilentConnectionNotKeepTheNextOneOut ) {
    EXPECT_EQ( waiting.side.session().lastError(), "" );
 }
 
-TEST( PeerFaultTest, readsAnOctetAtATime ) {
+TEST( PeerFaultTest, ReadsAnOctetAtATime ) {
    Waiting waiting;
    RawPeer peer( waiting.listening() );
    std::vector< U8 > words = RawPeer::octets( RawPeer::open() );
@@ -210,7 +210,7 @@ TEST( PeerFaultTest, readsAnOctetAtATime ) {
    EXPECT_EQ( waiting.farewell( peer ), ( Notification{ ErrorCode::holdTimer, 0, {} } ) );
 }
 
-TEST( PeerFaultTest, endsTheSessionOfAPeerThatNeverReads ) {
+TEST( PeerFaultTest, EndsTheSessionOfAPeerThatNeverReads ) {
    Waiting waiting;
    RawPeer peer( waiting.listening(), "127.0.0.12", 4096 );
    ASSERT_TRUE( waiting.establish( peer ) );
@@ -235,7 +235,7 @@ TEST( PeerFaultTest, endsTheSessionOfAPeerThatNeverReads ) {
    EXPECT_TRUE( waiting.world.until( [&] { return waiting.side.set.stopped(); } ) );
 }
 
-TEST( PeerFaultTest, closesConnectionsOfStrangersAtOnce ) {
+TEST( PeerFaultTest, ClosesConnectionsOfStrangersAtOnce ) {
    Waiting waiting;
    RawPeer peer( waiting.listening() );
    ASSERT_TRUE( waiting.establish( peer ) );
@@ -258,7 +258,7 @@ TEST( PeerFaultTest, closesConnectionsOfStrangersAtOnce ) {
    EXPECT_EQ( waiting.side.up, 1 );
 }
 
-TEST( PeerFaultTest, tellsWhatThePeerSaid ) {
+TEST( PeerFaultTest, TellsWhatThePeerSaid ) {
    Waiting waiting;
    RawPeer peer( waiting.listening() );
    ASSERT_TRUE( waiting.establish( peer ) );
@@ -271,7 +271,7 @@ TEST( PeerFaultTest, tellsWhatThePeerSaid ) {
 }
 
 // A flood of messages is taken in parts, between which others have their turns.
-TEST( PeerFaultTest, takesABoundedPartOfAFloodInATurn ) {
+TEST( PeerFaultTest, TakesABoundedPartOfAFloodInATurn ) {
    Waiting waiting;
    SessionConfig other = config( "quiet", "127.0.0.11", "127.0.0.13" );
    other.passive = true;

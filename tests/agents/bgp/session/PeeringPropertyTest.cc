@@ -8,7 +8,7 @@ namespace {
 
 using namespace TestSupport;
 
-TEST( PeeringPropertyTest, doesWhatMayFollow ) {
+TEST( PeeringPropertyTest, DoesWhatMayFollow ) {
    int sessions = 0;
    for ( unsigned seed = 1; seed <= 2000; ++seed ) {
       std::mt19937 random( seed );

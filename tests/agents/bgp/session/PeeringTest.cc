@@ -83,7 +83,7 @@ public:
    Peering peering;
 };
 
-TEST( PeeringTest, connectsAtOnceAndWaitsForThePeer ) {
+TEST( PeeringTest, ConnectsAtOnceAndWaitsForThePeer ) {
    Player player;
    EXPECT_THAT( player.actions(), ElementsAre( std::pair( Slot::outgoing, Do::connect ) ) );
    EXPECT_EQ( player.peering.state( Slot::outgoing ), State::connect );
@@ -98,7 +98,7 @@ TEST( PeeringTest, connectsAtOnceAndWaitsForThePeer ) {
    EXPECT_EQ( waiting.peering.state(), State::active );
 }
 
-TEST( PeeringTest, keepsTheConnectionOfTheHigherIdentifier ) {
+TEST( PeeringTest, KeepsTheConnectionOfTheHigherIdentifier ) {
    struct Case {
       U32 identifier;
       U32 as;
@@ -136,7 +136,7 @@ TEST( PeeringTest, keepsTheConnectionOfTheHigherIdentifier ) {
    }
 }
 
-TEST( PeeringTest, endsTheOtherConnectionWhenOneIsEstablished ) {
+TEST( PeeringTest, EndsTheOtherConnectionWhenOneIsEstablished ) {
    Player player;
    player.connect();
    player.arrive();
@@ -151,7 +151,7 @@ TEST( PeeringTest, endsTheOtherConnectionWhenOneIsEstablished ) {
    EXPECT_EQ( player.peering.state( Slot::outgoing ), State::idle );
 }
 
-TEST( PeeringTest, noLongerConnectsWhenThePeerHas ) {
+TEST( PeeringTest, NoLongerConnectsWhenThePeerHas ) {
    Player player;
    player.arrive();
    player.actions();
@@ -164,7 +164,7 @@ TEST( PeeringTest, noLongerConnectsWhenThePeerHas ) {
    EXPECT_EQ( player.peering.lastError(), "gone" );
 }
 
-TEST( PeeringTest, waitsLongerAfterEachFailure ) {
+TEST( PeeringTest, WaitsLongerAfterEachFailure ) {
    SessionConfig config = configured();
    config.connectRetryTime = 30;
    Player player( config );
@@ -196,7 +196,7 @@ TEST( PeeringTest, waitsLongerAfterEachFailure ) {
    EXPECT_THAT( player.actions(), IsEmpty() );
 }
 
-TEST( PeeringTest, refusesThePeerForAWhileAfterAnError ) {
+TEST( PeeringTest, RefusesThePeerForAWhileAfterAnError ) {
    Player player;
    player.establish();
    player.peering.on( Slot::outgoing, updateMsgErr, player.now,
@@ -211,7 +211,7 @@ TEST( PeeringTest, refusesThePeerForAWhileAfterAnError ) {
    player.arrive();
 }
 
-TEST( PeeringTest, takesThePeerAtOnceAfterALoss ) {
+TEST( PeeringTest, TakesThePeerAtOnceAfterALoss ) {
    Player player;
    player.establish();
    player.peering.on( Slot::outgoing, notifMsg, player.now,
@@ -227,7 +227,7 @@ TEST( PeeringTest, takesThePeerAtOnceAfterALoss ) {
    patient.arrive();
 }
 
-TEST( PeeringTest, isNotConcernedByWhoOnlyLooks ) {
+TEST( PeeringTest, IsNotConcernedByWhoOnlyLooks ) {
    Player player;
    for ( int i = 0; i < 10; ++i ) {
       player.arrive();
@@ -237,7 +237,7 @@ TEST( PeeringTest, isNotConcernedByWhoOnlyLooks ) {
    EXPECT_EQ( player.peering.state( Slot::outgoing ), State::connect );
 }
 
-TEST( PeeringTest, keepsRulesAsWasAgreed ) {
+TEST( PeeringTest, KeepsRulesAsWasAgreed ) {
    using Restart = std::optional< GracefulRestart >;
    const Restart none;
    const Restart lost( { false, false, 77, { { ipv4Flow, true } } } );
@@ -284,7 +284,7 @@ TEST( PeeringTest, keepsRulesAsWasAgreed ) {
    }
 }
 
-TEST( PeeringTest, keepsNothingForNoTimeOrNoFamily ) {
+TEST( PeeringTest, KeepsNothingForNoTimeOrNoFamily ) {
    for ( const GracefulRestart& restart :
          { GracefulRestart{ false, true, 0, { { ipv4Flow, true } } },
            GracefulRestart{ false, true, 77, {} },
@@ -298,7 +298,7 @@ TEST( PeeringTest, keepsNothingForNoTimeOrNoFamily ) {
    }
 }
 
-TEST( PeeringTest, resetsHardWhatIsToGo ) {
+TEST( PeeringTest, ResetsHardWhatIsToGo ) {
    Player player;
    player.establish();
    player.peering.stop( shuts, "shut down", player.now );
@@ -318,7 +318,7 @@ TEST( PeeringTest, resetsHardWhatIsToGo ) {
    EXPECT_EQ( early.sent, shuts );
 }
 
-TEST( PeeringTest, takesAPeerThatCameBack ) {
+TEST( PeeringTest, TakesAPeerThatCameBack ) {
    Player player;
    player.establish();
    player.now += 4s;
@@ -346,7 +346,7 @@ TEST( PeeringTest, takesAPeerThatCameBack ) {
    EXPECT_EQ( without.peering.state(), State::established );
 }
 
-TEST( PeeringTest, saysThatItWasRestarted ) {
+TEST( PeeringTest, SaysThatItWasRestarted ) {
    const auto ours = []( Player& player ) {
       return *player.peering.ours( Slot::outgoing ).capabilities.gracefulRestart;
    };
@@ -387,7 +387,7 @@ TEST( PeeringTest, saysThatItWasRestarted ) {
    EXPECT_EQ( without.peering.ours( Slot::outgoing ).capabilities.gracefulRestart, std::nullopt );
 }
 
-TEST( PeeringTest, leavesWithoutAWord ) {
+TEST( PeeringTest, LeavesWithoutAWord ) {
    Player player;
    player.establish();
    player.peering.leave( player.now );
@@ -405,7 +405,7 @@ TEST( PeeringTest, leavesWithoutAWord ) {
    EXPECT_EQ( early.sent, Notification() );
 }
 
-TEST( PeeringTest, saysWhyAnAttemptFailed ) {
+TEST( PeeringTest, SaysWhyAnAttemptFailed ) {
    Player player;
    player.pass( 21s );
    EXPECT_EQ( player.peering.lastError(), "the connection attempt timed out" );
@@ -419,7 +419,7 @@ TEST( PeeringTest, saysWhyAnAttemptFailed ) {
    EXPECT_EQ( player.peering.lastError(), "the connection failed" );
 }
 
-TEST( SessionConfigTest, saysWhatIsWrong ) {
+TEST( SessionConfigTest, SaysWhatIsWrong ) {
    SessionConfig good = configured();
    good.peer.address = *Zorv::IpGenAddr::fromText( "192.0.2.1" );
    EXPECT_EQ( fault( good ), "" );

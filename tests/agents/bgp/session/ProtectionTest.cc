@@ -31,7 +31,7 @@ U64 counted( const std::string& name ) {
    return 0;
 }
 
-TEST( ProtectionTest, signsSegmentsWithThePassword ) {
+TEST( ProtectionTest, SignsSegmentsWithThePassword ) {
    Pair pair;
    pair.toA.password = pair.toB.password = "secret of two";
    pair.apply();
@@ -47,7 +47,7 @@ TEST( ProtectionTest, signsSegmentsWithThePassword ) {
    EXPECT_EQ( pair.b.session().flaps(), 0U );
 }
 
-TEST( ProtectionTest, hearsNothingWithAnotherPassword ) {
+TEST( ProtectionTest, HearsNothingWithAnotherPassword ) {
    Pair pair;
    pair.toA.password = "one";
    pair.toB.password = "another";
@@ -65,7 +65,7 @@ TEST( ProtectionTest, hearsNothingWithAnotherPassword ) {
    EXPECT_TRUE( pair.areUp() );
 }
 
-TEST( ProtectionTest, dropsAPasswordThatIsNoLongerConfigured ) {
+TEST( ProtectionTest, DropsAPasswordThatIsNoLongerConfigured ) {
    Pair pair;
    pair.toA.password = pair.toB.password = "secret of two";
    pair.apply();
@@ -78,7 +78,7 @@ TEST( ProtectionTest, dropsAPasswordThatIsNoLongerConfigured ) {
    EXPECT_TRUE( pair.areUp() );
 }
 
-TEST( ProtectionTest, signsOnAListenerThatComesLater ) {
+TEST( ProtectionTest, SignsOnAListenerThatComesLater ) {
    Pair pair;
    pair.toA.password = pair.toB.password = std::string( 80, 'x' );
    pair.b.set.listen( {} );
@@ -88,14 +88,14 @@ TEST( ProtectionTest, signsOnAListenerThatComesLater ) {
    EXPECT_TRUE( pair.areUp() );
 }
 
-TEST( ProtectionTest, takesPacketsOfNeighboursOnly ) {
+TEST( ProtectionTest, TakesPacketsOfNeighboursOnly ) {
    Pair pair;
    pair.toA.ttlSecurity = pair.toB.ttlSecurity = true;
    pair.apply();
    EXPECT_TRUE( pair.areUp() );
 }
 
-TEST( ProtectionTest, dropsPacketsFromFarAway ) {
+TEST( ProtectionTest, DropsPacketsFromFarAway ) {
    Pair pair;
    // An external peer without TTL security sends with 1 left, as if it had come over 254 routers.
    pair.toA.localAs = pair.toB.peerAs = 64501;
@@ -106,7 +106,7 @@ TEST( ProtectionTest, dropsPacketsFromFarAway ) {
    EXPECT_NE( pair.b.session().state(), State::established );
 }
 
-TEST( ProtectionTest, sendsAsFarAsThePeerMayBe ) {
+TEST( ProtectionTest, SendsAsFarAsThePeerMayBe ) {
    struct Case {
       U8 hops;
       bool isInternal;
@@ -136,7 +136,7 @@ TEST( ProtectionTest, sendsAsFarAsThePeerMayBe ) {
    }
 }
 
-TEST( ProtectionTest, saysWhatItCannotDo ) {
+TEST( ProtectionTest, SaysWhatItCannotDo ) {
    SessionConfig each = config( "each", "192.0.2.1", "127.0.0.12", 9 );
    try {
       connectTo( each );
@@ -146,7 +146,7 @@ TEST( ProtectionTest, saysWhatItCannotDo ) {
    }
 }
 
-TEST( ProtectionTest, pausesWhenThereAreNoDescriptorsLeft ) {
+TEST( ProtectionTest, PausesWhenThereAreNoDescriptorsLeft ) {
    Waiting waiting;
    RawPeer peer( waiting.listening() );
    rlimit all{};

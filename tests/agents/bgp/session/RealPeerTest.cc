@@ -122,7 +122,7 @@ protected:
    Vek::String client() const { return "birdc -s " + socket() + " show route table rules"; }
 };
 
-TEST_F( BirdTest, holdsASession ) {
+TEST_F( BirdTest, HoldsASession ) {
    startBird();
    apply();
    ASSERT_TRUE( isUp() ) << process->errors();
@@ -136,7 +136,7 @@ TEST_F( BirdTest, holdsASession ) {
    EXPECT_THAT( process->errors(), HasSubstr( "for a while" ) );
 }
 
-TEST_F( BirdTest, connectsItself ) {
+TEST_F( BirdTest, ConnectsItself ) {
    startBird();
    configured.passive = true;
    apply();
@@ -144,7 +144,7 @@ TEST_F( BirdTest, connectsItself ) {
    keepUp();
 }
 
-TEST_F( BirdTest, signsSegments ) {
+TEST_F( BirdTest, SignsSegments ) {
    startBird( "  password \"a secret\";\n" );
    configured.password = "a secret";
    configured.passive = true;
@@ -156,14 +156,14 @@ TEST_F( BirdTest, signsSegments ) {
    EXPECT_TRUE( isUp() ) << process->errors();
 }
 
-TEST_F( BirdTest, takesPacketsOfNeighboursOnly ) {
+TEST_F( BirdTest, TakesPacketsOfNeighboursOnly ) {
    startBird( "  ttl security yes;\n" );
    configured.ttlSecurity = true;
    apply();
    EXPECT_TRUE( isUp() ) << process->errors();
 }
 
-TEST_F( BirdTest, isHelpedThroughARestart ) {
+TEST_F( BirdTest, IsHelpedThroughARestart ) {
    startBird( "  graceful restart yes;\n" );
    apply();
    ASSERT_TRUE( isUp() ) << process->errors();
@@ -183,7 +183,7 @@ TEST_F( BirdTest, isHelpedThroughARestart ) {
    EXPECT_TRUE( world.until( [&] { return side.heard.back() == "end of ipv4-flow"; } ) );
 }
 
-TEST_F( BirdTest, keepsOurRulesWhileWeAreAway ) {
+TEST_F( BirdTest, KeepsOurRulesWhileWeAreAway ) {
    startBird( "  graceful restart yes;\n" );
    apply();
    ASSERT_TRUE( isUp() ) << process->errors();
@@ -234,7 +234,7 @@ protected:
    Vek::String client() const { return Vek::concat( "gobgp -u 127.0.0.31 -p ", control ); }
 };
 
-TEST_F( GoBgpTest, holdsASessionAndIsHelpedThroughARestart ) {
+TEST_F( GoBgpTest, HoldsASessionAndIsHelpedThroughARestart ) {
    startGoBgp();
    apply();
    ASSERT_TRUE( isUp() ) << process->errors();
@@ -250,7 +250,7 @@ TEST_F( GoBgpTest, holdsASessionAndIsHelpedThroughARestart ) {
    EXPECT_TRUE( isUp() ) << process->errors();
 }
 
-TEST_F( RealPeerTest, exaBgpHoldsASession ) {
+TEST_F( RealPeerTest, ExaBgpHoldsASession ) {
    if ( !std::filesystem::exists( "/usr/sbin/exabgp" ) ) {
       GTEST_SKIP() << "exabgp is not installed";
    }

@@ -25,7 +25,7 @@ std::vector< U8 > announcement( std::size_t octets, std::size_t maxLength ) {
    return out;
 }
 
-TEST( SessionSetTest, establishesASession ) {
+TEST( SessionSetTest, EstablishesASession ) {
    Pair pair;
    pair.toA.holdTime = 30;
    pair.apply();
@@ -51,7 +51,7 @@ TEST( SessionSetTest, establishesASession ) {
    EXPECT_EQ( pair.a.set.find( "c" ), nullptr );
 }
 
-TEST( SessionSetTest, carriesMessagesBothWays ) {
+TEST( SessionSetTest, CarriesMessagesBothWays ) {
    Pair pair;
    pair.apply();
    ASSERT_TRUE( pair.areUp() );
@@ -76,7 +76,7 @@ TEST( SessionSetTest, carriesMessagesBothWays ) {
    EXPECT_EQ( pair.a.updates, 5U );
 }
 
-TEST( SessionSetTest, keepsASessionUpWithKeepalives ) {
+TEST( SessionSetTest, KeepsASessionUpWithKeepalives ) {
    Pair pair;
    pair.toA.holdTime = 9;
    pair.apply();
@@ -92,7 +92,7 @@ TEST( SessionSetTest, keepsASessionUpWithKeepalives ) {
    EXPECT_EQ( pair.b.session().flaps(), 0U );
 }
 
-TEST( SessionSetTest, hasNoKeepalivesWithAHoldTimeOf0 ) {
+TEST( SessionSetTest, HasNoKeepalivesWithAHoldTimeOf0 ) {
    Pair pair;
    pair.toA.holdTime = 0;
    pair.apply();
@@ -103,7 +103,7 @@ TEST( SessionSetTest, hasNoKeepalivesWithAHoldTimeOf0 ) {
    EXPECT_EQ( pair.a.up, 1 );
 }
 
-TEST( SessionSetTest, keepsOneConnectionWhenBothConnectAtOnce ) {
+TEST( SessionSetTest, KeepsOneConnectionWhenBothConnectAtOnce ) {
    for ( int round = 0; round < 40; ++round ) {
       Pair pair;
       pair.toA.passive = false;
@@ -124,7 +124,7 @@ TEST( SessionSetTest, keepsOneConnectionWhenBothConnectAtOnce ) {
    }
 }
 
-TEST( SessionSetTest, triesAgainUntilThePeerListens ) {
+TEST( SessionSetTest, TriesAgainUntilThePeerListens ) {
    Pair pair;
    pair.b.set.listen( {} );
    pair.apply();
@@ -142,7 +142,7 @@ TEST( SessionSetTest, triesAgainUntilThePeerListens ) {
    EXPECT_TRUE( pair.areUp() );
 }
 
-TEST( SessionSetTest, saysWhereItCannotListen ) {
+TEST( SessionSetTest, SaysWhereItCannotListen ) {
    World world;
    Side a( world );
    Side b( world );
@@ -155,7 +155,7 @@ TEST( SessionSetTest, saysWhereItCannotListen ) {
    EXPECT_EQ( b.set.listening().at( 0 ).address, address( "::1" ) );
 }
 
-TEST( SessionSetTest, worksOverIpv6 ) {
+TEST( SessionSetTest, WorksOverIpv6 ) {
    World world;
    Side a( world );
    Side b( world );
@@ -176,7 +176,7 @@ TEST( SessionSetTest, worksOverIpv6 ) {
    EXPECT_EQ( a.session().peerEnd().text(), Vek::concat( "[::1]:", toB.peer.port ) );
 }
 
-TEST( SessionSetTest, leavesUnchangedSessionsAlone ) {
+TEST( SessionSetTest, LeavesUnchangedSessionsAlone ) {
    Pair pair;
    pair.apply();
    ASSERT_TRUE( pair.areUp() );
@@ -205,7 +205,7 @@ TEST( SessionSetTest, leavesUnchangedSessionsAlone ) {
    EXPECT_THAT( pair.b.lastDown.reason, HasSubstr( "peer de-configured" ) );
 }
 
-TEST( SessionSetTest, saysFarewellWhenItStops ) {
+TEST( SessionSetTest, SaysFarewellWhenItStops ) {
    Pair pair;
    pair.apply();
    ASSERT_TRUE( pair.areUp() );
@@ -223,7 +223,7 @@ TEST( SessionSetTest, saysFarewellWhenItStops ) {
    EXPECT_EQ( pair.a.session().state(), State::idle );
 }
 
-TEST( SessionSetTest, leavesItsRulesWithPeersWhenItIsStartedAgain ) {
+TEST( SessionSetTest, LeavesItsRulesWithPeersWhenItIsStartedAgain ) {
    Pair pair;
    pair.apply();
    ASSERT_TRUE( pair.areUp() );
@@ -240,7 +240,7 @@ TEST( SessionSetTest, leavesItsRulesWithPeersWhenItIsStartedAgain ) {
                 ElementsAre( GracefulFamily{ ipv4Flow, true }, GracefulFamily{ ipv6Flow, true } ) );
 }
 
-TEST( SessionSetTest, takesAPeerThatComesBackBeforeItsConnectionIsLost ) {
+TEST( SessionSetTest, TakesAPeerThatComesBackBeforeItsConnectionIsLost ) {
    Pair pair;
    pair.apply();
    ASSERT_TRUE( pair.areUp() );
@@ -254,7 +254,7 @@ TEST( SessionSetTest, takesAPeerThatComesBackBeforeItsConnectionIsLost ) {
               ( Down{ "the peer connected again", true, { ipv4Flow, ipv6Flow }, 120s } ) );
 }
 
-TEST( SessionSetTest, refusesASecondConnectionWithoutGracefulRestart ) {
+TEST( SessionSetTest, RefusesASecondConnectionWithoutGracefulRestart ) {
    Pair pair;
    pair.toA.gracefulRestart = false;
    pair.apply();
@@ -267,7 +267,7 @@ TEST( SessionSetTest, refusesASecondConnectionWithoutGracefulRestart ) {
    EXPECT_EQ( pair.b.session().flaps(), 0U );
 }
 
-TEST( SessionSetTest, endsASessionThatItsUserWantsToEnd ) {
+TEST( SessionSetTest, EndsASessionThatItsUserWantsToEnd ) {
    Pair pair;
    pair.apply();
    ASSERT_TRUE( pair.areUp() );
@@ -287,7 +287,7 @@ TEST( SessionSetTest, endsASessionThatItsUserWantsToEnd ) {
    EXPECT_TRUE( pair.areUp() );
 }
 
-TEST( SessionSetTest, tellsWhenThereIsRoomAgain ) {
+TEST( SessionSetTest, TellsWhenThereIsRoomAgain ) {
    Pair pair;
    pair.apply();
    ASSERT_TRUE( pair.areUp() );

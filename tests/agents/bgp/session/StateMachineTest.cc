@@ -215,7 +215,7 @@ const Clause clauses[] = {
      { unexpected( 3, {} ), drops, leaves } },
 };
 
-TEST( StateMachineTest, doesWhatEachClauseSays ) {
+TEST( StateMachineTest, DoesWhatEachClauseSays ) {
    for ( const Clause& clause : clauses ) {
       SCOPED_TRACE( testing::Message()
                     << text( clause.state ) << ", event " << static_cast< int >( clause.event ) );
@@ -225,7 +225,7 @@ TEST( StateMachineTest, doesWhatEachClauseSays ) {
    }
 }
 
-TEST( StateMachineTest, ignoresWhatAStateIsNotToHear ) {
+TEST( StateMachineTest, IgnoresWhatAStateIsNotToHear ) {
    for ( const Event event : allEvents ) {
       if ( event == manualStart || event == automaticStart || event == manualStartPassive ||
            event == automaticStartPassive ) {
@@ -242,7 +242,7 @@ TEST( StateMachineTest, ignoresWhatAStateIsNotToHear ) {
    }
 }
 
-TEST( StateMachineTest, endsWithAnyOtherEvent ) {
+TEST( StateMachineTest, EndsWithAnyOtherEvent ) {
    const auto listed = []( State state, Event event ) {
       return std::ranges::any_of( clauses, [&]( const Clause& clause ) {
          return clause.state == state && clause.event == event;
@@ -273,7 +273,7 @@ TEST( StateMachineTest, endsWithAnyOtherEvent ) {
 
 using Timers = std::vector< std::pair< Event, Duration > >;
 
-TEST( StateMachineTest, hasTheTimersOfItsState ) {
+TEST( StateMachineTest, HasTheTimersOfItsState ) {
    EXPECT_EQ( Machine( State::idle ).timers(), Timers{} );
    // Of jitter, 75 to 100 hundredths are left.
    for ( const State state : { State::connect, State::active } ) {
@@ -296,7 +296,7 @@ TEST( StateMachineTest, hasTheTimersOfItsState ) {
               std::pair( sendHoldTimerExpires, Duration( 480s ) ) );
 }
 
-TEST( StateMachineTest, hasNoTimersWhenTheHoldTimeIs0 ) {
+TEST( StateMachineTest, HasNoTimersWhenTheHoldTimeIs0 ) {
    EXPECT_EQ( Machine( State::openConfirm, 0 ).timers(), Timers{} );
    Machine machine( State::established, 0 );
    machine.on( updateMsg );
@@ -304,12 +304,12 @@ TEST( StateMachineTest, hasNoTimersWhenTheHoldTimeIs0 ) {
    EXPECT_EQ( machine.timers(), Timers{} );
 }
 
-TEST( StateMachineTest, waitsTwiceALongHoldTimeForThePeerToRead ) {
+TEST( StateMachineTest, WaitsTwiceALongHoldTimeForThePeerToRead ) {
    EXPECT_EQ( Machine( State::established, 300 ).timers().back(),
               std::pair( sendHoldTimerExpires, Duration( 600s ) ) );
 }
 
-TEST( StateMachineTest, restartsTheHoldTimerWithEachMessage ) {
+TEST( StateMachineTest, RestartsTheHoldTimerWithEachMessage ) {
    for ( const Event message : { keepAliveMsg, updateMsg, routeRefreshMsg } ) {
       Machine machine( State::established );
       machine.now += 80s;
@@ -319,7 +319,7 @@ TEST( StateMachineTest, restartsTheHoldTimerWithEachMessage ) {
    }
 }
 
-TEST( StateMachineTest, restartsTheSendHoldTimerWithWhatIsSent ) {
+TEST( StateMachineTest, RestartsTheSendHoldTimerWithWhatIsSent ) {
    Machine machine( State::established );
    machine.machine.sent( machine.now + 100s );
    EXPECT_EQ( machine.timers().back(), std::pair( sendHoldTimerExpires, Duration( 580s ) ) );
@@ -328,7 +328,7 @@ TEST( StateMachineTest, restartsTheSendHoldTimerWithWhatIsSent ) {
    EXPECT_EQ( earlier.timers().size(), 2U );
 }
 
-TEST( StateMachineTest, triesForAWhileHoweverShortThePausesAre ) {
+TEST( StateMachineTest, TriesForAWhileHoweverShortThePausesAre ) {
    Machine machine( State::idle );
    machine.machine.connectRetryTimeIs( 1s );
    machine.on( manualStart );
@@ -339,7 +339,7 @@ TEST( StateMachineTest, triesForAWhileHoweverShortThePausesAre ) {
    EXPECT_EQ( passive.timers(), Timers{} );
 }
 
-TEST( StateMachineTest, namesItsStates ) {
+TEST( StateMachineTest, NamesItsStates ) {
    EXPECT_EQ( text( State::idle ), "Idle" );
    EXPECT_EQ( text( State::connect ), "Connect" );
    EXPECT_EQ( text( State::active ), "Active" );
