@@ -1,36 +1,14 @@
 #include "agents/bgp/session/PeerSession.h"
 
-#include "Osk/Endian.h"
 #include "Vek/text/Text.h"
 #include "agents/bgp/message/RouteRefresh.h"
 
-#include <algorithm>
 #include <cstring>
 #include <system_error>
 
 namespace Bgp {
 
-namespace {
-
 using enum Event;
-
-U64& countOf( MessageCounts& counts, MessageType type ) {
-   switch ( type ) {
-   case MessageType::open:
-      return counts.opens;
-   case MessageType::update:
-      return counts.updates;
-   case MessageType::notification:
-      return counts.notifications;
-   case MessageType::keepalive:
-      return counts.keepalives;
-   case MessageType::routeRefresh:
-      break;
-   }
-   return counts.routeRefreshes;
-}
-
-} // namespace
 
 PeerSession::PeerSession( const Common& common, const SessionConfig& config, U64 seed )
    : common_( common ), peering_( std::make_unique< Peering >( config, seed ) ), seed_( seed ),
@@ -201,7 +179,7 @@ void PeerSession::read( Slot slot ) {
 
 void PeerSession::take( Slot slot, const Connection& connection ) {
    const MessageType type = connection.header().type;
-   ++countOf( received_, type );
+   received_.add( type );
    switch ( type ) {
    case MessageType::open:
       takeOpen( slot, connection );
@@ -346,11 +324,7 @@ void PeerSession::queue( Slot slot, std::span< const U8 > messages ) {
       return;
    }
    connection->queue( messages );
-   while ( messages.size() >= headerSize ) {
-      const std::size_t length = Osk::loadBig16( &messages[16] );
-      ++countOf( sent_, static_cast< MessageType >( messages[18] ) );
-      messages = messages.subspan( std::min( std::max( length, headerSize ), messages.size() ) );
-   }
+   sent_.add( messages );
 }
 
 // Tells the handler, and people, what became of the session.

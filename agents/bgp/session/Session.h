@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agents/bgp/message/Notification.h"
+#include "agents/bgp/session/MessageCounts.h"
 #include "agents/bgp/session/SessionConfig.h"
 #include "agents/bgp/session/State.h"
 #include "agents/daemon/EventLoop.h"
@@ -10,18 +11,6 @@
 namespace Bgp {
 
 struct Agreed;
-
-/// Messages by type, whole ones.
-struct MessageCounts {
-   U64 opens = 0;
-   U64 updates = 0;
-   U64 notifications = 0;
-   U64 keepalives = 0;
-   U64 routeRefreshes = 0;
-
-   U64 total() const { return opens + updates + notifications + keepalives + routeRefreshes; }
-   bool operator==( const MessageCounts& ) const = default;
-};
 
 /// The session with one peer, as its users see it. It is there as long as its name is configured;
 /// `SessionSet` makes it.
