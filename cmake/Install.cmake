@@ -41,6 +41,9 @@ if( TARGET flowspecctl )
 endif()
 if( FLOWSPEC_AGENTS )
    install( TARGETS statedbd configd peerd programd )
+   foreach( daemon statedbd configd programd )
+      install( FILES agents/${daemon}/${daemon}.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 )
+   endforeach()
    # The units name the programs by the prefix that the tree is installed under, which
    # `cmake --install --prefix` may choose later than the build was configured.
    set( FLOWSPEC_UNIT_DIR lib/systemd/system CACHE STRING

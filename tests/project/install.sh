@@ -75,5 +75,8 @@ if [[ -e $build/agents/statedbd ]]; then
       grep -q "^ExecStart=$work/staged/bin/$daemon --socket " \
          "$prefix/lib/systemd/system/$daemon.service"
    done
+   for daemon in statedbd configd programd; do
+      [[ -s $prefix/share/man/man8/$daemon.8 ]]
+   done
    python3 "$project/tutorial.py" "$project/../.." "$prefix" "$compiler"
 fi
