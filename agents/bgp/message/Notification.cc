@@ -145,8 +145,9 @@ Notification shutdown( U8 subcode, std::string_view text ) {
    Notification notification{ ErrorCode::cease, subcode, {} };
    text = wholeCharacters( text, maxCommunication );
    if ( !text.empty() ) {
-      notification.data.push_back( static_cast< U8 >( text.size() ) );
-      notification.data.insert( notification.data.end(), text.begin(), text.end() );
+      notification.data.resize( 1 + text.size() );
+      notification.data[0] = static_cast< U8 >( text.size() );
+      std::ranges::copy( text, notification.data.begin() + 1 );
    }
    return notification;
 }
@@ -162,8 +163,11 @@ std::optional< std::string_view > shutdownCommunication( const Notification& not
 }
 
 Notification hardReset( const Notification& inner ) {
-   Notification outer{ ErrorCode::cease, Cease::hardReset, { inner.code, inner.subcode } };
-   outer.data.insert( outer.data.end(), inner.data.begin(), inner.data.end() );
+   Notification outer{ ErrorCode::cease, Cease::hardReset,
+                       std::vector< U8 >( 2 + inner.data.size() ) };
+   outer.data[0] = inner.code;
+   outer.data[1] = inner.subcode;
+   std::ranges::copy( inner.data, outer.data.begin() + 2 );
    return outer;
 }
 
