@@ -236,9 +236,9 @@ OutContent* OutRules::intern( OutContent content ) {
    if ( encode( content, 0, targets_, communities ) ) {
       return nullptr;
    }
-   std::vector< U8 > identity = std::move( communities.extended );
-   identity.push_back( 0 ); // extended communities have 8 octets each: the rest is told apart
-   identity.insert( identity.end(), communities.ipv6.begin(), communities.ipv6.end() );
+   Vek::String identity( communities.extended.begin(), communities.extended.end() );
+   identity.append( communities.ipv6.begin(), communities.ipv6.end() );
+   identity += static_cast< char >( communities.extended.size() / 8 ); // where the others begin
    const auto [at, isNew] = contents_.try_emplace( std::move( identity ), std::move( content ) );
    if ( isNew ) {
       at->second.number = ++lastContent_;

@@ -17,7 +17,7 @@ struct OutContent {
    std::vector< Wire::RouteTarget > targets; ///< of the VRF, in a VPN family
    U64 number = 0;                           ///< no two have the same
    U32 references = 0;
-   const std::vector< U8 >* identity = nullptr; ///< its key in `OutRules`
+   const Vek::String* identity = nullptr; ///< its key in `OutRules`
 };
 
 struct OutNlri;
@@ -104,7 +104,7 @@ private:
    Vek::HashMap< NlriId, OutNlri* > ids_;
    std::vector< std::unique_ptr< OutNlri > > nlris_; // by number
    std::vector< U32 > freeNumbers_;
-   std::map< std::vector< U8 >, OutContent > contents_; // by their communities
+   std::map< Vek::String, OutContent > contents_; // by their communities
    U64 lastContent_ = 0;
    std::set< const OutKey*, Before > refused_;
    std::vector< U8 > octets_; // of the rule in work
