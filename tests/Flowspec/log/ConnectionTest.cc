@@ -76,6 +76,26 @@ TEST_F( Connections, DirtyKeysThatAreMutuallyLessAreEachSentOnce ) {
    }
 }
 
+// Those before and after them in the queue are still sent.
+TEST_F( Connections, EntitiesThatGoWhileTheyWaitLeaveTheOthers ) {
+   open();
+   const auto vrf = status->vrfRuleStatusIs( 1 );
+   std::vector< FlowspecKey > keys( 5 );
+   U32 vrfId = 0;
+   for ( FlowspecKey& key : keys ) {
+      key.vrfIdIs( ++vrfId );
+      vrf->ruleStatusIs( key );
+   }
+   settle();
+   for ( const FlowspecKey& key : keys ) {
+      vrf->ruleStatusIs( key )->packetCountIs( key.vrfId() );
+   }
+   vrf->ruleStatusDel( keys[2] );
+   vrf->ruleStatusDel( keys[3] );
+   settle();
+   EXPECT_EQ( difference( here, there ), "" );
+}
+
 TEST_F( Connections, AMessageMayBeLargerThanTheBuffers ) {
    open( 64 );
    status->vrfRuleStatusIs( 1 )

@@ -1,4 +1,4 @@
-#include "tests/tools/flowspecctl/Run.h"
+#include "tests/tools/flowspecctl/Manual.h"
 
 #include <algorithm>
 #include <iterator>
@@ -10,41 +10,20 @@
 namespace {
 
 using TestSupport::contents;
+using TestSupport::entries;
 using TestSupport::flowspecctl;
+using TestSupport::manualText;
 using TestSupport::Result;
 using TestSupport::run;
+using TestSupport::Words;
 
 constexpr const char* manual = "tools/flowspecctl/flowspecctl.1";
 
-TEST( Manual, IsWellFormed ) {
-   const Result result = run(
-      { .command = { "sh", "-c",
-                     "command -v groff >/dev/null || exit 100; groff -man -Tutf8 -ww -z \"$0\"",
-                     manual } } );
-   if ( result.status == 100 ) {
-      GTEST_SKIP() << "groff is not installed";
-   }
-   EXPECT_EQ( result.err, "" );
-   EXPECT_EQ( result.status, 0 );
-}
+TEST( Manual, IsWellFormed ) { TestSupport::expectWellFormed( manual ); }
 
 TEST( Manual, IsOfThisVersion ) {
    EXPECT_NE( contents( manual ).find( "\"flowspecctl 1.0.0\"" ), Vek::String::npos );
    EXPECT_EQ( flowspecctl( { "--version" } ).out, "flowspecctl 1.0.0\n" );
-}
-
-using Words = std::vector< Vek::String >;
-
-// The words of a help text that begin with `start` and have two blanks in front on their line:
-// options or commands.
-Words entries( const Vek::String& help, const Vek::String& start = "" ) {
-   Words words;
-   for ( std::size_t at = 0; ( at = help.find( "\n  " + start, at ) ) != help.npos; ++at ) {
-      if ( const std::size_t begin = at + 3; help[begin] != ' ' ) {
-         words.push_back( help.substr( begin, help.find_first_of( " \n", begin ) - begin ) );
-      }
-   }
-   return words;
 }
 
 Vek::String helpOf( Words command ) {
@@ -89,20 +68,13 @@ Words split( const Vek::String& text ) {
    return { std::istream_iterator< Vek::String >( stream ), {} };
 }
 
-// The source of the manual without the backslashes of hyphens.
-Vek::String manualText() {
-   Vek::String text = contents( manual );
-   std::erase( text, '\\' );
-   return text;
-}
-
 bool has( const Vek::String& text, const Vek::String& part ) {
    return text.find( part ) != text.npos;
 }
 
 TEST( Manual, HasASynopsisOfEveryCommandAndOfNoOther ) {
    std::set< Words > synopses;
-   std::istringstream text( manualText() );
+   std::istringstream text( manualText( manual ) );
    for ( Vek::String line; std::getline( text, line ); ) {
       if ( line != ".SY flowspecctl" ) {
          continue;
@@ -128,7 +100,7 @@ TEST( Manual, HasASynopsisOfEveryCommandAndOfNoOther ) {
 }
 
 TEST( Manual, DescribesEveryCommand ) {
-   const Vek::String text = manualText();
+   const Vek::String text = manualText( manual );
    const std::size_t begin = text.find( ".SH DESCRIPTION" );
    const Vek::String description = text.substr( begin, text.find( ".SH FORMS" ) - begin );
    for ( const Words& command : allCommands() ) {
@@ -139,10 +111,10 @@ TEST( Manual, DescribesEveryCommand ) {
 }
 
 TEST( Manual, DescribesEveryOption ) {
-   const Vek::String text = manualText();
+   const Vek::String text = manualText( manual );
    for ( const Words& command : allCommands() ) {
       for ( const Vek::String& option : entries( helpOf( command ), "--" ) ) {
-         EXPECT_TRUE( has( text, "\n.B " + option + '\n' ) || has( text, "\n.BI " + option + ' ' ) )
+         EXPECT_TRUE( TestSupport::describesOption( text, option ) )
             << command.back() << ' ' << option;
       }
    }
