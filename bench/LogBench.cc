@@ -163,7 +163,7 @@ void throughSocket( benchmark::State& state ) {
 }
 BENCHMARK( throughSocket )->Arg( 10000 )->Arg( 1000000 );
 
-// The same with Protocol Buffers, each behind its length, into hash maps.
+// The same with Protocol Buffers, each after its length, into hash maps.
 void throughSocketProto( benchmark::State& state ) {
    const std::vector< Record >& all = input( state );
    for ( auto _ : state ) {

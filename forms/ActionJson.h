@@ -16,7 +16,7 @@
 /// - `redirect`: packets go to the VRF `vrf` (7.4), to the address `addr`, or to the policy
 ///   `srTePolicy` with a `color` from 1 on and an `endpoint` (RFC 9256 section 2.1).
 /// - `sample`: packets are sampled and logged (7.3).
-/// - `continue`: the rules behind this one are tried as well (7.3).
+/// - `continue`: the rules after this one are tried as well (7.3).
 ///
 /// `copy` in a redirect asks for a copy of the packet to go there, while itself it is forwarded.
 /// `drop`, `sample`, `continue` and `copy` are truth values; false is as good as none. All may

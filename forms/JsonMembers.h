@@ -34,7 +34,7 @@ Json parsedObject( std::string_view text, int maxDepth, std::string_view what );
 /// The same of a text of several lines, which tells the lines of the values.
 Json parsedObject( std::string_view text, int maxDepth, std::string_view what, Lines& lines );
 
-/// Every member of `object` is among `known`. Here and below `where` stands in front of names.
+/// Every member of `object` is among `known`. Here and below `where` comes before names.
 void checkMembers( const Json& object, const Vek::String& where,
                    std::initializer_list< std::string_view > known );
 

@@ -33,7 +33,7 @@ constexpr FormInfo infos[] = {
    { "gobgp-json", 60, Form::gobgpJson, true, false, false, true },
 };
 
-// The words as they stand in the key, in hexadecimal: type, operator and value can be told apart.
+// The words as they are in the key, in hexadecimal: type, operator and value can be told apart.
 void appendWords( const FlowspecKey& key, Vek::String& out ) {
    static constexpr char digits[] = "0123456789abcdef";
    if ( key.matchOpVals() == 0 ) {

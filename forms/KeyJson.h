@@ -13,7 +13,7 @@
 /// one attribute. `vrfId` is null for the invalid identifier; a prefix is null when empty.
 /// `terms` are the terms of the walk, `type` being an enumerator's name and `op` the operator byte
 /// with its length code. Where setting those terms again would not give the same words (an unknown
-/// type, 8 bytes, half of a 4-byte value, a value wider than its length), `words` stands in the
+/// type, 8 bytes, half of a 4-byte value, a value wider than its length), `words` is in the
 /// place of `terms` and lists the words as numbers.
 namespace Forms {
 

@@ -43,7 +43,7 @@ LineReader::Result LineReader::next( std::string_view& line ) {
    }
 }
 
-// Reads one block behind what is there, or finds the end of the input.
+// Reads one block after what is there, or finds the end of the input.
 bool LineReader::fill() {
    if ( begin_ > 0 ) {
       std::memmove( buffer_.data(), buffer_.data() + begin_, end_ - begin_ );

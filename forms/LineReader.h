@@ -19,7 +19,7 @@ public:
 
    enum class Result : U8 {
       line,
-      tooLong, ///< a line of more than `maxLine` bytes: passed over, the next call goes on behind
+      tooLong, ///< a line of more than `maxLine` bytes: passed over, the next call goes on after
                ///< it
       end,
       failed, ///< read(2) failed: see `error()`

@@ -6,7 +6,7 @@ namespace Forms {
 
 namespace {
 
-// What a character stands for: a digit's number, `between` for what may stand between octets,
+// What a character stands for: a digit's number, `between` for what may be between octets,
 // `other` for the rest.
 constexpr U8 between = 0x10;
 constexpr U8 other = 0x20;

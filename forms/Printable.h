@@ -6,7 +6,7 @@
 
 namespace Forms {
 
-/// Appends `text` as it may stand on a terminal and in a JSON string of ASCII: control characters
+/// Appends `text` as it may be on a terminal and in a JSON string of ASCII: control characters
 /// and bytes above 126 as `\xNN`.
 void appendPrintable( Vek::String& out, std::string_view text );
 

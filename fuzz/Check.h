@@ -20,7 +20,7 @@ inline std::string_view text( const std::uint8_t* data, std::size_t size ) {
    return { reinterpret_cast< const char* >( data ), size };
 }
 
-/// A failed reader points into the text, or right behind it, and says something.
+/// A failed reader points into the text, or right after it, and says something.
 inline void checkError( const Flowspec::KeyTextError& error, std::string_view text ) {
    require( error.offset <= text.size(), "the offset is inside the text" );
    require( !error.message.empty(), "an error has a message" );

@@ -11,7 +11,7 @@ constexpr U16 typeIpv6 = 0x86DD;
 
 bool isTag( U16 type ) { return type == 0x8100 || type == 0x88A8 || type == 0x9100; }
 
-// What follows the type at `at` and the tags behind it.
+// What follows the type at `at` and the tags after it.
 std::span< const U8 > behindType( std::span< const U8 > frame, std::size_t at ) {
    while ( at + 2 <= frame.size() ) {
       const U16 type = Osk::loadBig16( &frame[at] );

@@ -47,7 +47,7 @@ bool hasPorts( U8 protocol ) {
           protocol == udpLite;
 }
 
-// The fields of the header behind those of IP; `bytes` begin with it.
+// The fields of the header after those of IP; `bytes` begin with it.
 void readTransport( Bytes bytes, Packet& packet ) {
    const U8 protocol = *packet.protocol;
    if ( hasPorts( protocol ) ) {
@@ -101,7 +101,7 @@ bool isExtension( U8 next ) {
 void readChain( U8 next, Bytes rest, Packet& packet ) {
    bool transport = true;
    while ( isExtension( next ) ) {
-      // Behind another fragment's beginning there is nothing to walk.
+      // After another fragment's beginning there is nothing to walk.
       if ( !transport || rest.size() < ( next == fragmentHeader ? 4U : 2U ) ) {
          return;
       }

@@ -40,20 +40,20 @@ struct Packet {
    U8 dscp = 0; ///< 6 bits
    /// Of IPv6 only; 20 bits (RFC 8956 section 3.7).
    std::optional< U32 > flowLabel;
-   /// The protocol of IPv4, or what is behind the extension headers of IPv6: hop-by-hop options,
+   /// The protocol of IPv4, or what is after the extension headers of IPv6: hop-by-hop options,
    /// routing, fragment, destination options and authentication (RFC 8956 section 3.3). ESP hides
    /// what follows it and so counts as a protocol, 50. Absent when the chain is cut off.
    std::optional< U8 > protocol;
    /// The bits of `fragment` terms (RFC 8955 section 4.2.2.12, RFC 8956 section 3.6); 0 for a whole
    /// packet. Absent when IPv6's chain is cut off where a fragment header may follow.
    std::optional< U8 > fragment;
-   /// Of TCP, UDP, SCTP, DCCP and UDP-Lite, but not behind the first fragment.
+   /// Of TCP, UDP, SCTP, DCCP and UDP-Lite, but not after the first fragment.
    std::optional< U16 > destPort;
    std::optional< U16 > srcPort;
-   /// Of ICMP in IPv4 and ICMPv6 in IPv6, but not behind the first fragment.
+   /// Of ICMP in IPv4 and ICMPv6 in IPv6, but not after the first fragment.
    std::optional< U8 > icmpType;
    std::optional< U8 > icmpCode;
-   /// The 12 bits beside TCP's data offset (RFC 8955 section 4.2.2.9), not behind the first
+   /// The 12 bits beside TCP's data offset (RFC 8955 section 4.2.2.9), not after the first
    /// fragment.
    std::optional< U16 > tcpFlags;
 
@@ -74,10 +74,10 @@ struct FragmentBits {
 };
 
 /// Reads a packet from the first byte of its IP header on. `bytes` may be cut off at any place, as
-/// captures are, or go on behind the packet, as padded frames do; only what is inside both is read.
+/// captures are, or go on after the packet, as padded frames do; only what is inside both is read.
 ///
 /// Nothing when the version is neither 4 nor 6, or less than the fixed header (20 or 40 bytes) is
-/// there. A header length or total length that cannot be makes absent what stands behind the fixed
+/// there. A header length or total length that cannot be makes absent what stands after the fixed
 /// header. Nothing is allocated and `bytes` is not kept.
 OSK_EXPORT std::optional< Packet > parsePacket( std::span< const U8 > bytes );
 

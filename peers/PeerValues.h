@@ -111,7 +111,7 @@ struct OSK_EXPORT RuleCounts {
 
    U64 received = 0;  ///< announced by the peer and not withdrawn
    U64 filed = 0;     ///< of these, in force as far as the speaker is concerned
-   U64 hidden = 0;    ///< of these, behind a better one, and filed when that goes
+   U64 hidden = 0;    ///< of these, after a better one, and filed when that goes
    U64 refused = 0;   ///< of these, not to be filed
    U64 stale = 0;     ///< of these, from a session that is lost, kept while the peer restarts
    U64 announced = 0; ///< ours, to the peer

@@ -10,7 +10,7 @@ namespace Wire {
 /// (RFC 8955 sections 4 and 8, RFC 8956).
 struct NlriFormat {
    Zorv::AddressFamily family; ///< AFI 1 is IPv4, AFI 2 is IPv6
-   bool vpn;                   ///< SAFI 134: a route distinguisher stands in front of the rule
+   bool vpn;                   ///< SAFI 134: a route distinguisher comes before the rule
 
    /// The format of AFI 1 or 2 with SAFI 133 or 134; nothing for any other pair.
    static constexpr std::optional< NlriFormat > of( U16 afi, U8 safi ) {

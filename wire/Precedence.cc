@@ -133,7 +133,7 @@ public:
 
    struct Prefix {
       U8 offset;
-      unsigned length; // of the bits behind the offset
+      unsigned length; // of the bits after the offset
       AddressBits bits;
    };
    Prefix prefix() {

@@ -46,7 +46,7 @@ public:
    const InfeasibleRules& infeasibleRule() const { return infeasibleRule_; }
    /// The infeasible rule with a key, or null.
    Vek::Ptr< InfeasibleRule > infeasibleRule( const FlowspecKey& key ) const;
-   /// The infeasible rule with a key; created when there is none. A key may stand here and among
+   /// The infeasible rule with a key; created when there is none. A key may be here and among
    /// the rules.
    Vek::Ptr< InfeasibleRule > infeasibleRuleIs( const FlowspecKey& key );
    void infeasibleRuleDel( const FlowspecKey& key );

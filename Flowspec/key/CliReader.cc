@@ -23,7 +23,7 @@ bool isHexadecimalDigit( char c ) {
    return Vek::isDigit( c ) || ( c >= 'a' && c <= 'f' ) || ( c >= 'A' && c <= 'F' );
 }
 
-// Reads the number that begins with the digit at `at`: hexadecimal behind "0x", octal behind "0",
+// Reads the number that begins with the digit at `at`: hexadecimal after "0x", octal after "0",
 // else decimal. A number beyond 64 bits counts as the largest one of 64 bits; then all are cut
 // to 32.
 U32 readAnyNumber( const char*& at, const char* end ) {
@@ -89,7 +89,7 @@ private:
 
    std::size_t offset() const { return static_cast< std::size_t >( at_ - text_.data() ); }
 
-   // Goes behind the separator that ends the field, if there is one.
+   // Goes after the separator that ends the field, if there is one.
    void leaveField() { at_ += at_ != end_; }
 
    template < typename Assign >

@@ -13,7 +13,7 @@ public:
    /// The next field, without its ";". False when nothing is left; an empty field is one.
    bool next( std::string_view& field );
 
-   /// What is behind the fields read so far.
+   /// What is after the fields read so far.
    std::string_view rest() const { return rest_; }
 
 private:

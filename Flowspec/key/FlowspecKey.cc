@@ -174,7 +174,7 @@ U32 FlowspecKey::prefixHash( const Zorv::IpGenPrefix& prefix ) {
 }
 
 U32 FlowspecKey::hash() const {
-   // VRF and family, then the reduced prefixes, as they stand in memory.
+   // VRF and family, then the reduced prefixes, as they are in memory.
    U64 head[2];
    std::memcpy( head, &head_, sizeof head );
    Osk::HashMix mix;

@@ -24,7 +24,7 @@ struct FlowspecKeyOrder;
 /// to be changed while another thread uses it.
 ///
 /// Words are expected at dense indices from 0, the terms of a component one after the other. Holes
-/// can be made and are kept; they print as terms of type `invalid`, and words behind index
+/// can be made and are kept; they print as terms of type `invalid`, and words after index
 /// `matchOpVals() - 1` are not walked. Index 2047 can be stored, compared and hashed, but a key
 /// that uses it cannot be walked to its end: 2047 words is the usable size.
 class OSK_EXPORT FlowspecKey {
@@ -166,12 +166,12 @@ public:
    /// lengths. Here and in the forms below a word of a type above 13 fails the assertion
    /// "compType < numComponentTypes", and the walk fails as `getOptVal` does.
    Vek::String toStrepCli( bool includeValueLength ) const;
-   /// The same behind "RD:", the distinguisher and ";".
+   /// The same after "RD:", the distinguisher and ";".
    Vek::String toStrepCliWithRd( const Zorv::RouteDistinguisher& rd,
                                  bool includeValueLength ) const;
    /// "Destination Prefix: 10.1.0.0/16;Source Prefix: *;IP Protocol: =6;".
    Vek::String toStrepCliDetail() const;
-   /// The same behind "Route Distinguisher: ", the distinguisher and ";".
+   /// The same after "Route Distinguisher: ", the distinguisher and ";".
    Vek::String toStrepCliDetailWithRd( const Zorv::RouteDistinguisher& rd ) const;
    /// The value form: VRF, family, interface sets and the command-line form with value lengths,
    /// "5;ipv4;IFSET:=3;10.1.0.0/16;*;IP:=0L6;".
@@ -193,7 +193,7 @@ public:
    bool copyInStrCli( std::string_view text, bool includesValueLength );
    /// The same from the character at `offset` on.
    bool copyInStrCliAtOffset( std::string_view text, U32 offset, bool includesValueLength );
-   /// The same behind "RD:", a distinguisher and ";". Returns the distinguisher, or the zero one
+   /// The same after "RD:", a distinguisher and ";". Returns the distinguisher, or the zero one
    /// for failure.
    Zorv::RouteDistinguisher copyInStrCliWithRd( std::string_view text, bool includesValueLength );
    /// Reads the value form. Malformed text fails an assertion; a VRF that is no number raises the
@@ -255,7 +255,7 @@ struct OSK_EXPORT FlowspecKeyOrder {
       return compare( a, b ) < 0;
    }
 
-   /// Below, equal to or above 0 when `a` is before, equal to or behind `b`.
+   /// Below, equal to or above 0 when `a` is before, equal to or after `b`.
    static int compare( const FlowspecKey& a, const FlowspecKey& b );
 
    /// The beginning of a key as a string of bits: keys with different ones are ordered as these
@@ -280,7 +280,7 @@ OSK_EXPORT Vek::String valueToStrep( const FlowspecKey& key );
 OSK_EXPORT void sequenceToValue( Vek::CharRange& range, FlowspecKey* key );
 
 // In the attribute log: VRF and family as U32, the prefixes, the words in the order of their
-// indices, each a U16 index and a U32, behind them a U16 2047, then a U32 count and the interface
+// indices, each a U16 index and a U32, after them a U16 2047, then a U32 count and the interface
 // sets as U16. A key with a word at index 2047 raises `Vek::DefaultKeyException`. When the
 // reader raises something the key holds part of what was read.
 OSK_EXPORT std::size_t logSize( const FlowspecKey& key );

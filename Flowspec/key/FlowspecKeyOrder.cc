@@ -27,7 +27,7 @@ public:
       }
    }
 
-   // 0 behind what was appended, which is not nothing.
+   // 0 after what was appended, which is not nothing.
    Vek::KeyPrefix value() const {
       const U128 bits = bits_ << ( size - used_ );
       return { static_cast< U64 >( bits >> 64 ), static_cast< U64 >( bits ) };

@@ -24,7 +24,7 @@ using KeyTextResult = std::optional< KeyTextError >;
 [[nodiscard]] OSK_EXPORT KeyTextResult readStrCli( std::string_view text, bool includesValueLength,
                                                    FlowspecKey& key );
 
-/// Reads the command-line form behind "RD:", a distinguisher and ";".
+/// Reads the command-line form after "RD:", a distinguisher and ";".
 [[nodiscard]] OSK_EXPORT KeyTextResult readStrCliWithRd( std::string_view text,
                                                          bool includesValueLength,
                                                          Zorv::RouteDistinguisher& rd,

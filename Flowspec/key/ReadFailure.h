@@ -21,7 +21,7 @@ struct ReadFailure {
    const char* where = nullptr; ///< points into the text
    std::string_view message;
    std::string_view subject;
-   Vek::String ( *cause )( std::string_view ) = nullptr; ///< of `causeSubject`, behind " : "
+   Vek::String ( *cause )( std::string_view ) = nullptr; ///< of `causeSubject`, after " : "
    std::string_view causeSubject;
    const char* assertion = nullptr;
 

@@ -43,7 +43,7 @@ public:
       Vek::SmallVector< U64, 8 >::const_iterator at_;
    };
 
-   /// Whether the words stand in the collection itself; its bytes are then those of its equals.
+   /// Whether the words are in the collection itself; its bytes are then those of its equals.
    bool isInPlace() const { return members_.isInPlace(); }
 
    U32 size() const { return members_.size(); }
@@ -92,7 +92,7 @@ private:
                MatchOpVal( static_cast< U32 >( member ) ) };
    }
 
-   // Sets a member that does not come behind all others.
+   // Sets a member that does not come after all others.
    void setBefore( MatchOpValIndex index, U64 member ) {
       const U32 at = position( index );
       if ( members_.data()[at] >> 32 == index.value() ) {

@@ -9,11 +9,11 @@ namespace Flowspec {
 // `failure`, when it stopped.
 
 /// Reads what precedes the command-line form in the value form: VRF, family and interface sets.
-/// `rest` is the command-line form behind them.
+/// `rest` is the command-line form after them.
 bool readValueHead( std::string_view text, FlowspecKey& key, std::string_view& rest,
                     ReadFailure& failure );
 
-/// Appends the numbers behind the first 7 characters of `text` (`interfaceSetAnchor`), at most
+/// Appends the numbers after the first 7 characters of `text` (`interfaceSetAnchor`), at most
 /// `max` each, to the key, up to a ";", whose position is `end`.
 bool readInterfaceSetList( std::string_view text, U32 max, FlowspecKey& key, std::size_t& end,
                            ReadFailure& failure );

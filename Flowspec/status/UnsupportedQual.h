@@ -67,7 +67,7 @@ private:
    Qual qual_;
 };
 
-// In the attribute log: the family as U32, each type as U32 with its reason, a U32 0 behind them,
+// In the attribute log: the family as U32, each type as U32 with its reason, a U32 0 after them,
 // and the actions as U32. A reason under the type `invalid` raises `Vek::DefaultKeyException`. The
 // reader leaves the value unchanged when it raises something.
 OSK_EXPORT std::size_t logSize( const UnsupportedQual& value );

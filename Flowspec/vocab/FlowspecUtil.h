@@ -33,7 +33,7 @@ public:
    static std::span< const DscpName > dscpNames();
 
    /// The first interface-set segment of `text`: from "IFSET:=" up to and including the next ";".
-   /// Empty when there is none, or no ";" behind it.
+   /// Empty when there is none, or no ";" after it.
    static Vek::String findInterfaceSet( std::string_view text );
 
    /// A programming status in words for people, such as "Unsupported Match". A number without a

@@ -45,7 +45,7 @@ private:
    constexpr U8 op() const { return static_cast< const T& >( *this ).op(); }
 };
 
-/// One term of a component packed into 32 bits: type, operator byte as it stands in the NLRI, and
+/// One term of a component packed into 32 bits: type, operator byte as it is in the NLRI, and
 /// 16 bits of value. A term with a 4-byte value takes two consecutive words of the same type and
 /// operator, the high half first; 8-byte values are not supported.
 class OSK_EXPORT MatchOpVal : public OpFlags< MatchOpVal > {

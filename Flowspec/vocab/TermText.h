@@ -7,7 +7,7 @@
 
 namespace Flowspec {
 
-/// What stands in front of the operator of a term.
+/// What comes before the operator of a term.
 struct TermHead {
    char text[15] = {};
    U8 length = 0;

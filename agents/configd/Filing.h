@@ -9,8 +9,8 @@ namespace Agents {
 
 /// What became of the rules of all files.
 struct Filed {
-   U64 feasible = 0;   ///< rules that stand in the configuration now
-   U64 infeasible = 0; ///< infeasible ones that stand there now
+   U64 feasible = 0;   ///< rules that are in the configuration now
+   U64 infeasible = 0; ///< infeasible ones that are there now
    U64 added = 0;      ///< of both, those that were not there before
    U64 removed = 0;    ///< those that were there; all of a VRF when it goes
    /// The rules that stand nowhere: those whose key cannot be taken apart, and those whose key a

@@ -28,7 +28,7 @@ struct FiledRule {
    Flowspec::FlowspecKey key;
    Flowspec::RuleAction action;
    U64 ruleId = 0;
-   U64 line = 0; ///< where it stands, from 1 on
+   U64 line = 0; ///< where it is, from 1 on
 
    bool operator==( const FiledRule& ) const = default;
 };
@@ -74,7 +74,7 @@ struct RuleForm {
 std::optional< RuleForm > ruleForm( std::string_view file );
 
 /// The identifier of a rule that comes without one: a number made of all of its key, the same on
-/// every machine and with every build, wherever the rule stands in its file.
+/// every machine and with every build, wherever the rule is in its file.
 U64 defaultRuleId( const Flowspec::FlowspecKey& key );
 
 /// Reads the lines of one file, wherever they come from. A line that is wrong is an error, and the

@@ -7,7 +7,7 @@
 
 namespace Agents {
 
-/// Files single rules in a `Config`: each stands in the VRF of its key, one that packets can match
+/// Files single rules in a `Config`: each is in the VRF of its key, one that packets can match
 /// among the rules with a sanitised match set, the others among the infeasible ones with the
 /// component at fault: one that matches nothing, or what `RuleConfig::sanitizeMatchSet` returns.
 ///

@@ -20,7 +20,7 @@ PacketFile::PacketFile( EventLoop& loop, const Vek::String& file, Sink sink, End
    : loop_( loop ), sink_( std::move( sink ) ), end_( std::move( end ) ), waits_( file == "-" ) {
    char reason[PCAP_ERRBUF_SIZE] = {};
    if ( waits_ ) {
-      // What a buffer took in behind a packet would make no descriptor ready.
+      // What a buffer took in after a packet would make no descriptor ready.
       std::setvbuf( stdin, nullptr, _IONBF, 0 );
    }
    capture_ = ::pcap_open_offline( file.c_str(), reason );
@@ -45,7 +45,7 @@ EventLoop::Clock::time_point PacketFile::due() const {
 }
 
 void PacketFile::ready() {
-   // A packet at a time from a pipe: behind what it had there may be nothing for a long time.
+   // A packet at a time from a pipe: after what it had there may be nothing for a long time.
    for ( int i = 0; i < ( waits_ ? 1 : packetsInATurn ) && !atEnd_; ++i ) {
       pcap_pkthdr* header = nullptr;
       const u_char* bytes = nullptr;

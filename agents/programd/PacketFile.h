@@ -20,7 +20,7 @@ public:
    using End = std::function< void( U64 packets, const Vek::String& reason ) >;
 
    /// Opens `file`; "-" is standard input, which may be a pipe that a capturing program writes.
-   /// `std::runtime_error`, "cannot read FILE: REASON". `end` is called once, behind the last
+   /// `std::runtime_error`, "cannot read FILE: REASON". `end` is called once, after the last
    /// packet.
    PacketFile( EventLoop& loop, const Vek::String& file, Sink sink, End end );
    PacketFile( const PacketFile& ) = delete;

@@ -14,7 +14,7 @@ namespace Agents {
 ///
 /// Room is given in the order of precedence: VRFs ascending, IPv4 before IPv6, then as RFC 8955
 /// section 5.1 orders rules. A rule is programmed when its entries and interface sets fit beside
-/// those of the rules before it. One that does not fit takes nothing, so a smaller one behind it
+/// those of the rules before it. One that does not fit takes nothing, so a smaller one after it
 /// may still be programmed. What is programmed depends on the rules alone, not on the order in
 /// which they came.
 ///

@@ -78,7 +78,7 @@ double Child::cpuSeconds() const {
    std::ifstream stat( "/proc/" + std::to_string( pid_ ) + "/stat" );
    Vek::String line;
    std::getline( stat, line );
-   // Behind the name in parentheses, the twelfth and the thirteenth: in the program, in the system.
+   // After the name in parentheses, the twelfth and the thirteenth: in the program, in the system.
    std::istringstream fields( line.substr( line.rfind( ')' ) + 1 ) );
    Vek::String field;
    for ( int i = 0; i < 11; ++i ) {

@@ -42,7 +42,7 @@ Vek::String outputOf( const Vek::String& command ) {
    return output;
 }
 
-// The number behind `label`; nothing when it is not there.
+// The number after `label`; nothing when it is not there.
 std::optional< U32 > numberBehind( const Vek::String& text, std::string_view label ) {
    const std::size_t at = text.find( label );
    return at == Vek::String::npos ? std::nullopt

@@ -304,7 +304,7 @@ ExtendedCommunity Reader::community() {
    return octets;
 }
 
-// The type, an AS number or an address, and a number. What stands there makes the type one of two
+// The type, an AS number or an address, and a number. What is there makes the type one of two
 // octets and four, of an address and two, or of four and two, where it does not say so itself.
 ExtendedCommunity Reader::composed( U16 type ) {
    constexpr U16 layouts = 0x0300;

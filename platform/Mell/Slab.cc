@@ -95,7 +95,7 @@ void Allocator::unlink( Page& page ) {
    page.next = page.previous = nullptr;
 }
 
-// Puts a page that was full behind the open one, or gives one back that is empty now.
+// Puts a page that was full after the open one, or gives one back that is empty now.
 void Allocator::relink( Page& page ) {
    if ( page.live == 0 ) {
       removePage( page );

@@ -33,7 +33,7 @@ public:
    /// Writes as `std::printf` does. Nothing is written when an argument cannot be converted.
    void print( const char* format, ... ) __attribute__( ( format( printf, 2, 3 ) ) );
 
-   /// The same behind exactly `indent` blanks.
+   /// The same after exactly `indent` blanks.
    void line( U32 indent, const char* format, ... ) __attribute__( ( format( printf, 3, 4 ) ) );
 
    /// A line that is written part by part: its beginning of exactly `indent` blanks, to which the

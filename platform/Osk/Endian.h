@@ -10,21 +10,21 @@ namespace Osk {
 
 static_assert( std::endian::native == std::endian::little, "the host is little-endian (x86-64)" );
 
-/// The 16-bit integer whose network-order bytes stand at `bytes`.
+/// The 16-bit integer whose network-order bytes are at `bytes`.
 inline U16 loadBig16( const void* bytes ) {
    U16 v;
    std::memcpy( &v, bytes, sizeof v );
    return __builtin_bswap16( v );
 }
 
-/// The 32-bit integer whose network-order bytes stand at `bytes`.
+/// The 32-bit integer whose network-order bytes are at `bytes`.
 inline U32 loadBig32( const void* bytes ) {
    U32 v;
    std::memcpy( &v, bytes, sizeof v );
    return __builtin_bswap32( v );
 }
 
-/// The 64-bit integer whose network-order bytes stand at `bytes`.
+/// The 64-bit integer whose network-order bytes are at `bytes`.
 inline U64 loadBig64( const void* bytes ) {
    U64 v;
    std::memcpy( &v, bytes, sizeof v );

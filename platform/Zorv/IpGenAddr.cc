@@ -40,7 +40,7 @@ int hexValue( char c ) {
    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-// Reads IPv6 from all of `text`: groups go from the front; those behind "::" are moved to the end.
+// Reads IPv6 from all of `text`: groups go from the front; those after "::" are moved to the end.
 bool readColons( std::string_view text, Bytes& bytes ) {
    bytes = {};
    unsigned groups = 0;

@@ -54,7 +54,7 @@ public:
    }
 
    /// The host-order integer of the dotted IPv4 address that stands in `text` at `at`, which is
-   /// moved behind it. Nothing when there is none.
+   /// moved after it. Nothing when there is none.
    static std::optional< U32 > takeDotted( std::string_view text, std::size_t& at );
 
    /// Reads `text` as `fromText` does, and "" as the empty address; `RangeException`
@@ -68,7 +68,7 @@ public:
    /// The host-order integer of an IPv4 address.
    U32 ipv4Value() const { return Osk::loadBig32( bytes_.data() ); }
 
-   /// The address with all bits behind the first `length`, at most 128, cleared.
+   /// The address with all bits after the first `length`, at most 128, cleared.
    IpGenAddr masked( unsigned length ) const {
       IpGenAddr result = *this;
       U8* const bytes = result.bytes_.data();

@@ -21,7 +21,7 @@ public:
    /// zeros, at most 32 or 128. Host bits are cleared. Nothing for anything else, "" included.
    static std::optional< IpGenPrefix > fromText( std::string_view text );
 
-   /// The prefix that stands in `text` at `at`, which is moved behind it; nothing when there is
+   /// The prefix that stands in `text` at `at`, which is moved after it; nothing when there is
    /// none.
    static std::optional< IpGenPrefix > takeFrom( std::string_view text, std::size_t& at );
 

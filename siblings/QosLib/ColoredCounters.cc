@@ -16,7 +16,7 @@ void mixColor( Osk::HashMix& mix, const ColorCounters& color ) {
    mix.mix( color.drops );
 }
 
-// What stands in front of each number in the text.
+// What comes before each number in the text.
 constexpr std::string_view labels[] = {
    "<packetHits=", ",byteHits=", ",green=", "/", "/", ",yellow=", "/", "/", ",red=", "/", "/" };
 using Numbers = std::array< U64, std::size( labels ) >;

@@ -26,7 +26,7 @@ Vek::String text( const FlowspecKey& key ) {
    return out;
 }
 
-// The member behind the interface sets.
+// The member after the interface sets.
 Vek::String lastMember( const FlowspecKey& key ) {
    const Vek::String all = text( key );
    return all.substr( all.find( "],\"" ) + 2 );

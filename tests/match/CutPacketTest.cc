@@ -133,7 +133,7 @@ TEST( CutPacket, EveryTruncationHasOnlyTrueFields ) {
       const auto bytes = packetBytes( parts );
       std::optional< Packet > before;
       for ( std::size_t size = 0; size <= bytes.size(); ++size ) {
-         // An allocation of the very size, so that a read behind it is seen.
+         // An allocation of the very size, so that a read after it is seen.
          const std::vector< U8 > cut( bytes.begin(),
                                       bytes.begin() + static_cast< std::ptrdiff_t >( size ) );
          const auto packet = parsePacket( cut );

@@ -12,7 +12,7 @@ public:
 
    KeyGenerator& random() { return random_; }
 
-   /// A packet of any kind; one in eight is cut off, one in eight has something behind its end.
+   /// A packet of any kind; one in eight is cut off, one in eight has something after its end.
    std::vector< U8 > packet();
 
    /// A rule of the packet's family with up to four components. One in two is `meant`: each of its

@@ -153,7 +153,7 @@ private:
    std::span< const U8 > bytes_;
    unsigned version_ = 0;
    std::optional< U32 > protocol_;
-   std::optional< U32 > fragmentWord_; ///< as it stands in the header
+   std::optional< U32 > fragmentWord_; ///< as it is in the header
    std::optional< std::size_t > transport_;
 };
 

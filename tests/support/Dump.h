@@ -13,7 +13,7 @@ std::string dump( const T& object, U32 indent ) {
    return text;
 }
 
-/// `lines` behind `indent` blanks each.
+/// `lines` after `indent` blanks each.
 inline std::string indented( U32 indent, const std::string& lines ) {
    std::string text;
    for ( std::size_t at = 0; at < lines.size(); ) {

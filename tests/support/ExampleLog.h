@@ -7,7 +7,7 @@
 namespace TestSupport {
 
 /// A captured stream that holds a root of every type of `Flowspec`, every streamed row of them and
-/// every kind of message: what a peer is told first, and changes behind it. It is
+/// every kind of message: what a peer is told first, and changes after it. It is
 /// examples/log/roots.vekl.
 std::vector< U8 > exampleLog();
 

@@ -45,7 +45,7 @@ public:
    }
 
    /// A key that every text form that carries its attributes gives back: dense words of the types
-   /// 3 to 13, operators without unused bits, end-of-list where a component ends, AND only behind
+   /// 3 to 13, operators without unused bits, end-of-list where a component ends, AND only after
    /// a component's first term, values that fit their lengths; IPv4 or IPv6; identifiers of
    /// interface sets up to 16383. With `shortest`, no value has a longer length than it needs.
    Flowspec::FlowspecKey canonicalKey( bool shortest = false ) {
@@ -154,7 +154,7 @@ public:
    }
 
    /// A text of the command-line form's grammar, with freedoms that no writer takes: operators in
-   /// any order and number, numbers in all bases and sizes, labels with something behind them.
+   /// any order and number, numbers in all bases and sizes, labels with something after them.
    Vek::String ruleText( bool includesValueLength ) {
       static constexpr std::string_view labels[] = { "IP",  "P",   "DP",   "SP",   "IT", "IC",
                                                      "TCP", "LEN", "DSCP", "FRAG", "FL", "IPX" };

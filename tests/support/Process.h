@@ -17,7 +17,7 @@ bool endsWithin( pid_t child, std::chrono::milliseconds patience );
 /// A program that runs beside the test; killed with the object.
 class Process {
 public:
-   /// Starts `command`, found by PATH; what it writes goes to the file `errors`, behind what
+   /// Starts `command`, found by PATH; what it writes goes to the file `errors`, after what
    /// is there.
    Process( std::vector< Vek::String > command, Vek::String errors );
    Process( const Process& ) = delete;

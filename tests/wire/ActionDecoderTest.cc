@@ -40,7 +40,7 @@ const RouteTargetTable& table() {
 
 class ActionDecoder : public testing::Test {
 protected:
-   /// Decodes communities in hexadecimal; IPv6 ones stand behind a "/".
+   /// Decodes communities in hexadecimal; IPv6 ones stand after a "/".
    std::optional< ActionRejection > decode( std::string_view hex,
                                             const Zorv::IpGenAddr& nextHop = {} ) {
       const std::size_t slash = hex.find( '/' );

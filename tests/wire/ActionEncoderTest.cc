@@ -33,7 +33,7 @@ const RouteTargetTable& table() {
    return theTable;
 }
 
-/// The communities, those of IPv6 behind a "/", or why there are none.
+/// The communities, those of IPv6 after a "/", or why there are none.
 std::string encoded( const RuleAction& action, std::vector< U16 > interfaceSets = {},
                      U32 localAs = 65000 ) {
    EncodedAction communities;

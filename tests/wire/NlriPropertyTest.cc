@@ -105,7 +105,7 @@ private:
             body.push_back( static_cast< U8 >( offset ) );
          }
          for ( U64 bits = length - offset; bits > 0; bits = bits > 8 ? bits - 8 : 0 ) {
-            // Mostly without bits behind the prefix.
+            // Mostly without bits after the prefix.
             const U8 mask =
                static_cast< U8 >( bits < 8 && !random_.oneIn( 8 ) ? 0xFF00 >> bits : 0xFF );
             body.push_back( static_cast< U8 >( octet() & mask ) );

@@ -152,7 +152,7 @@ std::string oracle( const FlowspecKey& key ) {
    return text;
 }
 
-/// A rule whose types stand at one place each, in any order, with few different contents.
+/// A rule whose types are at one place each, in any order, with few different contents.
 FlowspecKey randomRule( KeyGenerator& random ) {
    FlowspecKey key;
    key.addressFamilyIs( Zorv::AddressFamily::ipv4 );

@@ -4,7 +4,7 @@
 
 namespace Tools {
 
-/// Appends the state of a root entity: a line with its type and its name, and its dump behind it;
+/// Appends the state of a root entity: a line with its type and its name, and its dump after it;
 /// with `json` an object with members `root`, `type` and `state` on one line.
 void appendState( Vek::String& out, Vek::NamedEntity& root, bool json );
 

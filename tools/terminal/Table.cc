@@ -9,8 +9,8 @@ namespace {
 constexpr std::size_t gap = 2;
 constexpr std::size_t leastWidth = 10;
 
-// Where the line that begins `text` ends when it is broken at `width`: behind the last ";" in its
-// second half, which ends a field, else behind the last other separator, else at the margin.
+// Where the line that begins `text` ends when it is broken at `width`: after the last ";" in its
+// second half, which ends a field, else after the last other separator, else at the margin.
 std::size_t breakAt( std::string_view text, std::size_t width ) {
    // A blank may stand beyond the margin: it is not shown.
    const std::string_view line = text.substr( 0, width );

@@ -9,7 +9,7 @@
 namespace Tools {
 
 /// Lays out text in columns of fixed widths, for people: what does not fit into its column goes on
-/// in the lines below, broken behind a separator where there is one. Texts are taken as ASCII.
+/// in the lines below, broken after a separator where there is one. Texts are taken as ASCII.
 class Table {
 public:
    struct Column {

@@ -36,7 +36,7 @@ public:
    /// A string without NULs.
    String string();
 
-   /// Where the next byte stands.
+   /// Where the next byte is.
    const U8* next() const { return at_; }
 
    /// The next `count` bytes.

@@ -26,11 +26,11 @@ public:
    /// Writes from `at` on.
    explicit LogWriter( U8* at ) : at_( at ) {}
 
-   /// Behind the last byte written.
+   /// After the last byte written.
    U8* at() const { return at_; }
 
    /// The next `count` bytes, all of which the caller writes himself: the way for values of several
-   /// numbers, as what is written byte by byte may stand anywhere, in the writer too.
+   /// numbers, as what is written byte by byte may be anywhere, in the writer too.
    U8* take( std::size_t count ) { return std::exchange( at_, at_ + count ); }
 
    void u8( U8 value ) { *at_++ = value; }

@@ -8,7 +8,7 @@
 
 namespace Vek::detail {
 
-/// Goes over the members of a collection that stand side by side, forward. Used after a change of
+/// Goes over the members of a collection that are side by side, forward. Used after a change of
 /// the collection or after its end, it ends the process with the assertion "version ==
 /// collection.version()"; at the end, with "iterator != collection.end()".
 template < typename Member >

@@ -4,7 +4,7 @@
 
 namespace Vek {
 
-/// A hash map whose members, `std::pair`s of key and value, stand side by side in memory. Copies
+/// A hash map whose members, `std::pair`s of key and value, are side by side in memory. Copies
 /// are deep, a moved-from map is empty, nothing is allocated while it is empty. References to
 /// members hold until the next insertion or removal. Members move without exceptions; an exception
 /// of anything else leaves the map as it was.

@@ -6,7 +6,7 @@
 
 namespace Vek {
 
-/// A hash set whose members stand side by side in memory. Copies are deep, a moved-from set is
+/// A hash set whose members are side by side in memory. Copies are deep, a moved-from set is
 /// empty, nothing is allocated while it is empty. References to members hold until the next
 /// insertion or removal. Members move without exceptions; an exception of anything else leaves the
 /// set as it was.

@@ -43,7 +43,7 @@ public:
       return at == HashIndex::none ? end() : memberAt( at );
    }
    /// The same for who mostly goes on where he or an insertion was last: looks there first, and at
-   /// the member behind it. Remembers the place, so not for two threads at once.
+   /// the member after it. Remembers the place, so not for two threads at once.
    const_iterator findNear( const Key& key ) const {
       U32 at = nearPosition( key );
       if ( at == HashIndex::none ) {
@@ -132,7 +132,7 @@ public:
    };
    Sorted sorted() const { return Sorted( *this ); }
 
-   /// All members as they stand in memory, good until the next change. A new member comes last;
+   /// All members as they are in memory, good until the next change. A new member comes last;
    /// when one goes, the last takes its place.
    std::span< const Member > unsorted() const { return members_; }
 
@@ -285,7 +285,7 @@ private:
                          : positionOfFew( key );
    }
    // Collections are mostly gone over in the order in which they were filled: then a key is that of
-   // the member behind the last one, and needs neither hash nor index.
+   // the member after the last one, and needs neither hash nor index.
    U32 nearPosition( const Key& key ) const {
       for ( const U32 at : { near_ + 1, near_ } ) {
          if ( at < size() && keyAt( at ) == key ) {

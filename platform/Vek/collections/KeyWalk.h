@@ -34,7 +34,7 @@ public:
 
 namespace detail {
 
-/// For collections that are in order: finds the place behind the key that was visited last.
+/// For collections that are in order: finds the place after the key that was visited last.
 template < typename Row >
 class OrderedWalk final : public KeyWalk {
    using Access = typename Row::Access;
@@ -72,7 +72,7 @@ private:
 /// keys too much memory. So it is gone over for one portion of the order after the other, of which
 /// the keys are gathered, sorted in short runs, and merged.
 ///
-/// Members stand side by side; a new one is added behind them, and one that goes is replaced by the
+/// Members are side by side; a new one is added after them, and one that goes is replaced by the
 /// last. Who goes from the last to the first therefore misses none that stays.
 template < typename Row >
 class HashWalk final : public KeyWalk {

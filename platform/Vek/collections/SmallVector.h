@@ -84,7 +84,7 @@ public:
 
    ~SmallVector() { release(); }
 
-   /// Whether the elements stand in the vector itself.
+   /// Whether the elements are in the vector itself.
    bool isInPlace() const { return capacity_ == N; }
 
    U32 size() const { return size_; }

@@ -26,7 +26,7 @@ public:
       Leaf* previous = nullptr;
    };
 
-   /// A member, or the end: the place behind the last member of the last leaf.
+   /// A member, or the end: the place after the last member of the last leaf.
    struct Place {
       const Leaf* leaf = nullptr;
       U32 index = 0;
@@ -115,7 +115,7 @@ public:
       return { Place{ leaf, at }, true };
    }
 
-   /// Takes the value with `key`, which is there, out; sets `next` to the place behind it.
+   /// Takes the value with `key`, which is there, out; sets `next` to the place after it.
    Value take( const Key& key, Place& next ) {
       const KeyPrefix prefix = keyPrefixOf< Compare >( key );
       // A node has an entry to spare, but for the root.
@@ -180,7 +180,7 @@ private:
          range, [&]( U32 i ) { return Compare()( KeyOf()( leaf.items[i] ), key ); } );
    }
 
-   // The place of an entry, which may be the one behind the last of the leaf.
+   // The place of an entry, which may be the one after the last of the leaf.
    static Place placeOf( const Leaf& leaf, U32 i ) {
       return i == leaf.count && leaf.next ? Place{ leaf.next, 0 } : Place{ &leaf, i };
    }

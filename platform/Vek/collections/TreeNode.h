@@ -81,7 +81,7 @@ struct Node : NodeOrder {
       }
    }
 
-   /// Begins to fetch from memory what a search needs behind the high halves.
+   /// Begins to fetch from memory what a search needs after the high halves.
    void prefetch() const {
       for ( U32 i = 0; i < capacity; i += 8 ) {
          __builtin_prefetch( low + i );
@@ -114,7 +114,7 @@ struct Node : NodeOrder {
       shrink( n );
    }
 
-   /// Takes the `n` first entries away and puts them behind those of `to`, which has room.
+   /// Takes the `n` first entries away and puts them after those of `to`, which has room.
    void moveToBack( U32 n, Node& to ) {
       move( 0, n, to, to.count );
       to.count += n;

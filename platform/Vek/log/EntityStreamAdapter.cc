@@ -157,7 +157,7 @@ void EntityStreamAdapter::noteAnnounced() const {
    }
 }
 
-// Observers that were told before may have changed the row again: what stands in it now counts.
+// Observers that were told before may have changed the row again: what is in it now counts.
 void EntityStreamAdapter::onChildren( const Change& change, U8 position ) {
    const Field& row = *type_.rows()[position];
    if ( change.removed ) {

@@ -28,7 +28,7 @@ std::size_t Receiver::receive( std::span< const U8 > bytes ) {
    if ( ending_ && ending_->finish( steps_ ) ) {
       ending_ = nullptr;
    }
-   // What an earlier piece began is put together; the rest is read where it stands.
+   // What an earlier piece began is put together; the rest is read where it is.
    while ( mayGoOn() && !partial_.empty() && !bytes.empty() ) {
       const std::size_t missing = std::min( sizeOf( partial_ ) - partial_.size(), bytes.size() );
       hold( bytes.first( missing ) );
@@ -238,7 +238,7 @@ void Receiver::refuse( const Header& header, std::string_view reason ) const {
          where += concat( ' ', header.fieldId );
       }
    }
-   // What the peer sent may stand in the reason.
+   // What the peer sent may be in the reason.
    throw StreamException( concat( where, ": ", printable( reason, printableReasonSize ) ) );
 }
 

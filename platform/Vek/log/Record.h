@@ -14,7 +14,7 @@
 /// A writer that synchronises the file after each record leaves at most the last one torn.
 namespace Vek::log {
 
-/// The longest record: a message with the longest payload, and all that may stand in front of it in
+/// The longest record: a message with the longest payload, and all that may be in front of it in
 /// a sender's buffer.
 inline constexpr std::size_t maxRecord = ( 1U << 24 ) + ( 1U << 20 );
 

@@ -8,7 +8,7 @@ namespace Vek::log {
 
 namespace {
 
-// Fetches what those behind the first in a queue will be written from, as entities are all over the
+// Fetches what those after the first in a queue will be written from, as entities are all over the
 // memory: first the adapter, some steps later most of a large entity.
 class Lookahead {
 public:

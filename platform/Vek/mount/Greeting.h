@@ -27,7 +27,7 @@ struct OSK_EXPORT Greeting {
    String agent;       ///< no blanks
    String root;        ///< none of one that lists
 
-   /// The line, with its end. `RangeException` when a name cannot stand in it.
+   /// The line, with its end. `RangeException` when a name cannot be in it.
    String text() const;
 
    /// Reads a line without its end; nothing when it is no greeting.

@@ -22,9 +22,9 @@ public:
    using Clock = std::chrono::steady_clock;
 
    /// Reads: keeps `root` in `directory`, which lives as long as the mount, equal to the
-   /// database's. An entity that stands there already is used, so that it can be observed from the
+   /// database's. An entity that is there already is used, so that it can be observed from the
    /// first change on. `agent` names this process to the database's users; it has no blanks.
-   /// `RangeException` when one of the names cannot stand in the greeting.
+   /// `RangeException` when one of the names cannot be in the greeting.
    Mount( Endpoint endpoint, String agent, String root, Directory& directory );
 
    /// Writes: `root` is the state, and replaces what the database has under its name.

@@ -20,7 +20,7 @@ constexpr U64 eightDigits( U32 value ) {
    return tens << 8 | ( digits - tens * 10 );
 }
 
-/// Writes `value` in decimal and returns the end. What is behind the end, up to 10 characters from
+/// Writes `value` in decimal and returns the end. What is after the end, up to 10 characters from
 /// `at`, is overwritten too: the work does not depend on the number of digits.
 inline char* writeDecimal( char* at, U32 value ) {
    constexpr U64 zeros = 0x3030'3030'3030'3030;
@@ -47,7 +47,7 @@ constexpr U32 eightDigitNumber( U64 digits ) {
    return static_cast< U32 >( digits * ( U64{ 1 } << 32 | 10000 ) >> 32 );
 }
 
-/// The eight characters of `text` from `offset` on, the first one in the highest byte; zeros behind
+/// The eight characters of `text` from `offset` on, the first one in the highest byte; zeros after
 /// the end. `offset` is below the size.
 inline U64 eightCharacters( std::string_view text, std::size_t offset ) {
    if ( text.size() < 8 ) [[unlikely]] {

@@ -4,7 +4,7 @@
 
 namespace Vek {
 
-// Defined here so that the type information of each exception stands in one library only.
+// Defined here so that the type information of each exception is in one library only.
 RangeException::RangeException( const String& message ) : std::runtime_error( message ) {}
 RangeException::RangeException( const RangeException& ) noexcept = default;
 RangeException::~RangeException() = default;

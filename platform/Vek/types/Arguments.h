@@ -9,7 +9,7 @@
 namespace Vek {
 
 /// Values of types that are known by their descriptions alone, such as the arguments of a
-/// constructor: default ones at first. Up to 8 of together 512 bytes stand in place.
+/// constructor: default ones at first. Up to 8 of together 512 bytes are in place.
 class OSK_EXPORT Arguments {
 public:
    explicit Arguments( std::span< const ValueType* const > types );

@@ -7,7 +7,7 @@ namespace Vek {
 /// The text of a value of any registered value type, the same as of the template in ValueType.h.
 ///
 /// A type that is built from its attributes has the text of these in declared order, each followed
-/// by ";", as in "80;443;" for a range. In an attribute's text a "\" stands in front of each ";"
+/// by ";", as in "80;443;" for a range. In an attribute's text a "\" comes before each ";"
 /// and
 /// "\". Attributes that are such values themselves follow one another without a ";" of their own.
 /// Any other type has a text of its own. `RangeException` for what has none: dump contexts, filters

@@ -12,7 +12,7 @@
 /// the class that has the member; types of tables use single inheritance, so that is the address of
 /// the whole object.
 ///
-/// A row knows the class and the type of its member as long as it stands in its table. Whether they
+/// A row knows the class and the type of its member as long as it is in its table. Whether they
 /// fit the other rows and the type that the table describes is checked there (`Rows`), so that each
 /// mistake ends the compilation with one sentence. Later a row is a plain `Field`, without types.
 namespace Vek {

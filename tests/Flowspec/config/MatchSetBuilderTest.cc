@@ -83,7 +83,7 @@ TEST( MatchSetBuilder, RangesHoldWhatTheComparisonsLeave ) {
       const MatchComponent component = onlyComponent( type, terms );
       ASSERT_EQ( component.compType(), type );
       std::vector< bool > left( max + 1 );
-      U32 end = 0; // one behind the highest value of the ranges before
+      U32 end = 0; // one after the highest value of the ranges before
       bool first = true;
       for ( const NumericalRange* const range : component.numericalRange().sorted() ) {
          ASSERT_LE( range->rangeMax(), max );

@@ -88,7 +88,7 @@ const BadText badTexts[] = {
      "Received bitfield operator for a value component DSCP:=6!",
      11,
      { 0x0B010006 } },
-   // No number behind an operator.
+   // No number after an operator.
    { "*;*;IP:=", false, " Missing value in IP:=", 8 },
    { "*;*;IP:=;DP:=80;", false, " Missing value in IP:=", 8 },
    { "*;*;IP:=6|=", false, " Missing value in IP:=6|=", 11, { 0x03010006 } },

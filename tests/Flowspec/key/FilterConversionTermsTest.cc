@@ -22,7 +22,7 @@ using TestSupport::words;
 
 using Words = std::vector< std::string >;
 
-/// The words that `addNumericRange` writes at index 0, and behind them the index that it returns.
+/// The words that `addNumericRange` writes at index 0, and after them the index that it returns.
 Words rangeWords( U8 firstLen, U8 secondLen, bool isLast, const NumericalRange& range ) {
    FlowspecKey key;
    const MatchOpValIndex next =

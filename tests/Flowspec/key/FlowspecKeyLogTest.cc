@@ -174,7 +174,7 @@ TEST( FlowspecKeyLog, AKeyOfAllWords ) {
    }
 }
 
-// As many words as stand in place and more, one of them bad.
+// As many words as are in place and more, one of them bad.
 TEST( FlowspecKeyLog, EveryWordFromAPeerIsLookedAt ) {
    struct Flaw {
       const char* word;

@@ -174,7 +174,7 @@ TEST( CheckedReaders, NoCommandLineFormWithDistinguisherEndsTheProcess ) {
       []( KeyGenerator& generator ) { return "RD:192.0.2.1:7;" + generator.ruleText( false ); } );
 }
 
-// What stands behind the end of a view does not count: each beginning of a text reads as if it
+// What stands after the end of a view does not count: each beginning of a text reads as if it
 // stood alone.
 TEST( CheckedReaders, NothingIsReadBehindTheEndOfAView ) {
    const std::string text =

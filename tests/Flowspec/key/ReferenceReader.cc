@@ -13,12 +13,12 @@ namespace {
 
 using Outcome = ReferenceReader::Outcome;
 
-// The message of the range exception, also behind a NUL.
+// The message of the range exception, also after a NUL.
 std::string notAPrefix( const std::string& field ) {
    return "Zorv::IpGenPrefix: '" + field + "' is not a prefix";
 }
 
-// Base 0 of the C library, but for the prefixes that are not known here: behind the "0" of "0X"
+// Base 0 of the C library, but for the prefixes that are not known here: after the "0" of "0X"
 // and "0b" the number ends.
 U32 readNumber( const std::string& field, std::size_t& at ) {
    const char next = at + 1 < field.size() ? field[at + 1] : ' ';

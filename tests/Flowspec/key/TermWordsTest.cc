@@ -60,7 +60,7 @@ void runRandomOperations( U64 seed, U32 indices, int rounds ) {
          }
          break;
       case 4:
-         if ( model.size() < indices ) { // behind the last, as rules are built
+         if ( model.size() < indices ) { // after the last, as rules are built
             const U16 next = static_cast< U16 >( model.empty() ? 0 : model.rbegin()->first + 1 );
             if ( next < indices ) {
                words.set( next, MatchOpVal( word ) );

@@ -44,7 +44,7 @@ void writeAll( int fd, std::string_view bytes ) {
    }
 }
 
-// Changes a tree at random and streams it to `log`; tells its picture, behind its length, to
+// Changes a tree at random and streams it to `log`; tells its picture, after its length, to
 // `pictures` after each round, and goes on when it is answered.
 [[noreturn]] void runWriter( int log, int pictures ) {
    Directory here;
@@ -126,7 +126,7 @@ TEST_F( TwoProcesses, HoldTheSameAtEveryQuietPoint ) {
       ASSERT_EQ( length.size(), sizeof size );
       std::memcpy( &size, length.data(), sizeof size );
       const std::string theirs = read( size, connection, log[0] );
-      // All that the writer sent stands in the socket now.
+      // All that the writer sent is in the socket now.
       for ( int i = 0; i < 20; ++i ) {
          ASSERT_TRUE( connection.process() ) << connection.error();
       }

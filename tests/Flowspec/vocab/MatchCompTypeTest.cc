@@ -151,7 +151,7 @@ constexpr Labelled labelled[] = {
    { "DSCP", dscp },
    { "FRAG", fragment },
    { "FL", flowLabel },
-   // With something behind it.
+   // With something after it.
    { "IPX", ipProto },
    { "PORT", port },
    { "DPX:=1", destPort },

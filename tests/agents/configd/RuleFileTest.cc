@@ -26,7 +26,7 @@ using TestSupport::lineWith;
 using TestSupport::readLines;
 using Zorv::AddressFamily;
 
-// The reasons of the errors that lines give, each behind its line's number.
+// The reasons of the errors that lines give, each after its line's number.
 std::vector< Vek::String > errorsOf( Form form, const std::vector< Vek::String >& lines ) {
    std::vector< Vek::String > texts;
    for ( const RuleError& error : readLines( form, lines ).errors ) {

@@ -54,7 +54,7 @@ TEST_F( ShowRoots, SaysThatNobodyListens ) {
               "flowspecctl: error: cannot connect to /nowhere/s: No such file or directory\n" );
 }
 
-/// What stands in the place of a state database: says `reply` to who connects, and closes.
+/// What is in the place of a state database: says `reply` to who connects, and closes.
 class Impostor {
 public:
    explicit Impostor( Vek::String reply ) : listener_( endpoint().listen() ) {

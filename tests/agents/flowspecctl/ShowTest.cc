@@ -67,7 +67,7 @@ protected:
       return result.out;
    }
 
-   // The lines behind the heading.
+   // The lines after the heading.
    std::vector< Vek::String > rows( std::vector< Vek::String > arguments ) {
       std::istringstream text( good( std::move( arguments ) ) );
       std::vector< Vek::String > lines;

@@ -111,7 +111,7 @@ TEST( ExampleSystem, HasPacketsForEachRuleThatCanMatchAny ) {
          without.push_back( line.at( "line" ).get< int >() );
       }
    }
-   // No packet has the protocol of a fragment header: the one behind it counts.
+   // No packet has the protocol of a fragment header: the one after it counts.
    EXPECT_THAT( without, ElementsAre( 117 ) );
 }
 

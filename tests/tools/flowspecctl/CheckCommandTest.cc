@@ -13,7 +13,7 @@ Result check( std::vector< Vek::String > arguments, Vek::String input = {} ) {
    return flowspecctl( std::move( arguments ), std::move( input ) );
 }
 
-// A rule, and what is told of it behind the tab.
+// A rule, and what is told of it after the tab.
 struct Row {
    Vek::String rule;
    Vek::String told;

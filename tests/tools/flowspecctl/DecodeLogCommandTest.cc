@@ -52,7 +52,7 @@ std::size_t offsetOf( const std::vector< U8 >& stream, U64 message ) {
    return offset;
 }
 
-// The types that begin every stream, and behind them one message.
+// The types that begin every stream, and after them one message.
 Vek::String streamWith( const Header& header, const Vek::String& payload ) {
    std::vector< U8 > stream = exampleLog();
    stream.resize( offsetOf( stream, 2 ) + Header::size );

@@ -69,7 +69,7 @@ public:
    ~Listing() = default;
 
    /// A rule: with `members`, the text of further members of its object, each after a comma, or
-   /// with `cells` behind those of the key.
+   /// with `cells` after those of the key.
    template < typename Members, typename Cells >
    void rule( const FlowspecKey& key, Members members, Cells cells ) {
       Vek::String& out = output_.text();

@@ -91,7 +91,7 @@ TEST( TextWriter, WritesBytesOfAnyContentAndEmptyTexts ) {
    EXPECT_EQ( text, String( bytes ) + String( 1, '\0' ) + "end" );
 }
 
-// Wherever the buffer ends, some of these lengths end just before, at and just behind it.
+// Wherever the buffer ends, some of these lengths end just before, at and just after it.
 TEST( TextWriter, PieceOfEveryKindMayCrossTheEndOfTheBuffer ) {
    for ( std::size_t length = 0; length <= 1100; ++length ) {
       const String start = letters( length );
