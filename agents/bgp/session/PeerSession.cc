@@ -151,7 +151,8 @@ void PeerSession::read( Slot slot ) {
       return;
    }
    at( slot )->receive();
-   for ( int i = 0; i < messagesPerTurn && at( slot ); ++i ) {
+   std::size_t octets = 0;
+   for ( int i = 0; i < messagesPerTurn && octets < octetsPerTurn && at( slot ); ++i ) {
       Connection& connection = *at( slot );
       busy_ = true;
       const Connection::Input input = connection.next();
@@ -159,6 +160,7 @@ void PeerSession::read( Slot slot ) {
       case Connection::Input::nothing:
          break;
       case Connection::Input::message:
+         octets += connection.body().size();
          take( slot, connection );
          break;
       case Connection::Input::fault:
