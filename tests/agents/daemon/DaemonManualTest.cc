@@ -1,3 +1,4 @@
+#include "Vek/text/Text.h"
 #include "tests/tools/flowspecctl/Manual.h"
 
 #include <algorithm>
