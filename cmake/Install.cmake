@@ -41,7 +41,7 @@ if( TARGET flowspecctl )
 endif()
 if( FLOWSPEC_AGENTS )
    install( TARGETS statedbd configd peerd programd )
-   foreach( daemon statedbd configd programd )
+   foreach( daemon statedbd configd peerd programd )
       install( FILES agents/${daemon}/${daemon}.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 )
    endforeach()
    # The units name the programs by the prefix that the tree is installed under, which

@@ -74,8 +74,6 @@ if [[ -e $build/agents/statedbd ]]; then
       "$prefix/bin/$daemon" --version | grep -q "^$daemon [0-9.]*$"
       grep -q "^ExecStart=$work/staged/bin/$daemon --socket " \
          "$prefix/lib/systemd/system/$daemon.service"
-   done
-   for daemon in statedbd configd programd; do
       [[ -s $prefix/share/man/man8/$daemon.8 ]]
    done
    python3 "$project/tutorial.py" "$project/../.." "$prefix" "$compiler"

@@ -49,6 +49,7 @@ TEST_P( DaemonManual, DescribesEveryOptionAndNoOther ) {
    }
 }
 
-INSTANTIATE_TEST_SUITE_P( OfEach, DaemonManual, testing::Values( STATEDBD, CONFIGD, PROGRAMD ) );
+INSTANTIATE_TEST_SUITE_P( OfEach, DaemonManual,
+                          testing::Values( STATEDBD, CONFIGD, PROGRAMD, PEERD ) );
 
 } // namespace
