@@ -7,7 +7,6 @@
 namespace {
 
 using namespace Flowspec;
-using namespace Forms;
 using namespace Tools;
 
 // What the command prints.
