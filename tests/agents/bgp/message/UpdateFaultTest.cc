@@ -149,9 +149,9 @@ TEST( BgpUpdateFault, LengthsAreThoseOfTheType ) {
    for ( const auto& [flags, type, octets] :
          { Multiple{ 0xC0, 8, 4 }, Multiple{ 0x80, 10, 4 }, Multiple{ 0xC0, 16, 8 },
            Multiple{ 0xC0, 25, 20 }, Multiple{ 0xC0, 32, 12 } } ) {
-      const auto refused = [type = type]( unsigned length ) {
-         return "withdraw: " + attributeName( static_cast< U8 >( type ) ) +
-                Vek::concat( ": the length is ", length );
+      const Vek::String name = attributeName( static_cast< U8 >( type ) );
+      const auto refused = [&name]( unsigned length ) {
+         return "withdraw: " + name + Vek::concat( ": the length is ", length );
       };
       EXPECT_EQ( with( flags, type, 0 ), refused( 0 ) );
       EXPECT_EQ( with( flags, type, octets - 1 ), refused( octets - 1 ) );
