@@ -73,12 +73,9 @@ bool meet( const IpGenPrefix& a, const IpGenPrefix& b ) {
    return contains( a, b ) || contains( b, a );
 }
 
-// An address of `family` in `outer` that is not in `inner`, of which `outer` is no part.
+// An address of `family` in `outer` that is not in `inner`, a longer prefix in it.
 IpGenAddr addressBeyond( AddressFamily family, const IpGenPrefix& outer,
                          const IpGenPrefix& inner ) {
-   if ( !contains( outer, inner ) ) {
-      return outer.address();
-   }
    IpGenAddr::Bytes bytes = inner.address().bytes();
    bytes[outer.length() / 8] ^= static_cast< U8 >( 0x80 >> outer.length() % 8 );
    return IpGenAddr::ofFamily( family, bytes.data(), IpGenAddr::bits( family ) );
@@ -112,9 +109,10 @@ public:
       return field( type ).empty() || restrict( type, complement( values ) );
    }
 
-   /// Leaves what has addresses in both prefixes.
-   bool restrict( const IpGenPrefix& destination, const IpGenPrefix& source ) {
-      return narrow( destination_, destination ) && narrow( source_, source );
+   /// Leaves what has addresses in both prefixes, which meet those of the box.
+   void restrict( const IpGenPrefix& destination, const IpGenPrefix& source ) {
+      narrow( destination_, destination );
+      narrow( source_, source );
    }
 
    /// A packet of the box whose destination is not in `prefix`, and then the same for sources.
@@ -134,14 +132,10 @@ public:
    Packet packet() const { return packet( addressOf( destination_, 1 ), addressOf( source_, 2 ) ); }
 
 private:
-   static bool narrow( IpGenPrefix& prefix, const IpGenPrefix& by ) {
-      if ( !meet( prefix, by ) ) {
-         return false;
-      }
+   static void narrow( IpGenPrefix& prefix, const IpGenPrefix& by ) {
       if ( by.length() > prefix.length() ) {
          prefix = by;
       }
-      return true;
    }
 
    // Where any will do, one that is reserved for examples.
@@ -256,7 +250,9 @@ PacketSet::PacketSet( const FlowspecKey& key ) : family_( AddressFamily::none ) 
 
 // Leaves of boxes what is in the set.
 void PacketSet::restrict( std::vector< Box >& boxes ) const {
-   std::erase_if( boxes, [this]( Box& box ) { return !box.restrict( destPrefix_, srcPrefix_ ); } );
+   for ( Box& box : boxes ) {
+      box.restrict( destPrefix_, srcPrefix_ );
+   }
    for ( const Part& part : parts_ ) {
       std::vector< Box > left;
       for ( Box& box : boxes ) {
