@@ -32,8 +32,8 @@ std::string_view flaw( const FlowspecKey& key ) {
    return {};
 }
 
-// A word with its index is the packed member as a number of 6 bytes. Something always stands after
-// it, so that it can be read and written as one of 8 bytes.
+// A word with its index is the packed member as a number of 6 bytes. Something always follows
+// it, so it can be read and written as one of 8 bytes.
 U64 memberAt( const U8* at ) { return Osk::loadBig64( at ) >> 16; }
 void writeMember( U8* at, U64 member ) { Osk::storeBig64( at, member << 16 ); }
 

@@ -40,7 +40,7 @@ constexpr AttributeRow rows[] = {
    { T::largeCommunities, "LARGE_COMMUNITIES", transitive, multipleOf( 12 ), withdraw, all },
 };
 
-// The index of each type's row, and behind the last row for those that have none.
+// The index of each type's row; one past the last row for types that have none.
 constexpr auto indexes = [] {
    std::array< U8, 256 > table{};
    table.fill( std::size( rows ) );

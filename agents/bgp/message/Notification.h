@@ -94,7 +94,7 @@ Notification readNotification( std::span< const U8 > body );
 void writeNotification( const Notification& notification, std::vector< U8 >& out );
 
 /// Cease with `subcode`, administrative shutdown or reset, and a text for the peer's operator (RFC
-/// 9003): UTF-8, cut between two characters to 255 octets. No text is no data at all.
+/// 9003): UTF-8, cut between two characters to 255 octets. Without text there is no data.
 Notification shutdown( U8 subcode, std::string_view text = {} );
 
 /// The text for operators in an administrative shutdown or reset, as received; nothing when there
@@ -107,7 +107,7 @@ Notification hardReset( const Notification& inner );
 std::optional< Notification > insideHardReset( const Notification& notification );
 
 /// For logs and people, ASCII alone, such as "cease, administrative shutdown: \"moving racks\"" or
-/// "UPDATE message error, malformed attribute list". Numbers are told where there is no name.
+/// "UPDATE message error, malformed attribute list". A code without a name is told as a number.
 Vek::String describe( const Notification& notification );
 
 } // namespace Bgp

@@ -4,7 +4,7 @@
 
 namespace Bgp {
 
-/// An AS number that stands for those above 65535 where there are two octets (RFC 6793).
+/// The AS number sent for one above 65535 where there are two octets (RFC 6793).
 inline constexpr U32 asTrans = 23456;
 
 /// An OPEN message.

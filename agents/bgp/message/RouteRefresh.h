@@ -12,7 +12,7 @@ struct RouteRefresh {
    static constexpr U8 end = 2;
 
    Family family;
-   U8 subtype = request; ///< a message with any other one is to be ignored
+   U8 subtype = request; ///< a message with an unknown one is ignored
 
    bool operator==( const RouteRefresh& ) const = default;
 };

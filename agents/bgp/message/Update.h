@@ -51,8 +51,8 @@ struct Update {
    /// first.
    std::span< const U8 > nextHop;
    PathAttributes attributes; ///< of `reach`
-   /// There are no more routes than those that were sent since the session began (RFC 4724). Such
-   /// an update has nothing else.
+   /// All routes of the family were sent since the session began (RFC 4724). Such an update has
+   /// nothing else.
    std::optional< Family > endOfRib;
    /// Why the routes of `reach` are to be treated as withdrawn: the first fault of that kind. The
    /// attributes must not be used then. Never without `reach`.

@@ -21,8 +21,8 @@ public:
       Farewells& farewells;
    };
 
-   /// What is taken in one turn of the loop ends with the message that reaches one of these. Rules
-   /// made to be costly take 0.5 ms for some 40 octets, so other sessions wait for octets, too.
+   /// A turn of the loop ends with the message that reaches one of these. An update may be full of
+   /// rules that are costly to take apart: its octets, too, bound how long other sessions wait.
    static constexpr int messagesPerTurn = 64;
    static constexpr std::size_t octetsPerTurn = 8192;
 
