@@ -46,8 +46,9 @@ def commands_of(block):
 
 
 def enter_namespaces(arguments):
-    """All that is started ends with this process, whatever ends it."""
-    unshare = ["unshare", "--net", "--pid", "--fork", "--kill-child"]
+    """All that is started ends with this process, whatever ends it. /proc tells of these processes:
+    a sanitizer looks its own up there."""
+    unshare = ["unshare", "--net", "--pid", "--mount-proc", "--fork", "--kill-child"]
     if os.geteuid() != 0:
         unshare.append("--map-root-user")
     if subprocess.run([*unshare, "true"], stderr=subprocess.DEVNULL).returncode != 0:
