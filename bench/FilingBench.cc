@@ -11,6 +11,7 @@
 namespace {
 
 using namespace Flowspec;
+using namespace Forms;
 using namespace Agents;
 
 // All rules as lines of JSON, and as they are read from those.

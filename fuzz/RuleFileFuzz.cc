@@ -8,6 +8,7 @@
 namespace {
 
 using namespace Flowspec;
+using namespace Forms;
 using namespace Agents;
 
 // The lines of the input, of which the first byte chooses the form.

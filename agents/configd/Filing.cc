@@ -8,6 +8,7 @@
 namespace Agents {
 
 using namespace Flowspec;
+using namespace Forms;
 
 namespace {
 

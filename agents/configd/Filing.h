@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Flowspec/config/Config.h"
-#include "agents/configd/RuleFile.h"
+#include "forms/RuleFile.h"
 
 #include <span>
 
@@ -15,10 +15,10 @@ struct Filed {
    U64 removed = 0;    ///< those that were there; all of a VRF when it goes
    /// The rules that stand nowhere: those whose key cannot be taken apart, and those whose key a
    /// rule before them has. By files, then by lines; the files' own errors are not among them.
-   std::vector< RuleError > errors{};
+   std::vector< Forms::RuleError > errors{};
    /// What to tell of rules that are filed but ask for values that no packet has
    /// (`Forms::beyondField`), in the same order.
-   std::vector< RuleError > warnings{};
+   std::vector< Forms::RuleError > warnings{};
 };
 
 /// Files rules as configuration: makes the VRFs of a `Config` hold what files ask for. It owns
@@ -31,7 +31,7 @@ public:
    /// Makes the configuration hold the rules of `files` and no others. Of rules with equal keys the
    /// first one counts. A VRF without rules of either kind is dropped. Within a VRF rules go and
    /// come in the order of `FlowspecKeyOrder`.
-   Filed apply( std::span< const RuleFile > files );
+   Filed apply( std::span< const Forms::RuleFile > files );
 
 private:
    Vek::Ptr< Flowspec::Config > config_;

@@ -6,6 +6,7 @@
 namespace Agents {
 
 using namespace Flowspec;
+using namespace Forms;
 
 void Report::errors( std::span< const RuleError > errors ) {
    for ( const RuleError& error : errors ) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agents/configd/RuleFile.h"
+#include "forms/RuleFile.h"
 
 #include <map>
 #include <span>
@@ -16,9 +16,9 @@ public:
    static constexpr U64 maxLines = 10;
 
    /// Tells errors, `FILE:LINE: error: REASON`, or `FILE: error: REASON` of a file as a whole.
-   void errors( std::span< const RuleError > errors );
+   void errors( std::span< const Forms::RuleError > errors );
    /// Tells what is filed all the same, `FILE:LINE: warning: REASON`.
-   void warnings( std::span< const RuleError > warnings );
+   void warnings( std::span< const Forms::RuleError > warnings );
 
    /// What was not told, a text for each file of which something was not: "FILE: 5 more errors and
    /// 0 more warnings".

@@ -15,11 +15,11 @@ namespace {
 using namespace Agents;
 using Agents::Filed;
 using Agents::Filing;
-using Agents::readRuleFile;
 using Agents::Report;
-using Agents::RuleDefaults;
-using Agents::RuleError;
-using Agents::RuleFile;
+using Forms::readRuleFile;
+using Forms::RuleDefaults;
+using Forms::RuleError;
+using Forms::RuleFile;
 
 struct Options {
    DaemonOptions daemon;

@@ -1,7 +1,7 @@
 #include "agents/peerd/PeerJson.h"
 
-#include "agents/daemon/TextFile.h"
 #include "agents/peerd/PolicyJson.h"
+#include "forms/TextFile.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -65,7 +65,7 @@ std::vector< Bgp::Family > familiesOf( const ConfigValue& value ) {
 Vek::String passwordIn( const ConfigValue& value, const Vek::String& folder ) {
    try {
       const auto path = std::filesystem::path( folder ) / value.text();
-      const Vek::String text = Agents::readTextFile( path.string() );
+      const Vek::String text = Forms::readTextFile( path.string() );
       return text.substr( 0, text.find( '\n' ) );
    } catch ( const std::runtime_error& error ) {
       value.fail( std::string_view( error.what() ) );

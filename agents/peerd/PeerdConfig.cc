@@ -1,9 +1,9 @@
 #include "agents/peerd/PeerdConfig.h"
 
-#include "agents/daemon/TextFile.h"
 #include "agents/peerd/PeerJson.h"
 #include "agents/peerd/PolicyJson.h"
 #include "forms/Diagnostics.h"
+#include "forms/TextFile.h"
 
 #include <filesystem>
 #include <stdexcept>
@@ -51,7 +51,7 @@ std::vector< Forms::ConfigFault > readPeerdConfig( std::string_view json, const 
 std::optional< PeerdConfig > readPeerdFile( const Vek::String& file ) {
    PeerdConfig config;
    const auto faults = readPeerdConfig(
-      Agents::readTextFile( file ), std::filesystem::path( file ).parent_path().string(), config );
+      Forms::readTextFile( file ), std::filesystem::path( file ).parent_path().string(), config );
    if ( faults.empty() ) {
       return config;
    }

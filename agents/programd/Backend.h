@@ -2,28 +2,15 @@
 
 #include "Flowspec/config/InterfaceConfig.h"
 #include "Flowspec/config/RuleConfig.h"
-#include "Flowspec/vocab/HwRuleProgrammingStatus.h"
 #include "QosLib/ColoredCounters.h"
-#include "agents/programd/Profile.h"
+#include "dataplane/RuleDemand.h"
 
 namespace Agents {
-
-/// What became of a rule.
-struct ProgrammingResult {
-   Flowspec::HwRuleProgrammingStatus code = Flowspec::unprocessed;
-   Vek::String reason; ///< in words for people; "" for a rule that is wholly in force
-
-   bool isProgrammed() const {
-      return code == Flowspec::programmed || code == Flowspec::programmedWithFailures;
-   }
-
-   bool operator==( const ProgrammingResult& ) const = default;
-};
 
 /// A rule that was programmed anew, or whose result changed; its counters begin at 0.
 struct RuleChange {
    Flowspec::FlowspecKey key;
-   ProgrammingResult result;
+   Dataplane::ProgrammingResult result;
 };
 
 /// One interface as it is configured.
@@ -56,7 +43,7 @@ public:
    virtual ~Backend() = default;
 
    /// What the hardware can do.
-   virtual const Profile& profile() const = 0;
+   virtual const Dataplane::Profile& profile() const = 0;
 
    /// Adds a rule or replaces the one with its key. Nothing happens when it asks for the same.
    virtual void ruleIs( const Flowspec::RuleConfig& rule ) = 0;

@@ -4,6 +4,7 @@
 
 namespace Agents {
 
+using namespace Dataplane;
 using namespace Flowspec;
 using Zorv::IntfId;
 

@@ -9,6 +9,7 @@ namespace Agents {
 
 namespace {
 
+using namespace Dataplane;
 using Flowspec::FlowspecKey;
 using Zorv::AddressFamily;
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agents/programd/RuleDemand.h"
+#include "agents/programd/Backend.h"
 #include "match/Matcher.h"
 
 #include <map>
@@ -23,9 +23,9 @@ namespace Agents {
 /// some do not, `apply` goes over all of them.
 class SoftwareTcam final : public Backend {
 public:
-   explicit SoftwareTcam( Profile profile );
+   explicit SoftwareTcam( Dataplane::Profile profile );
 
-   const Profile& profile() const override { return profile_; }
+   const Dataplane::Profile& profile() const override { return profile_; }
    void ruleIs( const Flowspec::RuleConfig& rule ) override;
    void ruleDel( const Flowspec::FlowspecKey& key ) override;
    void interfaceIs( Zorv::IntfId intf, const InterfaceSetup& setup ) override;
@@ -49,11 +49,11 @@ public:
 
 private:
    struct Rule {
-      RuleDemand demand;
-      ProgrammingResult result;  // with the room that there is
-      ProgrammingResult inForce; // as `apply` told last
-      bool continues = false;    // "continue" is in force
-      bool isNew = true;         // asks for something else than what is in force
+      Dataplane::RuleDemand demand;
+      Dataplane::ProgrammingResult result;  // with the room that there is
+      Dataplane::ProgrammingResult inForce; // as `apply` told last
+      bool continues = false;               // "continue" is in force
+      bool isNew = true;                    // asks for something else than what is in force
       QosLib::ColoredCounters counters;
    };
 
@@ -75,7 +75,7 @@ private:
 
    U32 interfaceSetRoom() const;
    bool setsFit( const Flowspec::FlowspecKey& key ) const;
-   ProgrammingResult resultOf( const Rules::value_type& rule ) const;
+   Dataplane::ProgrammingResult resultOf( const Rules::value_type& rule ) const;
    void give( Rules::value_type& rule );
    void takeBack( Rules::value_type& rule );
    void giveAll();
@@ -83,7 +83,7 @@ private:
                                     const Vek::String& sourceVrf ) const;
    Table& tableOf( Vrf::VrfIdMap::VrfId vrf );
 
-   const Profile profile_;
+   const Dataplane::Profile profile_;
    Rules rules_;
    std::set< Flowspec::FlowspecKey, Before > touched_; // may have changed since `apply`
    U64 entries_ = 0;

@@ -6,6 +6,7 @@ namespace Agents {
 
 namespace {
 
+using namespace Dataplane;
 using namespace Flowspec;
 using Zorv::AddressFamily;
 using Zorv::IntfId;

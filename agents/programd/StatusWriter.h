@@ -15,7 +15,7 @@ namespace Agents {
 using InterfaceSetMembers = std::map< U16, std::set< Zorv::IntfId > >;
 
 /// What the hardware cannot do.
-void writeProfile( Flowspec::Status& status, const Profile& profile );
+void writeProfile( Flowspec::Status& status, const Dataplane::Profile& profile );
 
 /// A status for each of `vrfs` and of the VRFs of `interfaces`, and for no other; in each the
 /// interfaces with rules in force, and those with errors.

@@ -1,12 +1,12 @@
 #include "Vek/text/Text.h"
 #include "agents/daemon/DaemonOptions.h"
 #include "agents/daemon/MountHandler.h"
-#include "agents/daemon/TextFile.h"
 #include "agents/programd/CaptureStart.h"
 #include "agents/programd/PacketFile.h"
 #include "agents/programd/Programmer.h"
 #include "agents/programd/SoftwareTcam.h"
 #include "forms/Diagnostics.h"
+#include "forms/TextFile.h"
 #include "match/LinkLayer.h"
 
 #include <algorithm>
@@ -15,6 +15,7 @@
 namespace {
 
 using namespace Agents;
+using namespace Dataplane;
 using Vek::log::Endpoint;
 using Vek::log::Mount;
 
@@ -59,7 +60,7 @@ void addOptions( CLI::App& app, Options& options ) {
 // Nothing, after a message, when it is not good.
 std::optional< Profile > readProfile( const Vek::String& file ) {
    try {
-      return Profile::read( readTextFile( file ) );
+      return Profile::read( Forms::readTextFile( file ) );
    } catch ( const ProfileError& error ) {
       Forms::reportLine( file, error.line(), error.what() );
       return std::nullopt;

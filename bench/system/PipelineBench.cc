@@ -181,8 +181,8 @@ Times measured( const Programs& programs, const Vek::String& file, const Vek::St
    const auto part = [&]( const char* name, const std::function< void() >& work ) {
       times.parts.emplace_back( name, secondsOf( work ) );
    };
-   std::vector< Agents::RuleFile > files( 1 );
-   part( "reading the file", [&] { files[0] = Agents::readRuleFile( file, {} ); } );
+   std::vector< Forms::RuleFile > files( 1 );
+   part( "reading the file", [&] { files[0] = Forms::readRuleFile( file, {} ); } );
    const auto config = configFactory( "flowspec/config" );
    part( "filing", [&] {
       if ( Agents::Filing( config ).apply( files ).added != count ) {
@@ -199,7 +199,7 @@ Times measured( const Programs& programs, const Vek::String& file, const Vek::St
                                 [&]( Reader& reader ) { reader.awaitRules( count ); } );
    const auto status = statusFactory( "flowspec/status" );
    {
-      Agents::SoftwareTcam tcam( Agents::Profile::read( profileText ) );
+      Agents::SoftwareTcam tcam( Dataplane::Profile::read( profileText ) );
       Agents::Programmer programmer( { config }, cliConfigFactory( "flowspec/cliconfig" ), tcam,
                                      status, counterFactory( "flowspec/counter" ) );
       part( "programming", [&] { programmer.process( 1 ); } );

@@ -19,7 +19,9 @@ import sys
 import tempfile
 from pathlib import Path
 
-FOLDERS = ("platform", "siblings", "Flowspec", "wire", "match", "forms", "tools", "agents")
+FOLDERS = (
+    "platform", "siblings", "Flowspec", "wire", "match", "forms", "dataplane", "tools", "agents"
+)
 # What a program with keys, match sets, octets and packets needs. The files of a folder are compiled in
 # one go, which costs a third of the time, but for those that have names in their anonymous namespaces
 # that others of the folder have, too.
@@ -50,7 +52,7 @@ class Section:
 
     def changed_programs(self):
         """The sources of tools and agents that the patch changes."""
-        return re.findall(r"^\+\+\+ b/((?:forms|tools|agents)/\S+\.cc)$", self.patch, flags=re.M)
+        return re.findall(r"^\+\+\+ b/((?:forms|dataplane|tools|agents)/\S+\.cc)$", self.patch, flags=re.M)
 
 
 class Tree:

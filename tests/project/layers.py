@@ -37,6 +37,7 @@ ROOMS = """
     wire
     match
     forms
+    dataplane
     tools/terminal agents/daemon agents/bgp/message agents/filing
     tools/state agents/statedbd agents/configd agents/programd agents/bgp/session agents/peerd/policy
     agents/peerd/rib

@@ -3,8 +3,8 @@
 #include "Flowspec/config/MatchSetBuilder.h"
 #include "Flowspec/key/FlowspecKeyReader.h"
 #include "forms/ActionJson.h"
-#include "tests/agents/configd/PrintRuleError.h"
 #include "tests/agents/configd/TreeRecorder.h"
+#include "tests/support/PrintRuleError.h"
 #include "tests/support/RandomAction.h"
 
 #include <gmock/gmock.h>
@@ -14,6 +14,7 @@
 namespace Agents {
 
 using namespace Flowspec;
+using namespace Forms;
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include "Flowspec/vocab/FlowspecUtil.h"
 #include "forms/ActionJson.h"
 #include "forms/KeyJson.h"
-#include "tests/agents/configd/RuleLines.h"
 #include "tests/support/RandomAction.h"
+#include "tests/support/RuleLines.h"
 #include "tests/tools/flowspecctl/Run.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +10,7 @@
 namespace Agents {
 
 using namespace Flowspec;
+using namespace Forms;
 
 namespace {
 

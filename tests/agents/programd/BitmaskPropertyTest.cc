@@ -13,6 +13,7 @@
 namespace Agents {
 namespace {
 
+using namespace Dataplane;
 using namespace Flowspec;
 using TestSupport::PacketParts;
 using Zorv::AddressFamily;
@@ -106,7 +107,7 @@ public:
          meant.push_back( term );
          meant.back().bits &= counted;
       }
-      Agents::RuleFile file{ .file = "rules" };
+      Forms::RuleFile file{ .file = "rules" };
       file.rules.push_back( { .key = key, .action = {}, .line = 1 } );
       const Agents::Filed filed = filing_.apply( std::span( &file, 1 ) );
       ASSERT_TRUE( filed.errors.empty() );

@@ -1,6 +1,6 @@
 #include "agents/programd/ConfigWatcher.h"
 
-#include "tests/agents/programd/TestRules.h"
+#include "tests/support/TestRules.h"
 
 #include <gmock/gmock.h>
 

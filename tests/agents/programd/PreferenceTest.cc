@@ -10,6 +10,7 @@
 namespace Agents {
 namespace {
 
+using namespace Dataplane;
 using namespace Flowspec;
 using TestSupport::fill;
 using TestSupport::KeyGenerator;

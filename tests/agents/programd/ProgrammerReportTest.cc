@@ -5,6 +5,7 @@
 namespace Agents {
 namespace {
 
+using namespace Dataplane;
 using namespace Flowspec;
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -2,8 +2,8 @@
 
 #include "agents/programd/Programmer.h"
 #include "agents/programd/SoftwareTcam.h"
-#include "tests/agents/programd/TestRules.h"
 #include "tests/support/PacketBytes.h"
+#include "tests/support/TestRules.h"
 
 namespace TestSupport {
 
@@ -11,7 +11,7 @@ namespace TestSupport {
 class ProgrammerRoots : public testing::Test {
 protected:
    struct Agent {
-      Agent( const ProgrammerRoots& test, const Agents::Profile& profile )
+      Agent( const ProgrammerRoots& test, const Dataplane::Profile& profile )
          : tcam( profile ),
            programmer( { test.config_, test.bgp_ }, test.cli_, tcam, test.status_, test.counter_ ) {
       }
@@ -20,7 +20,7 @@ protected:
       Agents::Programmer programmer;
    };
 
-   void restart( const Agents::Profile& profile = testProfile() ) {
+   void restart( const Dataplane::Profile& profile = testProfile() ) {
       agent_ = std::make_unique< Agent >( *this, profile );
    }
    void process( double now = 0 ) {

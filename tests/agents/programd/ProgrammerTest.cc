@@ -7,6 +7,7 @@
 namespace Agents {
 namespace {
 
+using namespace Dataplane;
 using namespace Flowspec;
 using testing::IsEmpty;
 using TestSupport::ChangeRecorder;

@@ -1,7 +1,7 @@
 #include "agents/programd/SoftwareTcam.h"
 
-#include "tests/agents/programd/TestRules.h"
 #include "tests/support/KeyGenerator.h"
+#include "tests/support/TestRules.h"
 #include "wire/Precedence.h"
 
 #include <gmock/gmock.h>
@@ -9,6 +9,7 @@
 namespace Agents {
 namespace {
 
+using namespace Dataplane;
 using namespace Flowspec;
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -1,13 +1,14 @@
 #include "agents/programd/SoftwareTcam.h"
 
-#include "tests/agents/programd/TestRules.h"
 #include "tests/support/PacketBytes.h"
+#include "tests/support/TestRules.h"
 
 #include <gmock/gmock.h>
 
 namespace Agents {
 namespace {
 
+using namespace Dataplane;
 using namespace Flowspec;
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -81,7 +81,7 @@ public:
    // What is to be configured.
    Vek::Ptr< Config > config() const {
       const auto config = configFactory( "flowspec/config" );
-      const Agents::RuleFile rules = Agents::readRuleFile( file(), {} );
+      const Forms::RuleFile rules = Forms::readRuleFile( file(), {} );
       Agents::Filing( config ).apply( { &rules, 1 } );
       return config;
    }

@@ -1,6 +1,6 @@
 #include "tests/agents/system/System.h"
-#include "agents/configd/RuleFile.h"
-#include "agents/programd/RuleDemand.h"
+#include "dataplane/RuleDemand.h"
+#include "forms/RuleFile.h"
 #include "tests/tools/flowspecctl/Run.h"
 
 #include <gmock/gmock.h>
@@ -48,7 +48,7 @@ Json told( const TestSupport::StateReader& reader, const FlowspecKey& key ) {
    } else if ( rule && status ) {
       EXPECT_EQ( reader.counter().snapshot( key ).coloredCounters(), status->coloredCounters() );
       all["outcome"] = Vek::String( stringValue( status->statusCode() ) );
-      all["entries"] = Agents::entriesOf( *rule );
+      all["entries"] = Dataplane::entriesOf( *rule );
       all["packets"] = status->packetCount();
       all["bytes"] = status->byteCount();
    }
@@ -87,9 +87,9 @@ TEST( ExampleSystem, DoesWithEachRuleWhatTheModelComputes ) {
       return reader.counter().timestamp() != 0 && reader.status().counterUpdateTime() != 0;
    } ) );
 
-   const Agents::RuleFile file = Agents::readRuleFile( rules, {} );
+   const Forms::RuleFile file = Forms::readRuleFile( rules, {} );
    ASSERT_EQ( file.rules.size(), model.size() );
-   for ( const Agents::FiledRule& rule : file.rules ) {
+   for ( const Forms::FiledRule& rule : file.rules ) {
       Json& computed = model[rule.line - 1];
       computed.erase( "line" );
       computed.erase( "matching" );

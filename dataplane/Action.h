@@ -4,7 +4,7 @@
 
 #include <bitset>
 
-namespace Agents {
+namespace Dataplane {
 
 /// One thing that hardware does with a packet. Those that a rule asks for together are told apart:
 /// each kind of redirect, and each bit of the traffic-action community (RFC 8955 section 7.3).
@@ -40,4 +40,4 @@ Actions actionsOf( const Flowspec::RuleAction& action );
 /// The fields of which no action can be done when only `supported` can.
 Flowspec::ActionFieldSet unsupportedFlags( Actions supported );
 
-} // namespace Agents
+} // namespace Dataplane

@@ -1,11 +1,11 @@
-#include "agents/programd/Profile.h"
+#include "dataplane/Profile.h"
 
 #include "forms/JsonMembers.h"
 #include "forms/Printable.h"
 
 #include <algorithm>
 
-namespace Agents {
+namespace Dataplane {
 
 namespace {
 
@@ -204,4 +204,4 @@ std::optional< Profile::VrfId > Profile::vrfNamed( const Vek::String& name ) con
    return at == vrfs_.end() ? std::nullopt : std::optional( at->second );
 }
 
-} // namespace Agents
+} // namespace Dataplane

@@ -1,6 +1,6 @@
-#include "agents/programd/Action.h"
+#include "dataplane/Action.h"
 
-namespace Agents {
+namespace Dataplane {
 
 namespace {
 
@@ -100,4 +100,4 @@ ActionFieldSet unsupportedFlags( Actions supported ) {
    return unsupported;
 }
 
-} // namespace Agents
+} // namespace Dataplane

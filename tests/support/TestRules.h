@@ -2,7 +2,7 @@
 
 #include "Flowspec/config/MatchSetBuilder.h"
 #include "Flowspec/key/FlowspecKeyReader.h"
-#include "agents/programd/Profile.h"
+#include "dataplane/Profile.h"
 
 #include <gtest/gtest.h>
 
@@ -41,8 +41,8 @@ inline Vek::Ptr< Flowspec::RuleConfig > makeRule( const Flowspec::FlowspecKey& k
 
 /// Hardware that can do all but redirect to addresses, for IPv4; for IPv6 it matches on
 /// destinations and drops. Interfaces 1 and 2 are in VRF 0, 3 in VRF 1; VRF 1 is "red".
-inline Agents::Profile testProfile( U64 capacity = 100, U32 interfaceSets = 4 ) {
-   return Agents::Profile::read( Vek::concat(
+inline Dataplane::Profile testProfile( U64 capacity = 100, U32 interfaceSets = 4 ) {
+   return Dataplane::Profile::read( Vek::concat(
       R"({"capacity":)", capacity, R"(,"interfaceSets":)", interfaceSets,
       R"(,"ipv4":{"qualifiers":["destPrefix","srcPrefix","ipProto","port","destPort","srcPort",)"
       R"("icmpType","icmpCode","tcpFlags","packetLength","fragment"],)"

@@ -1,10 +1,10 @@
-#include "agents/programd/RuleDemand.h"
+#include "dataplane/RuleDemand.h"
 
-#include "tests/agents/programd/TestRules.h"
+#include "tests/support/TestRules.h"
 
 #include <gmock/gmock.h>
 
-namespace Agents {
+namespace Dataplane {
 namespace {
 
 using namespace Flowspec;
@@ -152,4 +152,4 @@ TEST( RuleDemand, AKeyThatIsNoRuleCannotBeMatchedOn ) {
 }
 
 } // namespace
-} // namespace Agents
+} // namespace Dataplane

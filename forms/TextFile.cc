@@ -1,4 +1,4 @@
-#include "agents/daemon/TextFile.h"
+#include "forms/TextFile.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <system_error>
 
-namespace Agents {
+namespace Forms {
 
 Vek::String readTextFile( const Vek::String& file ) {
    std::error_code error;
@@ -24,4 +24,4 @@ Vek::String readTextFile( const Vek::String& file ) {
    return text;
 }
 
-} // namespace Agents
+} // namespace Forms

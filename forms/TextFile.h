@@ -2,7 +2,7 @@
 
 #include "Vek/text/String.h"
 
-namespace Agents {
+namespace Forms {
 
 /// The longest file that `readTextFile` reads.
 inline constexpr std::size_t maxTextFile = std::size_t{ 16 } * 1024 * 1024;
@@ -11,4 +11,4 @@ inline constexpr std::size_t maxTextFile = std::size_t{ 16 } * 1024 * 1024;
 /// end, is longer than `maxTextFile` or not a regular file: a pipe or a device may have no end.
 Vek::String readTextFile( const Vek::String& file );
 
-} // namespace Agents
+} // namespace Forms

@@ -1,17 +1,17 @@
 #pragma once
 
-#include "agents/configd/RuleFile.h"
+#include "forms/RuleFile.h"
 
 #include <nlohmann/json.hpp>
 
 namespace TestSupport {
 
 /// What a reader makes of lines, of a file that it calls "rules".
-inline Agents::RuleFile readLines( Forms::Form form, const std::vector< Vek::String >& lines,
-                                   const Agents::RuleDefaults& defaults = {} ) {
+inline Forms::RuleFile readLines( Forms::Form form, const std::vector< Vek::String >& lines,
+                                  const Forms::RuleDefaults& defaults = {} ) {
    using namespace Flowspec;
-   const Agents::RuleForm of{ form, Forms::dialectOf( Forms::info( form ).name ) };
-   Agents::RuleReader reader( "rules", of, defaults );
+   const Forms::RuleForm of{ form, Forms::dialectOf( Forms::info( form ).name ) };
+   Forms::RuleReader reader( "rules", of, defaults );
    U64 number = 0;
    for ( const Vek::String& line : lines ) {
       reader.line( ++number, line );

@@ -1,19 +1,21 @@
-#include "agents/configd/RuleFile.h"
+#include "forms/RuleFile.h"
 
 #include "forms/KeyJson.h"
 #include "forms/LineReader.h"
 #include "forms/dialects/RouteTargets.h"
-#include "tests/agents/configd/PrintRuleError.h"
-#include "tests/agents/configd/RuleLines.h"
+#include "tests/support/Folder.h"
 #include "tests/support/KeyGenerator.h"
-#include "tests/tools/flowspecctl/Run.h"
+#include "tests/support/PrintRuleError.h"
+#include "tests/support/RuleLines.h"
 
 #include <set>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace Agents {
+#include <sys/stat.h>
+
+namespace Forms {
 
 using namespace Flowspec;
 
@@ -283,7 +285,7 @@ TEST( RuleFile, FilesThatCannotBeReadAreErrorsWithoutALine ) {
    EXPECT_THAT( only( notes ), ElementsAre( RuleError{
                                   notes, 0, "the ending of the name is not a form of rules" } ) );
    const Vek::String inner = folder.path() + "/folder.cli";
-   ASSERT_EQ( TestSupport::run( { .command = { "mkdir", inner } } ).status, 0 );
+   ASSERT_EQ( ::mkdir( inner.c_str(), 0700 ), 0 );
    EXPECT_THAT( only( inner ), ElementsAre( RuleError{ inner, 0, "not a regular file" } ) );
 }
 
@@ -306,4 +308,4 @@ TEST( RuleFile, ReadsTheExamples ) {
 }
 
 } // namespace
-} // namespace Agents
+} // namespace Forms

@@ -21,7 +21,7 @@
 ///   have them, which may span lines in some.
 ///
 /// Blank lines and those that begin with "#" say nothing.
-namespace Agents {
+namespace Forms {
 
 /// A rule as a file has it.
 struct FiledRule {
@@ -64,8 +64,8 @@ struct RuleFile {
 
 /// How the rules of a file are written: a form of keys, or a dialect.
 struct RuleForm {
-   Forms::Form form = Forms::Form::cli; ///< when there is no dialect
-   const Forms::Dialect* dialect = nullptr;
+   Form form = Form::cli; ///< when there is no dialect
+   const Dialect* dialect = nullptr;
 
    bool operator==( const RuleForm& ) const = default;
 };
@@ -110,19 +110,19 @@ private:
    };
 
    void take( U64 first, std::string_view text );
-   std::optional< Forms::Fault > readText( U64 first, std::string_view text, FiledRule& rule );
-   std::optional< Forms::Fault > readDialect( U64 first, std::string_view text, FiledRule& rule,
-                                              std::optional< U64 >& ruleId );
-   RuleError errorAt( U64 first, Forms::Fault fault ) const;
+   std::optional< Fault > readText( U64 first, std::string_view text, FiledRule& rule );
+   std::optional< Fault > readDialect( U64 first, std::string_view text, FiledRule& rule,
+                                       std::optional< U64 >& ruleId );
+   RuleError errorAt( U64 first, Fault fault ) const;
 
    RuleFile file_;
    RuleForm form_;
    RuleDefaults defaults_;
-   Forms::Context context_; // of the defaults
-   Forms::RuleLines lines_;
+   Context context_; // of the defaults
+   RuleLines lines_;
    std::unordered_set< std::size_t, KeyHash, KeyEqual > known_;
-   Forms::Rule textRule_;
-   std::vector< Forms::Fault > remarks_; // of the rule in work
+   Rule textRule_;
+   std::vector< Fault > remarks_; // of the rule in work
 };
 
 /// Reads a file. One that is not a regular file, that cannot be read to its end, or whose ending is
@@ -130,4 +130,4 @@ private:
 /// line.
 RuleFile readRuleFile( const Vek::String& file, const RuleDefaults& defaults );
 
-} // namespace Agents
+} // namespace Forms

@@ -1,8 +1,22 @@
 #pragma once
 
-#include "agents/programd/Backend.h"
+#include "Flowspec/config/RuleConfig.h"
+#include "Flowspec/vocab/HwRuleProgrammingStatus.h"
+#include "dataplane/Profile.h"
 
-namespace Agents {
+namespace Dataplane {
+
+/// What became of a rule.
+struct ProgrammingResult {
+   Flowspec::HwRuleProgrammingStatus code = Flowspec::unprocessed;
+   Vek::String reason; ///< in words for people; "" for a rule that is wholly in force
+
+   bool isProgrammed() const {
+      return code == Flowspec::programmed || code == Flowspec::programmedWithFailures;
+   }
+
+   bool operator==( const ProgrammingResult& ) const = default;
+};
 
 /// What one rule takes of hardware with a profile, whatever room there is.
 struct RuleDemand {
@@ -23,8 +37,10 @@ RuleDemand demandOf( const Flowspec::RuleConfig& rule, const Profile& profile );
 /// each takes, at least 1; 2^64 - 1 when it is larger. A range takes one for each of the prefixes
 /// that make it up, a bit mask one, or one for each of the bits of which any may match.
 U64 entriesOf( const Flowspec::RuleConfig& rule );
+/// The entries of one component.
+U64 entriesOf( const Flowspec::MatchComponent& component );
 
 /// The number of prefixes of numbers that together are `first` to `last`.
 U32 prefixCount( U32 first, U32 last );
 
-} // namespace Agents
+} // namespace Dataplane

@@ -3,13 +3,13 @@
 #include "Vrf/VrfIdMap.h"
 #include "Zorv/AddressFamily.h"
 #include "Zorv/IntfId.h"
-#include "agents/programd/Action.h"
+#include "dataplane/Action.h"
 
 #include <map>
 #include <optional>
 #include <stdexcept>
 
-namespace Agents {
+namespace Dataplane {
 
 /// A text that is no profile; the message names the member and what is wrong with it.
 class ProfileError : public std::runtime_error {
@@ -69,4 +69,4 @@ private:
    std::map< Vek::String, VrfId > vrfs_;
 };
 
-} // namespace Agents
+} // namespace Dataplane

@@ -1,4 +1,4 @@
-#include "agents/configd/RuleFile.h"
+#include "forms/RuleFile.h"
 
 #include "forms/InputFile.h"
 #include "forms/LineReader.h"
@@ -9,13 +9,12 @@
 
 #include <sys/stat.h>
 
-namespace Agents {
+namespace Forms {
 
 using namespace Flowspec;
 
 namespace {
 
-using Forms::Fault;
 using Zorv::AddressFamily;
 
 void applyDefaults( const RuleDefaults& defaults, FlowspecKey& key ) {
@@ -73,12 +72,12 @@ std::optional< RuleForm > ruleForm( std::string_view file ) {
       return std::nullopt;
    }
    const std::string_view ending = name.substr( dot + 1 );
-   if ( const auto* const dialect = Forms::dialectOf( ending == "jsonl" ? "json" : ending ) ) {
+   if ( const auto* const dialect = dialectOf( ending == "jsonl" ? "json" : ending ) ) {
       return RuleForm{ .dialect = dialect };
    }
-   const auto form = Forms::formOf( ending );
-   return form && Forms::info( *form ).readable ? std::optional( RuleForm{ .form = *form } )
-                                                : std::nullopt;
+   const auto form = formOf( ending );
+   return form && info( *form ).readable ? std::optional( RuleForm{ .form = *form } )
+                                         : std::nullopt;
 }
 
 U64 defaultRuleId( const FlowspecKey& key ) {
@@ -107,7 +106,7 @@ RuleReader::RuleReader( Vek::String file, const RuleForm& form, const RuleDefaul
 std::optional< Fault > RuleReader::readDialect( U64 first, std::string_view text, FiledRule& rule,
                                                 std::optional< U64 >& ruleId ) {
    remarks_.clear();
-   if ( auto fault = Forms::readRule( *form_.dialect, text, context_, textRule_, remarks_ ) ) {
+   if ( auto fault = readRule( *form_.dialect, text, context_, textRule_, remarks_ ) ) {
       return fault;
    }
    for ( Fault& remark : remarks_ ) {
@@ -126,12 +125,12 @@ std::optional< Fault > RuleReader::readText( U64 first, std::string_view text, F
          return fault;
       }
    } else {
-      Forms::clear( textRule_.key );
+      clear( textRule_.key );
       // Octets can be read by one who knows the family only.
-      if ( !Forms::info( form_.form ).hasInstance && defaults_.family ) {
+      if ( !info( form_.form ).hasInstance && defaults_.family ) {
          textRule_.key.addressFamilyIs( *defaults_.family );
       }
-      if ( auto reason = Forms::readRule( form_.form, text, textRule_ ) ) {
+      if ( auto reason = readRule( form_.form, text, textRule_ ) ) {
          return Fault{ 1, 0, *std::move( reason ) };
       }
       rule.key = textRule_.key;
@@ -142,7 +141,7 @@ std::optional< Fault > RuleReader::readText( U64 first, std::string_view text, F
 }
 
 void RuleReader::line( U64 number, std::string_view text ) {
-   if ( !Forms::isPassedOver( text ) ) {
+   if ( !isPassedOver( text ) ) {
       lines_.line( number, text,
                    [&]( U64 first, std::string_view whole ) { take( first, whole ); } );
    }
@@ -186,13 +185,13 @@ RuleFile readRuleFile( const Vek::String& file, const RuleDefaults& defaults ) {
    if ( ::stat( file.c_str(), &status ) == 0 && !S_ISREG( status.st_mode ) ) {
       return unreadable( file, "not a regular file" );
    }
-   const Forms::InputFile input( file );
+   const InputFile input( file );
    if ( input.fd() < 0 ) {
       return unreadable( file, "cannot open", errno );
    }
    RuleReader rules( file, *form, defaults );
-   Forms::LineReader lines( input.fd(), [] {} );
-   using Result = Forms::LineReader::Result;
+   LineReader lines( input.fd(), [] {} );
+   using Result = LineReader::Result;
    std::string_view line;
    for ( ;; ) {
       switch ( lines.next( line ) ) {
@@ -200,8 +199,8 @@ RuleFile readRuleFile( const Vek::String& file, const RuleDefaults& defaults ) {
          rules.line( lines.lineNumber(), line );
          break;
       case Result::tooLong:
-         rules.badLine( lines.lineNumber(), Vek::concat( "the line is longer than ",
-                                                         Forms::LineReader::maxLine, " bytes" ) );
+         rules.badLine( lines.lineNumber(),
+                        Vek::concat( "the line is longer than ", LineReader::maxLine, " bytes" ) );
          break;
       case Result::failed:
          return unreadable( file, "cannot read", lines.error() );
@@ -211,4 +210,4 @@ RuleFile readRuleFile( const Vek::String& file, const RuleDefaults& defaults ) {
    }
 }
 
-} // namespace Agents
+} // namespace Forms

@@ -1,11 +1,11 @@
-#include "agents/programd/Profile.h"
+#include "dataplane/Profile.h"
 
 #include "tests/support/Folder.h"
 #include "tests/support/Process.h"
 
 #include <gmock/gmock.h>
 
-namespace Agents {
+namespace Dataplane {
 namespace {
 
 using TestSupport::contents;
@@ -197,4 +197,4 @@ TEST( Profile, TheSchemaTakesWhatTheReaderTakes ) {
 }
 
 } // namespace
-} // namespace Agents
+} // namespace Dataplane

@@ -1,11 +1,11 @@
-#include "agents/programd/RuleDemand.h"
+#include "dataplane/RuleDemand.h"
 
 #include "match/RuleMatch.h"
 
 #include <algorithm>
 #include <bit>
 
-namespace Agents {
+namespace Dataplane {
 
 namespace {
 
@@ -13,20 +13,6 @@ using namespace Flowspec;
 
 U64 entriesOf( const BitMask& mask ) {
    return mask.matchAll() ? 1 : static_cast< U64 >( std::popcount( mask.mask() ) );
-}
-
-U64 entriesOf( const MatchComponent& component ) {
-   U64 entries = 0;
-   for ( const NumericalRange& range : component.numericalRange() ) {
-      entries += prefixCount( range.rangeMin(), range.rangeMax() );
-   }
-   for ( const IpBitMask& mask : component.ipBitMask() ) {
-      entries += entriesOf( mask );
-   }
-   for ( const TcpBitMask& mask : component.tcpBitMask() ) {
-      entries += entriesOf( mask );
-   }
-   return std::max( entries, U64{ 1 } );
 }
 
 // The types of the components that the profile does not have, joined by ", ".
@@ -75,6 +61,20 @@ U32 prefixCount( U32 first, U32 last ) {
    return count;
 }
 
+U64 entriesOf( const MatchComponent& component ) {
+   U64 entries = 0;
+   for ( const NumericalRange& range : component.numericalRange() ) {
+      entries += prefixCount( range.rangeMin(), range.rangeMax() );
+   }
+   for ( const IpBitMask& mask : component.ipBitMask() ) {
+      entries += entriesOf( mask );
+   }
+   for ( const TcpBitMask& mask : component.tcpBitMask() ) {
+      entries += entriesOf( mask );
+   }
+   return std::max( entries, U64{ 1 } );
+}
+
 U64 entriesOf( const RuleConfig& rule ) {
    U64 product = 1;
    for ( const auto& [type, component] : rule.matchSet() ) {
@@ -95,4 +95,4 @@ RuleDemand demandOf( const RuleConfig& rule, const Profile& profile ) {
    return demand;
 }
 
-} // namespace Agents
+} // namespace Dataplane

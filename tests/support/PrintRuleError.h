@@ -1,14 +1,14 @@
 #pragma once
 
-#include "agents/configd/RuleFile.h"
+#include "forms/RuleFile.h"
 
 #include <ostream>
 
-namespace Agents {
+namespace Forms {
 
 /// How a failed test shows an error.
 inline void PrintTo( const RuleError& error, std::ostream* out ) {
    *out << error.file << ':' << error.line << ": " << error.reason;
 }
 
-} // namespace Agents
+} // namespace Forms
