@@ -11,20 +11,21 @@ _flowspecctl() {
    (( COMP_CWORD < 2 )) || command=${COMP_WORDS[1]}
    case $command:$previous in
    rule:--from | rule:--to) words=$dialects ;;
-   key:--from | check:--from) words=$readable ;;
+   key:--from | check:--from | explain:--from) words=$readable ;;
    key:--to)
       # A list: completes what stands behind the last comma.
       words="$readable detail rd-detail words"
       [[ $current != *,* ]] || front=${current%,*},
       ;;
    convert:--to) words='cli cli-len value diag json detail words nlri bird exabgp exabgp-json gobgp gobgp-json' ;;
-   key:--family | rule:--family | check:--family | convert:--family) words='ipv4 ipv6' ;;
+   key:--family | rule:--family | check:--family | explain:--family | convert:--family) words='ipv4 ipv6' ;;
    key:--rd | key:--vrf | rule:--vrf | rule:--local-as | rule:--route-target | convert:--vrf) return ;;
+   explain:--vrf | explain:--protect | explain:--session) return ;;
    nlri:--afi) words='1 2' ;;
    nlri:--safi) words='133 134' ;;
    nlri:--rd) return ;;
    key:--equivalent | rule:--equivalent) return ;;
-   key:* | rule:* | check:* | convert:* | nlri:* | decode-log:*)
+   key:* | rule:* | check:* | explain:* | convert:* | nlri:* | decode-log:*)
       if [[ $current != -* ]]; then
          compopt -o filenames
          mapfile -t COMPREPLY < <( compgen -f -- "$current" )
@@ -40,6 +41,10 @@ _flowspecctl() {
             --help'
          ;;
       check) words='--from --json --family --help' ;;
+      explain)
+         words='--from --json --vrf --family --profile --protect --session --rules --alone --socket
+            --config-root --peers-root --help'
+         ;;
       convert) words='--to --vrf --family --help' ;;
       nlri) words='--afi --safi --json --encode --shortest --rd --help' ;;
       decode-log) words='--dump --json --help' ;;
@@ -88,7 +93,7 @@ _flowspecctl() {
    watch:*) words='--socket --json --initial --help' ;;
    vocab:* | types:*) words='--json --help' ;;
    *)
-      words='key rule check convert nlri vocab decode-log dump show refresh enable disable interface-set
+      words='key rule check explain convert nlri vocab decode-log dump show refresh enable disable interface-set
          vrf-override watch types --help --version'
       ;;
    esac

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "dataplane/RuleDemand.h"
+#include "tools/flowspecctl/ConfiguredRules.h"
+#include "tools/flowspecctl/GuardedPackets.h"
+
+namespace Tools {
+
+/// Another rule that matches packets of the explained one, too.
+struct Neighbour {
+   const ConfiguredRule* rule;
+   bool isFirst;         ///< it is tried before
+   bool wholly;          ///< the later of the two gets no packet
+   Match::Packet packet; ///< that both match
+};
+
+/// What is told of a rule.
+struct Explanation {
+   Flowspec::FlowspecKey key;
+   Vek::Ptr< Flowspec::RuleConfig > rule{};
+   std::vector< Flowspec::MatchComponent > components{};
+   Flowspec::MatchCompType infeasible = Flowspec::invalid; ///< the component at fault
+   std::optional< Match::Packet > matched{};               ///< a packet that matches
+   bool matchesAll = false;
+   Forms::Reason warning{};
+   std::optional< Dataplane::RuleDemand > demand{};
+   std::vector< Neighbour > before{};
+   std::vector< Neighbour > after{};
+   U64 moreBefore = 0; ///< beside those of the list
+   U64 moreAfter = 0;
+   std::vector< std::pair< const GuardedPackets*, Match::Packet > > hits{};
+};
+
+/// Explains one rule after the other.
+class RuleExplainer {
+public:
+   /// More neighbours of either kind are counted only.
+   static constexpr std::size_t maxNeighbours = 20;
+
+   /// `others` are in the order in which they are tried.
+   RuleExplainer( std::optional< Dataplane::Profile > profile, std::vector< ConfiguredRule > others,
+                  std::vector< GuardedPackets > guarded );
+
+   /// Why the rule cannot be taken apart; nothing when all that is known of it is in `explanation`,
+   /// which must be new and does not outlive the explainer.
+   Forms::Reason explain( const Forms::Rule& rule, Explanation& explanation ) const;
+
+   bool hasProfile() const { return profile_.has_value(); }
+   /// Whether the profile can match on the component.
+   bool canMatchOn( Zorv::AddressFamily family, Flowspec::MatchCompType type ) const;
+
+private:
+   void findNeighbours( const Match::PacketSet& packets, bool goesOn, Explanation& found ) const;
+
+   const std::optional< Dataplane::Profile > profile_;
+   const std::vector< ConfiguredRule > others_;
+   const std::vector< GuardedPackets > guarded_;
+   std::vector< Match::PacketSet > packets_; // of the others
+};
+
+/// Fills `key`'s match set; the first component that no packet satisfies, or that cannot hold
+/// together with the others; `invalid` when there is none.
+Flowspec::MatchCompType
+infeasibleComponent( Flowspec::RuleConfig& rule,
+                     const std::vector< Flowspec::MatchComponent >& components );
+
+/// Whether the rule matches each packet of its family.
+bool matchesEverything( const Flowspec::FlowspecKey& key );
+
+} // namespace Tools
