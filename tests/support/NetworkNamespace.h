@@ -3,6 +3,7 @@
 #include "Vek/text/String.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
@@ -37,6 +38,17 @@ public:
       if ( std::system( line.c_str() ) != 0 ) {
          throw std::runtime_error( "fails: " + line );
       }
+   }
+   /// What a line of shell writes.
+   Vek::String output( const Vek::String& line ) const {
+      std::FILE* const pipe = ::popen( line.c_str(), "r" );
+      Vek::String text;
+      char room[4096];
+      for ( std::size_t size = 0; ( size = std::fread( room, 1, sizeof room, pipe ) ) > 0; ) {
+         text.append( room, size );
+      }
+      ::pclose( pipe );
+      return text;
    }
 
 private:
