@@ -1,0 +1,407 @@
+#include "dataplane/nftables/RuleLines.h"
+
+#include "Vek/text/Text.h"
+#include "match/Packet.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+
+namespace Dataplane::Nftables {
+
+namespace {
+
+using namespace Flowspec;
+using Match::FragmentBits;
+using Source = Field::Source;
+using Zorv::AddressFamily;
+
+constexpr U8 tcp = 6;
+constexpr U8 udp = 17;
+
+constexpr Field protocolField{ Source::l4proto, 0, 1, 0xFF };
+constexpr Field srcPortField{ Source::transport, 0, 2, 0xFFFF };
+constexpr Field destPortField{ Source::transport, 2, 2, 0xFFFF };
+
+// Where the number of a component is in a packet.
+struct Numbers {
+   Field field;
+   U32 scale = 1;  // of a number of the field to that of a component
+   U32 beside = 0; // what the field is less than the component
+};
+
+Numbers numbersOf( MatchCompType type, AddressFamily family ) {
+   const bool v6 = family == AddressFamily::ipv6;
+   switch ( type ) {
+   case MatchCompType::icmpType:
+      return { { Source::transport, 0, 1, 0xFF } };
+   case MatchCompType::icmpCode:
+      return { { Source::transport, 1, 1, 0xFF } };
+   case packetLength: // IPv6 has the length of what follows its header
+      return v6 ? Numbers{ { Source::network, 4, 2, 0xFFFF }, 1, 40 }
+                : Numbers{ { Source::network, 2, 2, 0xFFFF } };
+   case MatchCompType::dscp:
+      return v6 ? Numbers{ { Source::network, 0, 2, 0x0FC0 }, 0x40 }
+                : Numbers{ { Source::network, 1, 1, 0xFC }, 4 };
+   case MatchCompType::flowLabel:
+      return { { Source::network, 1, 3, 0x0FFFFF } };
+   case MatchCompType::srcPort:
+      return { srcPortField };
+   default:
+      return { destPortField };
+   }
+}
+
+std::vector< Range > intersection( const std::vector< Range >& a, const std::vector< Range >& b ) {
+   std::vector< Range > both;
+   for ( const Range& x : a ) {
+      for ( const Range& y : b ) {
+         const Range common{ std::max( x.low, y.low ), std::min( x.high, y.high ) };
+         if ( common.low <= common.high ) {
+            both.push_back( common );
+         }
+      }
+   }
+   return both;
+}
+
+// Turned around when that leaves one value to compare with.
+Test testOf( const Field& field, std::vector< Range > ranges ) {
+   const U32 lowestBit = field.mask & ( ~field.mask + 1 );
+   const bool allButOne = ( ranges.size() == 1 && ranges[0].low == lowestBit &&
+                            ranges[0].high == field.mask && ranges[0].low != ranges[0].high ) ||
+                          ( ranges.size() == 2 && ranges[0].low == 0 &&
+                            ranges[1].high == field.mask && ranges[0].high + 2 == ranges[1].low );
+   if ( allButOne ) {
+      const U32 value = ranges.size() == 1 ? 0 : ranges[0].high + 1;
+      return { field, { { value, value } }, true };
+   }
+   return { field, std::move( ranges ) };
+}
+
+// The values of the numbers' field that are in the ranges of a component.
+std::vector< Range > fieldRanges( const Numbers& numbers, const std::vector< Range >& ranges ) {
+   std::vector< Range > values;
+   for ( const Range& range : ranges ) {
+      if ( range.high >= numbers.beside ) {
+         const U32 low = std::max( range.low, numbers.beside ) - numbers.beside;
+         values.push_back(
+            { low * numbers.scale, ( range.high - numbers.beside ) * numbers.scale } );
+      }
+   }
+   return values;
+}
+
+// The masked values of a field that `admits` admits. Values that the mask rules out do not occur,
+// so that a range may go over them.
+template < typename Admits >
+std::vector< Range > maskedRanges( U32 mask, Admits admits ) {
+   std::vector< Range > ranges;
+   bool open = false;
+   U32 value = 0;
+   do {
+      if ( !admits( value ) ) {
+         open = false;
+      } else if ( open ) {
+         ranges.back().high = value;
+      } else {
+         ranges.push_back( { value, value } );
+         open = true;
+      }
+      value = ( ( value | ~mask ) + 1 ) & mask;
+   } while ( value != 0 );
+   return ranges;
+}
+
+Test tcpFlagsTest( const Wire::FlagFunction& flags ) {
+   U32 mask = 0;
+   for ( const auto& cube : flags.cubes() ) {
+      mask |= cube.set | cube.clear;
+   }
+   return testOf( { Source::transport, 12, 2, mask },
+                  maskedRanges( mask, [&]( U32 value ) { return flags.admits( value ); } ) );
+}
+
+// The combination of `fragment` flags of a packet.
+U32 fragmentFlags( bool dontFragment, bool more, bool atOffset ) {
+   U32 flags = dontFragment ? FragmentBits::dontFragment : 0;
+   if ( atOffset ) {
+      flags |= FragmentBits::isFragment | ( more ? 0 : FragmentBits::lastFragment );
+   } else if ( more ) {
+      flags |= FragmentBits::firstFragment;
+   }
+   return flags;
+}
+
+// Of the word with IPv4's flags and offset, each of the three parts as far as it matters.
+Test ipv4FragmentTest( const Wire::FlagFunction& flags ) {
+   constexpr U32 parts[] = { 0x1FFF, 0x2000, 0x4000 }; // offset, more fragments, don't fragment
+   const auto admits = [&]( U32 word ) {
+      return flags.admits( fragmentFlags( word & parts[2], word & parts[1], word & parts[0] ) );
+   };
+   U32 mask = 0;
+   for ( const U32 part : parts ) {
+      for ( const U32 word :
+            { 0x0000U, 0x0001U, 0x2000U, 0x2001U, 0x4000U, 0x4001U, 0x6000U, 0x6001U } ) {
+         if ( admits( word & ~part ) != admits( word | ( part & 0x6001 ) ) ) {
+            mask |= part;
+         }
+      }
+   }
+   // All offsets but 0 are the same: the lowest stands for them.
+   std::vector< Range > ranges =
+      maskedRanges( mask & 0x6001, [&]( U32 word ) { return admits( word ); } );
+   if ( mask & parts[0] ) {
+      for ( Range& range : ranges ) {
+         range.high |= range.high & 1 ? parts[0] : 0;
+      }
+   }
+   return testOf( { Source::network, 6, 2, mask }, std::move( ranges ) );
+}
+
+Test equal( const Field& field, U32 value, bool negated = false ) {
+   return { field, { { value, value } }, negated };
+}
+
+// Offset and more-fragments flag are at both ends of a word of the fragment header, and a packet
+// may have no such header: alternatives.
+std::vector< Line > ipv6FragmentLines( const Wire::FlagFunction& flags ) {
+   constexpr Field offset{ Source::header, 2, 2, 0xFFF8, 44 };
+   constexpr Field more{ Source::header, 3, 1, 0x01, 44 };
+   std::vector< Line > lines;
+   for ( const bool atOffset : { false, true } ) {
+      const bool last = flags.admits( fragmentFlags( false, false, atOffset ) );
+      const bool notLast = flags.admits( fragmentFlags( false, true, atOffset ) );
+      if ( !last && !notLast ) {
+         continue;
+      }
+      Line line{ equal( offset, 0, atOffset ) };
+      if ( last != notLast ) {
+         line.push_back( equal( more, notLast ) );
+      }
+      lines.push_back( std::move( line ) );
+   }
+   if ( flags.admits( 0 ) ) {
+      // With all of the chain there: the protocol can be read, and it is no extension header.
+      lines.push_back( { NoFragmentHeader(), equal( protocolField, 44, true ) } );
+   }
+   return lines;
+}
+
+// Adds the test of a component to each line; alternatives make several of one.
+void addAlternatives( std::vector< Line >& lines, const std::vector< Line >& alternatives ) {
+   std::vector< Line > product;
+   for ( const Line& line : lines ) {
+      for ( const Line& alternative : alternatives ) {
+         product.push_back( line );
+         product.back().insert( product.back().end(), alternative.begin(), alternative.end() );
+      }
+   }
+   lines = std::move( product );
+}
+
+// The protocols that have the field of a component; all when it says nothing of them.
+std::vector< Range > protocolsOf( MatchCompType type, AddressFamily family ) {
+   switch ( type ) {
+   case MatchCompType::port:
+   case MatchCompType::destPort:
+   case MatchCompType::srcPort:
+      return { { tcp, tcp }, { udp, udp } };
+   case MatchCompType::tcpFlags:
+      return { { tcp, tcp } };
+   case MatchCompType::icmpType:
+   case MatchCompType::icmpCode:
+      return family == AddressFamily::ipv6 ? std::vector< Range >{ { 58, 58 } }
+                                           : std::vector< Range >{ { 1, 1 } };
+   default:
+      return { { 0, 0xFF } };
+   }
+}
+
+std::vector< Line > componentLines( const Wire::CanonicalComponent& component,
+                                    AddressFamily family ) {
+   switch ( component.type ) {
+   case MatchCompType::port:
+      return { { testOf( destPortField, component.ranges ) },
+               { testOf( srcPortField, component.ranges ) } };
+   case MatchCompType::tcpFlags:
+      return { { tcpFlagsTest( component.flags ) } };
+   case MatchCompType::fragment:
+      if ( family == AddressFamily::ipv6 ) {
+         return ipv6FragmentLines( component.flags );
+      }
+      return { { ipv4FragmentTest( component.flags ) } };
+   default:
+      const Numbers numbers = numbersOf( component.type, family );
+      return { { testOf( numbers.field, fieldRanges( numbers, component.ranges ) ) } };
+   }
+}
+
+bool readsTransport( MatchCompType type, AddressFamily family ) {
+   return protocolsOf( type, family ) != protocolsOf( ipProto, family );
+}
+
+/// One of the ways to the transport header.
+struct Way {
+   Line tests;
+   U8 header = 0; // the protocol by which the kernel looks for the header; 0 when it knows where
+};
+
+// The kernel takes an authentication header for the protocol of an IPv6 packet, so that what is
+// after it is another way.
+std::vector< Way > waysOf( const Wire::CanonicalRule& rule ) {
+   const AddressFamily family = rule.family();
+   const std::vector< Range > all{ { 0, 0xFF } };
+   std::vector< Range > protocols = all;
+   bool transport = false;
+   bool readsProtocol = false;
+   for ( const Wire::CanonicalComponent& component : rule.components() ) {
+      const bool names = component.type == ipProto;
+      protocols = intersection( protocols,
+                                names ? component.ranges : protocolsOf( component.type, family ) );
+      transport = transport || readsTransport( component.type, family );
+      readsProtocol = readsProtocol || names || transport;
+   }
+   if ( !readsProtocol ) {
+      return { {} };
+   }
+   if ( family == AddressFamily::ipv4 ) {
+      Way way{ { testOf( protocolField, protocols ) } };
+      if ( transport ) {
+         way.tests.push_back( equal( { Source::network, 6, 2, 0x1FFF }, 0 ) );
+      }
+      return { std::move( way ) };
+   }
+   if ( protocols == all ) {
+      return { { { equal( protocolField, 44, true ) } } }; // that can be read
+   }
+   constexpr U8 authentication = 51;
+   std::vector< Way > ways{
+      { { testOf( protocolField, intersection( protocols, { { 0, 50 }, { 52, 0xFF } } ) ) } } };
+   const Test after = equal( protocolField, authentication );
+   if ( !transport ) {
+      // What is after an extension header is not known.
+      ways.push_back(
+         { { after,
+             testOf( { Source::transport, 0, 1, 0xFF },
+                     intersection( protocols,
+                                   { { 1, 42 }, { 45, 50 }, { 52, 59 }, { 61, 0xFF } } ) ) } } );
+   }
+   for ( const Range& range : protocols ) {
+      for ( U32 protocol = range.low; transport && protocol <= range.high; ++protocol ) {
+         ways.push_back( { { after }, static_cast< U8 >( protocol ) } );
+      }
+   }
+   return ways;
+}
+
+// Has the kernel look for the header that transport fields are in.
+void readAt( U8 header, Line& line ) {
+   for ( Expression& expression : line ) {
+      auto* const test = std::get_if< Test >( &expression );
+      if ( header != 0 && test && test->field.source == Source::transport ) {
+         test->field.source = Source::header;
+         test->field.protocol = header;
+      }
+   }
+}
+
+bool admitsNothing( const Line& line ) {
+   return std::ranges::any_of( line, []( const Expression& expression ) {
+      const auto* const test = std::get_if< Test >( &expression );
+      return test != nullptr && test->ranges.empty();
+   } );
+}
+
+} // namespace
+
+std::vector< Line > matchLines( const Wire::CanonicalRule& rule ) {
+   if ( rule.nothing() ) {
+      return {};
+   }
+   Line source;
+   if ( rule.srcPrefix().length() > 0 ) {
+      source.push_back( SourceTest{ rule.srcPrefix() } );
+   }
+   std::vector< Line > all;
+   for ( const Way& way : waysOf( rule ) ) {
+      std::vector< Line > lines{ source };
+      addAlternatives( lines, { way.tests } );
+      for ( const Wire::CanonicalComponent& component : rule.components() ) {
+         if ( component.type != ipProto ) {
+            addAlternatives( lines, componentLines( component, rule.family() ) );
+         }
+      }
+      for ( Line& line : lines ) {
+         readAt( way.header, line );
+         if ( !admitsNothing( line ) ) {
+            all.push_back( std::move( line ) );
+         }
+      }
+   }
+   return all;
+}
+
+Vek::String whyNot( const RuleAction& action, Actions done ) {
+   if ( done[numberOf( Action::trafficRate )] &&
+        !( action.rateLimit <= static_cast< float >( maxByteRate ) ) ) {
+      return Vek::concat( "the rate is more than ", maxByteRate, " bytes a second" );
+   }
+   if ( done[numberOf( Action::trafficRatePkt )] &&
+        !( action.rateLimit <= static_cast< float >( maxPacketRate ) ) ) {
+      return Vek::concat( "the rate is more than ", maxPacketRate, " packets a second" );
+   }
+   return "";
+}
+
+Limit limitOf( double rate, bool bytes ) {
+   constexpr U64 units[] = { 1, 60, 3600, 86400, 604800 };
+   double perUnit = 0;
+   U64 unit = 0;
+   for ( const U64 seconds : units ) {
+      unit = seconds;
+      perUnit = std::round( rate * static_cast< double >( seconds ) );
+      const double exact = rate * static_cast< double >( seconds );
+      if ( std::abs( perUnit - exact ) <= exact * 0.001 ) {
+         break;
+      }
+   }
+   const U64 number = static_cast< U64 >( std::max( perUnit, 1.0 ) );
+   const U64 burst = unit == 1 ? std::max( number / 10, U64{ 5 } ) : U64{ 5 };
+   return { number, unit, bytes ? 0 : static_cast< U32 >( burst ), bytes };
+}
+
+ActionLines actionLines( const RuleAction& action, Actions done, const Vek::String& name ) {
+   const auto does = [&]( Action one ) { return done[numberOf( one )]; };
+   ActionLines result;
+   result.continues = does( Action::continueMatch );
+   Line line{ Count{ name } };
+   if ( does( Action::sample ) ) {
+      line.push_back( Log{ sampleGroup, "flowspec " + name } );
+   }
+   if ( does( Action::trafficMarking ) ) {
+      line.push_back( SetDscp{ static_cast< U8 >( action.markDscp.value() & 0x3F ) } );
+   }
+   const bool limits = does( Action::trafficRate ) || does( Action::trafficRatePkt );
+   if ( does( Action::trafficDrop ) || ( limits && !( action.rateLimit > 0 ) ) ) {
+      line.push_back( Verdict{ Verdict::Kind::drop } );
+      result.lines.push_back( std::move( line ) );
+      return result;
+   }
+   if ( limits ) {
+      result.limit = limitOf( action.rateLimit, does( Action::trafficRate ) );
+      line.push_back( OverLimit{ name } );
+      line.push_back( Verdict{ Verdict::Kind::drop } );
+      result.lines.push_back( std::move( line ) );
+      line = {};
+   }
+   if ( !result.continues ) {
+      line.push_back( Verdict{ Verdict::Kind::accept } );
+   }
+   if ( !line.empty() ) {
+      result.lines.push_back( std::move( line ) );
+   }
+   return result;
+}
+
+} // namespace Dataplane::Nftables
