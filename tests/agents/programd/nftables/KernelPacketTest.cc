@@ -1,0 +1,217 @@
+#include "Osk/Endian.h"
+#include "match/RuleMatch.h"
+#include "tests/agents/programd/nftables/PacketWire.h"
+#include "tests/match/RandomMatch.h"
+#include "wire/Precedence.h"
+
+#include <gtest/gtest.h>
+
+namespace Agents::Nftables {
+namespace {
+
+using namespace Dataplane::Nftables;
+using Dataplane::Action;
+using Dataplane::Actions;
+using Flowspec::FlowspecKey;
+using Match::RuleMatch;
+using TestSupport::PacketWire;
+using TestSupport::RandomMatch;
+using Zorv::AddressFamily;
+
+Actions actions( std::initializer_list< Action > list ) {
+   Actions set;
+   for ( const Action action : list ) {
+      set.set( numberOf( action ) );
+   }
+   return set;
+}
+
+/// A rule, and what the kernel is to make of it.
+struct TestRule {
+   FlowspecKey key;
+   RuleMatch match;
+   Actions done;
+   RulePtr rule;
+};
+
+TestRule testRule( const FlowspecKey& key, Actions done, std::size_t number ) {
+   const Wire::CanonicalRule canonical( key );
+   const Vek::String name = "r" + std::to_string( number );
+   Rule rule{ 0,    canonical.destPrefix(),  {},
+              name, matchLines( canonical ), actionLines( {}, done, name ) };
+   return { key, RuleMatch( key ), done, std::make_shared< const Rule >( std::move( rule ) ) };
+}
+
+/// Whether a packet is one of those that the kernel cannot be asked about: see `matchLines`.
+bool isException( const std::vector< U8 >& packet ) {
+   if ( packet[0] >> 4 != 6 ) {
+      return false;
+   }
+   std::size_t at = 40;
+   bool authentic = false;
+   bool fragment = false;
+   for ( U8 next = packet[6]; next == 0 || next == 43 || next == 44 || next == 51 || next == 60; ) {
+      if ( authentic || ( fragment && next == 44 ) || ( next == 43 && at + 4 > packet.size() ) ) {
+         return true;
+      }
+      authentic = next == 51;
+      fragment = fragment || next == 44;
+      if ( at + 4 > packet.size() || ( next == 44 && Osk::loadBig16( &packet[at + 2] ) >> 3 ) ) {
+         return false;
+      }
+      const std::size_t size = next == 44   ? 8U
+                               : next == 51 ? 4U * ( packet[at + 1] + 2U )
+                                            : 8U * ( packet[at + 1] + 1U );
+      next = packet[at];
+      at += size;
+   }
+   return false;
+}
+
+/// The next packet that the kernel can be asked about.
+std::vector< U8 > nextPacket( RandomMatch& random ) {
+   while ( true ) {
+      const auto packet = PacketWire::acceptable( random.packet() );
+      if ( !packet.empty() && !isException( packet ) ) {
+         return packet;
+      }
+   }
+}
+
+struct KernelPackets : testing::Test {
+   void SetUp() override {
+      if ( !wire.missing().empty() ) {
+         GTEST_SKIP() << wire.missing();
+      }
+   }
+
+   static std::vector< RulePtr > rulesOf( AddressFamily family,
+                                          const std::vector< TestRule >& rules ) {
+      std::vector< RulePtr > own;
+      for ( const TestRule& rule : rules ) {
+         if ( rule.key.addressFamily() == family ) {
+            own.push_back( rule.rule );
+         }
+      }
+      return own;
+   }
+
+   // Puts rules into force, in their order.
+   void program( std::vector< TestRule >& rules ) {
+      std::stable_sort( rules.begin(), rules.end(), []( const auto& a, const auto& b ) {
+         return Wire::precedes( a.key, b.key );
+      } );
+      Batch batch;
+      for ( const auto family : { AddressFamily::ipv4, AddressFamily::ipv6 } ) {
+         replaceAll( batch, rulesetOf( family, rulesOf( family, rules ), { { "in", {} } } ), {} );
+      }
+      for ( const Kernel::Refusal& refusal : wire.kernel().commit( batch ) ) {
+         ADD_FAILURE() << "message " << refusal.message << ": " << std::strerror( refusal.error );
+      }
+   }
+
+   CountsByName counters() {
+      CountsByName all = wire.kernel().counters( AddressFamily::ipv4 );
+      all.merge( wire.kernel().counters( AddressFamily::ipv6 ) );
+      return all;
+   }
+
+   // Sends a packet and compares which rules counted it, and whether it came through.
+   void compare( const std::vector< TestRule >& rules, const std::vector< U8 >& bytes ) {
+      const auto seen = wire.seen();
+      const CountsByName before = counters();
+      if ( !wire.send( bytes ) ) {
+         ++refused;
+         return;
+      }
+      ++sent;
+      const auto packet = Match::parsePacket( bytes );
+      bool through = true;
+      bool tried = true;
+      const CountsByName after = counters();
+      for ( const TestRule& rule : rules ) {
+         const Vek::String& name = rule.rule->name;
+         const bool matches = tried && rule.match.matches( *packet );
+         EXPECT_EQ( after.at( name ).packets - before.at( name ).packets, matches ? 1U : 0U )
+            << rule.key.toStrepCli( false ) << '\n'
+            << lineTexts( *rule.rule, rule.key.addressFamily() ) << testing::PrintToString( bytes );
+         if ( matches ) {
+            ++matched;
+            if ( rule.done[numberOf( Action::trafficDrop )] ) {
+               through = false;
+               tried = false;
+            }
+            tried = tried && rule.done[numberOf( Action::continueMatch )];
+         }
+      }
+      EXPECT_EQ( wire.seen().through - seen.through, through ? 1U : 0U )
+         << testing::PrintToString( bytes );
+   }
+
+   static Vek::String lineTexts( const Rule& rule, AddressFamily family ) {
+      Vek::String all;
+      for ( const Line& line : rule.matches ) {
+         all += text( line, family ) + '\n';
+      }
+      return all;
+   }
+
+   PacketWire wire;
+   U64 sent = 0;
+   U64 refused = 0;
+   U64 matched = 0;
+};
+
+// All rules at once, each of which just counts: what one counts does not depend on the others.
+TEST_F( KernelPackets, CountWhatEachRuleMatches ) {
+   RandomMatch random( 20261122 );
+   std::vector< TestRule > rules;
+   std::vector< std::vector< U8 > > packets;
+   while ( rules.size() < 2000 ) {
+      const auto packet = nextPacket( random );
+      packets.push_back( packet );
+      for ( int i = 0; i < 2; ++i ) {
+         rules.push_back(
+            testRule( random.rule( packet ), actions( { Action::continueMatch } ), rules.size() ) );
+      }
+   }
+   program( rules );
+   for ( const auto& packet : packets ) {
+      compare( rules, packet );
+      if ( HasFailure() ) {
+         return;
+      }
+   }
+   EXPECT_GT( sent, 900U );
+   EXPECT_LT( refused, 100U );
+   EXPECT_GT( matched, 20'000U );
+}
+
+// Sets in which several rules match: the first wins, and those after it that it lets go on.
+TEST_F( KernelPackets, GoByTheOrderOfRules ) {
+   RandomMatch random( 77 );
+   static const Actions choices[] = { actions( { Action::trafficDrop } ),
+                                      actions( { Action::trafficPermit } ),
+                                      actions( { Action::continueMatch } ) };
+   for ( int round = 0; round < 20; ++round ) {
+      std::vector< TestRule > rules;
+      std::vector< std::vector< U8 > > packets;
+      while ( packets.size() < 100 ) {
+         const auto packet = nextPacket( random );
+         packets.push_back( packet );
+         rules.push_back(
+            testRule( random.rule( packet ), random.random().oneOf( choices ), rules.size() ) );
+      }
+      program( rules );
+      for ( const auto& packet : packets ) {
+         compare( rules, packet );
+         if ( HasFailure() ) {
+            return;
+         }
+      }
+   }
+   EXPECT_GT( matched, 2000U );
+}
+
+} // namespace
+} // namespace Agents::Nftables
