@@ -145,6 +145,18 @@ FIGURES += [
     ("MatchBench", "build a matcher of 10,000 rules, per rule", "buildMatcher/10000", None, None),
 ]
 
+for kind, what in (("", "each with a destination"), ("OfOneDestination", "of one destination")):
+    FIGURES += [
+        (
+            "OverlapsBench",
+            f"look for what hides a rule, {size:,} {what}; beside 1,000",
+            f"overlaps{kind}/{size}",
+            f"overlaps{kind}/1000",
+            None,
+        )
+        for size in (10, 10_000, 100_000)
+    ]
+
 FIGURES += [
     ("WireBench", "read an NLRI, plain decoder", "decodeRules", "decodeRulesPlain", 10),
     ("WireBench", "read an NLRI, memcpy of its octets", "decodeRules", "copyRules", 1 / 8),

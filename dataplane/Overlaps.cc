@@ -131,6 +131,10 @@ void OverlapFinder::compare( std::size_t rule, const Group& group, Overlaps& fou
    for ( std::size_t i = 0; i < candidates.positions.size(); ++i ) {
       const RuleIndex::Position at = candidates.positions[i];
       const std::size_t position = group.rules[at];
+      // The one that it is the same as takes what it would.
+      if ( places_[position].same != none ) {
+         continue;
+      }
       const ComparedRule& other = rules_[position];
       const CanonicalRule& others = group.index.rule( at );
       const bool mayCover = contains( others.destPrefix(), canonical.destPrefix() ) &&

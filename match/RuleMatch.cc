@@ -104,4 +104,17 @@ bool RuleMatch::matches( const Packet& packet ) const {
           } );
 }
 
+MatchCompType RuleMatch::mismatch( const Packet& packet ) const {
+   if ( !destination_.holds( packet.destination ) ) {
+      return MatchCompType::destPrefix;
+   }
+   if ( !source_.holds( packet.source ) ) {
+      return MatchCompType::srcPrefix;
+   }
+   const auto failed = std::ranges::find_if_not( components_, [&]( const Component& component ) {
+      return matchesComponent( component, packet );
+   } );
+   return failed == components_.end() ? invalid : failed->type;
+}
+
 } // namespace Match

@@ -41,6 +41,10 @@ public:
 
    bool matches( const Packet& packet ) const;
 
+   /// The first component that a packet of the rule's family does not match, prefixes first and the
+   /// others in the order of the key; `invalid` when it matches all. Of a rule that can be applied.
+   Flowspec::MatchCompType mismatch( const Packet& packet ) const;
+
    /// The key's family when the rule is valid.
    Zorv::AddressFamily family() const { return family_; }
    /// The empty prefix stands for any address.

@@ -3,11 +3,10 @@
 #include "Osk/Types.h"
 #include "Vek/text/String.h"
 #include "agents/daemon/EventLoop.h"
+#include "dataplane/CaptureFile.h"
 
 #include <functional>
 #include <span>
-
-struct pcap;
 
 namespace Agents {
 
@@ -27,7 +26,7 @@ public:
    PacketFile& operator=( const PacketFile& ) = delete;
    ~PacketFile();
 
-   int fd() const override { return waits_ ? fd_ : -1; }
+   int fd() const override { return waits_ ? capture_.fd() : -1; }
    EventLoop::Clock::time_point due() const override;
    void ready() override;
 
@@ -35,10 +34,8 @@ private:
    EventLoop& loop_;
    const Sink sink_;
    const End end_;
-   ::pcap* capture_;
-   int fd_;
+   Dataplane::CaptureFile capture_;
    bool waits_; ///< for each packet, as they come from a pipe
-   bool atEnd_ = false;
    U64 packets_ = 0;
 };
 

@@ -126,6 +126,14 @@ TEST( Overlaps, CompareRulesOfTheSameInterfaces ) {
    EXPECT_EQ( found( { elsewhere, ruleOf( "10.0.0.0/8;*;DP:=443;" ) } ), "nothing" );
 }
 
+// Whether rule `first` is tried before `second` and has the same packets.
+bool isSameAs( const std::vector< Rule >& rules, std::size_t first, std::size_t second ) {
+   const FlowspecKey& a = rules[first].key;
+   const FlowspecKey& b = rules[second].key;
+   return ( Wire::precedes( a, b ) || ( a == b && first < second ) ) && Wire::equivalent( a, b ) &&
+          coversSets( a, b ) && coversSets( b, a );
+}
+
 // What is found beside a comparison of each pair.
 TEST( Overlaps, AgreeWithAComparisonOfAll ) {
    TestSupport::RandomMatch random( 5102 );
@@ -161,11 +169,15 @@ TEST( Overlaps, AgreeWithAComparisonOfAll ) {
                continue;
             }
             isPartly = true;
-            isSame = isSame || ( Wire::equivalent( other, key ) && coversSets( other, key ) &&
-                                 coversSets( key, other ) );
+            isSame = isSame || isSameAs( rules, k, i );
             isWhole = isWhole || ( coversSets( other, key ) && !packets.beyond( others ) );
-            isContradicted =
-               isContradicted || ( rules[k].action != rules[i].action && others.beyond( packets ) );
+            // One that gets no packet contradicts none.
+            bool isDouble = false;
+            for ( std::size_t first = 0; first < rules.size(); ++first ) {
+               isDouble = isDouble || isSameAs( rules, first, k );
+            }
+            isContradicted = isContradicted || ( !isDouble && rules[k].action != rules[i].action &&
+                                                 others.beyond( packets ) );
          }
          const Overlaps overlaps = finder.overlapsOf( i );
          const Vek::String text = key.stringValue();

@@ -3,7 +3,6 @@
 #include "forms/Diagnostics.h"
 #include "forms/MatchSetText.h"
 #include "forms/Printable.h"
-#include "forms/TextFile.h"
 #include "tools/flowspecctl/Options.h"
 #include "tools/flowspecctl/RuleExplainer.h"
 #include "tools/terminal/Lines.h"
@@ -81,7 +80,7 @@ private:
       addNeighbours( lines, "hidden by", told.before, told.moreBefore );
       addNeighbours( lines, "hides", told.after, told.moreAfter );
       for ( const auto& [guarded, packet] : told.hits ) {
-         lines.add( guarded->what, Vek::concat( guarded->text, ", as ", packetText( packet ) ) );
+         lines.add( guarded->what(), Vek::concat( guarded->text, ", as ", packetText( packet ) ) );
       }
    }
 
@@ -141,7 +140,7 @@ private:
       json["hidesMore"] = told.moreAfter;
       json["touches"] = Json::array();
       for ( const auto& [guarded, packet] : told.hits ) {
-         json["touches"].push_back( { { "what", guarded->what },
+         json["touches"].push_back( { { "what", guarded->what() },
                                       { "of", guarded->text },
                                       { "packet", packetText( packet ) } } );
       }
@@ -190,10 +189,8 @@ Reason readArgument( const ExplainOptions& options, const Vek::String& text, Rul
 bool explain( const ExplainOptions& options, Output& output ) {
    std::optional< Dataplane::Profile > profile;
    if ( !options.profile.empty() ) {
-      try {
-         profile = Dataplane::Profile::read( readTextFile( options.profile ) );
-      } catch ( const Dataplane::ProfileError& error ) {
-         reportLine( options.profile, error.line(), error.what() );
+      profile = readProfile( options.profile );
+      if ( !profile ) {
          return false;
       }
    }
@@ -237,10 +234,7 @@ Run addExplain( CLI::App& command ) {
    command.add_flag( "--json", options->json, "Write an object for each rule" );
    addVrf( command, "VRF of rules whose form has none, 0 when not given", options->defaults.vrfId );
    addFamily( command, options->defaults );
-   command
-      .add_option( "--profile", options->profile,
-                   "What hardware can do, a file as programd reads it" )
-      ->type_name( "FILE" );
+   addProfile( command, options->profile );
    addGuarded( command, options->guarded );
    addRuleSource( command, options->source );
    command.add_flag( "--alone", options->source.alone, "Compare with no other rules" )

@@ -19,14 +19,14 @@ FlowspecKey keyOf( Zorv::AddressFamily family ) {
 GuardedPackets protectedPrefix( const Zorv::IpGenPrefix& prefix ) {
    FlowspecKey key = keyOf( prefix.family() );
    key.destPrefixIs( prefix );
-   return { "protected", prefix.stringValue(), Match::PacketSet( key ) };
+   return { false, prefix.stringValue(), Match::PacketSet( key ) };
 }
 
 GuardedPackets sessionWith( const Zorv::IpGenAddr& address ) {
    FlowspecKey key = keyOf( address.family() );
    [[maybe_unused]] const auto fault = readStrCli( "*;*;IP:=6;P:=179;", false, key );
    key.srcPrefixIs( { address, Zorv::IpGenAddr::bits( address.family() ) } );
-   return { "session", address.stringValue(), Match::PacketSet( key ) };
+   return { true, address.stringValue(), Match::PacketSet( key ) };
 }
 
 void addGuarded( CLI::App& command, std::vector< GuardedPackets >& guarded ) {

@@ -9,9 +9,15 @@ namespace Tools {
 
 /// Packets that rules had better not touch.
 struct GuardedPackets {
-   const char* what; ///< "protected" or "session"
+   bool isSession;   ///< packets of a BGP session; else those to a protected prefix
    Vek::String text; ///< the prefix or the address
    Match::PacketSet packets;
+
+   const char* what() const { return isSession ? "session" : "protected"; }
+   /// "packets to 10.0.0.0/8", "the BGP session with 192.0.2.1".
+   Vek::String name() const {
+      return ( isSession ? "the BGP session with " : "packets to " ) + text;
+   }
 };
 
 /// Those to a prefix.

@@ -2,7 +2,9 @@
 
 #include "Flowspec/config/MatchSetBuilder.h"
 #include "dataplane/Overlaps.h"
+#include "forms/Diagnostics.h"
 #include "forms/FieldBounds.h"
+#include "forms/TextFile.h"
 #include "match/RuleMatch.h"
 #include "wire/Precedence.h"
 
@@ -14,6 +16,20 @@ using namespace Flowspec;
 using Dataplane::continues;
 using Dataplane::coversSets;
 using Match::PacketSet;
+
+void addProfile( CLI::App& command, Vek::String& file ) {
+   command.add_option( "--profile", file, "What hardware can do, a file as programd reads it" )
+      ->type_name( "FILE" );
+}
+
+std::optional< Dataplane::Profile > readProfile( const Vek::String& file ) {
+   try {
+      return Dataplane::Profile::read( Forms::readTextFile( file ) );
+   } catch ( const Dataplane::ProfileError& error ) {
+      Forms::reportLine( file, error.line(), error.what() );
+      return std::nullopt;
+   }
+}
 
 MatchCompType infeasibleComponent( RuleConfig& rule,
                                    const std::vector< MatchComponent >& components ) {
@@ -45,7 +61,7 @@ Forms::Reason RuleExplainer::explain( const Forms::Rule& rule, Explanation& expl
       return error->message;
    }
    if ( !Match::RuleMatch( rule.key ).valid() ) {
-      return "the rule and its prefixes are not of one address family";
+      return mixedFamilies;
    }
    explanation.warning = Forms::beyondField( rule.key );
    explanation.rule = ruleConfigFactory( rule.key );

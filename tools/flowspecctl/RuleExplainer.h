@@ -58,11 +58,21 @@ private:
    std::vector< Match::PacketSet > packets_; // of the others
 };
 
-/// Fills `key`'s match set; the first component that no packet satisfies, or that cannot hold
+/// Adds `--profile`, a file as `programd` reads it.
+void addProfile( CLI::App& command, Vek::String& file );
+/// Reads the profile of a file. Nothing, after a message on standard error, when it is none;
+/// `std::runtime_error` when the file cannot be read.
+std::optional< Dataplane::Profile > readProfile( const Vek::String& file );
+
+/// Fills the rule's match set; the first component that no packet satisfies, or that cannot hold
 /// together with the others; `invalid` when there is none.
 Flowspec::MatchCompType
 infeasibleComponent( Flowspec::RuleConfig& rule,
                      const std::vector< Flowspec::MatchComponent >& components );
+
+/// What is said of a rule that is not of the family of its prefixes.
+inline constexpr const char* mixedFamilies =
+   "the rule and its prefixes are not of one address family";
 
 /// Whether the rule matches each packet of its family.
 bool matchesEverything( const Flowspec::FlowspecKey& key );

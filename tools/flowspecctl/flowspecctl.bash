@@ -18,14 +18,19 @@ _flowspecctl() {
       [[ $current != *,* ]] || front=${current%,*},
       ;;
    convert:--to) words='cli cli-len value diag json detail words nlri bird exabgp exabgp-json gobgp gobgp-json' ;;
-   key:--family | rule:--family | check:--family | explain:--family | convert:--family) words='ipv4 ipv6' ;;
+   key:--family | rule:--family | check:--family | explain:--family | lint:--family | trace:--family | convert:--family) words='ipv4 ipv6' ;;
    key:--rd | key:--vrf | rule:--vrf | rule:--local-as | rule:--route-target | convert:--vrf) return ;;
    explain:--vrf | explain:--protect | explain:--session) return ;;
+   lint:--vrf | lint:--protect | lint:--session | trace:--vrf | trace:--interface-set) return ;;
+   lint:--ignore)
+      words="unreadable remark beyond-field matches-nothing matches-everything protected session profile
+         double contradicts hidden partly-hidden not-compared"
+      ;;
    nlri:--afi) words='1 2' ;;
    nlri:--safi) words='133 134' ;;
    nlri:--rd) return ;;
    key:--equivalent | rule:--equivalent) return ;;
-   key:* | rule:* | check:* | explain:* | convert:* | nlri:* | decode-log:*)
+   key:* | rule:* | check:* | explain:* | lint:* | trace:* | convert:* | nlri:* | decode-log:*)
       if [[ $current != -* ]]; then
          compopt -o filenames
          mapfile -t COMPREPLY < <( compgen -f -- "$current" )
@@ -44,6 +49,11 @@ _flowspecctl() {
       explain)
          words='--from --json --vrf --family --profile --protect --session --rules --alone --socket
             --config-root --peers-root --help'
+         ;;
+      lint) words='--json --vrf --family --profile --protect --session --ignore --help' ;;
+      trace)
+         words='--json --all --vrf --family --interface-set --capture --rules --socket --config-root
+            --peers-root --help'
          ;;
       convert) words='--to --vrf --family --help' ;;
       nlri) words='--afi --safi --json --encode --shortest --rd --help' ;;
@@ -93,8 +103,8 @@ _flowspecctl() {
    watch:*) words='--socket --json --initial --help' ;;
    vocab:* | types:*) words='--json --help' ;;
    *)
-      words='key rule check explain convert nlri vocab decode-log dump show refresh enable disable interface-set
-         vrf-override watch types --help --version'
+      words='key rule check explain lint trace convert nlri vocab decode-log dump show refresh enable disable
+         interface-set vrf-override watch types --help --version'
       ;;
    esac
    mapfile -t COMPREPLY < <( compgen -P "$front" -W "$words" -- "${current#"$front"}" )
