@@ -114,6 +114,7 @@ std::optional< Fault > RuleReader::readDialect( U64 first, std::string_view text
    }
    rule.key = textRule_.key;
    rule.action = textRule_.action;
+   rule.expires = textRule_.expires;
    ruleId = textRule_.ruleId;
    return std::nullopt;
 }

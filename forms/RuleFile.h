@@ -28,6 +28,7 @@ struct FiledRule {
    Flowspec::FlowspecKey key;
    Flowspec::RuleAction action;
    U64 ruleId = 0;
+   std::optional< Expiry > expires{};
    U64 line = 0; ///< where it is, from 1 on
 
    bool operator==( const FiledRule& ) const = default;

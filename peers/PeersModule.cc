@@ -3,17 +3,18 @@
 #include "Zorv/ZorvModule.h"
 #include "peers/PeerRequests.h"
 #include "peers/PeerTable.h"
+#include "peers/RuleDeadlines.h"
 
 namespace Peers {
 
 namespace {
 
-constexpr std::string_view needs[] = { "Vek::String", "Zorv::IpGenAddr" };
+constexpr std::string_view needs[] = { "Vek::String", "Zorv::IpGenAddr", "Flowspec::FlowspecKey" };
 
 constinit Vek::Module
    module( "Peers",
-           Vek::types< PeerTable, Peer, UnfiledRule, PeerRequests, RouteKey, Capabilities,
-                       FamilyState, MessageCounts, RuleCounts, SessionState, Family >,
+           Vek::types< PeerTable, Peer, UnfiledRule, PeerRequests, RuleDeadlines, RouteKey,
+                       Capabilities, FamilyState, MessageCounts, RuleCounts, SessionState, Family >,
            needs );
 
 /// Loads the module while this library is there.

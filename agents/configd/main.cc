@@ -1,14 +1,17 @@
 #include "Vek/text/Text.h"
+#include "agents/configd/Deadlines.h"
 #include "agents/configd/FileWatch.h"
 #include "agents/configd/Filing.h"
 #include "agents/configd/Report.h"
 #include "agents/daemon/DaemonOptions.h"
 #include "agents/daemon/ImmediateEnd.h"
 #include "agents/daemon/MountHandler.h"
+#include "agents/filing/RuleFiler.h"
 #include "forms/dialects/RouteTargets.h"
 
 #include <algorithm>
 #include <optional>
+#include <set>
 
 namespace {
 
@@ -34,14 +37,28 @@ bool unreadable( const RuleFile& file ) {
                                []( const RuleError& error ) { return error.line == 0; } );
 }
 
-/// The rules of some files, filed under a root entity.
-class Rules {
+/// The rules of some files, filed under a root entity until they expire.
+class Rules final : public EventLoop::Handler {
 public:
-   Rules( const Options& options, const Daemon& daemon )
+   /// The most rules that have expired at once that are told by a line each.
+   static constexpr std::size_t maxLines = 10;
+
+   Rules( const Options& options, Daemon& daemon )
       : options_( options ), daemon_( daemon ), config_( Flowspec::configFactory( options.root ) ),
-        filing_( config_ ), files_( options.files.size() ) {}
+        deadlineRoot_( Peers::ruleDeadlinesFactory( options.root + "-deadlines" ) ),
+        filing_( config_ ), files_( options.files.size() ), deadlines_( options.files.size() ) {
+      daemon_.loop().add( *this );
+   }
+   Rules( const Rules& ) = delete;
+   Rules& operator=( const Rules& ) = delete;
+   ~Rules() { daemon_.loop().remove( *this ); }
 
    Flowspec::Config& config() { return *config_; }
+   Peers::RuleDeadlines& deadlines() { return *deadlineRoot_; }
+
+   int fd() const override { return -1; }
+   EventLoop::Clock::time_point due() const override { return deadlines_.next( Deadlines::Now() ); }
+   void ready() override { expire( Deadlines::Now() ); }
 
    /// Reads the files and files what differs. A file that cannot be read keeps the rules that it
    /// had. False when there was one.
@@ -51,6 +68,7 @@ public:
       bool good = true;
       U64 refused = 0;
       Report report;
+      const Deadlines::Now now;
       for ( std::size_t i = 0; i < files_.size(); ++i ) {
          RuleFile file = readRuleFile( options_.files[i], options_.defaults );
          report.errors( file.errors );
@@ -59,6 +77,9 @@ public:
          if ( unreadable( file ) ) {
             good = false;
          } else {
+            const auto past = deadlines_.read( i, file, now );
+            report.warnings( past );
+            refused += past.size();
             file.errors = {};
             file.warnings = {};
             files_[i] = std::move( file );
@@ -72,6 +93,7 @@ public:
       }
       added_ += filed.added;
       removed_ += filed.removed;
+      deadlines_.write( files_, *deadlineRoot_, now );
       outcome_ = { filed.feasible, filed.infeasible, refused + filed.errors.size() };
       return good;
    }
@@ -90,6 +112,59 @@ public:
    }
 
 private:
+   using Keys = std::set< Flowspec::FlowspecKey, Flowspec::FlowspecKeyOrder >;
+
+   void expire( const Deadlines::Now& now ) {
+      const auto expired = deadlines_.expire( now );
+      if ( !expired.empty() ) {
+         remove( expired );
+      } else if ( !deadlines_.clockWasSet( now ) ) {
+         return;
+      }
+      deadlines_.write( files_, *deadlineRoot_, now );
+   }
+
+   void remove( std::span< const Deadlines::Expired > expired ) {
+      std::vector< Keys > keys( files_.size() );
+      Keys gone;
+      for ( const Deadlines::Expired& rule : expired ) {
+         keys[rule.file].insert( rule.key );
+         gone.insert( rule.key );
+         if ( gone.size() <= maxLines ) {
+            daemon_.log( Vek::concat(
+               options_.files[rule.file], ':', rule.line,
+               ": the rule has expired and is removed: ", rule.key.toStrepCli( false ) ) );
+         }
+      }
+      if ( expired.size() > maxLines ) {
+         daemon_.log(
+            Vek::concat( expired.size() - maxLines, " more rules have expired and are removed" ) );
+      }
+      remove( keys, gone );
+   }
+
+   // The rules of `keys` go from their files. What other files have of the keys may count now.
+   void remove( const std::vector< Keys >& keys, Keys& gone ) {
+      const std::size_t all = gone.size();
+      for ( std::size_t i = 0; i < files_.size(); ++i ) {
+         std::erase_if( files_[i].rules, [&]( const Forms::FiledRule& rule ) {
+            return keys[i].contains( rule.key );
+         } );
+         for ( const Forms::FiledRule& rule : files_[i].rules ) {
+            gone.erase( rule.key );
+         }
+      }
+      if ( gone.size() < all ) {
+         filing_.apply( files_ );
+         return;
+      }
+      RuleFiler filer( config_ );
+      for ( const Flowspec::FlowspecKey& key : gone ) {
+         filer.remove( key );
+         filer.dropEmptyVrf( key.vrfId() );
+      }
+   }
+
    struct Outcome {
       U64 feasible;
       U64 infeasible;
@@ -97,10 +172,12 @@ private:
    };
 
    const Options& options_;
-   const Daemon& daemon_;
+   Daemon& daemon_;
    const Vek::Ptr< Flowspec::Config > config_;
+   const Vek::Ptr< Peers::RuleDeadlines > deadlineRoot_;
    Filing filing_;
    std::vector< RuleFile > files_;
+   Deadlines deadlines_;
    std::optional< Outcome > outcome_; // of the last reading, while it was not told
    U64 added_ = 0;                    // by all readings that were not told
    U64 removed_ = 0;
@@ -164,6 +241,7 @@ ExitStatus run( int argc, char** argv ) {
    Daemon daemon( "configd" );
    Rules rules( options, daemon );
    std::optional< Vek::log::Mount > mount;
+
    const auto readAgain = [&] {
       rules.read();
       rules.tell( *mount );
@@ -175,6 +253,9 @@ ExitStatus run( int argc, char** argv ) {
    daemon.onHangup( readAgain );
    mount.emplace( Vek::log::Endpoint( options.daemon.endpoint ), "configd", rules.config() );
    const MountHandler handler( daemon, *mount, [&] { rules.tell( *mount ); } );
+   Vek::log::Mount deadlineMount( Vek::log::Endpoint( options.daemon.endpoint ), "configd",
+                                  rules.deadlines() );
+   const MountHandler deadlineHandler( daemon, deadlineMount );
    if ( !options.daemon.pidFile.empty() ) {
       daemon.pidFileIs( options.daemon.pidFile );
    }

@@ -14,18 +14,19 @@ namespace Forms {
 namespace {
 
 constexpr Dialect rows[] = {
-   { "bird", "BIRD: flow4 { ... } { ... }", true, true, true, readBird, appendBird },
-   { "exabgp", "ExaBGP: announce flow route { ... }", true, true, true, readExaBgp, appendExaBgp },
-   { "exabgp-json", "ExaBGP: the JSON message of an update", true, true, true, readExaBgpJson,
-     appendExaBgpJson },
-   { "gobgp", "GoBGP: gobgp global rib add ...", true, true, false, readGoBgp, appendGoBgp },
-   { "gobgp-json", "GoBGP: a path of gobgp global rib -j", true, true, true, readGoBgpJson,
+   { "bird", "BIRD: flow4 { ... } { ... }", true, true, true, false, readBird, appendBird },
+   { "exabgp", "ExaBGP: announce flow route { ... }", true, true, true, false, readExaBgp,
+     appendExaBgp },
+   { "exabgp-json", "ExaBGP: the JSON message of an update", true, true, true, false,
+     readExaBgpJson, appendExaBgpJson },
+   { "gobgp", "GoBGP: gobgp global rib add ...", true, true, false, false, readGoBgp, appendGoBgp },
+   { "gobgp-json", "GoBGP: a path of gobgp global rib -j", true, true, true, false, readGoBgpJson,
      appendGoBgpJson },
-   { "nlri", "hexadecimal digits of an NLRI, and of communities", false, true, false, readNlriLine,
-     appendNlriLine },
-   { "nlri-vpn", "the same with a route distinguisher", false, true, false, readNlriVpnLine,
+   { "nlri", "hexadecimal digits of an NLRI, and of communities", false, true, false, false,
+     readNlriLine, appendNlriLine },
+   { "nlri-vpn", "the same with a route distinguisher", false, true, false, false, readNlriVpnLine,
      appendNlriVpnLine },
-   { "json", "the project's own JSON, as configd reads it", true, true, false, readRuleJson,
+   { "json", "the project's own JSON, as configd reads it", true, true, false, true, readRuleJson,
      appendRuleJson },
 };
 
@@ -57,6 +58,9 @@ std::optional< Fault > readRule( const Dialect& dialect, std::string_view text,
 
 std::optional< Vek::String > writeRule( const Dialect& dialect, const Rule& rule,
                                         const Context& context, Vek::String& out ) {
+   if ( rule.expires && !dialect.tellsExpiry && !context.matchOnly ) {
+      return Vek::concat( dialect.name, " has no word for a rule that expires" );
+   }
    const std::size_t size = out.size();
    try {
       dialect.append( rule, context, out );

@@ -4,6 +4,7 @@
 #include "Flowspec/key/FlowspecKey.h"
 #include "wire/Community.h"
 
+#include <chrono>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -15,12 +16,22 @@
 /// reason; no text means something else than the rule that it was written for.
 namespace Forms {
 
+/// When a rule is to be removed.
+struct Expiry {
+   bool isTime = false; ///< at a point in time, not some seconds after the rule was read
+   /// From 1 on; since the Unix epoch for a point in time, which may be before it.
+   std::chrono::seconds seconds{};
+
+   bool operator==( const Expiry& ) const = default;
+};
+
 /// A rule with all that BGP says of it.
 struct Rule {
    Flowspec::FlowspecKey key;
    std::optional< Zorv::RouteDistinguisher > rd{};
    Flowspec::RuleAction action{};
-   std::optional< U64 > ruleId{}; ///< of the project's own JSON alone
+   std::optional< U64 > ruleId{};     ///< of the project's own JSON alone
+   std::optional< Expiry > expires{}; ///< of the project's own JSON alone
    /// Communities that say nothing of the action, such as route targets and unknown types: to be
    /// sent on. No dialect needs to hold them.
    std::vector< Wire::ExtendedCommunity > kept{};
@@ -57,6 +68,7 @@ struct Dialect {
    bool tellsFamily;        ///< otherwise `Context::family` must
    bool tellsAction;        ///< otherwise rules permit
    bool spansLines;         ///< a rule ends where its braces do, else with its line
+   bool tellsExpiry;        ///< otherwise a rule that expires has no text
 
    /// Reads all of a text into a default rule. Throws a `Fault`.
    void ( *read )( Cursor& text, const Context& context, Rule& rule,

@@ -3,7 +3,10 @@
 #include "forms/ActionJson.h"
 #include "forms/JsonMembers.h"
 #include "forms/KeyJson.h"
+#include "forms/TimeText.h"
 #include "forms/dialects/Cursor.h"
+
+#include <limits>
 
 namespace Forms {
 
@@ -40,8 +43,31 @@ void takeMember( Json& object, const char* name, Read read ) {
    }
 }
 
+Expiry expiryOf( const Json& json ) {
+   const auto* const text = json.get_ptr< const Json::string_t* >();
+   const auto time = text ? timeFromText( *text ) : std::nullopt;
+   if ( time ) {
+      return { .isTime = true, .seconds = time->time_since_epoch() };
+   }
+   const U64 seconds = json.is_number_unsigned() ? json.get< U64 >() : 0;
+   if ( seconds == 0 || seconds > std::numeric_limits< U32 >::max() ) {
+      fail( "'action.expires' is neither a whole number of seconds from 1 to 4294967295 nor a time "
+            "such as 2026-11-22T23:05:00Z" );
+   }
+   return { .isTime = false, .seconds = std::chrono::seconds( seconds ) };
+}
+
+Json expiryJson( const Expiry& expires ) {
+   return expires.isTime ? Json( textOfTime( std::chrono::sys_seconds( expires.seconds ) ) )
+                         : Json( expires.seconds.count() );
+}
+
 void readObject( Json object, Rule& rule ) {
-   takeMember( object, "action", [&]( const Json& json ) {
+   takeMember( object, "action", [&]( Json& json ) {
+      if ( json.is_object() ) {
+         takeMember( json, "expires",
+                     [&]( const Json& expires ) { rule.expires = expiryOf( expires ); } );
+      }
       if ( auto reason = Forms::readAction( json, rule.action ) ) {
          throw BadJson{ *std::move( reason ) };
       }
@@ -77,8 +103,11 @@ void appendRuleJson( const Rule& rule, const Context& context, Vek::String& out 
    }
    Forms::appendKeyJson( out, rule.key );
    out.pop_back();
-   if ( const Json action = Forms::actionJson( rule.action );
-        !action.empty() && !context.matchOnly ) {
+   Json action = Forms::actionJson( rule.action );
+   if ( rule.expires ) {
+      action["expires"] = expiryJson( *rule.expires );
+   }
+   if ( !action.empty() && !context.matchOnly ) {
       out += R"(,"action":)" + action.dump();
    }
    if ( rule.ruleId ) {

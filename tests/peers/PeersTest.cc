@@ -1,5 +1,6 @@
 #include "Vek/entity/Directory.h"
 #include "peers/PeerTable.h"
+#include "peers/RuleDeadlines.h"
 #include "peers/RuleOrigin.h"
 
 #include <set>
@@ -33,6 +34,24 @@ TEST( PeerTable, APeerBeginsIdleAndStaysWhatItIs ) {
    EXPECT_EQ( peer->parent(), nullptr );
    EXPECT_EQ( peer->state(), SessionState::established );
    EXPECT_NE( table->peerIs( "a" ), peer );
+}
+
+TEST( RuleDeadlines, AreThereByTheWholeKey ) {
+   Vek::Directory directory;
+   const auto root = directory.create( "Peers::RuleDeadlines", "deadlines" );
+   auto& deadlines = static_cast< RuleDeadlines& >( *root );
+   Flowspec::FlowspecKey key;
+   EXPECT_EQ( deadlines.deadline( key ), 0 );
+   deadlines.deadlineIs( key, 5575.5 );
+   key.vrfIdIs( 7 );
+   EXPECT_EQ( deadlines.deadline( key ), 0 );
+   deadlines.deadlineIs( key, 8955 );
+   EXPECT_EQ( deadlines.deadline().size(), 2U );
+   EXPECT_EQ( deadlines.deadline( Flowspec::FlowspecKey() ), 5575.5 );
+   deadlines.deadlineDel( Flowspec::FlowspecKey() );
+   EXPECT_EQ( deadlines.deadline( key ), 8955 );
+   deadlines.deadlineDelAll();
+   EXPECT_TRUE( deadlines.deadline().empty() );
 }
 
 TEST( RouteKey, RulesOfTwoFamiliesWithTheSameOctetsAreTwo ) {

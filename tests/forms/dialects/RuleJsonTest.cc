@@ -49,6 +49,43 @@ TEST( RuleJson, TakesTheFamilyOfTheContextWhereThereIsNone ) {
    EXPECT_EQ( again( with( "" ), AddressFamily::ipv6 ), with( "" ) );
 }
 
+TEST( RuleJson, TellsWhenARuleExpires ) {
+   for ( const char* const action : { R"({"expires":1})", R"({"drop":true,"expires":4294967295})",
+                                      R"({"drop":true,"expires":"2026-11-22T23:05:00Z"})",
+                                      R"({"expires":"0001-01-01T00:00:00Z"})" } ) {
+      const auto line = with( Vek::concat( R"(,"action":)", std::string_view( action ) ) );
+      EXPECT_EQ( again( line ), line );
+   }
+   EXPECT_EQ( again( with( R"(,"action":{"expires":"2026-11-22t23:05:60.5+01:00"})" ) ),
+              with( R"(,"action":{"expires":"2026-11-22T22:06:00Z"})" ) );
+   for ( const char* const wrong :
+         { "0", "-1", "4294967296", "1.5", "true", "null", "[]", R"("")", R"("60")",
+           R"("2026-11-22T23:05:00")", R"("2026-02-29T00:00:00Z")" } ) {
+      EXPECT_EQ(
+         again( with( Vek::concat( R"(,"action":{"expires":)", std::string_view( wrong ), "}" ) ) ),
+         "1:0: 'action.expires' is neither a whole number of seconds from 1 to 4294967295 "
+         "nor a time such as 2026-11-22T23:05:00Z" )
+         << wrong;
+   }
+}
+
+// Whoever reads it would keep it for ever.
+TEST( RuleJson, NoOtherDialectHasRulesThatExpire ) {
+   Rule rule;
+   std::vector< Fault > remarks;
+   const Context context = ruleContext( AddressFamily::ipv4 );
+   ASSERT_FALSE(
+      readRule( json(), with( R"(,"action":{"expires":60})" ), context, rule, remarks ) );
+   for ( const Dialect& dialect : dialects() ) {
+      Vek::String text;
+      if ( &dialect != &json() ) {
+         EXPECT_EQ( writeRule( dialect, rule, context, text ),
+                    Vek::String( dialect.name ) + " has no word for a rule that expires" );
+         EXPECT_EQ( text, "" );
+      }
+   }
+}
+
 TEST( RuleJson, NamesTheMemberThatIsWrong ) {
    EXPECT_EQ( again( with( R"(,"ruleId":-1)" ) ),
               "1:0: 'ruleId' is not a whole number from 0 to 18446744073709551615" );
