@@ -17,7 +17,7 @@ namespace Agents {
 /// - A rule's status has a new version, and counters of 0, whenever the rule is programmed anew:
 ///   because it changed, or what became of it.
 /// - Counters are read when `counterUpdateRequestTime` changes, and at the beginning when it is
-///   later than the last answer. Between that, snapshots stay as they are.
+///   later than the last answer, and by `readCounters`. Between that, snapshots stay as they are.
 ///
 /// The status and the counters may hold what an earlier process wrote: what is still true is not
 /// published again, what is not is removed. Versions are new, as the counters begin again.
@@ -38,6 +38,9 @@ public:
    /// Brings hardware and status up to date. `now` answers a request for counters; seconds since
    /// the Unix epoch. Whether rules, VRFs or interfaces had changed, not just a request come.
    bool process( double now );
+
+   /// Reads counters without a request, at the time `now`.
+   void readCounters( double now ) { writeCounters( *status_, *counter_, backend_, now ); }
 
 private:
    void giveInterfaces();

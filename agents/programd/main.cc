@@ -2,6 +2,7 @@
 #include "agents/daemon/DaemonOptions.h"
 #include "agents/daemon/MountHandler.h"
 #include "agents/programd/CaptureStart.h"
+#include "agents/programd/Metrics.h"
 #include "agents/programd/PacketFile.h"
 #include "agents/programd/Programmer.h"
 #include "agents/programd/SoftwareTcam.h"
@@ -27,6 +28,8 @@ struct Options {
    Vek::String counter = "flowspec/counter";
    Vek::String packets; // none when empty
    U64 intf = 1;
+   std::optional< U32 > counterInterval; // seconds
+   Vek::String metrics;                  // none when empty
    Vek::String profile;
 };
 
@@ -52,6 +55,13 @@ void addOptions( CLI::App& app, Options& options ) {
    app.add_option( "--interface", options.intf, "Number of the interface that they come in on" )
       ->type_name( "NUMBER" )
       ->capture_default_str();
+   app.add_option( "--counter-interval", options.counterInterval,
+                   "Read counters every so many seconds; 15 with --metrics, else only on request" )
+      ->type_name( "SECONDS" )
+      ->check( CLI::Range( 1, 86'400 ) );
+   app.add_option( "--metrics", options.metrics,
+                   "A file for Prometheus, replaced each time that counters are read" )
+      ->type_name( "FILE" );
    app.add_option( "PROFILE", options.profile, "What the hardware can, a JSON file" )
       ->required()
       ->type_name( "" );
@@ -121,9 +131,36 @@ private:
          }
          begin();
       }
-      if ( programmer_->changed() && programmer_->process( now() ) ) {
+      if ( programmer_->changed() && process() ) {
          tellConfigured();
       }
+   }
+
+   bool process() {
+      const auto start = EventLoop::Clock::now();
+      const bool changed = programmer_->process( now() );
+      if ( changed ) {
+         programming_ = std::chrono::duration< double >( EventLoop::Clock::now() - start ).count();
+      }
+      return changed;
+   }
+
+   void readCounters() {
+      programmer_->readCounters( now() );
+      if ( options_.metrics.empty() ) {
+         return;
+      }
+      Vek::String fault;
+      try {
+         writeWhole( options_.metrics, metricsText( *status_, programming_ ) );
+      } catch ( const std::runtime_error& error ) {
+         fault = error.what();
+      }
+      // Once, not every few seconds.
+      if ( fault != metricsFault_ && !fault.empty() ) {
+         daemon_.log( fault );
+      }
+      metricsFault_ = fault;
    }
 
    void tellConfigured() {
@@ -139,7 +176,13 @@ private:
       }
       programmer_.emplace( std::move( configs ), root< Flowspec::CliConfig >( options_.cliConfig ),
                            tcam_, status_, counter_ );
-      programmer_->process( now() );
+      process();
+      if ( options_.counterInterval || !options_.metrics.empty() ) {
+         readCounters();
+         counterTimer_.emplace( daemon_.loop(),
+                                std::chrono::seconds( options_.counterInterval.value_or( 15 ) ),
+                                [this] { readCounters(); } );
+      }
       statusHandler_.emplace( daemon_, statusWriter_ );
       counterHandler_.emplace( daemon_, counterWriter_ );
       if ( !options_.packets.empty() ) {
@@ -192,6 +235,9 @@ private:
    std::optional< Programmer > programmer_;
    std::optional< MountHandler > statusHandler_;
    std::optional< MountHandler > counterHandler_;
+   std::optional< Repeat > counterTimer_;
+   double programming_ = 0;
+   Vek::String metricsFault_; // of the last writing
    std::optional< CaptureStart > captureStart_;
    std::optional< PacketFile > packets_;
 };

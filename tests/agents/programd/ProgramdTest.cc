@@ -1,5 +1,7 @@
 #include "Flowspec/FlowspecDalb.h"
 #include "tests/agents/statedbd/Database.h"
+#include "tests/support/Folder.h"
+#include "tests/support/MetricsText.h"
 #include "tests/support/PacketBytes.h"
 
 #include <gmock/gmock.h>
@@ -188,6 +190,44 @@ TEST_F( Programd, CountsThePacketsOfACaptureFile ) {
              programd->errors().rfind( file + ": 3 packets\n" );
    } ) );
    EXPECT_EQ( refreshedPackets( "10.1.0.0/16" ), 6U );
+}
+
+// The metrics of a file as a collector reads them; nothing while there is no file.
+std::optional< TestSupport::Metrics > metricsOf( const Vek::String& file ) {
+   return ::access( file.c_str(), R_OK ) == 0
+             ? std::optional< TestSupport::Metrics >( TestSupport::contents( file ) )
+             : std::nullopt;
+}
+
+// Counters are read by themselves, and whoever reads the file at any time finds a whole one.
+TEST_F( Programd, WritesMetrics ) {
+   add( "10.1.0.0/16" );
+   ASSERT_TRUE( TestSupport::untilAllStand( { &configWriter, &cliWriter } ) );
+   const std::vector< U8 > packet = TestSupport::packetBytes( {} ); // to 10.1.2.3
+   const Vek::String packets = folder.file( "packets.pcap", captureOf( { packet, packet } ) );
+   const Vek::String file = folder.path() + "/flowspec.prom";
+   const auto programd =
+      start( { "--packets", packets, "--counter-interval", "1", "--metrics", file } );
+   const Vek::String series =
+      R"(flowspec_rule_packets_total{vrf="0",family="ipv4",rule="10.1.0.0/16;*;"})";
+   EXPECT_TRUE( until( mounts, [&] {
+      const auto metrics = metricsOf( file );
+      return metrics && metrics->samples().contains( series ) &&
+             metrics->samples().at( series ) == 2;
+   } ) );
+   EXPECT_EQ( metricsOf( file )->samples().at( R"(flowspec_rules{status="programmed"})" ), 1 );
+   EXPECT_TRUE( until( mounts, [&] { return answerTime() > 0; } ) );
+}
+
+TEST_F( Programd, SaysOnceThatMetricsCannotBeWritten ) {
+   const auto programd = start( { "--counter-interval", "1", "--metrics", "/none/file" } );
+   EXPECT_TRUE( until( mounts, [&] { return answerTime() > 0; } ) );
+   const double first = answerTime();
+   EXPECT_TRUE( until( mounts, [&] { return answerTime() > first + 1.5; } ) );
+   const Vek::String line = "cannot write /none/file.new: No such file or directory\n";
+   const Vek::String errors = programd->errors();
+   EXPECT_THAT( errors, HasSubstr( "programd: " + line ) );
+   EXPECT_EQ( errors.find( line ), errors.rfind( line ) );
 }
 
 bool isThere( const Vek::String& text, const Vek::String& part ) {
