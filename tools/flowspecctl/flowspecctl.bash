@@ -75,7 +75,8 @@ _flowspecctl() {
       rules:*) words='--config-root --status-root --json --vrf --family --status' ;;
       status:*) words='--status-root --json --vrf --family --status' ;;
       counters:*)
-         words='--counter-root --status-root --cli-config-root --json --vrf --family --status --rate'
+         words='--counter-root --status-root --cli-config-root --json --vrf --family --status --rate
+            --top'
          ;;
       interfaces:*) words='--status-root --cli-config-root --json --vrf --family' ;;
       unsupported:*) words='--status-root --json --vrf --family' ;;

@@ -253,6 +253,21 @@ TEST_F( Refresh, RatesOfRulesThatCountedAllTheTime ) {
    EXPECT_TRUE( anew["packetsPerSecond"].is_null() ) << line;
 }
 
+TEST_F( Refresh, TheBusiestRuleIsFirst ) {
+   // Before the others by its key, and by what it has counted.
+   QosLib::ColoredCounters idle;
+   idle.packetHitsIs( 1'000'000 );
+   idle.byteHitsIs( 1'000'000'000 );
+   counter->snapshotIs( key( "0;ipv4;9.0.0.0/8;*;" ), { idle, Osk::UniqueId( 1 ) } );
+   answer( 1000 );
+   const Result result = ctlAsItIs( { "show", "counters", "--top", "1", "--json", "--rate" } );
+   EXPECT_EQ( result.status, 0 );
+   EXPECT_EQ( result.err, "" );
+   const auto counted = nlohmann::json::parse( result.out );
+   EXPECT_EQ( counted["cli"], "10.1.0.0/16;*;" );
+   EXPECT_GT( counted["packetsPerSecond"], 0.0 );
+}
+
 // What was configured stays beside the request.
 TEST_F( Refresh, LeavesWhatOperatorsConfigured ) {
    answer( 10 );

@@ -1,5 +1,10 @@
 #include "Flowspec/config/MatchSetBuilder.h"
+#include "forms/TimeText.h"
+#include "peers/RuleDeadlines.h"
 #include "tests/agents/flowspecctl/StagedSystem.h"
+
+#include <chrono>
+#include <sstream>
 
 #include <nlohmann/json.hpp>
 
@@ -121,6 +126,48 @@ TEST_F( Show, CountersAsTheyWereLastRead ) {
                    "       7  ipv6    2001:db8::/32;*;                                       "
                    "         1               60",
                    "", "read from hardware: 2025-11-22 01:25:10 UTC" ) );
+}
+
+TEST_F( Show, TheRulesWithMostBytes ) {
+   count( six, 1, 9999 );
+   const auto prefix = []( const Vek::String& row ) { return row.substr( 18, 9 ); };
+   const auto one = rows( { "counters", "--top", "1" } );
+   ASSERT_EQ( one.size(), 3U );
+   EXPECT_EQ( prefix( one[0] ), "2001:db8:" );
+   const auto both = rows( { "counters", "--top", "5" } );
+   ASSERT_EQ( both.size(), 4U );
+   EXPECT_EQ( prefix( both[0] ), "2001:db8:" );
+   EXPECT_EQ( prefix( both[1] ), "10.1.0.0/" );
+   EXPECT_EQ( prefix( rows( { "counters" } )[0] ), "10.1.0.0/" );
+}
+
+TEST_F( Show, WhatIsLeftOfRulesThatExpire ) {
+   const auto deadlines = Peers::ruleDeadlinesFactory( "flowspec/config-deadlines" );
+   const double now =
+      std::chrono::duration< double >( std::chrono::system_clock::now().time_since_epoch() )
+         .count();
+   deadlines->deadlineIs( key( web ), now + 5000.4 );
+   deadlines->deadlineIs( key( sets ), now - 10 );
+   deadlines->deadlineIs( key( never ), 1e300 );
+   Vek::log::Mount writer( database.endpoint(), "configd", *deadlines );
+   ASSERT_TRUE( TestSupport::until( { &writer }, [&] { return writer.acknowledged(); } ) );
+   EXPECT_THAT( good( { "rules" } ), testing::ContainsRegex( "1000 bytes/s, (4[89]..|5000) s" ) );
+   EXPECT_THAT( good( { "rules" } ), HasSubstr( "permit, 0 s left" ) );
+   std::istringstream lines( good( { "rules", "--json" } ) );
+   std::map< Vek::String, nlohmann::json > rules;
+   for ( Vek::String line; std::getline( lines, line ); ) {
+      const auto rule = nlohmann::json::parse( line );
+      rules[rule["cli"]] = rule;
+   }
+   const auto& first = rules.at( "10.1.0.0/16;*;IP:=6;DP:=80|=443;" );
+   EXPECT_NEAR( first["secondsLeft"].get< double >(), 4950, 50 );
+   EXPECT_NEAR(
+      static_cast< double >(
+         Forms::timeFromText( first["expires"].get< std::string >() )->time_since_epoch().count() ),
+      now + 5000, 1.5 );
+   EXPECT_EQ( rules.at( "10.2.0.0/16;*;" )["secondsLeft"], 0 );
+   EXPECT_EQ( rules.at( "*;*;IP:=17;TCP:=2;" )["expires"], "9999-12-31T23:59:59Z" );
+   EXPECT_FALSE( rules.at( "2001:db8::/32;*;" ).contains( "expires" ) );
 }
 
 TEST_F( Show, ObjectsOnLines ) {
@@ -308,6 +355,8 @@ TEST_F( Show, WrongUsageIsStatus2 ) {
            { "rules", "--vrf", "-1" },
            { "status", "--status", "done" },
            { "counters", "--rate", "0" },
+           { "counters", "--top", "0" },
+           { "counters", "--top", "many" },
            { "interfaces", "--status", "programmed" } } ) {
       std::vector< Vek::String > all{ "show" };
       all.insert( all.end(), arguments.begin(), arguments.end() );

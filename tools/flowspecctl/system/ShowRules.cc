@@ -2,11 +2,15 @@
 #include "forms/ActionJson.h"
 #include "forms/KeyJson.h"
 #include "forms/Printable.h"
+#include "forms/TimeText.h"
+#include "peers/RuleDeadlines.h"
 #include "tools/flowspecctl/Options.h"
+#include "tools/flowspecctl/system/CounterRates.h"
 #include "tools/flowspecctl/system/CounterRefresh.h"
 #include "tools/flowspecctl/system/RuleText.h"
 #include "tools/state/StateRoots.h"
 
+#include <chrono>
 #include <cmath>
 
 #include <nlohmann/json.hpp>
@@ -23,6 +27,7 @@ namespace {
 
 struct CounterOptions : ListOptions {
    double interval = 0; ///< seconds between two readings, for rates; 0 for none
+   std::optional< U64 > top;
 };
 
 /// A root that tells of rules, and the status where rules are chosen by that.
@@ -107,30 +112,50 @@ void appendCounterMembers( Vek::String& out, const CounterVersion& snapshot ) {
 // A number as JSON has it; null for what is none.
 Vek::String numberText( double number ) { return nlohmann::json( number ).dump(); }
 
-Vek::String rateText( double rate ) { return Vek::concat( std::llround( rate ) ); }
+/// Until when rules stay that expire.
+class DeadlineTexts {
+public:
+   /// `deadlines` may be null: no rule expires.
+   explicit DeadlineTexts( Vek::Ptr< Peers::RuleDeadlines > deadlines )
+      : deadlines_( std::move( deadlines ) ) {}
 
-// Changes of counters by the second, between two readings.
-struct Rates {
-   double packets;
-   double bytes;
-};
-
-// None for a rule that was programmed anew meanwhile: it began to count again.
-std::optional< Rates > ratesOf( const CounterVersion& before, const CounterVersion& now,
-                                double seconds ) {
-   const QosLib::ColoredCounters& first = before.coloredCounters();
-   const QosLib::ColoredCounters& second = now.coloredCounters();
-   if ( !( seconds > 0 ) || before.version() != now.version() ||
-        first.packetHits() > second.packetHits() || first.byteHits() > second.byteHits() ) {
-      return std::nullopt;
+   void appendMembers( Vek::String& out, const FlowspecKey& key ) const {
+      if ( const double deadline = of( key ); deadline > 0 ) {
+         const std::chrono::sys_seconds time{ std::chrono::seconds( std::llround( deadline ) ) };
+         out += Vek::concat( R"(,"expires":")", textOfTime( time ), R"(","secondsLeft":)",
+                             left( deadline ) );
+      }
    }
-   return Rates{ static_cast< double >( second.packetHits() - first.packetHits() ) / seconds,
-                 static_cast< double >( second.byteHits() - first.byteHits() ) / seconds };
-}
+
+   Vek::String text( const FlowspecKey& key ) const {
+      const double deadline = of( key );
+      return deadline > 0 ? Vek::concat( ", ", left( deadline ), " s left" ) : "";
+   }
+
+private:
+   // 0 for none. What an agent tells is within the times that have a text.
+   double of( const FlowspecKey& key ) const {
+      const double deadline = deadlines_ ? deadlines_->deadline( key ) : 0;
+      return deadline > 0 ? std::min( deadline, 253'402'300'799.0 ) : 0;
+   }
+
+   long long left( double deadline ) const {
+      return std::llround( std::max( deadline - now_, 0.0 ) );
+   }
+
+   const Vek::Ptr< Peers::RuleDeadlines > deadlines_;
+   const double now_ =
+      std::chrono::duration< double >( std::chrono::system_clock::now().time_since_epoch() )
+         .count();
+};
 
 void showRules( const ListOptions& options, Output& output ) {
    RuleRoots rules( options, options.system.config );
    const auto config = rules.roots().get< Config >( options.system.config );
+   const Vek::String deadlineRoot = options.system.config + "-deadlines";
+   rules.roots().read( deadlineRoot );
+   rules.roots().settle();
+   const DeadlineTexts deadlines( rules.roots().find< Peers::RuleDeadlines >( deadlineRoot ) );
    Listing listing( options, output, { { "action", 30 } } );
    for ( const auto* const vrf : config->vrfRuleConfig().sorted() ) {
       for ( const auto& rule : vrf->second->rule() ) {
@@ -141,8 +166,11 @@ void showRules( const ListOptions& options, Output& output ) {
                [&]( Vek::String& out ) {
                   out += Vek::concat( R"(,"ruleId":)", rule->ruleId(), R"(,"action":)",
                                       actionJson( action ).dump() );
+                  deadlines.appendMembers( out, rule->ruleKey() );
                },
-               [&]( std::vector< Vek::String >& row ) { row.push_back( actionText( action ) ); } );
+               [&]( std::vector< Vek::String >& row ) {
+                  row.push_back( actionText( action ) + deadlines.text( rule->ruleKey() ) );
+               } );
          }
       }
       for ( const auto& rule : vrf->second->infeasibleRule() ) {
@@ -153,9 +181,11 @@ void showRules( const ListOptions& options, Output& output ) {
                [&]( Vek::String& out ) {
                   out += Vek::concat( R"(,"ruleId":)", rule->ruleId(), R"(,"infeasible":")",
                                       component, '"' );
+                  deadlines.appendMembers( out, rule->ruleKey() );
                },
                [&]( std::vector< Vek::String >& row ) {
-                  row.push_back( "matches no packet: " + component );
+                  row.push_back( "matches no packet: " + component +
+                                 deadlines.text( rule->ruleKey() ) );
                } );
          }
       }
@@ -184,35 +214,30 @@ void showCounters( const CounterOptions& options, Output& output ) {
    StateRoots& roots = rules.roots();
    auto counter = roots.get< Counter >( options.system.counter );
    const bool withRates = options.interval > 0;
-   Counter::Snapshots before;
-   double since = 0;
+   std::optional< CounterReading > before;
    if ( withRates ) {
       counter = refreshCounters( options.system, roots );
-      before = counter->snapshot();
-      since = counter->timestamp();
+      before.emplace( *counter );
       roots.until( [] { return false; },
                    std::chrono::milliseconds( std::llround( options.interval * 1000 ) ) );
       counter = refreshCounters( options.system, roots );
+   }
+   std::vector< CountedRule > counted = countedRules(
+      *counter, before, [&]( const FlowspecKey& key ) { return rules.admits( key ); } );
+   if ( options.top ) {
+      keepTop( counted, *options.top, busierByBytes );
    }
    std::vector< Table::Column > columns{ { "packets", 12, true }, { "bytes", 15, true } };
    if ( withRates ) {
       columns.insert( columns.end(), { { "packets/s", 10, true }, { "bytes/s", 12, true } } );
    }
    Listing listing( options, output, std::move( columns ) );
-   for ( const auto* const snapshot : counter->snapshot().sorted() ) {
-      const auto& [key, now] = *snapshot;
-      if ( !rules.admits( key ) ) {
-         continue;
-      }
-      const auto earlier = before.find( key );
-      const auto rates = earlier == before.end()
-                            ? std::nullopt
-                            : ratesOf( earlier->second, now, counter->timestamp() - since );
-      const QosLib::ColoredCounters& counters = snapshot->second.coloredCounters();
+   for ( const auto& [key, now, rates] : counted ) {
+      const QosLib::ColoredCounters& counters = now->coloredCounters();
       listing.rule(
-         key,
-         [&]( Vek::String& out ) {
-            appendCounterMembers( out, snapshot->second );
+         *key,
+         [&, now = now, rates = rates]( Vek::String& out ) {
+            appendCounterMembers( out, *now );
             out += Vek::concat( R"(,"timestamp":)", numberText( counter->timestamp() ) );
             if ( withRates ) {
                out += Vek::concat(
@@ -220,7 +245,7 @@ void showCounters( const CounterOptions& options, Output& output ) {
                   R"(,"bytesPerSecond":)", rates ? numberText( rates->bytes ) : "null" );
             }
          },
-         [&]( std::vector< Vek::String >& row ) {
+         [&, rates = rates]( std::vector< Vek::String >& row ) {
             row.push_back( Vek::concat( counters.packetHits() ) );
             row.push_back( Vek::concat( counters.byteHits() ) );
             if ( withRates ) {
@@ -245,8 +270,9 @@ std::optional< HwRuleProgrammingStatus > statusCode( std::string_view text ) {
    return std::nullopt;
 }
 
+// One second where there is no text.
 std::optional< double > seconds( const Vek::String& text ) {
-   const auto number = Vek::decimal( text, 86400 );
+   const auto number = text.empty() ? U64{ 1 } : Vek::decimal( text, 86400 );
    return number && *number > 0 ? std::optional( static_cast< double >( *number ) ) : std::nullopt;
 }
 
@@ -282,9 +308,15 @@ Run addShowCounters( CLI::App& command ) {
    const auto options = std::make_shared< CounterOptions >();
    addListing( command, *options, { counterRoot, statusRoot, cliConfigRoot } );
    addOption( command, "--rate", "SECONDS",
-              "Read them now and once more, and show the rates between", seconds,
-              "a whole number of seconds from 1 to 86400",
-              [&interval = options->interval]( double value ) { interval = value; } );
+              "Read them now and once more after that time, 1 when not given, and show the rates "
+              "between",
+              seconds, "a whole number of seconds from 1 to 86400",
+              [&interval = options->interval]( double value ) { interval = value; } )
+      ->expected( 0, 1 );
+   addTopCount( command, "--top",
+                "Only the N rules with most bytes, by the second with --rate, from the "
+                "first on",
+                options->top );
    addStatus( command, options->filter );
    return [options]( Output& output ) {
       showCounters( *options, output );
