@@ -3,9 +3,12 @@
 #include "forms/Diagnostics.h"
 #include "forms/MatchSetText.h"
 #include "forms/Printable.h"
+#include "tools/flowspecctl/NftablesView.h"
 #include "tools/flowspecctl/Options.h"
 #include "tools/flowspecctl/RuleExplainer.h"
 #include "tools/terminal/Lines.h"
+
+#include <algorithm>
 
 #include <nlohmann/json.hpp>
 
@@ -24,6 +27,7 @@ struct ExplainOptions {
    bool json = false;
    RuleDefaults defaults;
    Vek::String profile;
+   bool nftables = false; // the back end; else hardware that the profile tells of
    RuleSource source;
    std::vector< GuardedPackets > guarded;
    std::vector< Vek::String > rules;
@@ -32,11 +36,11 @@ struct ExplainOptions {
 // Writes what is told of rules.
 class ExplanationWriter {
 public:
-   ExplanationWriter( const RuleExplainer& explainer, bool json )
-      : explainer_( explainer ), json_( json ) {}
+   ExplanationWriter( const RuleExplainer& explainer, const ExplainOptions& options )
+      : explainer_( explainer ), options_( options ) {}
 
    void append( Vek::String& out, const Explanation& told ) {
-      json_ ? appendJson( out, told ) : appendText( out, told );
+      options_.json ? appendJson( out, told ) : appendText( out, told );
    }
 
 private:
@@ -59,28 +63,53 @@ private:
       lines.add( "rule", ruleText( told.key ) );
       lines.add( "family", stringValue( told.key.addressFamily() ) );
       for ( const MatchComponent& component : told.components ) {
-         Vek::String text = componentWords( component );
-         if ( explainer_.hasProfile() ) {
-            text += explainer_.canMatchOn( told.key.addressFamily(), component.compType() )
-                       ? Vek::concat( "; ", entriesText( Dataplane::entriesOf( component ) ) )
-                       : "; the profile cannot match on it";
-         }
-         lines.add( stringValue( component.compType() ), text );
+         lines.add( stringValue( component.compType() ),
+                    componentWords( component ) + backendText( told, component ) );
       }
       if ( told.warning ) {
          lines.add( "warning", *told.warning );
       }
       lines.add( "matches", matchedText( told ) );
       if ( told.demand ) {
-         const auto& [result, entries, asked, actions] = *told.demand;
-         Vek::String text = stringValue( result.code );
-         text += result.reason.empty() ? "" : ": " + result.reason;
-         lines.add( "profile", text + "; " + entriesText( entries ) );
+         addDemand( lines, told.key, *told.demand );
       }
       addNeighbours( lines, "hidden by", told.before, told.moreBefore );
       addNeighbours( lines, "hides", told.after, told.moreAfter );
       for ( const auto& [guarded, packet] : told.hits ) {
          lines.add( guarded->what(), Vek::concat( guarded->text, ", as ", packetText( packet ) ) );
+      }
+   }
+
+   // What the back end makes of a component, or that it can make nothing of it.
+   Vek::String backendText( const Explanation& told, const MatchComponent& component ) const {
+      if ( !explainer_.hasProfile() ) {
+         return "";
+      }
+      if ( !explainer_.canMatchOn( told.key.addressFamily(), component.compType() ) ) {
+         return "; the profile cannot match on it";
+      }
+      return "; " + ( options_.nftables ? nftablesTests( told.key, component.compType() )
+                                        : entriesText( Dataplane::entriesOf( component ) ) );
+   }
+
+   void addDemand( Lines& lines, const FlowspecKey& key,
+                   const Dataplane::RuleDemand& demand ) const {
+      const auto result = options_.nftables ? nftablesResult( demand ) : demand.result;
+      Vek::String text = stringValue( result.code );
+      text += result.reason.empty() ? "" : ": " + result.reason;
+      if ( !options_.nftables ) {
+         return lines.add( "profile", text + "; " + entriesText( demand.entries ) );
+      }
+      lines.add( "nftables",
+                 text + ( options_.profile.empty() ? "; no kernel was asked what it can do"
+                                                   : "; by the recorded profile of a kernel" ) );
+      if ( result.isProgrammed() ) {
+         const Vek::String table = nftablesTable( key, demand );
+         for ( std::string_view rest = table; !rest.empty(); ) {
+            const std::string_view line = rest.substr( 0, rest.find( '\n' ) );
+            lines.add( "", line );
+            rest.remove_prefix( std::min( line.size() + 1, rest.size() ) );
+         }
       }
    }
 
@@ -116,7 +145,11 @@ private:
          if ( explainer_.hasProfile() ) {
             member["supported"] =
                explainer_.canMatchOn( told.key.addressFamily(), component.compType() );
-            member["entries"] = Dataplane::entriesOf( component );
+            if ( options_.nftables ) {
+               member["nftables"] = nftablesTests( told.key, component.compType() );
+            } else {
+               member["entries"] = Dataplane::entriesOf( component );
+            }
          }
          json["components"].push_back( std::move( member ) );
       }
@@ -129,7 +162,15 @@ private:
       } else if ( told.infeasible != invalid ) {
          json["infeasible"] = stringValue( told.infeasible );
       }
-      if ( told.demand ) {
+      if ( told.demand && options_.nftables ) {
+         const auto result = nftablesResult( *told.demand );
+         json["nftables"] = { { "status", stringValue( result.code ) },
+                              { "reason", result.reason },
+                              { "recordedProfile", !options_.profile.empty() } };
+         if ( result.isProgrammed() ) {
+            json["nftables"]["table"] = nftablesTable( told.key, *told.demand );
+         }
+      } else if ( told.demand ) {
          json["profile"] = { { "status", stringValue( told.demand->result.code ) },
                              { "reason", told.demand->result.reason },
                              { "entries", told.demand->entries } };
@@ -160,7 +201,7 @@ private:
    }
 
    const RuleExplainer& explainer_;
-   const bool json_;
+   const ExplainOptions& options_;
    bool first_ = true;
 };
 
@@ -193,6 +234,8 @@ bool explain( const ExplainOptions& options, Output& output ) {
       if ( !profile ) {
          return false;
       }
+   } else if ( options.nftables ) {
+      profile = nftablesProfile();
    }
    bool good = true;
    Forms::RuleDefaults defaults;
@@ -205,7 +248,7 @@ bool explain( const ExplainOptions& options, Output& output ) {
    }
    const RuleExplainer explainer( std::move( profile ), std::move( configured.rules ),
                                   std::move( guarded ) );
-   ExplanationWriter writer( explainer, options.json );
+   ExplanationWriter writer( explainer, options );
    for ( std::size_t i = 0; i < options.rules.size(); ++i ) {
       Rule rule;
       Explanation explanation;
@@ -235,6 +278,13 @@ Run addExplain( CLI::App& command ) {
    addVrf( command, "VRF of rules whose form has none, 0 when not given", options->defaults.vrfId );
    addFamily( command, options->defaults );
    addProfile( command, options->profile );
+   command
+      .add_option_function< Vek::String >(
+         "--backend", [&nftables = options->nftables]( const Vek::String& ) { nftables = true; },
+         "Tell what this back end makes of rules: nftables, as a kernel does that can do all of it "
+         "or what --profile recorded" )
+      ->check( CLI::IsMember( { "nftables" } ) )
+      ->type_name( "NAME" );
    addGuarded( command, options->guarded );
    addRuleSource( command, options->source );
    command.add_flag( "--alone", options->source.alone, "Compare with no other rules" )

@@ -20,6 +20,7 @@ _flowspecctl() {
    convert:--to) words='cli cli-len value diag json detail words nlri bird exabgp exabgp-json gobgp gobgp-json' ;;
    key:--family | rule:--family | check:--family | explain:--family | lint:--family | trace:--family | convert:--family) words='ipv4 ipv6' ;;
    key:--rd | key:--vrf | rule:--vrf | rule:--local-as | rule:--route-target | convert:--vrf) return ;;
+   explain:--backend) words=nftables ;;
    explain:--vrf | explain:--protect | explain:--session) return ;;
    lint:--vrf | lint:--protect | lint:--session | trace:--vrf | trace:--interface-set) return ;;
    lint:--ignore)
@@ -47,8 +48,8 @@ _flowspecctl() {
          ;;
       check) words='--from --json --family --help' ;;
       explain)
-         words='--from --json --vrf --family --profile --protect --session --rules --alone --socket
-            --config-root --peers-root --help'
+         words='--from --json --vrf --family --profile --backend --protect --session --rules --alone
+            --socket --config-root --peers-root --help'
          ;;
       lint) words='--json --vrf --family --profile --protect --session --ignore --help' ;;
       trace)

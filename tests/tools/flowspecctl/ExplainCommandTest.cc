@@ -150,6 +150,70 @@ TEST( ExplainCommand, TellsWhatTheProfileMakesOfIt ) {
    EXPECT_EQ( result.status, 1 );
 }
 
+TEST( ExplainCommand, TellsWhatNftablesMakesOfIt ) {
+   expectOut( { "--alone", "--backend", "nftables", "*;10.0.0.0/8;IP:=17;" },
+              "rule          *;10.0.0.0/8;IP:=17;\n"
+              "family        ipv4\n"
+              "srcPrefix     source in 10.0.0.0/8; ip saddr 10.0.0.0/8\n"
+              "ipProto       protocol UDP; meta l4proto 17\n"
+              "matches       packets such as ipv4 udp 10.0.0.0:0 > 192.0.2.1:0 length 24\n"
+              "nftables      programmed; no kernel was asked what it can do\n"
+              "              table ip flowspec {\n"
+              "              \tcounter rule {\n"
+              "              \t\tpackets 0 bytes 0\n"
+              "              \t}\n"
+              "              \tmap interfaces {\n"
+              "              \t\ttype ifname : verdict\n"
+              "              \t\telements = { \"eth0\" : goto vrf0 }\n"
+              "              \t}\n"
+              "              \tmap vrf0-destinations {\n"
+              "              \t\ttype ipv4_addr : verdict\n"
+              "              \t\tflags interval\n"
+              "              \t}\n"
+              "              \tchain prerouting {\n"
+              "              \t\ttype filter hook prerouting priority -450; policy accept;\n"
+              "              \t\tiifname vmap @interfaces\n"
+              "              \t}\n"
+              "              \tchain vrf0 {\n"
+              "              \t\tip daddr vmap @vrf0-destinations\n"
+              "              \t\tgoto vrf0-any\n"
+              "              \t}\n"
+              "              \tchain vrf0-any {\n"
+              "              \t\tip saddr 10.0.0.0/8 meta l4proto 17 counter name \"rule\" accept\n"
+              "              \t}\n"
+              "              }\n" );
+}
+
+TEST( ExplainCommand, TellsWhatNftablesRefuses ) {
+   const Folder folder;
+   const Vek::String profile = folder.file(
+      "kernel.json", R"({"capacity":100,"interfaceSets":4,"ipv4":{"qualifiers":["destPrefix",)"
+                     R"("ipProto"],"actions":["trafficRate"]}})" );
+   expectOut(
+      { "--alone", "--backend", "nftables", "--profile", profile, "10.0.0.0/8;*;TCP:2;" },
+      "rule          10.0.0.0/8;*;TCP:2;\n"
+      "family        ipv4\n"
+      "destPrefix    destination in 10.0.0.0/8; looked up in a map\n"
+      "tcpFlags      TCP flags: SYN set; the profile cannot match on it\n"
+      "matches       packets such as ipv4 tcp 192.0.2.2:0 > 10.0.0.0:0 length 34 flags 0x2\n"
+      "nftables      unsupportedMatch: the profile cannot match on tcpFlags; by the recorded "
+      "profile of a kernel\n" );
+   const Vek::String rule = R"({"vrfId":0,"addressFamily":"ipv4","destPrefix":"10.0.0.0/8",)"
+                            R"("srcPrefix":null,"interfaceSet":[],"terms":[],"action":)";
+   const Result result =
+      explain( { "--alone", "--backend", "nftables", "--json", "--from", "json",
+                 rule + R"({"rateLimit":{"bytes":1e12}}})", rule + R"({"redirect":{"vrf":5}}})" } );
+   EXPECT_EQ( result.err, "" );
+   EXPECT_NE(
+      result.out.find( R"("nftables":{"status":"unsupportedAction","reason":"the rate is )"
+                       R"(more than 18000000000 bytes a second","recordedProfile":false})" ),
+      Vek::String::npos );
+   EXPECT_NE( result.out.find( R"("nftables":{"status":"unsupportedAction","reason":"the profile )"
+                               R"(cannot do redirectVrf","recordedProfile":false})" ),
+              Vek::String::npos );
+   EXPECT_EQ( explain( { "--alone", "--backend", "tcam", "*;*;" } ).status, 2 );
+}
+
 TEST( ExplainCommand, TellsWhatHadBetterNotBeTouched ) {
    expectOut( { "--alone", "--protect", "10.1.0.0/16", "--protect", "2001:db8::/32", "--session",
                 "192.0.2.9", "--session", "192.0.2.10", "10.1.2.0/24;192.0.2.9/32;SP:=179;" },
