@@ -5,8 +5,7 @@
 #include "tools/flowspecctl/Commands.h"
 #include "tools/flowspecctl/LineCommand.h"
 #include "tools/flowspecctl/Options.h"
-
-#include <algorithm>
+#include "tools/flowspecctl/RuleExplainer.h"
 
 #include <nlohmann/json.hpp>
 
@@ -69,10 +68,7 @@ private:
 
    void check( const Place& place, const std::vector< MatchComponent >& components ) {
       const Vek::Ptr< RuleConfig > rule = ruleConfigFactory( rule_.key );
-      matchSetReplace( *rule, components );
-      const auto empty = std::ranges::find_if( components, matchesNothing );
-      const MatchCompType component =
-         empty != components.end() ? empty->compType() : rule->sanitizeMatchSet();
+      const MatchCompType component = infeasibleComponent( *rule, components );
       const bool feasible = component == invalid;
       if ( !feasible ) {
          fail();

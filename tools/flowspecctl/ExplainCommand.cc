@@ -100,9 +100,8 @@ private:
       if ( !options_.nftables ) {
          return lines.add( "profile", text + "; " + entriesText( demand.entries ) );
       }
-      lines.add( "nftables",
-                 text + ( options_.profile.empty() ? "; no kernel was asked what it can do"
-                                                   : "; by the recorded profile of a kernel" ) );
+      text += "; ";
+      lines.add( "nftables", text + ( options_.profile.empty() ? noKernelAsked : recordedKernel ) );
       if ( result.isProgrammed() ) {
          const Vek::String table = nftablesTable( key, demand );
          for ( std::string_view rest = table; !rest.empty(); ) {
@@ -278,13 +277,7 @@ Run addExplain( CLI::App& command ) {
    addVrf( command, "VRF of rules whose form has none, 0 when not given", options->defaults.vrfId );
    addFamily( command, options->defaults );
    addProfile( command, options->profile );
-   command
-      .add_option_function< Vek::String >(
-         "--backend", [&nftables = options->nftables]( const Vek::String& ) { nftables = true; },
-         "Tell what this back end makes of rules: nftables, as a kernel does that can do all of it "
-         "or what --profile recorded" )
-      ->check( CLI::IsMember( { "nftables" } ) )
-      ->type_name( "NAME" );
+   addBackend( command, options->nftables );
    addGuarded( command, options->guarded );
    addRuleSource( command, options->source );
    command.add_flag( "--alone", options->source.alone, "Compare with no other rules" )

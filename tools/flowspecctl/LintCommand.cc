@@ -1,6 +1,7 @@
 #include "dataplane/PacketText.h"
 #include "forms/Printable.h"
 #include "tools/flowspecctl/Commands.h"
+#include "tools/flowspecctl/NftablesView.h"
 #include "tools/flowspecctl/Options.h"
 #include "tools/flowspecctl/RuleExplainer.h"
 #include "tools/flowspecctl/RuleLint.h"
@@ -20,7 +21,7 @@ using Json = nlohmann::ordered_json;
 struct LintOptions {
    bool json = false;
    RuleDefaults defaults;
-   Vek::String profile;
+   LintBackend backend;
    std::vector< GuardedPackets > guarded;
    std::set< FindingKind > ignored;
    std::vector< Vek::String > files;
@@ -58,17 +59,19 @@ void appendJson( Vek::String& out, const Finding& finding ) {
 }
 
 bool lint( const LintOptions& options, Output& output ) {
-   std::optional< Dataplane::Profile > profile;
-   if ( !options.profile.empty() ) {
-      profile = readProfile( options.profile );
-      if ( !profile ) {
+   LintBackend backend = options.backend;
+   if ( !backend.file.empty() ) {
+      backend.profile = readProfile( backend.file );
+      if ( !backend.profile ) {
          return false;
       }
+   } else if ( backend.nftables ) {
+      backend.profile = nftablesProfile();
    }
    Forms::RuleDefaults defaults;
    defaults.vrfId = options.defaults.vrfId.value_or( 0 );
    defaults.family = options.defaults.family;
-   RuleLint lint( profile ? &*profile : nullptr, options.profile, options.guarded );
+   RuleLint lint( backend, options.guarded );
    for ( const Vek::String& file : options.files ) {
       lint.add( readRuleFile( file, defaults ) );
    }
@@ -100,7 +103,8 @@ Run addLint( CLI::App& command ) {
    command.add_flag( "--json", options->json, "Write an object for each finding" );
    addVrf( command, "VRF of rules whose form has none, 0 when not given", options->defaults.vrfId );
    addFamily( command, options->defaults );
-   addProfile( command, options->profile );
+   addProfile( command, options->backend.file );
+   addBackend( command, options->backend.nftables );
    addGuarded( command, options->guarded );
    addOption( command, "--ignore", "KIND",
               "Leave out findings of a kind: " + kindNames() + "; may be given several times",

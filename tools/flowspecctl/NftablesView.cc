@@ -9,6 +9,16 @@ namespace Tools {
 using namespace Flowspec;
 using namespace Dataplane;
 
+void addBackend( CLI::App& command, bool& nftables ) {
+   command
+      .add_option_function< Vek::String >(
+         "--backend", [&nftables]( const Vek::String& ) { nftables = true; },
+         "Tell what this back end makes of rules: nftables, as a kernel does that can do all of it "
+         "or what --profile recorded" )
+      ->check( CLI::IsMember( { "nftables" } ) )
+      ->type_name( "NAME" );
+}
+
 const Profile& nftablesProfile() {
    static const Profile profile = Profile::read( R"({
       "capacity": 1000000, "interfaceSets": 65535, "interfaces": [], "vrfs": {},

@@ -2,9 +2,18 @@
 
 #include "dataplane/RuleDemand.h"
 
+#include <CLI/CLI.hpp>
+
 namespace Tools {
 
 /// What the nftables back end makes of rules, as text, without a kernel or root.
+
+/// What is said where no kernel was asked, and where a profile of one was recorded.
+inline constexpr const char* noKernelAsked = "no kernel was asked what it can do";
+inline constexpr const char* recordedKernel = "by the recorded profile of a kernel";
+
+/// Adds `--backend`, which takes "nftables" alone.
+void addBackend( CLI::App& command, bool& nftables );
 
 /// A profile of a kernel that can do all that the back end asks of one.
 const Dataplane::Profile& nftablesProfile();

@@ -7,6 +7,7 @@
 #include "forms/Printable.h"
 #include "match/RuleMatch.h"
 #include "tools/flowspecctl/ConfiguredRules.h"
+#include "tools/flowspecctl/NftablesView.h"
 #include "tools/flowspecctl/RuleExplainer.h"
 
 #include <algorithm>
@@ -95,14 +96,35 @@ void RuleLint::look( std::size_t file, const FiledRule& rule ) {
          found_.back().finding.packet = packet;
       }
    }
-   if ( profile_ ) {
-      actionIs( *config, rule.action );
-      const Dataplane::RuleDemand demand = Dataplane::demandOf( *config, *profile_ );
-      if ( !demand.result.reason.empty() ) {
-         say( FindingKind::profile, Vek::concat( stringValue( demand.result.code ), ": ",
-                                                 std::string_view( demand.result.reason ) ) );
-      }
-      entries_ += demand.result.isProgrammed() ? demand.entries : 0;
+   if ( backend_.profile ) {
+      askBackend( file, rule, *config );
+   }
+}
+
+// What the back end refuses of a rule that matches some packet.
+void RuleLint::askBackend( std::size_t file, const FiledRule& rule, RuleConfig& config ) {
+   actionIs( config, rule.action );
+   const Dataplane::RuleDemand demand = Dataplane::demandOf( config, *backend_.profile );
+   const auto result = backend_.nftables ? nftablesResult( demand ) : demand.result;
+   if ( !result.reason.empty() ) {
+      found( FindingKind::profile, file, rule.line,
+             Vek::concat( stringValue( result.code ), ": ", std::string_view( result.reason ) ) );
+   }
+   entries_ += result.isProgrammed() ? demand.entries : 0;
+}
+
+// What can be said of the rules as a whole.
+void RuleLint::lookAtAll() {
+   const auto say = [&]( FindingKind kind, Vek::String file, Vek::String text ) {
+      found_.push_back( { files_.size(), { kind, std::move( file ), 0, 0, std::move( text ) } } );
+   };
+   if ( backend_.nftables ) {
+      say( FindingKind::backend, backend_.file.empty() ? Vek::String( "nftables" ) : backend_.file,
+           backend_.file.empty() ? noKernelAsked : recordedKernel );
+   } else if ( backend_.profile && entries_ > backend_.profile->capacity() ) {
+      say( FindingKind::profile, backend_.file,
+           Vek::concat( "the rules take ", entries_, " entries, and the hardware has ",
+                        backend_.profile->capacity() ) );
    }
 }
 
@@ -159,13 +181,7 @@ void RuleLint::compare() {
 
 std::vector< Finding > RuleLint::findings() {
    compare();
-   if ( profile_ && entries_ > profile_->capacity() ) {
-      found_.push_back(
-         { files_.size(),
-           { FindingKind::profile, profileName_, 0, 0,
-             Vek::concat( "the rules take ", entries_, " entries, and the hardware has ",
-                          profile_->capacity() ) } } );
-   }
+   lookAtAll();
    std::ranges::stable_sort( found_, {}, []( const Numbered& one ) {
       return std::tuple( one.file, one.finding.line, one.finding.kind );
    } );

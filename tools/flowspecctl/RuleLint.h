@@ -22,6 +22,7 @@ enum class FindingKind : U8 {
    hidden,
    partlyHidden,
    notCompared,
+   backend,
 };
 
 /// How the kinds are named and how grave they are.
@@ -45,6 +46,7 @@ inline constexpr FindingRow findingKinds[] = {
    { FindingKind::hidden, "hidden", "warning" },
    { FindingKind::partlyHidden, "partly-hidden", "note" },
    { FindingKind::notCompared, "not-compared", "note" },
+   { FindingKind::backend, "backend", "note" },
 };
 constexpr const FindingRow& findingRow( FindingKind kind ) {
    return findingKinds[static_cast< std::size_t >( kind )];
@@ -65,14 +67,19 @@ struct Finding {
    std::optional< Match::Packet > packet{};
 };
 
+/// What rules are to be programmed by.
+struct LintBackend {
+   std::optional< Dataplane::Profile > profile{}; ///< nothing to leave that out
+   Vek::String file{};                            ///< that the profile is from; may be empty
+   bool nftables = false;
+};
+
 /// Looks for what is wrong with the rules of files, taken together, without a running system.
 class RuleLint {
 public:
-   /// `profile` is called `profileName`. Both and `guarded` outlive the object; the profile may be
-   /// null.
-   RuleLint( const Dataplane::Profile* profile, const Vek::String& profileName,
-             const std::vector< GuardedPackets >& guarded )
-      : profile_( profile ), profileName_( profileName ), guarded_( guarded ) {}
+   /// Both outlive the object.
+   RuleLint( const LintBackend& backend, const std::vector< GuardedPackets >& guarded )
+      : backend_( backend ), guarded_( guarded ) {}
 
    /// Adds what was read of a file. A rule without an address family gets that of its prefixes.
    void add( Forms::RuleFile file );
@@ -83,6 +90,8 @@ public:
 
 private:
    void look( std::size_t file, const Forms::FiledRule& rule );
+   void askBackend( std::size_t file, const Forms::FiledRule& rule, Flowspec::RuleConfig& config );
+   void lookAtAll();
    void compare();
    void found( FindingKind kind, std::size_t file, U64 line, Vek::String text, U64 column = 0 );
 
@@ -97,8 +106,7 @@ private:
       const Forms::FiledRule* rule;
    };
 
-   const Dataplane::Profile* const profile_;
-   const Vek::String& profileName_;
+   const LintBackend& backend_;
    const std::vector< GuardedPackets >& guarded_;
    std::vector< Forms::RuleFile > files_;
    std::vector< Numbered > found_;

@@ -20,12 +20,12 @@ _flowspecctl() {
    convert:--to) words='cli cli-len value diag json detail words nlri bird exabgp exabgp-json gobgp gobgp-json' ;;
    key:--family | rule:--family | check:--family | explain:--family | lint:--family | trace:--family | convert:--family) words='ipv4 ipv6' ;;
    key:--rd | key:--vrf | rule:--vrf | rule:--local-as | rule:--route-target | convert:--vrf) return ;;
-   explain:--backend) words=nftables ;;
+   explain:--backend | lint:--backend) words=nftables ;;
    explain:--vrf | explain:--protect | explain:--session) return ;;
    lint:--vrf | lint:--protect | lint:--session | trace:--vrf | trace:--interface-set) return ;;
    lint:--ignore)
       words="unreadable remark beyond-field matches-nothing matches-everything protected session profile
-         double contradicts hidden partly-hidden not-compared"
+         double contradicts hidden partly-hidden not-compared backend"
       ;;
    nlri:--afi) words='1 2' ;;
    nlri:--safi) words='133 134' ;;
@@ -51,7 +51,7 @@ _flowspecctl() {
          words='--from --json --vrf --family --profile --backend --protect --session --rules --alone
             --socket --config-root --peers-root --help'
          ;;
-      lint) words='--json --vrf --family --profile --protect --session --ignore --help' ;;
+      lint) words='--json --vrf --family --profile --backend --protect --session --ignore --help' ;;
       trace)
          words='--json --all --vrf --family --interface-set --capture --rules --socket --config-root
             --peers-root --help'
