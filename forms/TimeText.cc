@@ -9,6 +9,9 @@ using namespace std::chrono;
 
 namespace {
 
+constexpr sys_seconds first = sys_days( year( 0 ) / January / 1 );
+constexpr sys_seconds last = sys_days( year( 9999 ) / December / 31 ) + seconds( 86'399 );
+
 // Takes parts of a text from its beginning.
 class Parts {
 public:
@@ -85,7 +88,9 @@ std::optional< sys_seconds > timeFromText( std::string_view text ) {
    if ( !parts.goodAndOver() || !date.ok() ) {
       return std::nullopt;
    }
-   return sys_days( date ) + hour + minute + second - offset;
+   const sys_seconds time = sys_days( date ) + hour + minute + second - offset;
+   // An offset or a leap second may lead out of the years that have a text.
+   return time >= first && time <= last ? std::optional( time ) : std::nullopt;
 }
 
 Vek::String textOfTime( sys_seconds time ) {
