@@ -232,12 +232,13 @@ void showCounters( const CounterOptions& options, Output& output ) {
       columns.insert( columns.end(), { { "packets/s", 10, true }, { "bytes/s", 12, true } } );
    }
    Listing listing( options, output, std::move( columns ) );
-   for ( const auto& [key, now, rates] : counted ) {
-      const QosLib::ColoredCounters& counters = now->coloredCounters();
+   for ( const CountedRule& rule : counted ) {
+      const QosLib::ColoredCounters& counters = rule.now->coloredCounters();
+      const std::optional< Rates >& rates = rule.rates;
       listing.rule(
-         *key,
-         [&, now = now, rates = rates]( Vek::String& out ) {
-            appendCounterMembers( out, *now );
+         *rule.key,
+         [&]( Vek::String& out ) {
+            appendCounterMembers( out, *rule.now );
             out += Vek::concat( R"(,"timestamp":)", numberText( counter->timestamp() ) );
             if ( withRates ) {
                out += Vek::concat(
@@ -245,7 +246,7 @@ void showCounters( const CounterOptions& options, Output& output ) {
                   R"(,"bytesPerSecond":)", rates ? numberText( rates->bytes ) : "null" );
             }
          },
-         [&, rates = rates]( std::vector< Vek::String >& row ) {
+         [&]( std::vector< Vek::String >& row ) {
             row.push_back( Vek::concat( counters.packetHits() ) );
             row.push_back( Vek::concat( counters.byteHits() ) );
             if ( withRates ) {
