@@ -88,6 +88,9 @@ _flowspecctl() {
       esac
       [[ $words != --* ]] || words+=' --socket --help'
       ;;
+   top:--family) words='ipv4 ipv6' ;;
+   top:--by) words='bytes packets' ;;
+   top:*) words='--socket --counter-root --cli-config-root --vrf --family --interval --by --top --count --help' ;;
    enable:--family | disable:--family) words='ipv4 ipv6' ;;
    enable:*) words='--socket --cli-config-root --family --vrf --help' ;;
    disable:*) words='--socket --cli-config-root --family --help' ;;
@@ -105,7 +108,7 @@ _flowspecctl() {
    watch:*) words='--socket --json --initial --help' ;;
    vocab:* | types:*) words='--json --help' ;;
    *)
-      words='key rule check explain lint trace convert nlri vocab decode-log dump show refresh enable disable
+      words='key rule check explain lint trace convert nlri vocab decode-log dump show top refresh enable disable
          interface-set vrf-override watch types --help --version'
       ;;
    esac
