@@ -95,7 +95,7 @@ TEST( DecodeLogCommand, WritesAnObjectForEachMessage ) {
    }
    EXPECT_EQ( lines.size() - 1,
               static_cast< std::size_t >( std::ranges::count( contents( expectedLines ), '\n' ) ) );
-   EXPECT_EQ( lines[1], R"({"message":1,"kind":"types","types":69})" );
+   EXPECT_EQ( lines[1], R"({"message":1,"kind":"types","types":70})" );
    EXPECT_EQ(
       lines[2],
       R"({"message":2,"kind":"root","type":"Flowspec::CliConfig","entity":1,"name":"cli"})" );
@@ -242,7 +242,7 @@ TEST( DecodeLogCommand, MessagesAboutNothingThatIsKnownAreReported ) {
    const auto refusal = []( const Header& header, const Vek::String& payload ) {
       const Result result = flowspecctl( { "decode-log" }, streamWith( header, payload ) );
       EXPECT_EQ( result.status, 1 );
-      EXPECT_EQ( result.out, "1 types 69\n" );
+      EXPECT_EQ( result.out, "1 types 70\n" );
       return result.err;
    };
    EXPECT_EQ(
@@ -264,14 +264,14 @@ TEST( DecodeLogCommand, NoByteReachesATerminalAsAControlCharacter ) {
    const Vek::String stream =
       streamWith( { .length = 28, .kind = MessageKind::root, .entity = 1 }, payload );
    expect( flowspecctl( { "decode-log" }, stream ), 0,
-           "1 types 69\n2 root Flowspec::Counter#1 \"\\x1b\\x0a\\xff\"\n", "" );
+           "1 types 70\n2 root Flowspec::Counter#1 \"\\x1b\\x0a\\xff\"\n", "" );
    expect( flowspecctl( { "decode-log", "--json" }, stream ), 0,
-           "{\"message\":1,\"kind\":\"types\",\"types\":69}\n"
+           "{\"message\":1,\"kind\":\"types\",\"types\":70}\n"
            R"({"message":2,"kind":"root","type":"Flowspec::Counter","entity":1,)"
            "\"name\":\"\\u001b\\n\\ufffd\"}\n",
            "" );
    expect( flowspecctl( { "decode-log", "--dump" }, stream ), 0,
-           "1 types 69\n2 root Flowspec::Counter#1 \"\\x1b\\x0a\\xff\"\n"
+           "1 types 70\n2 root Flowspec::Counter#1 \"\\x1b\\x0a\\xff\"\n"
            "Flowspec::Counter \\x1b\\x0a\\xff\nsnapshot #0\ntimestamp: 0\n",
            "" );
 }
