@@ -94,7 +94,7 @@ public:
    }
 
    void await( U32 count ) override {
-      while ( filed() != count ) {
+      while ( !areFiled( count ) ) {
          Mount* const one[] = { &mount_ };
          Mount::wait( one, std::chrono::milliseconds( 100 ) );
          mount_.process();
@@ -104,16 +104,30 @@ public:
    double otherCpuSeconds() const override { return database_.cpuSeconds(); }
 
 private:
-   U32 filed() const {
+   // Whether so many rules are there, all of them with their actions: a reader is told the keys of
+   // all that are new before it is told anything else of them.
+   bool areFiled( U32 count ) {
       const auto entity = directory_.entity( "flowspec/bgp" );
       const auto* const config = static_cast< const Flowspec::Config* >( entity.get() );
       const auto vrf = config ? config->vrfRuleConfig( 0 ) : nullptr;
-      return vrf ? vrf->rule().size() : 0;
+      if ( !vrf || vrf->rule().size() != count ) {
+         return !vrf && count == 0;
+      }
+      const auto& rules = vrf->rule();
+      auto at = first_ ? rules.lowerBound( *first_ ) : rules.begin();
+      for ( ; at != rules.end(); ++at ) {
+         first_ = ( *at )->ruleKey();
+         if ( ( *at )->actionFieldSet() == Flowspec::ActionFieldSet() ) {
+            return false;
+         }
+      }
+      return true;
    }
 
    const Child database_;
    Vek::Directory directory_;
    Mount mount_;
+   std::optional< Flowspec::FlowspecKey > first_; // of the rules that may be without action
 };
 
 class Bird final : public Program {
