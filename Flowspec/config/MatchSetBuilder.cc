@@ -31,12 +31,11 @@ bool forEachGroup( const Terms& terms, Use use ) {
 
 using Ranges = std::vector< NumericalRange >;
 
-// The values up to `max` that one comparison leaves, ascending. What is compared with may be more
-// than any packet has.
-Ranges rangesOf( const MatchOpValResult& term, U32 max ) {
+// Appends the values up to `max` that one comparison leaves, ascending. What is compared with may
+// be more than any packet has.
+void appendRanges( const MatchOpValResult& term, U32 max, Ranges& ranges ) {
    const bool ignoresOthers = componentType( term.matchType() ).ignoresOtherBits;
    const U32 value = ignoresOthers ? term.val32() & max : term.val32();
-   Ranges ranges;
    if ( term.lt() && value > 0 ) {
       ranges.emplace_back( 0, std::min( value - 1, max ) );
    }
@@ -46,7 +45,6 @@ Ranges rangesOf( const MatchOpValResult& term, U32 max ) {
    if ( term.gt() && value < max ) {
       ranges.emplace_back( value + 1, max );
    }
-   return ranges;
 }
 
 Ranges intersection( const Ranges& a, const Ranges& b ) {
@@ -61,33 +59,48 @@ Ranges intersection( const Ranges& a, const Ranges& b ) {
    return common;
 }
 
-// Sorted, with those that overlap or touch joined.
-Ranges joined( Ranges ranges ) {
+// Sorts them, and joins those that overlap or touch.
+void join( Ranges& ranges ) {
    std::ranges::sort( ranges );
-   Ranges result;
+   std::size_t count = 0;
    for ( const NumericalRange& range : ranges ) {
-      if ( !result.empty() && range.rangeMin() <= result.back().rangeMax() + 1 ) {
-         result.back() = NumericalRange( result.back().rangeMin(),
-                                         std::max( result.back().rangeMax(), range.rangeMax() ) );
+      if ( count != 0 && range.rangeMin() <= ranges[count - 1].rangeMax() + 1 ) {
+         NumericalRange& last = ranges[count - 1];
+         last = NumericalRange( last.rangeMin(), std::max( last.rangeMax(), range.rangeMax() ) );
       } else {
-         result.push_back( range );
+         ranges[count++] = range;
       }
    }
-   return result;
+   ranges.resize( count );
+}
+
+// The values that all terms of a group leave.
+Ranges rangesOf( std::span< const MatchOpValResult > group, U32 max ) {
+   Ranges left{ NumericalRange( 0, max ) };
+   for ( const MatchOpValResult& term : group ) {
+      Ranges ranges;
+      appendRanges( term, max, ranges );
+      join( ranges );
+      left = intersection( left, ranges );
+   }
+   return left;
 }
 
 void addRanges( const Terms& terms, MatchComponent& component ) {
    const U32 max = NumericalRange::matchCompTypeMax( component.compType() );
    Ranges all;
+   all.reserve( 2 * terms.size() );
    forEachGroup( terms, [&]( std::span< const MatchOpValResult > group ) {
-      Ranges left{ NumericalRange( 0, max ) };
-      for ( const MatchOpValResult& term : group ) {
-         left = intersection( left, joined( rangesOf( term, max ) ) );
+      if ( group.size() == 1 ) {
+         appendRanges( group.front(), max, all );
+      } else {
+         const Ranges left = rangesOf( group, max );
+         all.insert( all.end(), left.begin(), left.end() );
       }
-      all.insert( all.end(), left.begin(), left.end() );
       return true;
    } );
-   for ( const NumericalRange& range : joined( std::move( all ) ) ) {
+   join( all );
+   for ( const NumericalRange& range : all ) {
       component.numericalRangeIs( range );
    }
 }
@@ -219,6 +232,7 @@ std::optional< MatchSetError > addTerms( const FlowspecKey& key,
          Vek::concat( "the term at index ", broken->index, " cannot be read: ", broken->reason ) };
    }
    Terms terms;
+   terms.reserve( key.matchOpVals() );
    for ( MatchOpValResult term = key.getOptVal( 0 ); !term.isEnd();
          term = key.getOptVal( term.nextIndex() ) ) {
       if ( !terms.empty() && terms.front().matchType() != term.matchType() ) {

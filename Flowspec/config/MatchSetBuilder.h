@@ -38,6 +38,11 @@ matchSetFromKey( const FlowspecKey& key, std::vector< MatchComponent >& componen
 /// Whether no packet passes the component: it is numeric or a bitmask and has no members.
 OSK_EXPORT bool matchesNothing( const MatchComponent& component );
 
+/// Does with the components of a rule of `family` that is not there yet what
+/// `RuleConfig::sanitizeMatchSet` does with those of one that is.
+OSK_EXPORT MatchCompType sanitizeMatchSet( Zorv::AddressFamily family,
+                                           std::vector< MatchComponent >& components );
+
 /// Makes the match set of `rule` that of `components`, publishing what changes.
 OSK_EXPORT void matchSetReplace( RuleConfig& rule,
                                  const std::vector< MatchComponent >& components );

@@ -76,9 +76,6 @@ protected:
    ~RuleConfig() override = default;
 
 private:
-   // Stores an `ipProto` component of exactly these protocols.
-   void ipProtoIs( std::span< const U32 > protocols );
-
    const FlowspecKey ruleKey_;
    U64 ruleId_ = 0;
    MatchSet matchSet_;

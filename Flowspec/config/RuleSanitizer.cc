@@ -1,4 +1,4 @@
-#include "Flowspec/config/RuleConfig.h"
+#include "Flowspec/config/MatchSetBuilder.h"
 
 #include <algorithm>
 #include <array>
@@ -12,100 +12,132 @@ constexpr U32 protocolTcp = 6;
 constexpr U32 protocolUdp = 17;
 constexpr U32 protocolIcmpV6 = 58;
 
-// The first of `types` that the match set has, or `invalid`.
-MatchCompType firstPresent( const RuleConfig& rule, std::initializer_list< MatchCompType > types ) {
-   const auto& matchSet = rule.matchSet();
-   const auto at = std::ranges::find_if(
-      types, [&]( MatchCompType type ) { return matchSet.find( type ) != matchSet.end(); } );
-   return at == types.end() ? invalid : *at;
+// What of a match set hangs together with the protocol.
+struct Parts {
+   const MatchComponent* protocols; // null for all
+   MatchCompType flags;             // here and below `invalid` when there is none
+   MatchCompType icmp;
+   MatchCompType ports;
+   U32 icmpProtocol;
+
+   bool admit( std::span< const U32 > wanted ) const {
+      return !protocols ||
+             std::ranges::any_of( protocols->numericalRange(), [&]( const auto& range ) {
+                return std::ranges::any_of( wanted, [&]( U32 p ) { return range.contains( p ); } );
+             } );
+   }
+   bool admit( std::initializer_list< U32 > wanted ) const {
+      return admit( std::span( wanted.begin(), wanted.size() ) );
+   }
+};
+
+// `find( type )` gives the component of a type, or null.
+template < typename Find >
+Parts partsOf( Zorv::AddressFamily family, Find find ) {
+   const auto first = [&]( std::initializer_list< MatchCompType > types ) {
+      const auto at = std::ranges::find_if( types, find );
+      return at == types.end() ? invalid : *at;
+   };
+   return { find( ipProto ), first( { tcpFlags } ), first( { icmpType, icmpCode } ),
+            first( { port, destPort, srcPort } ),
+            family == Zorv::AddressFamily::ipv6 ? protocolIcmpV6 : protocolIcmp };
 }
 
-bool has( const RuleConfig& rule, MatchCompType type ) {
-   return firstPresent( rule, { type } ) != invalid;
+Parts partsOf( const RuleConfig& rule ) {
+   return partsOf( rule.ruleKey().addressFamily(), [&]( MatchCompType type ) {
+      const auto at = rule.matchSet().find( type );
+      return at == rule.matchSet().end() ? nullptr : &at->second;
+   } );
 }
 
-MatchCompType firstPort( const RuleConfig& rule ) {
-   return firstPresent( rule, { port, destPort, srcPort } );
+MatchCompType infeasibleOf( const Parts& parts ) {
+   if ( parts.flags != invalid && ( parts.icmp != invalid || !parts.admit( { protocolTcp } ) ) ) {
+      return parts.flags;
+   }
+   if ( parts.icmp != invalid &&
+        ( parts.ports != invalid || !parts.admit( { parts.icmpProtocol } ) ) ) {
+      return parts.icmp;
+   }
+   if ( parts.ports != invalid && !parts.admit( { protocolTcp, protocolUdp } ) ) {
+      return parts.ports;
+   }
+   return invalid;
 }
 
-MatchCompType firstIcmp( const RuleConfig& rule ) {
-   return firstPresent( rule, { icmpType, icmpCode } );
-}
-
-U32 icmpProtocol( const RuleConfig& rule ) {
-   return rule.ruleKey().addressFamily() == Zorv::AddressFamily::ipv6 ? protocolIcmpV6
-                                                                      : protocolIcmp;
+// The component of the protocols that feasible parts imply, unless they imply none or it is there.
+std::optional< MatchComponent > impliedBy( const Parts& parts ) {
+   std::array< U32, 2 > implied{};
+   std::size_t count = 0;
+   const auto add = [&]( U32 protocol ) { implied[count++] = protocol; };
+   if ( parts.flags != invalid ) {
+      add( protocolTcp );
+   } else if ( parts.icmp != invalid ) {
+      add( parts.icmpProtocol );
+   } else if ( parts.ports != invalid ) {
+      for ( const U32 protocol : { protocolTcp, protocolUdp } ) {
+         if ( parts.admit( { protocol } ) ) {
+            add( protocol );
+         }
+      }
+   }
+   const std::span< const U32 > all = std::span( implied ).first( count );
+   // Asked before the component is built: most rules are sanitised already.
+   const auto isThere = [&]( const MatchComponent& component ) {
+      return component.prefix().empty() && component.ipBitMask().empty() &&
+             component.tcpBitMask().empty() && component.numericalRange().size() == count &&
+             std::ranges::all_of( all, [&]( U32 p ) {
+                return component.numericalRange().contains( NumericalRange( p, p ) );
+             } );
+   };
+   if ( all.empty() || ( parts.protocols && isThere( *parts.protocols ) ) ) {
+      return std::nullopt;
+   }
+   MatchComponent component( ipProto );
+   for ( const U32 protocol : all ) {
+      component.numericalRangeIs( NumericalRange( protocol, protocol ) );
+   }
+   return component;
 }
 
 } // namespace
 
 bool ruleConfigIpProtoContains( const RuleConfig& rule, std::span< const U32 > protocols ) {
-   const auto at = rule.matchSet().find( ipProto );
-   if ( at == rule.matchSet().end() ) {
-      return true;
-   }
-   const auto& ranges = at->second.numericalRange();
-   return std::any_of( ranges.begin(), ranges.end(), [&]( const NumericalRange& range ) {
-      return std::ranges::any_of( protocols, [&]( U32 p ) { return range.contains( p ); } );
-   } );
+   return partsOf( rule ).admit( protocols );
 }
 
 MatchCompType RuleConfig::infeasibleMatchInMatchSet() const {
-   const MatchCompType icmp = firstIcmp( *this );
-   const MatchCompType ports = firstPort( *this );
-   if ( has( *this, tcpFlags ) &&
-        ( icmp != invalid || !ruleConfigIpProtoContains( *this, { protocolTcp } ) ) ) {
-      return tcpFlags;
-   }
-   if ( icmp != invalid &&
-        ( ports != invalid || !ruleConfigIpProtoContains( *this, { icmpProtocol( *this ) } ) ) ) {
-      return icmp;
-   }
-   if ( ports != invalid && !ruleConfigIpProtoContains( *this, { protocolTcp, protocolUdp } ) ) {
-      return ports;
-   }
-   return invalid;
-}
-
-void RuleConfig::ipProtoIs( std::span< const U32 > protocols ) {
-   const auto isExactly = [&]( const MatchComponent& component ) {
-      return component.prefix().empty() && component.ipBitMask().empty() &&
-             component.tcpBitMask().empty() &&
-             component.numericalRange().size() == protocols.size() &&
-             std::ranges::all_of( protocols, [&]( U32 p ) {
-                return component.numericalRange().contains( NumericalRange( p, p ) );
-             } );
-   };
-   // Asked before the component is built: most rules are sanitised already.
-   const auto at = matchSet_.find( ipProto );
-   if ( at != matchSet_.end() && isExactly( at->second ) ) {
-      return;
-   }
-   MatchComponent component( ipProto );
-   for ( const U32 protocol : protocols ) {
-      component.numericalRangeIs( NumericalRange( protocol, protocol ) );
-   }
-   matchSetIs( component );
+   return infeasibleOf( partsOf( *this ) );
 }
 
 MatchCompType RuleConfig::sanitizeMatchSet() {
-   if ( const MatchCompType infeasible = infeasibleMatchInMatchSet(); infeasible != invalid ) {
-      return infeasible;
+   const Parts parts = partsOf( *this );
+   const MatchCompType infeasible = infeasibleOf( parts );
+   if ( infeasible == invalid ) {
+      if ( const auto component = impliedBy( parts ) ) {
+         matchSetIs( *component );
+      }
    }
-   const Vek::Ptr< RuleConfig > hold( this );
-   if ( has( *this, tcpFlags ) ) {
-      ipProtoIs( std::array{ protocolTcp } );
+   return infeasible;
+}
+
+MatchCompType sanitizeMatchSet( Zorv::AddressFamily family,
+                                std::vector< MatchComponent >& components ) {
+   const auto find = [&]( MatchCompType type ) -> MatchComponent* {
+      const auto at = std::ranges::find( components, type, &MatchComponent::compType );
+      return at == components.end() ? nullptr : &*at;
+   };
+   const Parts parts = partsOf( family, find );
+   const MatchCompType infeasible = infeasibleOf( parts );
+   if ( infeasible == invalid ) {
+      if ( auto component = impliedBy( parts ) ) {
+         if ( MatchComponent* const present = find( ipProto ) ) {
+            *present = *std::move( component );
+         } else {
+            components.push_back( *std::move( component ) );
+         }
+      }
    }
-   if ( firstIcmp( *this ) != invalid ) {
-      ipProtoIs( std::array{ icmpProtocol( *this ) } );
-   }
-   if ( firstPort( *this ) != invalid ) {
-      const bool tcp = ruleConfigIpProtoContains( *this, { protocolTcp } );
-      const bool udp = ruleConfigIpProtoContains( *this, { protocolUdp } );
-      static constexpr U32 both[] = { protocolTcp, protocolUdp };
-      ipProtoIs( std::span( both ).subspan( !tcp, std::size_t{ tcp } + udp ) );
-   }
-   return invalid;
+   return infeasible;
 }
 
 } // namespace Flowspec

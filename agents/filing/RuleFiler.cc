@@ -30,7 +30,7 @@ RuleFiler::Filed RuleFiler::file( const FlowspecKey& key, const RuleAction& acti
                .removed = remove( key ),
                .reason = std::move( error->message ) };
    }
-   const MatchCompType component = sanitize( key );
+   const MatchCompType component = sanitize( key.addressFamily() );
    return component == invalid ? fileFeasible( key, action, ruleId )
                                : fileInfeasible( key, component, ruleId );
 }
@@ -47,25 +47,11 @@ void RuleFiler::dropEmptyVrf( Vrf::VrfIdMap::VrfId vrfId ) {
    }
 }
 
-// Makes the protocol that the components imply one of them, on a rule that nobody observes; or
-// gives the component that cannot be.
-MatchCompType RuleFiler::sanitize( const FlowspecKey& key ) {
+// Makes the protocol that the components imply one of them, or gives the component that cannot be.
+MatchCompType RuleFiler::sanitize( Zorv::AddressFamily family ) {
    const auto nothing = std::ranges::find_if( components_, matchesNothing );
-   if ( nothing != components_.end() ) {
-      return nothing->compType();
-   }
-   detached_ = ruleConfigFactory( key );
-   matchSetReplace( *detached_, components_ );
-   const MatchCompType component = detached_->sanitizeMatchSet();
-   if ( const auto at = detached_->matchSet().find( ipProto ); at != detached_->matchSet().end() ) {
-      const auto stands = std::ranges::find( components_, ipProto, &MatchComponent::compType );
-      if ( stands == components_.end() ) {
-         components_.push_back( at->second );
-      } else {
-         *stands = at->second;
-      }
-   }
-   return component;
+   return nothing != components_.end() ? nothing->compType()
+                                       : sanitizeMatchSet( family, components_ );
 }
 
 // What a key is follows from the key alone, so what is removed here and below was filed by others.

@@ -9,7 +9,7 @@ namespace Agents {
 
 /// Files single rules in a `Config`: each is in the VRF of its key, one that packets can match
 /// among the rules with a sanitised match set, the others among the infeasible ones with the
-/// component at fault: one that matches nothing, or what `RuleConfig::sanitizeMatchSet` returns.
+/// component at fault: one that matches nothing, or what `sanitizeMatchSet` returns.
 ///
 /// Only differences are published: a rule that is there as it should be costs its observers
 /// nothing, and one whose action changes is told by the attributes that change. A new rule gets
@@ -44,7 +44,7 @@ public:
    void dropEmptyVrf( Vrf::VrfIdMap::VrfId vrfId );
 
 private:
-   Flowspec::MatchCompType sanitize( const Flowspec::FlowspecKey& key );
+   Flowspec::MatchCompType sanitize( Zorv::AddressFamily family );
    Filed fileFeasible( const Flowspec::FlowspecKey& key, const Flowspec::RuleAction& action,
                        U64 ruleId );
    Filed fileInfeasible( const Flowspec::FlowspecKey& key, Flowspec::MatchCompType component,
@@ -52,8 +52,6 @@ private:
 
    const Vek::Ptr< Flowspec::Config > config_;
    std::vector< Flowspec::MatchComponent > components_; // of the rule in work
-   // Stays until the next one is made, and its memory with it.
-   Vek::Ptr< Flowspec::RuleConfig > detached_;
 };
 
 } // namespace Agents
