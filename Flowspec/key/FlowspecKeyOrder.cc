@@ -99,13 +99,13 @@ void putWord( OrderedBits& bits, U64 member, std::size_t place ) {
       bits.put( word.storage(), 32 );
       return;
    }
-   bits.put( type << 8 | word.op(), 13 );
+   const U64 typeAndOp = type << 8 | word.op();
    if ( ( word.op() & OpBits::len ) != 0 ) {
-      bits.put( word.val(), 16 );
+      bits.put( typeAndOp << 16 | word.val(), 13 + 16 );
    } else if ( word.val() <= 0xFF ) {
-      bits.put( word.val(), 9 );
+      bits.put( typeAndOp << 9 | word.val(), 13 + 9 );
    } else {
-      bits.put( U64{ 1 } << 16 | word.val(), 17 );
+      bits.put( typeAndOp << 17 | U64{ 1 } << 16 | word.val(), 13 + 17 );
    }
 }
 

@@ -25,10 +25,7 @@ NlriNode* NlriTable::find( NlriId id ) const {
    return found == nodes_.end() ? nullptr : found->second.get();
 }
 
-NlriNode& NlriTable::get( NlriId id ) {
-   if ( NlriNode* const found = find( id ) ) {
-      return *found;
-   }
+NlriNode& NlriTable::add( NlriId id ) {
    std::unique_ptr< NlriNode > node = NlriNode::make( id );
    NlriNode& made = *node;
    nodes_.insertOrAssign( made.id(), std::move( node ) );

@@ -9,8 +9,8 @@ class NlriTable {
 public:
    /// The one with `id`, or null.
    NlriNode* find( NlriId id ) const;
-   /// The same; it is made when there is none. The octets of `id` are copied.
-   NlriNode& get( NlriId id );
+   /// Makes the one with `id`, which is not there. Its octets are copied.
+   NlriNode& add( NlriId id );
    /// Removes `node`, and its memory.
    void erase( const NlriNode& node ) { nodes_.erase( node.id() ); }
 

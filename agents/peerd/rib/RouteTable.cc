@@ -9,6 +9,15 @@ namespace {
 // What counts against the peer's octets.
 U64 octetsOf( const Route& route ) { return route.nlri->size + route.attributes->size(); }
 
+// Of the peer, or null.
+Route* routeOf( const PeerIn& peer, const NlriNode& node ) {
+   Route* route = node.routes;
+   while ( route && route->peer != &peer ) {
+      route = route->nextOfNlri;
+   }
+   return route;
+}
+
 void unlist( Route& route ) {
    PeerIn& peer = *route.peer;
    if ( route.state == Route::State::hidden ) {
@@ -39,22 +48,17 @@ void list( Route& route, Route::State state ) {
 
 Route* RouteTable::find( const PeerIn& peer, NlriId id ) const {
    const NlriNode* const node = nlris_.find( id );
-   Route* route = node ? node->routes : nullptr;
-   while ( route && route->peer != &peer ) {
-      route = route->nextOfNlri;
-   }
-   return route;
+   return node ? routeOf( peer, *node ) : nullptr;
 }
 
-Route& RouteTable::add( PeerIn& peer, NlriId id ) {
-   NlriNode& node = nlris_.get( id );
+Route& RouteTable::add( PeerIn& peer, NlriNode& node ) {
    Route& route = *new Route;
    route.nlri = &node;
    route.peer = &peer;
    route.nextOfNlri = node.routes;
    node.routes = &route;
    ++peer.count;
-   ++peer.families[id.family].count;
+   ++peer.families[node.family].count;
    return route;
 }
 
@@ -63,7 +67,8 @@ bool RouteTable::announce( PeerIn& peer, NlriId id, const Flowspec::FlowspecKey*
                            std::span< const SessionEnds > sessions ) {
    constexpr U64 octetsPerRule = 512;
    const U32 most = peer.import.guards.maxRules;
-   Route* route = find( peer, id );
+   NlriNode* const node = nlris_.find( id );
+   Route* route = node ? routeOf( peer, *node ) : nullptr;
    const U64 octets =
       peer.octets - ( route ? octetsOf( *route ) : 0 ) + id.size + attributes->size();
    if ( octets > most * octetsPerRule || ( !route && peer.count >= most ) ) {
@@ -76,7 +81,7 @@ bool RouteTable::announce( PeerIn& peer, NlriId id, const Flowspec::FlowspecKey*
    FamilyIn& family = peer.families[id.family];
    const bool isNew = !route;
    if ( isNew ) {
-      route = &add( peer, id );
+      route = &add( peer, node ? *node : nlris_.add( id ) );
    } else {
       family.routes.erase( *route );
       family.current -= route->generation == family.generation;

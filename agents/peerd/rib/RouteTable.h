@@ -29,7 +29,7 @@ public:
    const KeyTable& keys() const { return keys_; }
 
 private:
-   Route& add( PeerIn& peer, NlriId id );
+   static Route& add( PeerIn& peer, NlriNode& node );
    void restate( Route& route );
    void unsettle( NlriNode& node );
    void judgeRoute( Route& route, const Flowspec::FlowspecKey* key,

@@ -130,12 +130,11 @@ void EntityStreamAdapter::publish( U8 position, const void* key ) {
       at->sender.noteIs( Sender::Note::served );
       at->sender.unlessOutOfMemory( [&] { at->mark( position, key ); } );
    }
-   source_.multicast( RowMessage( number_, *type_.rows()[position], object(), key ),
-                      [&]( Sender& sender ) {
-                         if ( sender.note() != Sender::Note::served ) {
-                            markNew( sender, position, key );
-                         }
-                      } );
+   source_.multicast( *this, position, key, [&]( Sender& sender ) {
+      if ( sender.note() != Sender::Note::served ) {
+         markNew( sender, position, key );
+      }
+   } );
 }
 
 void EntityStreamAdapter::markNew( Sender& sender, U8 position, const void* key ) {
@@ -200,12 +199,11 @@ void EntityStreamAdapter::onRemoved( EntityStreamAdapter& child, const void* key
       at->sender.noteIs( Sender::Note::served );
    }
    // While the child waits to be announced, its connection is not up to date.
-   source_.multicast( RowMessage( number_, *type_.rows()[position], object(), key ),
-                      [&]( Sender& sender ) {
-                         if ( sender.knowsNoted() ) {
-                            markNew( sender, position, key );
-                         }
-                      } );
+   source_.multicast( *this, position, key, [&]( Sender& sender ) {
+      if ( sender.knowsNoted() ) {
+         markNew( sender, position, key );
+      }
+   } );
    delete &child;
 }
 

@@ -4,6 +4,8 @@
 #include "Vek/log/RowMessage.h"
 #include "Vek/log/Sender.h"
 
+#include <optional>
+
 namespace Vek::log {
 
 /// The root entities that a process streams, to any number of connections. While it streams them,
@@ -36,25 +38,30 @@ private:
    /// Begins to tell a change: what is noted at connections about an earlier one is void.
    void beginChange() { ++changes_; }
 
-   /// Writes a message to every connection that is up to date and has room for it, and calls
-   /// `missed( Sender& )` for each of the others. It is encoded once.
+   /// Writes the message about a row to every connection that is up to date and has room for it,
+   /// and calls `missed( Sender& )` for each of the others. It is encoded once, if at all.
    template < typename Missed >
-   void multicast( const RowMessage& message, Missed missed ) {
+   void multicast( const EntityStreamAdapter& adapter, U8 position, const void* key,
+                   Missed missed ) {
+      std::optional< RowMessage > message;
       const U8* encoded = nullptr;
-      const std::size_t size = message.size();
       for ( Sender* const sender : senders_ ) {
-         U8* const at = sender->upToDate() ? sender->reserve( size ) : nullptr;
+         if ( sender->upToDate() && !message ) {
+            message.emplace( adapter.number(), *adapter.type().rows()[position], &adapter.entity(),
+                             key );
+         }
+         U8* const at = sender->upToDate() ? sender->reserve( message->size() ) : nullptr;
          if ( !at ) {
             missed( *sender );
             continue;
          }
          if ( encoded ) {
-            std::memcpy( at, encoded, size );
+            std::memcpy( at, encoded, message->size() );
          } else {
-            message.write( at );
+            message->write( at );
             encoded = at;
          }
-         sender->commit( size );
+         sender->commit( message->size() );
       }
    }
 
