@@ -55,7 +55,7 @@ private:
    void clearPrefixes();
    [[gnu::noinline, gnu::cold]] const U8* badType( const U8* at, U8 previous );
    [[gnu::noinline, gnu::cold]] bool takesUnusual( U8 type, const U8* at, U64 value, U8& op );
-   Zorv::IpGenAddr addressAt( const U8* at, unsigned size ) const;
+   Zorv::IpGenPrefix prefixAt( const U8* at, unsigned length ) const;
    void setPrefix( U8 type, const Zorv::IpGenPrefix& prefix );
 
    const U8* const first_;
@@ -68,7 +68,10 @@ private:
    Result rejection_;
    Result unrepresentable_;
    U8 prefixes_ = 0; // the types of those that were set: they are bits
-   U32 index_ = 0;   // of the next word; 4095 octets hold no more than the 2047 of a key
+   // The words of the key. Each takes two octets at least, so 4095 octets hold no more. Only what
+   // was written is read.
+   U32* nextWord_ = words_;
+   U32 words_[maxNlriLength / 2];
 };
 
 const U8* Decoder::readLength( bool single ) {
@@ -138,22 +141,15 @@ inline void Decoder::setPrefix( U8 type, const Zorv::IpGenPrefix& prefix ) {
    }
 }
 
-// The address whose first `size` octets are there. What comes after them is no part of the prefix,
-// and is not read where the octets that were given end.
-inline Zorv::IpGenAddr Decoder::addressAt( const U8* at, unsigned size ) const {
-   const bool ipv6 = format_.family == AddressFamily::ipv6;
-   Zorv::IpGenAddr::Bytes bytes{};
-   if ( bufferEnd_ - at < 16 ) [[unlikely]] {
-      for ( unsigned i = 0; i < size; ++i ) {
-         bytes[i] = at[i];
-      }
-   } else if ( ipv6 ) {
-      std::memcpy( bytes.data(), at, 16 );
-   } else {
-      std::memcpy( bytes.data(), at, 4 );
+// The prefix of which all octets are there. What comes after them is no part of it, and is not read
+// where the octets that were given end.
+inline Zorv::IpGenPrefix Decoder::prefixAt( const U8* at, unsigned length ) const {
+   if ( bufferEnd_ - at >= 16 ) [[likely]] {
+      return Zorv::IpGenPrefix::ofFamily( format_.family, at, length );
    }
-   return ipv6 ? Zorv::IpGenAddr::ipv6( bytes )
-               : Zorv::IpGenAddr::ipv4( Osk::loadBig32( bytes.data() ) );
+   U8 bytes[16]{};
+   std::copy_n( at, ( length + 7 ) / 8, bytes );
+   return Zorv::IpGenPrefix::ofFamily( format_.family, bytes, length );
 }
 
 inline const U8* Decoder::readPrefix( const U8* at, U8 type ) {
@@ -196,7 +192,7 @@ inline const U8* Decoder::readPrefix( const U8* at, U8 type ) {
       cannotHold( first + 1, "component type #: no rule key holds a prefix with an offset", type );
       return at + size;
    }
-   setPrefix( type, Zorv::IpGenPrefix( addressAt( at, size ), length ) );
+   setPrefix( type, prefixAt( at, length ) );
    return at + size;
 }
 
@@ -245,7 +241,11 @@ inline U64 loadValue( const U8* at, unsigned length ) {
 inline const U8* Decoder::readTerms( const U8* at, U8 type ) {
    const TermRules rules = rules_[type];
    const U8* const end = end_;
-   U32 index = index_;
+   U32* next = nextWord_;
+   const auto put = [&]( U8 op, U64 value ) {
+      *next++ = MatchOpVal( static_cast< MatchCompType >( type ), op, static_cast< U16 >( value ) )
+                   .storage();
+   };
    U8 ignored = rules.reservedOpBits | OpBits::andPrevious; // until the first term is read
    for ( ;; ) {
       if ( at == end ) [[unlikely]] {
@@ -269,23 +269,26 @@ inline const U8* Decoder::readTerms( const U8* at, U8 type ) {
       }
       ignored = rules.reservedOpBits;
       const unsigned length = ( op & OpBits::len ) >> 4;
-      if ( end - at < 1 << length ) [[unlikely]] {
+      const std::ptrdiff_t size = std::ptrdiff_t{ 1 } << length;
+      if ( end - at < size ) [[unlikely]] {
          return reject( RejectionCode::truncated, end_,
                         "component type #: the value needs # octets, # are left", type,
-                        1U << length, static_cast< U32 >( leftAt( at ) ) );
+                        static_cast< U32 >( size ), static_cast< U32 >( leftAt( at ) ) );
       }
       const U64 value = loadValue( at, length );
-      at += 1U << length;
+      at += size;
       const bool usual =
          ( rules.expectedLengths >> length & 1 ) && !( value & ~U64{ rules.fieldBits } );
       if ( usual || takesUnusual( type, first, value, op ) ) [[likely]] {
-         index = *nlri_.key.trySetOpVal( index, static_cast< MatchCompType >( type ), op,
-                                         static_cast< U32 >( value ) );
+         if ( ( op & OpBits::len ) == 0x20 ) {
+            put( op, value >> 16 );
+         }
+         put( op, value );
       } else if ( rejection_ ) {
          return nullptr;
       }
       if ( op & OpBits::endOfList ) {
-         index_ = index;
+         nextWord_ = next;
          return at;
       }
    }
@@ -325,7 +328,6 @@ inline Result Decoder::decode( bool single ) {
    nlri_.rd = {};
    nlri_.octets = {};
    nlri_.remarks.clear();
-   nlri_.key.matchOpValDelAll();
    nlri_.key.addressFamilyIs( format_.family );
    const U8* at = readLength( single );
    if ( at && format_.vpn ) {
@@ -333,6 +335,7 @@ inline Result Decoder::decode( bool single ) {
    }
    if ( at && readComponents( at ) && !unrepresentable_ ) [[likely]] {
       clearPrefixes();
+      nlri_.key.matchOpValsAre( { words_, nextWord_ } );
       return std::nullopt;
    }
    prefixes_ = 0;

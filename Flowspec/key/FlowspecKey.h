@@ -87,6 +87,13 @@ public:
    /// Removes the word at `index`, if there is one.
    void matchOpValDel( MatchOpValIndex index ) { words_.erase( index ); }
    void matchOpValDelAll() { words_.clear(); }
+   /// Replaces all words by these, at the indices from 0 on.
+   void matchOpValsAre( std::span< const U32 > words ) {
+      U64* at = words_.assign( static_cast< U32 >( words.size() ) );
+      for ( U64 index = 0; index < words.size(); ++index ) {
+         *at++ = index << 32 | words[index];
+      }
+   }
 
    /// Stores one term at `index`: one word, or two when the length code of `op` says 4 bytes, and
    /// returns the next index. `op` is stored unchanged; `value` is cut to the length that `op`

@@ -17,6 +17,15 @@ public:
    /// family's (32 or 128) or the address is empty.
    IpGenPrefix( const IpGenAddr& address, U64 length );
 
+   /// The prefix of a family known at run time with the first `length` bits of the 16 bytes at
+   /// `bytes`, at most the family's.
+   static IpGenPrefix ofFamily( AddressFamily family, const U8* bytes, unsigned length ) {
+      IpGenPrefix prefix;
+      prefix.address_ = IpGenAddr::ofFamily( family, bytes, length );
+      prefix.length_ = static_cast< U8 >( length );
+      return prefix;
+   }
+
    /// The prefix that all of `text` spells: an address, "/", and a decimal length without leading
    /// zeros, at most 32 or 128. Host bits are cleared. Nothing for anything else, "" included.
    static std::optional< IpGenPrefix > fromText( std::string_view text );
@@ -49,8 +58,6 @@ public:
    }
 
 private:
-   friend void logRead( Vek::LogReader& in, IpGenPrefix& prefix );
-
    IpGenAddr address_;
    U8 length_ = 0;
 };
@@ -76,8 +83,7 @@ inline void logRead( Vek::LogReader& in, IpGenPrefix& prefix ) {
    if ( length > IpGenAddr::bits( family ) ) [[unlikely]] {
       logFailLength( in, length );
    }
-   prefix.address_ = IpGenAddr::ofFamily( family, bytes, length );
-   prefix.length_ = static_cast< U8 >( length );
+   prefix = IpGenPrefix::ofFamily( family, bytes, length );
 }
 
 } // namespace Zorv

@@ -6,6 +6,7 @@
 #include <functional>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
 
@@ -155,6 +156,27 @@ TEST( FlowspecKey, WordsAreInsertedReplacedAndRemovedByIndex ) {
    EXPECT_EQ( key.matchOpValGet( 0 ), std::nullopt );
    key.matchOpValDelAll();
    EXPECT_FALSE( key );
+}
+
+TEST( FlowspecKey, WordsAreReplacedAllAtOnce ) {
+   for ( const U32 count : { 0U, 1U, 8U, 9U, 2047U } ) {
+      FlowspecKey wanted;
+      std::vector< U32 > words;
+      for ( U32 i = 0; i < count; ++i ) {
+         const MatchOpVal word( destPort, 0x81, static_cast< U16 >( i ) );
+         wanted.matchOpValIs( i, word );
+         words.push_back( word.storage() );
+      }
+      for ( const U32 before : { 0U, 3U, 8U, 20U } ) {
+         FlowspecKey key;
+         for ( U32 i = 0; i < before; ++i ) {
+            key.matchOpValIs( i, MatchOpVal( srcPort, 0x01, 7 ) );
+         }
+         key.matchOpValsAre( words );
+         EXPECT_EQ( key, wanted ) << count << " for " << before;
+         EXPECT_EQ( key.hash(), wanted.hash() );
+      }
+   }
 }
 
 TEST( FlowspecKey, InterfaceSetsAreAVectorWithCheckedPositions ) {

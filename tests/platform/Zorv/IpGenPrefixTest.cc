@@ -87,6 +87,17 @@ TEST( IpGenPrefix, EveryLengthKeepsAsManyBits ) {
    }
 }
 
+TEST( IpGenPrefix, IsMadeOfTheFirstBitsOfAFamilysAddress ) {
+   U8 bytes[16];
+   std::fill_n( bytes, sizeof bytes, U8{ 0xFF } );
+   EXPECT_EQ( IpGenPrefix::ofFamily( AddressFamily::ipv4, bytes, 17 ),
+              prefix( "255.255.128.0/17" ) );
+   EXPECT_EQ( IpGenPrefix::ofFamily( AddressFamily::ipv4, bytes, 0 ), prefix( "0.0.0.0/0" ) );
+   EXPECT_EQ( IpGenPrefix::ofFamily( AddressFamily::ipv6, bytes, 66 ),
+              prefix( "ffff:ffff:ffff:ffff:c000::/66" ) );
+   EXPECT_EQ( IpGenPrefix::ofFamily( AddressFamily::none, bytes, 0 ), IpGenPrefix() );
+}
+
 TEST( IpGenPrefix, OtherTextsAreRejectedByNameAndChangeNothing ) {
    for ( const char* const text : { "",
                                     "/",
