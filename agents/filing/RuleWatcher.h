@@ -19,6 +19,8 @@ public:
    RuleWatcher& operator=( const RuleWatcher& ) = delete;
    ~RuleWatcher() = default;
 
+   /// Whether there is something to take.
+   bool changed() const { return !rules_.empty(); }
    /// The rules that came, changed or went since the last call.
    RuleKeys take() { return std::exchange( rules_, {} ); }
    /// The rule of a key; null when it is gone.

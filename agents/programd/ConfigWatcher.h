@@ -1,11 +1,9 @@
 #pragma once
 
 #include "Flowspec/config/CliConfig.h"
-#include "Flowspec/config/Config.h"
+#include "agents/filing/RuleWatcher.h"
 
-#include <set>
-#include <unordered_map>
-#include <utility>
+#include <memory>
 #include <vector>
 
 namespace Agents {
@@ -18,7 +16,7 @@ namespace Agents {
 class ConfigWatcher final : public Vek::Observer {
 public:
    using Configs = std::vector< Vek::Ptr< Flowspec::Config > >;
-   using RuleKeys = std::set< Flowspec::FlowspecKey, Flowspec::FlowspecKeyOrder >;
+   using RuleKeys = RuleWatcher::RuleKeys;
 
    ConfigWatcher( Configs configs, Vek::Ptr< Flowspec::CliConfig > cliConfig );
    ConfigWatcher( const ConfigWatcher& ) = delete;
@@ -32,12 +30,10 @@ public:
    const Flowspec::CliConfig& cliConfig() const { return *cliConfig_; }
 
    /// Whether something changed that was not taken yet.
-   bool changed() const {
-      return !rules_.empty() || vrfsChanged_ || interfacesChanged_ || countersRequested_;
-   }
+   bool changed() const;
 
    /// The rules that came, changed or went since the last call.
-   RuleKeys takeRules() { return std::exchange( rules_, {} ); }
+   RuleKeys takeRules();
    /// Whether VRFs came or went since the last call.
    bool takeVrfs() { return std::exchange( vrfsChanged_, false ); }
    /// Whether anything about interfaces changed since the last call.
@@ -48,15 +44,10 @@ public:
    void onChange( const Vek::Change& change ) override;
 
 private:
-   void onVrf( const Vek::Change& change );
-   void onRule( const Vek::Change& change );
-   void watch( Vek::Entity& entity );
-   void watchRules( Flowspec::VrfRuleConfig& vrf );
-
    const Configs configs_;
    const Vek::Ptr< Flowspec::CliConfig > cliConfig_;
-   std::unordered_map< const Vek::Entity*, Vek::Observation > observations_;
-   RuleKeys rules_;
+   std::vector< std::unique_ptr< RuleWatcher > > rules_; ///< of each configuration
+   std::vector< Vek::Observation > observations_;        ///< for all else
    bool vrfsChanged_ = true;
    bool interfacesChanged_ = true;
    bool countersRequested_ = false;
