@@ -17,7 +17,7 @@ class Socket;
 /// loop; nothing here waits.
 ///
 /// A session takes a bounded part of each turn of the loop, whatever its peer sends: at most 64
-/// messages or 64 KiB, whichever is more than one message. It has at most 128 KiB of what it
+/// messages, and none after those that make up 8 KiB. It has at most 64 KiB of what it
 /// received and 320 KiB of what it is to send. Connections from addresses that no session has are
 /// closed at once.
 class SessionSet {

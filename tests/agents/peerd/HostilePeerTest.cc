@@ -163,5 +163,81 @@ TEST_F( HostilePeer, SendsMutationsOfAGoodUpdate ) {
    expectGoesOn( *peer );
 }
 
+TEST_F( HostilePeer, IsToldWhichFieldOfItsOpenIsWrong ) {
+   const auto withOctet = []( std::size_t at, U8 value ) {
+      Octets octets = RawPeer::octets( RawPeer::open() );
+      octets.at( Bgp::headerSize + at ) = value;
+      return octets;
+   };
+   const auto with = []( auto change ) {
+      Bgp::Open open = RawPeer::open();
+      change( open );
+      return RawPeer::octets( open );
+   };
+   const auto tooShort = RawPeer::message( 1, bytesOf( "04FBF4005A7F00000C" ) );
+   const std::string wanted = "010400010085"
+                              "010400020085"
+                              "010400010086"
+                              "010400020086";
+   for ( const auto& [open, told] : std::initializer_list< std::pair< Octets, std::string > >{
+            { withOctet( 0, 3 ), "2/1 0004" },
+            { withOctet( 0, 5 ), "2/1 0004" },
+            { with( []( auto& open ) { open.as = open.capabilities.fourOctetAs.emplace( 0 ); } ),
+              "2/2 " },
+            { with( []( auto& open ) { open.as = open.capabilities.fourOctetAs.emplace( 9 ); } ),
+              "2/2 " },
+            { with( []( auto& open ) { open.capabilities.fourOctetAs = 70'000; } ), "2/2 " },
+            { with( []( auto& open ) { open.holdTime = 1; } ), "2/6 " },
+            { with( []( auto& open ) { open.holdTime = 2; } ), "2/6 " },
+            { with( []( auto& open ) { open.identifier = 0; } ), "2/3 " },
+            { with( []( auto& open ) { open.identifier = 0x7F000015; } ), "2/3 " },
+            { withOctet( 9, 0 ), "2/0 " },    // the length of the parameters
+            { withOctet( 9, 0xF0 ), "2/0 " }, //
+            { withOctet( 10, 1 ), "2/4 " },   // the type of the first one
+            { withOctet( 11, 0xF0 ), "2/0 " },
+            { withOctet( 13, 0xF0 ), "2/0 " }, // the length of its first capability
+            { with( []( auto& open ) { open.capabilities.families = { Bgp::ipv4Unicast }; } ),
+              "2/7 " + wanted },
+            { tooShort, "1/2 001C" },
+         } ) {
+      SCOPED_TRACE( hexOf( open ) );
+      RawPeer peer( peerd.listens, hostile );
+      peer.send( open );
+      EXPECT_EQ( ending( peer ), told );
+   }
+   const auto peer = session();
+   expectGoesOn( *peer );
+}
+
+TEST_F( HostilePeer, StaysSilent ) {
+   std::vector< std::unique_ptr< RawPeer > > silent;
+   for ( int i = 0; i < 20; ++i ) {
+      silent.push_back( std::make_unique< RawPeer >( peerd.listens, hostile ) );
+   }
+   // With half a message, too.
+   silent.back()->send( bytesOf( marker + "001D01" ) );
+   const auto peer = session();
+   expectGoesOn( *peer );
+}
+
+// Asks for more than it takes.
+TEST_F( HostilePeer, NeverReads ) {
+   const auto peer = session();
+   const Octets refresh = RawPeer::message( 5, bytesOf( "00010085" ) );
+   Octets many;
+   for ( int i = 0; i < 1000; ++i ) {
+      many.insert( many.end(), refresh.begin(), refresh.end() );
+   }
+   std::size_t sent = 0;
+   for ( int round = 0; round < 100; ++round ) {
+      sent += peer->send( many );
+      const std::string rule = goodRule( 0x200000 + static_cast< unsigned >( round ) );
+      other->send( announcement( rule ) );
+      ASSERT_TRUE( peerd.until( [&] { return peerd.isFiled( keyOf( rule ) ); } ) );
+   }
+   EXPECT_GT( sent, many.size() );
+   EXPECT_TRUE( peerd.isEstablished( "first" ) );
+}
+
 } // namespace
 } // namespace Peerd

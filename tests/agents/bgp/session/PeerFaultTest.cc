@@ -307,4 +307,34 @@ TEST( PeerFaultTest, TakesABoundedPartOfAFloodInATurn ) {
    EXPECT_LT( atQuiet, 1000U ) << "the other one waited";
 }
 
+// An update may be full of rules, so long ones end the turn sooner.
+TEST( PeerFaultTest, TakesABoundedPartOfAFloodOfLongMessagesInATurn ) {
+   Waiting waiting;
+   RawPeer flood( waiting.listening() );
+   ASSERT_TRUE( waiting.establish( flood ) );
+   // As long as may be, with an optional attribute that is not known.
+   constexpr std::size_t valueSize = maxMessage - headerSize - 4 - 4;
+   std::vector< U8 > body{ 0,    0,   ( valueSize + 4 ) >> 8, ( valueSize + 4 ) & 0xFF,
+                           0xD0, 200, valueSize >> 8,         valueSize & 0xFF };
+   body.resize( body.size() + valueSize );
+   const std::vector< U8 > message = RawPeer::message( 2, body );
+   ASSERT_EQ( message.size(), std::size_t{ maxMessage } );
+   constexpr U64 count = 20;
+   std::vector< U8 > many;
+   for ( U64 i = 0; i < count; ++i ) {
+      many.insert( many.end(), message.begin(), message.end() );
+   }
+   ASSERT_EQ( flood.send( many ), many.size() );
+   U64 most = 0;
+   U64 last = 0;
+   ASSERT_TRUE( waiting.world.until(
+      [&] {
+         most =
+            std::max( most, waiting.side.updates - std::exchange( last, waiting.side.updates ) );
+         return last == count;
+      },
+      Duration( 0 ) ) );
+   EXPECT_LE( most, 3U ) << "8 KiB, and what is left of the message that reaches it";
+}
+
 } // namespace
