@@ -58,6 +58,8 @@ public:
    /// last call, each once, without those that are gone.
    [[nodiscard]] virtual std::vector< RuleChange > apply() = 0;
 
+   /// Reads the counters of all rules, for `counters`.
+   virtual void readCounters() {}
    /// What a rule has counted since it was programmed; zeros for one that is not.
    virtual QosLib::ColoredCounters counters( const Flowspec::FlowspecKey& key ) const = 0;
    /// The interface sets that programmed rules use, ascending.

@@ -58,9 +58,14 @@ bool Programmer::process( double now ) {
    }
    const bool requested = watcher_.takeCounterRequest();
    if ( requested || std::exchange( countersWanted_, false ) ) {
-      writeCounters( *status_, *counter_, backend_, now );
+      readCounters( now );
    }
    return rules || interfaces || vrfs;
+}
+
+void Programmer::readCounters( double now ) {
+   backend_.readCounters();
+   writeCounters( *status_, *counter_, backend_, now );
 }
 
 // Whether any rule was given or taken away.

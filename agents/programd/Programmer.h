@@ -40,7 +40,7 @@ public:
    bool process( double now );
 
    /// Reads counters without a request, at the time `now`.
-   void readCounters( double now ) { writeCounters( *status_, *counter_, backend_, now ); }
+   void readCounters( double now );
 
 private:
    void giveInterfaces();

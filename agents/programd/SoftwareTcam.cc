@@ -1,7 +1,6 @@
 #include "agents/programd/SoftwareTcam.h"
 
 #include "match/LinkLayer.h"
-#include "wire/Precedence.h"
 
 #include <algorithm>
 
@@ -33,16 +32,6 @@ bool appliesTo( const FlowspecKey& key, const std::vector< U16 >& sets ) {
 }
 
 } // namespace
-
-bool SoftwareTcam::Before::operator()( const FlowspecKey& a, const FlowspecKey& b ) const {
-   if ( a.vrfId() != b.vrfId() ) {
-      return a.vrfId() < b.vrfId();
-   }
-   if ( a.addressFamily() != b.addressFamily() ) {
-      return a.addressFamily() < b.addressFamily();
-   }
-   return Wire::precedes( a, b );
-}
 
 SoftwareTcam::SoftwareTcam( Profile profile ) : profile_( std::move( profile ) ) {}
 

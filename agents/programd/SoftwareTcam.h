@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agents/programd/Backend.h"
+#include "agents/programd/RuleOrder.h"
 #include "match/Matcher.h"
 
 #include <map>
@@ -57,10 +58,7 @@ private:
       QosLib::ColoredCounters counters;
    };
 
-   struct Before {
-      bool operator()( const Flowspec::FlowspecKey& a, const Flowspec::FlowspecKey& b ) const;
-   };
-   using Rules = std::map< Flowspec::FlowspecKey, Rule, Before >;
+   using Rules = std::map< Flowspec::FlowspecKey, Rule, RuleOrder >;
 
    struct Interface {
       InterfaceSetup setup;
@@ -85,7 +83,7 @@ private:
 
    const Dataplane::Profile profile_;
    Rules rules_;
-   std::set< Flowspec::FlowspecKey, Before > touched_; // may have changed since `apply`
+   std::set< Flowspec::FlowspecKey, RuleOrder > touched_; // may have changed since `apply`
    U64 entries_ = 0;
    std::map< U16, U32 > setUsers_; // how many programmed rules use an interface set
    U64 exhausted_ = 0;             // rules that found no room

@@ -6,6 +6,7 @@
 #include "agents/programd/PacketFile.h"
 #include "agents/programd/Programmer.h"
 #include "agents/programd/SoftwareTcam.h"
+#include "agents/programd/nftables/NftBackend.h"
 #include "forms/Diagnostics.h"
 #include "forms/TextFile.h"
 #include "match/LinkLayer.h"
@@ -30,6 +31,7 @@ struct Options {
    U64 intf = 1;
    std::optional< U32 > counterInterval; // seconds
    Vek::String metrics;                  // none when empty
+   Vek::String backend = "tcam";
    Vek::String profile;
 };
 
@@ -62,8 +64,15 @@ void addOptions( CLI::App& app, Options& options ) {
    app.add_option( "--metrics", options.metrics,
                    "A file for Prometheus, replaced each time that counters are read" )
       ->type_name( "FILE" );
-   app.add_option( "PROFILE", options.profile, "What the hardware can, a JSON file" )
-      ->required()
+   app.add_option( "--backend", options.backend,
+                   "What rules are programmed into: tcam, a TCAM in software, or nftables, the "
+                   "kernel's" )
+      ->type_name( "NAME" )
+      ->capture_default_str()
+      ->check( CLI::IsMember( { "tcam", "nftables" } ) );
+   app.add_option( "PROFILE", options.profile,
+                   "What the hardware can and how it is wired, a JSON file; of it nftables takes "
+                   "interfaces and VRFs, and does without" )
       ->type_name( "" );
 }
 
@@ -82,11 +91,12 @@ double now() {
    return std::chrono::duration< double >( since ).count();
 }
 
-/// The daemon: keeps copies of the configuration, programs the TCAM, and writes the status.
+/// The daemon: keeps copies of the configuration, programs the back end, and writes the status.
 class Programd {
 public:
-   Programd( const Options& options, Profile profile )
-      : options_( options ), tcam_( std::move( profile ) ),
+   /// The TCAM has a profile.
+   Programd( const Options& options, std::optional< Profile > profile )
+      : options_( options ), backend_( backendOf( std::move( profile ) ) ),
         status_( Flowspec::statusFactory( options.status ) ),
         counter_( Flowspec::counterFactory( options.counter ) ),
         cliReader_( endpoint(), "programd", options.cliConfig, directory_ ),
@@ -116,6 +126,17 @@ public:
    }
 
 private:
+   std::unique_ptr< Backend > backendOf( std::optional< Profile > profile ) {
+      if ( options_.backend == "nftables" ) {
+         return std::make_unique< Agents::Nftables::NftBackend >(
+            daemon_.loop(), std::move( profile ),
+            [this]( std::string_view text ) { daemon_.log( text ); } );
+      }
+      auto tcam = std::make_unique< SoftwareTcam >( *std::move( profile ) );
+      tcam_ = tcam.get();
+      return tcam;
+   }
+
    Endpoint endpoint() const { return Endpoint( options_.daemon.endpoint ); }
 
    template < typename Root >
@@ -175,7 +196,7 @@ private:
          configs.push_back( root< Flowspec::Config >( config ) );
       }
       programmer_.emplace( std::move( configs ), root< Flowspec::CliConfig >( options_.cliConfig ),
-                           tcam_, status_, counter_ );
+                           *backend_, status_, counter_ );
       process();
       if ( options_.counterInterval || !options_.metrics.empty() ) {
          readCounters();
@@ -209,7 +230,7 @@ private:
             [this]( std::span< const U8 > frame, U32 linkType, U32 length ) {
                if ( const auto packet =
                        Match::parsePacket( Match::ipPacketOf( frame, linkType ) ) ) {
-                  tcam_.process( Zorv::IntfId( options_.intf ), *packet, length );
+                  tcam_->process( Zorv::IntfId( options_.intf ), *packet, length );
                }
             },
             [this]( U64 packets, const Vek::String& reason ) {
@@ -224,7 +245,8 @@ private:
 
    const Options& options_;
    Daemon daemon_{ "programd" };
-   SoftwareTcam tcam_;
+   SoftwareTcam* tcam_ = nullptr; // the back end, when it is this one
+   const std::unique_ptr< Backend > backend_;
    Vek::Directory directory_;
    const Vek::Ptr< Flowspec::Status > status_;
    const Vek::Ptr< Flowspec::Counter > counter_;
@@ -254,11 +276,21 @@ ExitStatus run( int argc, char** argv ) {
          return badUsage( app, "--config: " + config + " is given twice" );
       }
    }
-   auto profile = readProfile( options.profile );
-   if ( !profile ) {
-      return ExitStatus::failed;
+   const bool tcam = options.backend == "tcam";
+   if ( tcam && options.profile.empty() ) {
+      return badUsage( app, "PROFILE is required" );
    }
-   Programd( options, *std::move( profile ) ).run();
+   if ( !tcam && !options.packets.empty() ) {
+      return badUsage( app, "--packets: nftables takes those of the kernel's interfaces" );
+   }
+   std::optional< Profile > profile;
+   if ( !options.profile.empty() ) {
+      profile = readProfile( options.profile );
+      if ( !profile ) {
+         return ExitStatus::failed;
+      }
+   }
+   Programd( options, std::move( profile ) ).run();
    return ExitStatus::good;
 }
 

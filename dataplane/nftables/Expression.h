@@ -17,16 +17,15 @@ using Range = Wire::ValueRange;
 /// A number that is read from a packet, of one, two or three bytes in network order.
 struct Field {
    enum class Source : U8 {
-      l4proto,   ///< the protocol, `meta l4proto`; 51 when IPv6 has an authentication header
-      network,   ///< bytes of the IP header
-      transport, ///< bytes of what `l4proto` names; later fragments of IPv6 have none
-      header     ///< bytes of the header of IPv6's chain, its end included, that has `protocol`
+      l4proto,       ///< the protocol, `meta l4proto`; 51 when IPv6 has an authentication header
+      network,       ///< bytes of the IP header
+      transport,     ///< bytes of what `l4proto` names; later fragments of IPv6 have none
+      fragmentHeader ///< bytes of IPv6's fragment header
    };
    Source source;
    U8 offset; ///< in bytes from the beginning of the header
    U8 size;   ///< in bytes
    U32 mask;  ///< the bits that count; all others are taken for 0
-   U8 protocol = 0;
 
    U32 allBits() const { return ( U32{ 1 } << 8 * size ) - 1; }
    bool operator==( const Field& ) const = default;

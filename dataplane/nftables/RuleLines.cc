@@ -166,8 +166,8 @@ Test equal( const Field& field, U32 value, bool negated = false ) {
 // Offset and more-fragments flag are at both ends of a word of the fragment header, and a packet
 // may have no such header: alternatives.
 std::vector< Line > ipv6FragmentLines( const Wire::FlagFunction& flags ) {
-   constexpr Field offset{ Source::header, 2, 2, 0xFFF8, 44 };
-   constexpr Field more{ Source::header, 3, 1, 0x01, 44 };
+   constexpr Field offset{ Source::fragmentHeader, 2, 2, 0xFFF8 };
+   constexpr Field more{ Source::fragmentHeader, 3, 1, 0x01 };
    std::vector< Line > lines;
    for ( const bool atOffset : { false, true } ) {
       const bool last = flags.admits( fragmentFlags( false, false, atOffset ) );
@@ -241,15 +241,9 @@ bool readsTransport( MatchCompType type, AddressFamily family ) {
    return protocolsOf( type, family ) != protocolsOf( ipProto, family );
 }
 
-/// One of the ways to the transport header.
-struct Way {
-   Line tests;
-   U8 header = 0; // the protocol by which the kernel looks for the header; 0 when it knows where
-};
-
-// The kernel takes an authentication header for the protocol of an IPv6 packet, so that what is
-// after it is another way.
-std::vector< Way > waysOf( const Wire::CanonicalRule& rule ) {
+// The tests for the protocols that the components together take. The kernel takes an authentication
+// header for the protocol of an IPv6 packet, so that what is after it is an alternative.
+std::vector< Line > protocolLines( const Wire::CanonicalRule& rule ) {
    const AddressFamily family = rule.family();
    const std::vector< Range > all{ { 0, 0xFF } };
    std::vector< Range > protocols = all;
@@ -263,47 +257,29 @@ std::vector< Way > waysOf( const Wire::CanonicalRule& rule ) {
       readsProtocol = readsProtocol || names || transport;
    }
    if ( !readsProtocol ) {
-      return { {} };
+      return { Line() };
    }
    if ( family == AddressFamily::ipv4 ) {
-      Way way{ { testOf( protocolField, protocols ) } };
+      Line line{ testOf( protocolField, protocols ) };
       if ( transport ) {
-         way.tests.push_back( equal( { Source::network, 6, 2, 0x1FFF }, 0 ) );
+         line.push_back( equal( { Source::network, 6, 2, 0x1FFF }, 0 ) ); // no later fragment
       }
-      return { std::move( way ) };
+      return { std::move( line ) };
    }
    if ( protocols == all ) {
-      return { { { equal( protocolField, 44, true ) } } }; // that can be read
+      return { { equal( protocolField, 44, true ) } }; // that can be read
    }
    constexpr U8 authentication = 51;
-   std::vector< Way > ways{
-      { { testOf( protocolField, intersection( protocols, { { 0, 50 }, { 52, 0xFF } } ) ) } } };
-   const Test after = equal( protocolField, authentication );
+   std::vector< Line > lines{
+      { testOf( protocolField, intersection( protocols, { { 0, 50 }, { 52, 0xFF } } ) ) } };
    if ( !transport ) {
-      // What is after an extension header is not known.
-      ways.push_back(
-         { { after,
-             testOf( { Source::transport, 0, 1, 0xFF },
-                     intersection( protocols,
-                                   { { 1, 42 }, { 45, 50 }, { 52, 59 }, { 61, 0xFF } } ) ) } } );
+      // What is after another extension header is not known.
+      const std::vector< Range > ends{ { 1, 42 }, { 45, 50 }, { 52, 59 }, { 61, 0xFF } };
+      lines.push_back(
+         { equal( protocolField, authentication ),
+           testOf( { Source::transport, 0, 1, 0xFF }, intersection( protocols, ends ) ) } );
    }
-   for ( const Range& range : protocols ) {
-      for ( U32 protocol = range.low; transport && protocol <= range.high; ++protocol ) {
-         ways.push_back( { { after }, static_cast< U8 >( protocol ) } );
-      }
-   }
-   return ways;
-}
-
-// Has the kernel look for the header that transport fields are in.
-void readAt( U8 header, Line& line ) {
-   for ( Expression& expression : line ) {
-      auto* const test = std::get_if< Test >( &expression );
-      if ( header != 0 && test && test->field.source == Source::transport ) {
-         test->field.source = Source::header;
-         test->field.protocol = header;
-      }
-   }
+   return lines;
 }
 
 bool admitsNothing( const Line& line ) {
@@ -323,23 +299,15 @@ std::vector< Line > matchLines( const Wire::CanonicalRule& rule ) {
    if ( rule.srcPrefix().length() > 0 ) {
       source.push_back( SourceTest{ rule.srcPrefix() } );
    }
-   std::vector< Line > all;
-   for ( const Way& way : waysOf( rule ) ) {
-      std::vector< Line > lines{ source };
-      addAlternatives( lines, { way.tests } );
-      for ( const Wire::CanonicalComponent& component : rule.components() ) {
-         if ( component.type != ipProto ) {
-            addAlternatives( lines, componentLines( component, rule.family() ) );
-         }
-      }
-      for ( Line& line : lines ) {
-         readAt( way.header, line );
-         if ( !admitsNothing( line ) ) {
-            all.push_back( std::move( line ) );
-         }
+   std::vector< Line > lines{ std::move( source ) };
+   addAlternatives( lines, protocolLines( rule ) );
+   for ( const Wire::CanonicalComponent& component : rule.components() ) {
+      if ( component.type != ipProto ) {
+         addAlternatives( lines, componentLines( component, rule.family() ) );
       }
    }
-   return all;
+   std::erase_if( lines, admitsNothing );
+   return lines;
 }
 
 Vek::String whyNot( const RuleAction& action, Actions done ) {

@@ -10,10 +10,13 @@ namespace Dataplane::Nftables {
 /// matches when all tests of one of the lines hold. Lines may overlap. No line for a rule that no
 /// packet matches; an empty one for a rule of all packets.
 ///
-/// Exact for each packet that the kernel gives to the hook, with three exceptions, all of IPv6: an
-/// authentication header with another extension header after it, of which the kernel does not tell
-/// the protocol; and what no host sends, a second fragment header in one packet, and a routing
-/// header of which less than 4 bytes are there.
+/// Exact for each packet that the kernel gives to the hook, with these exceptions of IPv6:
+///
+/// - What is after an authentication header the kernel does not reach, apart from the protocol:
+///   rules with ports, ICMP types or TCP flags do not match there, and no protocol does when
+///   another extension header follows.
+/// - What no host sends: a second fragment header in one packet, and a routing header of which less
+///   than 4 bytes are there.
 std::vector< Line > matchLines( const Wire::CanonicalRule& rule );
 
 /// The highest rates that the kernel can count with; see `whyNot`.

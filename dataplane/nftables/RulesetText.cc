@@ -30,20 +30,17 @@ Vek::String hex( U32 value ) {
    return "0x" + text;
 }
 
-Vek::String fieldText( const Field& field ) {
+Vek::String fieldText( const Field& field, AddressFamily family ) {
    switch ( field.source ) {
    case Field::Source::l4proto:
       return "meta l4proto";
-   case Field::Source::header:
-      if ( field.protocol == 44 ) {
-         return field.size == 1 ? "frag more-fragments" : "frag frag-off";
-      }
-      [[fallthrough]]; // nft has no words for it
+   case Field::Source::fragmentHeader:
+      return field.size == 1 ? "frag more-fragments" : "frag frag-off";
    default:
-      const Vek::String base = field.source == Field::Source::network ? "@nh,"
-                               : field.source == Field::Source::transport
-                                  ? "@th,"
-                                  : concat( "@", field.protocol, "," );
+      if ( field.source == Field::Source::network && field.mask == 0xFFFF ) {
+         return concat( familyName( family ), " length" );
+      }
+      const std::string_view base = field.source == Field::Source::network ? "@nh," : "@th,";
       Vek::String text = concat( base, 8 * field.offset, ",", 8 * field.size );
       return field.mask == field.allBits() ? text : concat( text, " & ", hex( field.mask ) );
    }
@@ -58,7 +55,7 @@ public:
    explicit LineText( AddressFamily family ) : family_( family ) {}
 
    Vek::String operator()( const Test& test ) const {
-      Vek::String text = fieldText( test.field );
+      Vek::String text = fieldText( test.field, family_ );
       text += test.negated ? " != " : " ";
       if ( test.ranges.size() == 1 ) {
          return text + rangeText( test.ranges.front() );
@@ -137,9 +134,10 @@ Vek::String elementsText( const Elements& elements, TextOf textOf ) {
 
 Vek::String text( const Line& line, AddressFamily family ) {
    Vek::String text;
+   const LineText lineText( family );
    for ( const Expression& expression : line ) {
       text += text.empty() ? "" : " ";
-      text += std::visit( LineText( family ), expression );
+      text += std::visit( lineText, expression );
    }
    return text;
 }
@@ -153,17 +151,17 @@ Vek::String text( const Ruleset& ruleset ) {
    for ( const auto& [name, limit] : ruleset.limits ) {
       all += concat( "\tlimit ", name, " {\n\t\t", limitText( limit ), "\n\t}\n" );
    }
+   all += concat( "\tmap ", interfaceMap, " {\n\t\ttype ifname : verdict\n" );
+   all += elementsText( ruleset.interfaces, []( const auto& one ) {
+      return concat( '"', one.first, "\" : goto ", one.second );
+   } );
+   all += "\t}\n";
    for ( const auto& [name, interfaces] : ruleset.interfaceSets ) {
       all += concat( "\tset ", name, " {\n\t\ttype ifname\n" );
       all += elementsText( interfaces,
                            []( const Vek::String& one ) { return concat( '"', one, '"' ); } );
       all += "\t}\n";
    }
-   all += concat( "\tmap ", interfaceMap, " {\n\t\ttype ifname : verdict\n" );
-   all += elementsText( ruleset.interfaces, []( const auto& one ) {
-      return concat( '"', one.first, "\" : goto ", one.second );
-   } );
-   all += "\t}\n";
    for ( const auto& [name, intervals] : ruleset.destinations ) {
       all += concat( "\tmap ", name, " {\n\t\ttype ", v6 ? "ipv6_addr" : "ipv4_addr",
                      " : verdict\n\t\tflags interval\n" );

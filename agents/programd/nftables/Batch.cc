@@ -71,7 +71,6 @@ private:
 Batch::Batch() {
    begin( NFNL_MSG_BATCH_BEGIN, 0 );
    end();
-   sequence_ = 0;
 }
 
 // The header of the next message; `end` completes it.
@@ -232,6 +231,11 @@ void Batch::addMap( const Vek::String& name, U32 flags, U32 keyType, U32 keySize
       big32( NFTA_SET_DATA_TYPE, NFT_DATA_VERDICT );
    }
    big32( NFTA_SET_ID, ++sets_ );
+   // For nft, the order of the bytes of a key, 1 for the host's: the attribute 0 of 4 bytes.
+   const U32 order = keyType == interfaceType ? 1 : 2;
+   std::array< U8, 6 > forNft{ 0, 4 };
+   std::memcpy( &forNft[2], &order, sizeof order );
+   put( NFTA_SET_USERDATA, forNft.data(), forNft.size() );
 }
 
 void Batch::addInterfaceSet( const Vek::String& name ) {
@@ -337,9 +341,6 @@ U32 Batch::addNumberSet( const Test& test ) {
            U32{ NFT_SET_ANONYMOUS | NFT_SET_CONSTANT } |
               ( intervals ? U32{ NFT_SET_INTERVAL } : 0U ),
            type, test.field.size, false );
-   // For nft, that the numbers are in network order: the attribute 0 of 4 bytes, in host order.
-   constexpr U8 bigEndian[] = { 0, 4, 2, 0, 0, 0 };
-   put( NFTA_SET_USERDATA, bigEndian, sizeof bigEndian );
    end();
    const U32 id = sets_;
    constexpr std::size_t atOnce = 512;
@@ -418,7 +419,7 @@ public:
    }
 
    void operator()( const NoFragmentHeader& ) {
-      loadHeader( 44, 0, 1, NFT_EXTHDR_F_PRESENT );
+      loadFragment( 0, 1, NFT_EXTHDR_F_PRESENT );
       const U8 no = 0;
       compare( NFT_CMP_EQ, &no, 1 );
    }
@@ -512,8 +513,8 @@ private:
          return loadPayload( NFT_PAYLOAD_NETWORK_HEADER, field.offset, field.size );
       case Field::Source::transport:
          return loadPayload( NFT_PAYLOAD_TRANSPORT_HEADER, field.offset, field.size );
-      case Field::Source::header:
-         return loadHeader( field.protocol, field.offset, field.size, 0 );
+      case Field::Source::fragmentHeader:
+         return loadFragment( field.offset, field.size, 0 );
       }
    }
 
@@ -533,10 +534,11 @@ private:
       } );
    }
 
-   void loadHeader( U8 protocol, U32 offset, U32 size, U32 flags ) {
+   void loadFragment( U32 offset, U32 size, U32 flags ) {
+      constexpr U8 fragmentHeader = 44;
       expression( "exthdr", [&] {
          batch_.big32( NFTA_EXTHDR_DREG, NFT_REG_1 );
-         batch_.put( NFTA_EXTHDR_TYPE, &protocol, 1 );
+         batch_.put( NFTA_EXTHDR_TYPE, &fragmentHeader, 1 );
          batch_.big32( NFTA_EXTHDR_OFFSET, offset );
          batch_.big32( NFTA_EXTHDR_LEN, size );
          batch_.big32( NFTA_EXTHDR_FLAGS, flags );

@@ -46,8 +46,8 @@ public:
    /// Removes a table that is not there, so that the kernel does nothing of all this.
    void addFault();
 
-   /// How many messages there are; the number of one is how many were before it.
-   U32 size() const { return sequence_; }
+   /// The number of the next message.
+   U32 next() const { return sequence_; }
    /// All of it, for sending.
    std::span< const char > finish();
 

@@ -39,6 +39,33 @@ void store16( U8* at, std::size_t value ) {
    at[1] = static_cast< U8 >( value );
 }
 
+// Whether a packet is one of those that the kernel cannot be asked about: see `matchLines`.
+bool isException( const std::vector< U8 >& packet ) {
+   if ( packet[0] >> 4 != 6 ) {
+      return false;
+   }
+   std::size_t at = 40;
+   bool authentic = false;
+   bool fragment = false;
+   U8 next = packet[6];
+   while ( next == 0 || next == 43 || next == 44 || next == 51 || next == 60 ) {
+      if ( authentic || ( fragment && next == 44 ) || ( next == 43 && at + 4 > packet.size() ) ) {
+         return true;
+      }
+      authentic = next == 51;
+      fragment = fragment || next == 44;
+      if ( at + 4 > packet.size() || ( next == 44 && Osk::loadBig16( &packet[at + 2] ) >> 3 ) ) {
+         return false;
+      }
+      const std::size_t size = next == 44   ? 8U
+                               : next == 51 ? 4U * ( packet[at + 1] + 2U )
+                                            : 8U * ( packet[at + 1] + 1U );
+      next = packet[at];
+      at += size;
+   }
+   return authentic && ( next == 6 || next == 17 || next == 58 );
+}
+
 } // namespace
 
 PacketWire::PacketWire() : missing_( space_.missing() ) {
@@ -72,6 +99,8 @@ PacketWire::~PacketWire() {
 }
 
 Vek::String PacketWire::missing() const { return missing_; }
+
+Zorv::IntfId PacketWire::in() const { return Zorv::IntfId( if_nametoindex( "in" ) ); }
 
 PacketWire::Seen PacketWire::seen() {
    Seen seen;
@@ -132,6 +161,9 @@ std::vector< U8 > PacketWire::acceptable( std::vector< U8 > packet ) {
          std::fill_n( packet.begin() + 42, 6, U8{ 0 } );
       }
    } else {
+      return {};
+   }
+   if ( isException( packet ) ) {
       return {};
    }
    return packet;

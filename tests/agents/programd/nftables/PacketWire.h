@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Zorv/IntfId.h"
 #include "agents/programd/nftables/Kernel.h"
 #include "tests/support/NetworkNamespace.h"
 
@@ -20,6 +21,8 @@ public:
    Vek::String missing() const;
    const NetworkNamespace& space() const { return space_; }
    Agents::Nftables::Kernel& kernel() { return *kernel_; }
+   /// The number of "in".
+   Zorv::IntfId in() const;
 
    /// What came in before our rules had it, and what came through them.
    struct Seen {
@@ -33,7 +36,7 @@ public:
    bool send( std::vector< U8 > packet );
 
    /// The same packet with lengths, checksum and options that the kernel accepts, if it is one;
-   /// empty when it is too short to be one.
+   /// empty when it is too short to be one, or one that rules are not exact for (`matchLines`).
    static std::vector< U8 > acceptable( std::vector< U8 > packet );
 
 private:

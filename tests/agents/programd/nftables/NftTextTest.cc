@@ -1,0 +1,82 @@
+#include "tests/agents/programd/nftables/PacketWire.h"
+#include "tests/support/Folder.h"
+#include "tests/support/TestRules.h"
+
+#include <gmock/gmock.h>
+
+namespace Agents::Nftables {
+namespace {
+
+using namespace Dataplane::Nftables;
+using Dataplane::Action;
+using Dataplane::Actions;
+using TestSupport::PacketWire;
+using TestSupport::ruleKey;
+using Zorv::AddressFamily;
+
+// A rule for each component and action, of two prefixes of which one is inside the other.
+std::vector< RulePtr > rulesOf( AddressFamily family ) {
+   const bool v6 = family == AddressFamily::ipv6;
+   const char* const destination = v6 ? "2001:db8::/32;" : "10.1.0.0/16;";
+   const char* const inner = v6 ? "2001:db8:0:100::/56;" : "10.1.2.0/24;";
+   const char* const source = v6 ? "2001:db8:f000::/36;" : "192.0.2.0/25;";
+   std::vector< Vek::String > texts{ Vek::concat( inner, "*;" ),
+                                     Vek::concat( destination, source ) };
+   for ( const char* component : { "IP:=47;", v6 ? "IP:=89;" : "IP:=6|=17;", "P:=53;",
+                                   "DP:>=1024&<=2048;", "SP:=80|=443|>=8000;", "IT:=8;", "IC:=0;",
+                                   "TCP:=2;", "TCP:!4;", "LEN:>=100&<=200|=1500;", "FRAG:2;",
+                                   "FRAG:=4;", "FRAG:!2;", "DSCP:=46;", "DSCP:>=10&<=20;" } ) {
+      texts.push_back( Vek::concat( destination, "*;", component ) );
+   }
+   if ( v6 ) {
+      texts.push_back( Vek::concat( destination, "*;FL:=100;" ) );
+   }
+   std::vector< RulePtr > rules;
+   for ( const Vek::String& one : texts ) {
+      const Wire::CanonicalRule canonical( ruleKey( one ) );
+      const Vek::String name = "r" + std::to_string( rules.size() );
+      Flowspec::RuleAction asked;
+      asked.rateLimit = 1000;
+      asked.markDscp = Zorv::IpTos( 46 );
+      Actions done;
+      constexpr Action actions[] = { Action::trafficDrop,    Action::trafficRate,
+                                     Action::trafficRatePkt, Action::trafficMarking,
+                                     Action::sample,         Action::continueMatch };
+      done.set( numberOf( actions[rules.size() % std::size( actions )] ) );
+      std::vector< U16 > sets;
+      if ( rules.size() % 4 == 1 ) {
+         sets = { 3, 5 };
+      }
+      rules.push_back( std::make_shared< const Rule >( Rule{ 0, canonical.destPrefix(), sets, name,
+                                                             matchLines( canonical ),
+                                                             actionLines( asked, done, name ) } ) );
+   }
+   return rules;
+}
+
+// What nft lists of a table that was made by messages, and of one that nft made of the text.
+TEST( NftText, IsWhatTheMessagesSay ) {
+   PacketWire wire;
+   if ( !wire.missing().empty() ) {
+      GTEST_SKIP() << wire.missing();
+   }
+   const TestSupport::Folder folder;
+   for ( const auto family : { AddressFamily::ipv4, AddressFamily::ipv6 } ) {
+      const Ruleset ruleset =
+         rulesetOf( family, rulesOf( family ), { { "in", { 0, { 3 } } }, { "out", {} } } );
+      Batch batch;
+      replaceAll( batch, ruleset, {} );
+      ASSERT_TRUE( wire.kernel().commit( batch ).empty() );
+      const Vek::String list = Vek::concat(
+         "nft list table ", family == AddressFamily::ipv6 ? "ip6" : "ip", " flowspec" );
+      const Vek::String byMessages = wire.space().output( list );
+      const Vek::String whole = text( ruleset );
+      EXPECT_THAT( whole, testing::HasSubstr( "counter name \"r0\" drop" ) );
+      wire.space().run( "nft delete table " + list.substr( 15 ) );
+      wire.space().run( "nft -f " + folder.file( "text", whole ) );
+      EXPECT_EQ( wire.space().output( list ), byMessages );
+   }
+}
+
+} // namespace
+} // namespace Agents::Nftables
