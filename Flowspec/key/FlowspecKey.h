@@ -133,9 +133,9 @@ public:
    /// The number of interface sets.
    U32 interfaceSets() const { return interfaceSets_.size(); }
    /// The identifier at `position`; `Vek::VectorRangeException` when there is none.
-   U16 interfaceSet( U32 position ) const { return interfaceSets_[position]; }
+   U16 interfaceSet( U64 position ) const { return interfaceSets_[position]; }
    /// Overwrites the identifier at `position`; `Vek::VectorRangeException` when there is none.
-   void interfaceSetIs( U32 position, U16 id ) { interfaceSets_.set( position, id ); }
+   void interfaceSetIs( U64 position, U16 id ) { interfaceSets_.set( position, id ); }
    void interfaceSetPush( U16 id ) { interfaceSets_.push( id ); }
    /// Removes the last identifier and returns it; `Vek::EmptyVectorException` when there is none.
    U16 interfaceSetPop() { return interfaceSets_.pop(); }

@@ -94,7 +94,7 @@ public:
    const_iterator end() const { return { this, size_ }; }
 
    /// The element at `position`; `VectorRangeException` when there is none.
-   const T& operator[]( U32 position ) const {
+   const T& operator[]( U64 position ) const {
       if ( position >= size_ ) [[unlikely]] {
          throwVectorRange();
       }
@@ -102,7 +102,7 @@ public:
    }
 
    /// Overwrites the element at `position`; `VectorRangeException` when there is none.
-   void set( U32 position, T value ) {
+   void set( U64 position, T value ) {
       if ( position >= size_ ) [[unlikely]] {
          throwVectorRange();
       }
@@ -126,7 +126,7 @@ public:
    }
 
    /// Inserts before `position`, which is at most `size()`; else `VectorRangeException`.
-   void insert( U32 position, T value ) {
+   void insert( U64 position, T value ) {
       if ( position > size_ ) [[unlikely]] {
          throwVectorRange();
       }
@@ -140,7 +140,7 @@ public:
    }
 
    /// Removes the element at `position`; `VectorRangeException` when there is none.
-   void erase( U32 position ) {
+   void erase( U64 position ) {
       if ( position >= size_ ) [[unlikely]] {
          throwVectorRange();
       }

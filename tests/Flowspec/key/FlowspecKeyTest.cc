@@ -204,6 +204,9 @@ TEST( FlowspecKey, InterfaceSetOperationsThatFailLeaveTheKey ) {
    const FlowspecKey one = key;
    EXPECT_THROW( key.interfaceSetIs( 1, 1 ), Vek::VectorRangeException );
    EXPECT_THROW( key.interfaceSetIs( 0xFFFFFFFF, 1 ), Vek::VectorRangeException );
+   // No position is cut to 32 bits.
+   EXPECT_THROW( key.interfaceSetIs( 4294967296, 1 ), Vek::VectorRangeException );
+   EXPECT_THROW( key.interfaceSet( 4294967296 ), Vek::VectorRangeException );
    EXPECT_EQ( key, one );
 }
 

@@ -330,6 +330,13 @@ TEST( SmallVector, RaisesWhereNoElementIs ) {
    }
    EXPECT_THROW( vector.insert( 5, 7 ), Vek::VectorRangeException );
    EXPECT_THROW( vector.erase( 4 ), Vek::VectorRangeException );
+   // Positions that 32 bits would make small ones.
+   for ( const U64 wide : { U64{ 1 } << 32, ( U64{ 1 } << 32 ) + 3, ~U64{ 0 } << 32 } ) {
+      EXPECT_THROW( static_cast< void >( vector[wide] ), Vek::VectorRangeException );
+      EXPECT_THROW( vector.set( wide, 7 ), Vek::VectorRangeException );
+      EXPECT_THROW( vector.insert( wide, 7 ), Vek::VectorRangeException );
+      EXPECT_THROW( vector.erase( wide ), Vek::VectorRangeException );
+   }
    EXPECT_EQ( vector.size(), 4U );
    const auto last = std::next( vector.begin(), 3 );
    vector.push( 4 );
