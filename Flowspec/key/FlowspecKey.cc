@@ -174,11 +174,9 @@ U32 FlowspecKey::prefixHash( const Zorv::IpGenPrefix& prefix ) {
 }
 
 U32 FlowspecKey::hash() const {
-   // VRF and family, then the reduced prefixes, as they are in memory.
-   U64 head[2];
-   std::memcpy( head, &head_, sizeof head );
    Osk::HashMix mix;
-   mix.mixSmall( head[0], head[1] );
+   mix.mixSmall( U64{ head_.vrfId } | static_cast< U64 >( head_.addressFamily ) << 32,
+                 U64{ head_.destPrefixHash } | U64{ head_.srcPrefixHash } << 32 );
    const auto words = words_.packed();
    const U64* word = words.data();
    const U64* const end = word + words.size();

@@ -155,7 +155,7 @@ public:
    /// The order of prefixes in keys, -1, 0 or 1: a prefix before the empty one, else by value.
    static int cmpPrefix( const Zorv::IpGenPrefix& a, const Zorv::IpGenPrefix& b );
 
-   /// A hash over all attributes; equal keys have equal hashes in all processes of one build.
+   /// A hash over all attributes; equal keys have equal hashes in all processes of one version.
    U32 hash() const;
 
    /// What a prefix adds to the hash: 0 when it is empty, else its address (the host-order integer
@@ -233,9 +233,8 @@ public:
 private:
    friend OSK_EXPORT void logRead( Vek::LogReader& in, FlowspecKey& key );
 
-   // Compared as memory; the padding is there to be equal. What is in front of the prefixes is
-   // hashed as memory. The hashes of the prefixes are kept, as keys are hashed more often than
-   // their prefixes are set.
+   // Compared as memory; the padding is there to be equal. The hashes of the prefixes are kept, as
+   // keys are hashed more often than their prefixes are set.
    struct Head {
       Vrf::VrfIdMap::VrfId vrfId = Vrf::VrfIdMap::invalid();
       Zorv::AddressFamily addressFamily = Zorv::AddressFamily::none;

@@ -11,8 +11,10 @@ struct Vek::CollectionAccess< Flowspec::TermWords > {
 
    static U32 size( const Flowspec::TermWords& words ) { return words.size(); }
    static const void* find( const Flowspec::TermWords& words, Key index ) {
-      // The word is the lower half of its member, and the host is little-endian.
-      return words.find( index );
+      // The word is the lower half of its member.
+      constexpr std::size_t half = std::endian::native == std::endian::little ? 0 : 1;
+      const auto* const member = words.find( index );
+      return member ? reinterpret_cast< const U32* >( member ) + half : nullptr;
    }
    static void visit( const Flowspec::TermWords& words, const MemberVisitor& visitor ) {
       for ( const auto [index, word] : words ) {

@@ -21,7 +21,8 @@ public:
    constexpr Zorv::IntfId intfId() const { return intfId_; }
    constexpr Zorv::AddressFamily addressFamily() const { return addressFamily_; }
 
-   /// A hash of both that is the same in all processes of one build; another one for another seed.
+   /// A hash of both that is the same in all processes of one version; another one for another
+   /// seed.
    U32 hash( U32 seed = 0 ) const;
 
    /// "intf3,ipv4".

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Osk/Group.h"
 #include "Osk/Types.h"
 
 #include <cstddef>
@@ -9,20 +10,6 @@
 namespace Osk {
 
 namespace detail {
-
-// 16 bytes, in vectors as the compilers know them: <emmintrin.h> declares hundreds of functions.
-using Group = char __attribute__( ( vector_size( 16 ) ) );
-
-inline Group load16( const char* at ) {
-   Group group;
-   std::memcpy( &group, at, sizeof group );
-   return group;
-}
-
-template < typename Mask >
-bool allSet( Mask mask ) {
-   return __builtin_ia32_pmovmskb128( reinterpret_cast< Group >( mask ) ) == 0xFFFF;
-}
 
 template < typename T >
 bool sameEnds( const char* a, const char* b, std::size_t size ) {
@@ -44,15 +31,13 @@ inline bool sameBytes( const void* a, const void* b, std::size_t size ) {
    const auto* const p = static_cast< const char* >( a );
    const auto* const q = static_cast< const char* >( b );
    if ( size >= 16 ) {
-      const auto equal = [&]( std::size_t at ) {
-         return detail::load16( p + at ) == detail::load16( q + at );
-      };
+      GroupComparison comparison;
       const std::size_t last = size - 16;
-      auto all = equal( last );
+      comparison.add( p + last, q + last );
       for ( std::size_t at = 0; at < last; at += 16 ) {
-         all &= equal( at );
+         comparison.add( p + at, q + at );
       }
-      return detail::allSet( all );
+      return comparison.same();
    }
    if ( size >= 8 ) {
       return detail::sameEnds< U64 >( p, q, size );
@@ -72,10 +57,12 @@ template < std::size_t size >
 requires( size % 16 == 0 ) bool sameBytes( const void* a, const void* b ) {
    const auto* const p = static_cast< const char* >( a );
    const auto* const q = static_cast< const char* >( b );
-   const auto all = [=]< std::size_t... i >( std::index_sequence< i... > ) {
-      return ( ( detail::load16( p + i * 16 ) == detail::load16( q + i * 16 ) ) & ... );
-   };
-   return detail::allSet( all( std::make_index_sequence< size / 16 >() ) );
+   GroupComparison comparison;
+   [&]< std::size_t... i >( std::index_sequence< i... > ) {
+      ( comparison.add( p + i * 16, q + i * 16 ), ... );
+   }
+   ( std::make_index_sequence< size / 16 >() );
+   return comparison.same();
 }
 
 } // namespace Osk

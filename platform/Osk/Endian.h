@@ -8,44 +8,62 @@
 
 namespace Osk {
 
-static_assert( std::endian::native == std::endian::little, "the host is little-endian (x86-64)" );
+namespace detail {
+
+inline U16 swapped( U16 v ) { return __builtin_bswap16( v ); }
+inline U32 swapped( U32 v ) { return __builtin_bswap32( v ); }
+inline U64 swapped( U64 v ) { return __builtin_bswap64( v ); }
+
+} // namespace detail
+
+/// Between the host's order of bytes and the network's, either way.
+template < typename T >
+T networkOrder( T v ) {
+   return std::endian::native == std::endian::big ? v : detail::swapped( v );
+}
+
+/// Between the host's order of bytes and the one with the lowest first, either way.
+template < typename T >
+T littleOrder( T v ) {
+   return std::endian::native == std::endian::little ? v : detail::swapped( v );
+}
 
 /// The 16-bit integer whose network-order bytes are at `bytes`.
 inline U16 loadBig16( const void* bytes ) {
    U16 v;
    std::memcpy( &v, bytes, sizeof v );
-   return __builtin_bswap16( v );
+   return networkOrder( v );
 }
 
 /// The 32-bit integer whose network-order bytes are at `bytes`.
 inline U32 loadBig32( const void* bytes ) {
    U32 v;
    std::memcpy( &v, bytes, sizeof v );
-   return __builtin_bswap32( v );
+   return networkOrder( v );
 }
 
 /// The 64-bit integer whose network-order bytes are at `bytes`.
 inline U64 loadBig64( const void* bytes ) {
    U64 v;
    std::memcpy( &v, bytes, sizeof v );
-   return __builtin_bswap64( v );
+   return networkOrder( v );
 }
 
 /// Writes `v` to `bytes` in network order.
 inline void storeBig16( void* bytes, U16 v ) {
-   v = __builtin_bswap16( v );
+   v = networkOrder( v );
    std::memcpy( bytes, &v, sizeof v );
 }
 
 /// Writes `v` to `bytes` in network order.
 inline void storeBig32( void* bytes, U32 v ) {
-   v = __builtin_bswap32( v );
+   v = networkOrder( v );
    std::memcpy( bytes, &v, sizeof v );
 }
 
 /// Writes `v` to `bytes` in network order.
 inline void storeBig64( void* bytes, U64 v ) {
-   v = __builtin_bswap64( v );
+   v = networkOrder( v );
    std::memcpy( bytes, &v, sizeof v );
 }
 

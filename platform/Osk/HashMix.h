@@ -8,7 +8,7 @@ namespace Osk {
 ///
 /// Every pair of 64-bit lanes is folded into the state by one 64 x 64 -> 128-bit multiplication, so
 /// the position of a quantity counts: the same quantities in another order give another value.
-/// Values are the same in all processes of one build, but are not a format: never store or send
+/// Values are the same in all processes of one version, but are not a format: never store or send
 /// them.
 class HashMix {
 public:

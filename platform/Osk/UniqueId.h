@@ -36,7 +36,7 @@ public:
    /// True unless the identifier is the uninitialised one.
    constexpr explicit operator bool() const { return value_ != 0; }
 
-   /// A hash of the number that is the same in all processes of one build.
+   /// A hash of the number that is the same in all processes of one version.
    U32 hash() const;
 
    /// 16 lower-case hexadecimal digits.

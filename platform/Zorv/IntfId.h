@@ -33,7 +33,7 @@ public:
 
    constexpr U64 value() const { return value_; }
 
-   /// A hash of the number that is the same in all processes of one build.
+   /// A hash of the number that is the same in all processes of one version.
    U32 hash() const;
 
    Vek::String stringValue() const;

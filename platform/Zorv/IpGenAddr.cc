@@ -1,9 +1,8 @@
 #include "Zorv/IpGenAddr.h"
 
+#include "Osk/Group.h"
 #include "Osk/HashMix.h"
 #include "Vek/text/Exceptions.h"
-
-#include <emmintrin.h>
 
 namespace Zorv {
 
@@ -19,10 +18,7 @@ constexpr std::size_t dottedWindow = 16;
 // A bit for each character of a window that is no digit, the lowest for the first one, and one for
 // the end. The lengths of the numbers vary too much for a loop over the digits to be guessed well.
 unsigned otherThanDigits( const char* window ) {
-   const __m128i digits = _mm_sub_epi8(
-      _mm_loadu_si128( reinterpret_cast< const __m128i* >( window ) ), _mm_set1_epi8( '0' ) );
-   const __m128i others = _mm_cmpeq_epi8( _mm_max_epu8( digits, _mm_set1_epi8( 10 ) ), digits );
-   return static_cast< unsigned >( _mm_movemask_epi8( others ) ) | 1U << dottedWindow;
+   return Osk::Group( window ).otherThanDigits() | 1U << dottedWindow;
 }
 
 // The host-order integer of the dotted IPv4 address that all of `text` spells.
@@ -206,11 +202,10 @@ std::optional< U32 > IpGenAddr::takeDotted( std::string_view text, std::size_t& 
       if ( length == 0 || length > 3 || ( length > 1 && begin[from] == '0' ) ) {
          return std::nullopt;
       }
-      U32 digits;
-      std::memcpy( &digits, begin + from, sizeof digits );
-      digits = ( digits ^ 0x3030'3030 ) << ( 4 - length ) * 8; // the last one is the highest byte
+      // The last digit is the lowest byte.
+      const U32 digits = ( Osk::loadBig32( begin + from ) ^ 0x3030'3030 ) >> ( 4 - length ) * 8;
       const U32 value =
-         ( digits >> 8 & 0xFF ) * 100 + ( digits >> 16 & 0xFF ) * 10 + ( digits >> 24 );
+         ( digits >> 16 & 0xFF ) * 100 + ( digits >> 8 & 0xFF ) * 10 + ( digits & 0xFF );
       if ( value > 255 || ( i < 3 && begin[to] != '.' ) ) {
          return std::nullopt;
       }

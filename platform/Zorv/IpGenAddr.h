@@ -78,7 +78,7 @@ public:
       return result;
    }
 
-   /// A hash of the bytes that is the same in all processes of one build.
+   /// A hash of the bytes that is the same in all processes of one version.
    U32 hash() const;
 
    /// Dotted IPv4, IPv6 by RFC 5952 (lower case, longest run of zero groups as "::", IPv4-mapped

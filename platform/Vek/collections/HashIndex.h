@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Osk/Group.h"
 #include "Vek/collections/HashCrowd.h"
 
 #include <bit>
-#include <cstring>
 
 namespace Vek::detail {
 
@@ -84,17 +84,9 @@ private:
       U16 passed;              ///< members that went on from here; 65535 and more stay 65535
       U32 positions[capacity]; ///< 0 in slots not in use: that one is there to be looked at
 
-      // The slots with the tag of `hash`, those not in use among them, in vectors as the compilers
-      // know them: <emmintrin.h> declares hundreds of functions.
+      // The slots with the tag of `hash`, those not in use among them.
       U32 with( U32 hash ) const {
-         using Group = char __attribute__( ( vector_size( 16 ) ) );
-         using Words = U32 __attribute__( ( vector_size( 16 ) ) );
-         Group group;
-         std::memcpy( &group, this, sizeof group );
-         const U32 word = ( hash & 0xFF ) * 0x01010101;
-         const auto wanted = reinterpret_cast< Group >( Words{ word, word, word, word } );
-         const auto same = reinterpret_cast< Group >( group == wanted );
-         return static_cast< U32 >( __builtin_ia32_pmovmskb128( same ) ) & all;
+         return Osk::Group( this ).equal( static_cast< U8 >( hash ) ) & all;
       }
 
       template < typename Wanted >

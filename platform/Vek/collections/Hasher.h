@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Osk/Endian.h"
 #include "Osk/HashMix.h"
 #include "Vek/text/String.h"
 
@@ -11,7 +12,7 @@ namespace Vek {
 
 /// The 32-bit hash of a key for hash collections, unless another function is given: a class's own
 /// `hash()`; of integers, enumerations, pointers and texts a mix of all their bits. The same in all
-/// processes of one build, but not a format. Each collection spreads it over all bits once more.
+/// processes of one version, but not a format. Each collection spreads it over all bits once more.
 template < typename Key >
 struct Hasher {
    U32 operator()( const Key& key ) const {
@@ -44,7 +45,7 @@ private:
    static U64 bytes( std::string_view text, std::size_t count ) {
       U64 number = 0;
       std::memcpy( &number, text.data(), count );
-      return number;
+      return Osk::littleOrder( number );
    }
 };
 

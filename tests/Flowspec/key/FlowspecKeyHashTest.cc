@@ -1,5 +1,6 @@
 #include "Flowspec/key/FlowspecKey.h"
 
+#include "Vek/collections/Hasher.h"
 #include "tests/support/KeyGenerator.h"
 
 #include <algorithm>
@@ -86,6 +87,21 @@ TEST( KeyHash, EqualKeysHaveEqualHashesHoweverTheyWereMade ) {
       ASSERT_EQ( same.hash(), key.hash() );
       ASSERT_EQ( std::hash< FlowspecKey >()( same ), key.hash() );
    }
+}
+
+TEST( KeyHash, IsTheSameOnMachinesOfAllKinds ) {
+   FlowspecKey ipv4;
+   ipv4.vrfIdIs( 7 );
+   ipv4.copyInStrCli( "10.1.0.0/16;*;IP:=6;DP:=443|=8443;", false );
+   EXPECT_EQ( ipv4.hash(), 2162141066U );
+   FlowspecKey ipv6;
+   ipv6.copyInStrCli( "2001:db8::/32;2001:db8:1::/48;L:>=100&<=200;", false );
+   ipv6.interfaceSetPush( 5 );
+   EXPECT_EQ( ipv6.hash(), 414302954U );
+   EXPECT_EQ( FlowspecKey().hash(), 3365236744U );
+   EXPECT_EQ( Vek::Hasher< Vek::String >()( "" ), 875170117U );
+   EXPECT_EQ( Vek::Hasher< Vek::String >()( "eth0" ), 1615019746U );
+   EXPECT_EQ( Vek::Hasher< Vek::String >()( "a text of more octets" ), 2901020373U );
 }
 
 TEST( KeyHash, EveryAttributeChangesIt ) {
