@@ -18,3 +18,7 @@ const LibraryLoader loader( module );
 } // namespace
 
 } // namespace Flowspec
+
+// By this name a linker finds what is in this file, though nothing calls it.
+extern "C" const char flowspecPolicyModule;
+const char flowspecPolicyModule = 0;

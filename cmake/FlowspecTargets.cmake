@@ -4,6 +4,13 @@ set( CMAKE_CXX_STANDARD 20 )
 set( CMAKE_CXX_STANDARD_REQUIRED ON )
 set( CMAKE_CXX_EXTENSIONS OFF )
 
+set( CMAKE_FOLDER FlowspecDalbTypes )
+
+# Shared, unless the builder or a project around this one says otherwise.
+if( NOT DEFINED BUILD_SHARED_LIBS )
+   set( BUILD_SHARED_LIBS ON )
+endif()
+
 if( PROJECT_IS_TOP_LEVEL )
    if( NOT CMAKE_BUILD_TYPE )
       set( CMAKE_BUILD_TYPE Release )
@@ -62,10 +69,27 @@ function( flowspec_library_part target module )
       VISIBILITY_INLINES_HIDDEN ON )
 endfunction()
 
-# A shared library of the project: a part, its version and the binding of its calls to itself.
+# Types are found by name, so nothing need call what registers a library's modules. Whatever is
+# linked with the archive takes it by the names of these variables.
+function( flowspec_modules target )
+   if( NOT BUILD_SHARED_LIBS )
+      list( TRANSFORM ARGN PREPEND LINKER:--undefined= )
+      target_link_options( ${target} INTERFACE ${ARGN} )
+   endif()
+endfunction()
+
+# A library of the project: a part, and where it is a shared one, its version and the binding of its
+# calls to itself.
 function( flowspec_library target module )
    flowspec_library_part( ${target} ${module} )
-   target_link_options( ${target} PRIVATE -Wl,-Bsymbolic-functions -Wl,-z,relro,-z,now )
+   # What templates of the standard library become here is for no one else.
+   target_link_options( ${target} PRIVATE -Wl,-Bsymbolic-functions -Wl,-z,relro,-z,now
+      LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map )
+   set_property( TARGET ${target} APPEND PROPERTY
+      LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map )
+   # CMake before 3.23 passes over sets of headers.
+   target_include_directories( ${target} INTERFACE
+      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/FlowspecDalb> )
    set_target_properties( ${target} PROPERTIES
       VERSION ${PROJECT_VERSION}
       SOVERSION ${PROJECT_VERSION_MAJOR}

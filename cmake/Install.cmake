@@ -1,48 +1,61 @@
 # The installed tree: the libraries, their headers, the CMake package, the pkg-config file, the tool
-# and the daemons.
+# and the daemons. Components: Runtime (the shared libraries), Development, Tools and Agents.
 include( CMakePackageConfigHelpers )
 
 set( headerDir ${CMAKE_INSTALL_INCLUDEDIR}/FlowspecDalb )
 set( packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/FlowspecDalbTypes )
 
-install( TARGETS VekPlatform
-   EXPORT FlowspecDalbTypesTargets
-   FILE_SET HEADERS DESTINATION ${headerDir} )
+set( libraryParts
+   LIBRARY COMPONENT Runtime NAMELINK_COMPONENT Development
+   ARCHIVE COMPONENT Development
+   FILE_SET HEADERS DESTINATION ${headerDir} COMPONENT Development )
+install( TARGETS VekPlatform FlowspecPeers FlowspecWire FlowspecMatch
+   EXPORT FlowspecDalbTypesTargets ${libraryParts} )
 install( TARGETS FlowspecDalbTypes
-   EXPORT FlowspecDalbTypesTargets
-   FILE_SET HEADERS DESTINATION ${headerDir}
-   FILE_SET siblings DESTINATION ${headerDir} )
-install( TARGETS FlowspecPeers FlowspecWire FlowspecMatch
-   EXPORT FlowspecDalbTypesTargets
-   FILE_SET HEADERS DESTINATION ${headerDir} )
+   EXPORT FlowspecDalbTypesTargets ${libraryParts}
+   FILE_SET siblings DESTINATION ${headerDir} COMPONENT Development )
 install( EXPORT FlowspecDalbTypesTargets
    NAMESPACE FlowspecDalbTypes::
-   DESTINATION ${packageDir} )
+   DESTINATION ${packageDir}
+   COMPONENT Development )
 write_basic_package_version_file( ${PROJECT_BINARY_DIR}/FlowspecDalbTypesConfigVersion.cmake
    COMPATIBILITY SameMajorVersion )
 install( FILES
    cmake/FlowspecDalbTypesConfig.cmake
    ${PROJECT_BINARY_DIR}/FlowspecDalbTypesConfigVersion.cmake
-   DESTINATION ${packageDir} )
+   DESTINATION ${packageDir}
+   COMPONENT Development )
 
 # The files find their prefix from where they stand, so that the tree can be moved.
 set( pkgConfigDir ${CMAKE_INSTALL_LIBDIR}/pkgconfig )
 file( RELATIVE_PATH toPrefix ${CMAKE_INSTALL_PREFIX}/${pkgConfigDir} ${CMAKE_INSTALL_PREFIX} )
 foreach( package FlowspecDalbTypes FlowspecPeers FlowspecWire FlowspecMatch )
+   # What a program is to be linked with so that an archive's types are in it.
+   get_target_property( options ${package} INTERFACE_LINK_OPTIONS )
+   set( linkOptions "" )
+   if( options )
+      list( TRANSFORM options REPLACE "LINKER:" "-Wl," )
+      list( JOIN options " " linkOptions )
+      string( PREPEND linkOptions " " )
+   endif()
    configure_file( cmake/${package}.pc.in ${package}.pc @ONLY )
-   install( FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${pkgConfigDir} )
+   install( FILES ${PROJECT_BINARY_DIR}/${package}.pc
+      DESTINATION ${pkgConfigDir} COMPONENT Development )
 endforeach()
 
 if( TARGET flowspecctl )
-   install( TARGETS flowspecctl )
-   install( FILES tools/flowspecctl/flowspecctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 )
+   install( TARGETS flowspecctl COMPONENT Tools )
+   install( FILES tools/flowspecctl/flowspecctl.1
+      DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT Tools )
    install( FILES tools/flowspecctl/flowspecctl.bash
-      DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME flowspecctl )
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME flowspecctl
+      COMPONENT Tools )
 endif()
 if( FLOWSPEC_AGENTS )
-   install( TARGETS statedbd configd peerd programd )
+   install( TARGETS ${FLOWSPEC_DAEMONS} COMPONENT Agents )
    foreach( daemon statedbd configd peerd programd )
-      install( FILES agents/${daemon}/${daemon}.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 )
+      install( FILES agents/${daemon}/${daemon}.8
+         DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT Agents )
    endforeach()
    # The units name the programs by the prefix that the tree is installed under, which
    # `cmake --install --prefix` may choose later than the build was configured.
@@ -55,7 +68,9 @@ if( FLOWSPEC_AGENTS )
          configure_file(
             \"${PROJECT_SOURCE_DIR}/agents/\${daemon}/\${daemon}.service.in\"
             \"${PROJECT_BINARY_DIR}/units/\${daemon}.service\" @ONLY )
-      endforeach()" )
-   install( DIRECTORY ${PROJECT_BINARY_DIR}/units/ DESTINATION ${FLOWSPEC_UNIT_DIR} )
+      endforeach()"
+      COMPONENT Agents )
+   install( DIRECTORY ${PROJECT_BINARY_DIR}/units/
+      DESTINATION ${FLOWSPEC_UNIT_DIR} COMPONENT Agents )
 endif()
-install( FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} )
+install( FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Runtime )

@@ -35,3 +35,7 @@ const Loader loader;
 } // namespace
 
 } // namespace Peers
+
+// By this name a linker finds what is in this file, though nothing calls it.
+extern "C" const char flowspecPeersModule;
+const char flowspecPeersModule = 0;

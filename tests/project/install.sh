@@ -24,6 +24,13 @@ check() {
 cmake --install "$build" --prefix "$work/staged" >"$work/install.log"
 mv "$work/staged" "$prefix" # the tree works wherever it stands
 
+# CMake before 3.23 does not know sets of headers.
+for library in VekPlatform FlowspecDalbTypes Peers Wire Match; do
+   grep -A 3 "set_target_properties(FlowspecDalbTypes::$library PROPERTIES" \
+      "$prefix/$libraries/cmake/FlowspecDalbTypes/FlowspecDalbTypesTargets.cmake" |
+      grep -q 'INTERFACE_INCLUDE_DIRECTORIES "${_IMPORT_PREFIX}/include/FlowspecDalb'
+done
+
 cmake -S "$consumer" -B "$work/cmake" -G Ninja \
    -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_PREFIX_PATH="$prefix" >"$work/cmake.log"
 cmake --build "$work/cmake"

@@ -6,7 +6,8 @@ usage: symbols.py [--update] LIST LIBRARY
 The list holds the demangled names of what the library alone defines, functions and data, in their
 order, one a line; --update writes it. What its users may define too (inline functions, instances of
 templates, virtual tables and type information) is passed over: it changes with compiler and
-optimisation.
+optimisation. But no instance of the standard library's templates is exported: another library's would
+be replaced by it.
 """
 
 import difflib
@@ -18,18 +19,30 @@ from pathlib import Path
 OWN = re.compile(r"[0-9a-f]+ [TDBR] (?!vtable for |VTT for |typeinfo )(.*)")
 
 
-def exported(library):
-    """The demangled names of a library's own dynamic symbols, sorted."""
-    symbols = subprocess.run(
-        ["nm", "--dynamic", "--defined-only", "--demangle", library],
+# Data, functions and type information of the standard library, however their mangled names begin.
+STANDARD = re.compile(r"[0-9a-f]+ . _Z(GV|T[ISV])?Z?(NK?)?(S[abst]|9__gnu_cxx)")
+
+
+def symbols_of(library, *options):
+    return subprocess.run(
+        ["nm", "--dynamic", "--defined-only", *options, library],
         stdout=subprocess.PIPE, text=True, check=True,
     ).stdout.splitlines()
+
+
+def exported(library):
+    """The demangled names of a library's own dynamic symbols, sorted."""
+    symbols = symbols_of(library, "--demangle")
     return sorted({match.group(1) for match in map(OWN.fullmatch, symbols) if match})
 
 
 def main():
     update = sys.argv[1] == "--update"
     path, library = sys.argv[1 + update :]
+    standard = [symbol for symbol in symbols_of(library) if STANDARD.match(symbol)]
+    if standard:
+        print("of the standard library:", *standard, sep="\n")
+        return 1
     actual = exported(library)
     if update:
         Path(path).write_text("\n".join(actual) + "\n")

@@ -17,7 +17,7 @@ void expectMisuse( std::vector< Vek::String > arguments, const Vek::String& mess
 TEST( Usage, Version ) {
    const Result result = flowspecctl( { "--version" } );
    EXPECT_EQ( result.status, 0 );
-   EXPECT_EQ( result.out, "flowspecctl 1.0.0\n" );
+   EXPECT_EQ( result.out, "flowspecctl " FLOWSPEC_VERSION "\n" );
    EXPECT_EQ( result.err, "" );
 }
 
