@@ -28,7 +28,7 @@ mv "$work/staged" "$prefix" # the tree works wherever it stands
 for library in VekPlatform FlowspecDalbTypes Peers Wire Match; do
    grep -A 3 "set_target_properties(FlowspecDalbTypes::$library PROPERTIES" \
       "$prefix/$libraries/cmake/FlowspecDalbTypes/FlowspecDalbTypesTargets.cmake" |
-      grep -q 'INTERFACE_INCLUDE_DIRECTORIES "${_IMPORT_PREFIX}/include/FlowspecDalb'
+      grep -q 'INTERFACE_INCLUDE_DIRECTORIES ".*/include/FlowspecDalb"'
 done
 
 cmake -S "$consumer" -B "$work/cmake" -G Ninja \
