@@ -3,8 +3,6 @@
 #include "Vek/text/Enum.h"
 #include "Zorv/AddressFamily.h"
 
-#include <algorithm>
-
 namespace Flowspec {
 
 /// The type of a match component. The numbers are the component type codes of RFC 8955 section 4.2
@@ -72,7 +70,7 @@ struct ComponentType {
       return family == Zorv::AddressFamily::ipv6 ? ipv6 : ipv4;
    }
    /// The largest value of the field in any family.
-   constexpr U32 maximum() const { return std::max( ipv4.bits, ipv6.bits ); }
+   constexpr U32 maximum() const { return ipv4.bits > ipv6.bits ? ipv4.bits : ipv6.bits; }
    constexpr bool hasTerms() const {
       return kind == ComponentKind::number || kind == ComponentKind::bitmask;
    }

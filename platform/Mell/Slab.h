@@ -5,6 +5,7 @@
 #include <bit>
 #include <cstddef>
 #include <new>
+#include <type_traits>
 
 /// Memory for the objects of the runtime, one allocator for each type.
 namespace Mell {
@@ -12,7 +13,7 @@ namespace Mell {
 /// Gives memory for objects of one size, and counts them. Constant-initialised; nothing is run when
 /// the process ends. To be used by one thread at a time, but in the thread-safe mode by any.
 ///
-/// There are two kinds, `Slab` and `TrackedHeap`.
+/// There are two kinds, `PagedSlab` and `TrackedHeap`.
 class OSK_EXPORT Allocator {
 public:
    Allocator( const Allocator& ) = delete;
@@ -127,18 +128,12 @@ inline constexpr bool slabsUseHeap = false;
 #endif
 
 /// Takes memory by the page and cuts it into slots; a page whose slots are all free goes back to
-/// the heap, but for one. Under AddressSanitizer each object is on the heap, so that leaks and uses
-/// after the end are seen.
-class Slab : public Allocator {
+/// the heap, but for one.
+class PagedSlab : public Allocator {
 public:
    /// For objects of `size` bytes, aligned to `alignment`, which is a power of two up to 4096.
-   constexpr Slab( std::size_t size, std::size_t alignment )
-      : Allocator( size, alignment, slabsUseHeap ? 0 : pageSizeFor( size ) ) {}
-
-private:
-   static constexpr std::size_t pageSizeFor( std::size_t size ) {
-      return std::bit_ceil( larger( 16'384, 64 * size ) );
-   }
+   constexpr PagedSlab( std::size_t size, std::size_t alignment )
+      : Allocator( size, alignment, std::bit_ceil( larger( 16'384, 64 * size ) ) ) {}
 };
 
 /// Takes each object from the heap.
@@ -147,5 +142,9 @@ public:
    constexpr TrackedHeap( std::size_t size, std::size_t alignment )
       : Allocator( size, alignment, 0 ) {}
 };
+
+/// Memory for many objects of one kind. Under AddressSanitizer each object is on the heap, so that
+/// leaks and uses after the end are seen.
+using Slab = std::conditional_t< slabsUseHeap, TrackedHeap, PagedSlab >;
 
 } // namespace Mell

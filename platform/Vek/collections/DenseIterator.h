@@ -3,7 +3,6 @@
 #include "Vek/collections/Version.h"
 
 #include <cstddef>
-#include <iterator>
 #include <utility>
 
 namespace Vek::detail {

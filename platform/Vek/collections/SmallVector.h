@@ -4,7 +4,6 @@
 #include "Vek/text/Exceptions.h"
 
 #include <cstring>
-#include <iterator>
 #include <type_traits>
 
 namespace Vek {

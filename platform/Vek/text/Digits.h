@@ -39,6 +39,18 @@ inline char* writeDecimal( char* at, U32 value ) {
    return at + 8 - unused;
 }
 
+/// The same for a number of up to 20 digits.
+inline char* writeDecimal( char* at, U64 value ) {
+   if ( value <= 0xFFFF'FFFF ) [[likely]] {
+      return writeDecimal( at, static_cast< U32 >( value ) );
+   }
+   constexpr U32 limit = 100'000'000;
+   at = writeDecimal( at, value / limit );
+   Osk::storeBig64( at,
+                    eightDigits( static_cast< U32 >( value % limit ) ) | 0x3030'3030'3030'3030 );
+   return at + 8;
+}
+
 /// The number with the given digits: the inverse of `eightDigits`.
 constexpr U32 eightDigitNumber( U64 digits ) {
    // Each step joins neighbours: the left one times 10, 100 or 10000 and the right one.

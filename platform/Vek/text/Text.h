@@ -3,7 +3,6 @@
 #include "Vek/text/Digits.h"
 #include "Vek/text/String.h"
 
-#include <charconv>
 #include <concepts>
 #include <exception>
 #include <optional>
@@ -52,9 +51,14 @@ public:
    template < std::integral T >
    requires( !std::same_as< T, bool > ) TextWriter& operator<<( T value ) {
       need( 20 );
-      next_ = static_cast< U64 >( value ) <= 0xFFFF'FFFF
-                 ? writeDecimal( next_, static_cast< U32 >( value ) )
-                 : std::to_chars( next_, buffer_ + size, value ).ptr;
+      auto magnitude = static_cast< U64 >( value );
+      if constexpr ( std::signed_integral< T > ) {
+         if ( value < 0 ) {
+            *next_++ = '-';
+            magnitude = 0 - magnitude;
+         }
+      }
+      next_ = writeDecimal( next_, magnitude );
       return *this;
    }
 
@@ -65,7 +69,10 @@ public:
    /// `value` in lower-case hexadecimal without leading zeros.
    TextWriter& hex( U64 value ) {
       need( 16 );
-      next_ = std::to_chars( next_, buffer_ + size, value, 16 ).ptr;
+      next_ += ( std::bit_width( value | 1 ) + 3 ) / 4;
+      for ( char* at = next_; at == next_ || value != 0; value >>= 4 ) {
+         *--at = "0123456789abcdef"[value & 0xF];
+      }
       return *this;
    }
 

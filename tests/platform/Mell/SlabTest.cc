@@ -18,7 +18,7 @@ struct Block {
 template < typename Allocator >
 class Allocators : public testing::Test {};
 
-using Kinds = testing::Types< Mell::Slab, Mell::TrackedHeap >;
+using Kinds = testing::Types< Mell::PagedSlab, Mell::TrackedHeap >;
 TYPED_TEST_SUITE( Allocators, Kinds );
 
 TYPED_TEST( Allocators, GiveAlignedMemoryThatNothingElseUses ) {
@@ -92,11 +92,8 @@ TYPED_TEST( Allocators, ServeThreadsInTheThreadSafeMode ) {
    EXPECT_EQ( allocator.bytes(), 0U );
 }
 
-TEST( Slab, GivesEmptyPagesBackButForOne ) {
-   if ( Mell::slabsUseHeap ) {
-      GTEST_SKIP() << "each object is on the heap under this sanitizer";
-   }
-   Mell::Slab slab( 100, 4 );
+TEST( PagedSlab, GivesEmptyPagesBackButForOne ) {
+   Mell::PagedSlab slab( 100, 4 );
    EXPECT_EQ( slab.bytes(), 0U );
    std::vector< void* > taken( 1000 );
    for ( void*& memory : taken ) {
@@ -118,11 +115,8 @@ TEST( Slab, GivesEmptyPagesBackButForOne ) {
    EXPECT_EQ( slab.bytes(), 0U );
 }
 
-TEST( Slab, KeepsAPageThatIsInUse ) {
-   if ( Mell::slabsUseHeap ) {
-      GTEST_SKIP() << "each object is on the heap under this sanitizer";
-   }
-   Mell::Slab slab( 100, 4 );
+TEST( PagedSlab, KeepsAPageThatIsInUse ) {
+   Mell::PagedSlab slab( 100, 4 );
    slab.trim();
    EXPECT_EQ( slab.bytes(), 0U );
    void* const memory = slab.allocate();
@@ -134,11 +128,8 @@ TEST( Slab, KeepsAPageThatIsInUse ) {
    EXPECT_EQ( slab.bytes(), 0U );
 }
 
-TEST( Slab, UsesAPageToItsEnd ) {
-   if ( Mell::slabsUseHeap ) {
-      GTEST_SKIP() << "each object is on the heap under this sanitizer";
-   }
-   Mell::Slab slab( 8, 8 );
+TEST( PagedSlab, UsesAPageToItsEnd ) {
+   Mell::PagedSlab slab( 8, 8 );
    std::vector< void* > taken{ slab.allocate() };
    const U64 page = slab.bytes();
    // What the page begins with, and what is left for the heap.
