@@ -52,7 +52,7 @@ if( TARGET flowspecctl )
       COMPONENT Tools )
 endif()
 if( FLOWSPEC_AGENTS )
-   install( TARGETS ${FLOWSPEC_DAEMONS} COMPONENT Agents )
+   install( TARGETS ${FLOWSPEC_DAEMONS} RUNTIME DESTINATION ${FLOWSPEC_DAEMON_DIR} COMPONENT Agents )
    foreach( daemon statedbd configd peerd programd )
       install( FILES agents/${daemon}/${daemon}.8
          DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT Agents )
@@ -62,15 +62,27 @@ if( FLOWSPEC_AGENTS )
    set( FLOWSPEC_UNIT_DIR lib/systemd/system CACHE STRING
       "Folder of the systemd units, below the prefix unless it is absolute" )
    install( CODE "
-      set( FLOWSPEC_BINDIR \"${CMAKE_INSTALL_BINDIR}\" )
+      set( FLOWSPEC_BINDIR \"${FLOWSPEC_DAEMON_DIR}\" )
       cmake_path( ABSOLUTE_PATH FLOWSPEC_BINDIR BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\" NORMALIZE )
+      set( FLOWSPEC_DATADIR \"${CMAKE_INSTALL_DATADIR}/flowspec\" )
+      cmake_path( ABSOLUTE_PATH FLOWSPEC_DATADIR BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\" NORMALIZE )
+      configure_file(
+         \"${PROJECT_SOURCE_DIR}/agents/etc/tmpfiles.conf.in\"
+         \"${PROJECT_BINARY_DIR}/tmpfiles.conf\" @ONLY )
       foreach( daemon statedbd configd peerd programd )
          configure_file(
             \"${PROJECT_SOURCE_DIR}/agents/\${daemon}/\${daemon}.service.in\"
-            \"${PROJECT_BINARY_DIR}/units/\${daemon}.service\" @ONLY )
+            \"${PROJECT_BINARY_DIR}/units/flowspec-\${daemon}.service\" @ONLY )
       endforeach()"
       COMPONENT Agents )
    install( DIRECTORY ${PROJECT_BINARY_DIR}/units/
       DESTINATION ${FLOWSPEC_UNIT_DIR} COMPONENT Agents )
+   # The daemons' user and folders.
+   install( FILES agents/etc/sysusers.conf
+      DESTINATION lib/sysusers.d RENAME flowspec.conf COMPONENT Agents )
+   install( FILES ${PROJECT_BINARY_DIR}/tmpfiles.conf
+      DESTINATION lib/tmpfiles.d RENAME flowspec.conf COMPONENT Agents )
+   install( FILES agents/etc/rules.jsonl agents/etc/profile.json agents/etc/peerd.json
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/flowspec COMPONENT Agents )
 endif()
 install( FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Runtime )

@@ -190,7 +190,8 @@ Json parsedObject( std::string_view text, int maxDepth, std::string_view what, L
    Builder builder( maxDepth, what, &notes );
    try {
       Json::sax_parse( CountingIterator( text.data(), notes.taken() ),
-                       CountingIterator( text.data() + text.size(), notes.taken() ), &builder );
+                       CountingIterator( text.data() + text.size(), notes.taken() ), &builder,
+                       Json::input_format_t::json, true, true );
       return objectOf( builder );
    } catch ( BadJson& bad ) {
       // What is wrong may have been found at the end of its line.

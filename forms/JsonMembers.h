@@ -31,7 +31,8 @@ template < typename... Parts >
 /// The one object that all of `text` is. Values are nested at most `maxDepth` deep, and no object
 /// has two members of one name; `what` names what the object should be.
 Json parsedObject( std::string_view text, int maxDepth, std::string_view what );
-/// The same of a text of several lines, which tells the lines of the values.
+/// The same of a text of several lines, which tells the lines of the values. Comments as in C++ are
+/// passed over.
 Json parsedObject( std::string_view text, int maxDepth, std::string_view what, Lines& lines );
 
 /// Every member of `object` is among `known`. Here and below `where` comes before names.

@@ -148,6 +148,13 @@ TEST( Profile, AnErrorNamesItsLine ) {
         "not JSON: syntax error while parsing object key - unexpected '['; expected string "
         "literal" },
       { "{ \"capacity\":\n[ [\n[ [ ] ] ] ] }", 3, "nested too deeply for a profile" },
+      { "// one\n{ /* two\nthree */ \"capacity\": // four\n1\n/* five */}", 2,
+        "interfaceSets: missing" },
+      { "{ // \"capacity\": 1,\n\"interfaceSets\": /* \n */ true }", 3,
+        "interfaceSets: not a number from 0 to 18446744073709551615" },
+      { "{\n /* no end", 2,
+        "not JSON: syntax error while parsing object key - invalid comment; missing closing '*/'; "
+        "last read: '/* no end<U+0000>'; expected string literal" },
       { "{} \n x", 2,
         "not JSON: syntax error while parsing value - invalid literal; last read: '{} <U+000A> x'; "
         "expected end of input" },

@@ -80,8 +80,18 @@ if [[ -e $build/agents/statedbd ]]; then
    for daemon in statedbd configd peerd programd; do
       "$prefix/bin/$daemon" --version | grep -q "^$daemon [0-9.]*$"
       grep -q "^ExecStart=$work/staged/bin/$daemon --socket " \
-         "$prefix/lib/systemd/system/$daemon.service"
+         "$prefix/lib/systemd/system/flowspec-$daemon.service"
       [[ -s $prefix/share/man/man8/$daemon.8 ]]
    done
+   # The first configuration is what the daemons take, the commented rules too.
+   grep -q '^u flowspec ' "$prefix/lib/sysusers.d/flowspec.conf"
+   while read -r type path mode owner group _ from; do
+      if [[ $type == C ]]; then
+         [[ "$mode $owner $group" == '0640 root flowspec' && $path == /etc/flowspec/* ]]
+         [[ -s $prefix/share/flowspec/${from##*/} && $from == "$work/staged/share/flowspec/"* ]]
+      fi
+   done < <( grep -v '^#' "$prefix/lib/tmpfiles.d/flowspec.conf" )
+   rules=$prefix/share/flowspec/rules.jsonl
+   [[ $( sed -n 's/^# {/{/p' "$rules" | "$prefix/bin/flowspecctl" rule --to bird | wc -l ) == 2 ]]
    python3 "$project/tutorial.py" "$project/../.." "$prefix" "$compiler"
 fi
