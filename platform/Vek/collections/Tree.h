@@ -123,13 +123,13 @@ public:
       for ( U32 level = height_; level > 0; --level ) {
          Inner& inner = asInner( node );
          U32 index = childFor( inner, level, prefix, key );
-         if ( inner.items[index]->count <= smallest && inner.count > 1 ) {
+         if ( inner.items[index]->count <= smallest ) {
             index -= index == inner.count - 1;
             level == 1 ? join< Leaf >( inner, index ) : join< Inner >( inner, index );
             index = childFor( inner, level, prefix, key );
          }
          node = inner.items[index];
-         if ( inner.count == 1 && &inner == root_ ) {
+         if ( inner.count == 1 ) { // the root: any other had an entry to spare
             root_ = node;
             --height_;
             delete &inner;

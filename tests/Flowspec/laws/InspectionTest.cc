@@ -325,6 +325,10 @@ TEST( InspectionLaws, OfValues ) {
          EXPECT_EQ( whole( value, 12, { value.any(), value.any() }, Any::of( answer ) ),
                     wrongArgument );
          EXPECT_EQ( whole( value, 12, { value.any() }, {} ), wrongArgument );
+         const Any ofNoType{ nullptr, value.any().value };
+         const Any ofNoValue{ value.any().type, nullptr };
+         EXPECT_EQ( whole( value, 12, { ofNoType }, Any::of( answer ) ), wrongArgument );
+         EXPECT_EQ( whole( value, 12, { ofNoValue }, Any::of( answer ) ), wrongArgument );
          for ( unsigned code = 0; code < 256; ++code ) {
             if ( code != 11 && code != 12 ) {
                EXPECT_EQ( whole( value, code, { value.any() }, Any::of( answer ) ),
