@@ -7,6 +7,7 @@
 
 #include <absl/container/btree_map.h>
 
+#include <algorithm>
 #include <map>
 #include <random>
 #include <unordered_set>

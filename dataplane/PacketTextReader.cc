@@ -1,6 +1,7 @@
 #include "Vek/text/Text.h"
 #include "dataplane/PacketText.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace Dataplane {

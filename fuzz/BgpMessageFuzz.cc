@@ -6,6 +6,8 @@
 #include "tests/agents/bgp/message/PlainUpdate.h"
 #include "wire/NlriDecoder.h"
 
+#include <algorithm>
+
 // An input is a byte that chooses the kind of peer, and one message. Its marker and length are made
 // right, as a fuzzer would not get far otherwise; `BgpHeader` in the tests has those that are not.
 

@@ -1,6 +1,8 @@
 #include "Vek/mount/Greeting.h"
 #include "fuzz/Check.h"
 
+#include <algorithm>
+
 using Vek::log::Greeting;
 
 extern "C" int LLVMFuzzerTestOneInput( const std::uint8_t* data, std::size_t size ) {

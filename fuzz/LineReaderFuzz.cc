@@ -1,6 +1,7 @@
 #include "forms/LineReader.h"
 #include "fuzz/Check.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 

@@ -3,6 +3,7 @@
 #include "fuzz/Check.h"
 #include "tests/support/LogStream.h"
 
+#include <algorithm>
 #include <random>
 
 // What targets have in common that are given an attribute log. An input is a byte and what follows

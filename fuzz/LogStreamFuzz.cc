@@ -3,6 +3,8 @@
 #include "Vek/log/Receiver.h"
 #include "fuzz/LogInput.h"
 
+#include <algorithm>
+
 namespace {
 
 using namespace Vek::log;

@@ -3,6 +3,8 @@
 #include "forms/KeyJson.h"
 #include "fuzz/Check.h"
 
+#include <algorithm>
+
 #include <nlohmann/json.hpp>
 
 namespace {

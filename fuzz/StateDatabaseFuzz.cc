@@ -3,6 +3,8 @@
 #include "agents/statedbd/StateDatabase.h"
 #include "fuzz/LogInput.h"
 
+#include <algorithm>
+
 #include <sys/socket.h>
 #include <unistd.h>
 

@@ -3,6 +3,7 @@
 #include "Flowspec/key/CliTables.h"
 
 #include <algorithm>
+#include <charconv>
 #include <limits>
 
 namespace Flowspec {

@@ -4,6 +4,7 @@
 #include "Osk/Bytes.h"
 #include "Osk/HashMix.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace Flowspec {

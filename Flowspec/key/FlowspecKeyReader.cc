@@ -5,6 +5,8 @@
 #include "Flowspec/vocab/TraceHandle.h"
 #include "Osk/Assert.h"
 
+#include <algorithm>
+
 namespace Flowspec {
 
 namespace {

@@ -3,6 +3,7 @@
 #include "Flowspec/key/CliReader.h"
 
 #include <algorithm>
+#include <charconv>
 #include <limits>
 
 namespace Flowspec {

@@ -4,6 +4,7 @@
 #include "forms/FieldBounds.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace Agents {
 

@@ -5,6 +5,7 @@
 #include "forms/NlriText.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace Peerd {
 

@@ -5,6 +5,7 @@
 #include "Vek/text/Text.h"
 #include "agents/statedbd/Client.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <new>
 #include <system_error>

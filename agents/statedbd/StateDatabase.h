@@ -9,6 +9,7 @@
 #include "agents/statedbd/Access.h"
 #include "agents/statedbd/KeptRoot.h"
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <memory>

@@ -3,6 +3,7 @@
 #include <record.pb.h>
 #include <record_generated.h>
 
+#include <algorithm>
 #include <array>
 #include <bit>
 

@@ -7,6 +7,7 @@
 #include "agents/bgp/message/UpdateWriter.h"
 #include "bench/system/Child.h"
 
+#include <algorithm>
 #include <bit>
 
 #include <arpa/inet.h>

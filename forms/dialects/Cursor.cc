@@ -1,6 +1,7 @@
 #include "forms/dialects/Cursor.h"
 
 #include <algorithm>
+#include <charconv>
 
 namespace Forms {
 

@@ -5,6 +5,8 @@
 #include "forms/dialects/ExaBgpTerms.h"
 #include "forms/dialects/PlacedJson.h"
 
+#include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <limits>
 

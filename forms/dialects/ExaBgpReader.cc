@@ -3,7 +3,9 @@
 #include "forms/dialects/ExaBgp.h"
 #include "forms/dialects/ExaBgpTerms.h"
 
+#include <algorithm>
 #include <array>
+#include <charconv>
 #include <limits>
 
 namespace Forms {

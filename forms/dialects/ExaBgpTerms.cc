@@ -2,6 +2,7 @@
 
 #include "forms/dialects/ExaBgpNames.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace Forms::ExaBgp {

@@ -4,6 +4,7 @@
 #include "forms/dialects/GoBgpNames.h"
 #include "forms/dialects/PlacedJson.h"
 
+#include <charconv>
 #include <limits>
 
 namespace Forms {

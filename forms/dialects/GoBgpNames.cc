@@ -3,6 +3,7 @@
 #include "Vek/text/Text.h"
 #include "forms/dialects/CommunityParts.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace Forms::GoBgp {

@@ -3,6 +3,8 @@
 #include "forms/dialects/GoBgp.h"
 #include "forms/dialects/GoBgpNames.h"
 
+#include <algorithm>
+#include <charconv>
 #include <limits>
 
 namespace Forms {

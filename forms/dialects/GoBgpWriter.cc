@@ -3,6 +3,9 @@
 #include "forms/dialects/GoBgp.h"
 #include "forms/dialects/GoBgpNames.h"
 
+#include <algorithm>
+#include <charconv>
+
 namespace Forms {
 
 namespace {

@@ -1,5 +1,6 @@
 #include "forms/dialects/PlacedJson.h"
 
+#include <charconv>
 #include <limits>
 
 namespace Forms {

@@ -3,6 +3,8 @@
 #include "Vek/text/Exceptions.h"
 #include "Zorv/IpGenAddr.h"
 
+#include <charconv>
+
 namespace Zorv {
 
 namespace {

@@ -6,6 +6,8 @@
 #include "Vek/types/TypeRegistry.h"
 #include "tests/support/AllocationCounter.h"
 
+#include <algorithm>
+
 #include <gmock/gmock.h>
 
 namespace Flowspec {

@@ -8,6 +8,8 @@
 #include "tests/support/ExpectFailure.h"
 #include "tests/support/KeyGenerator.h"
 
+#include <algorithm>
+
 namespace Flowspec {
 namespace {
 

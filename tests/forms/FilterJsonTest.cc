@@ -1,5 +1,7 @@
 #include "forms/FilterJson.h"
 
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 namespace {

@@ -3,6 +3,7 @@
 #include "tests/support/PacketModel.h"
 
 #include <algorithm>
+#include <iterator>
 #include <random>
 #include <vector>
 

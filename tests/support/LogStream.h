@@ -4,6 +4,8 @@
 #include "Vek/log/Source.h"
 #include "tests/support/MessageList.h"
 
+#include <algorithm>
+
 namespace TestSupport {
 
 /// Takes what a sender has to send, up to `limit` bytes.

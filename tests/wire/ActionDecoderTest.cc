@@ -3,6 +3,7 @@
 #include "tests/support/Hex.h"
 #include "tests/support/KeyGenerator.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include <gmock/gmock.h>

@@ -1,5 +1,7 @@
 #include "tools/flowspecctl/Commands.h"
 
+#include <algorithm>
+
 namespace Tools {
 
 namespace {

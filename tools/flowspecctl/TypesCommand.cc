@@ -3,6 +3,8 @@
 #include "forms/Printable.h"
 #include "tools/flowspecctl/Commands.h"
 
+#include <algorithm>
+
 #include <nlohmann/json.hpp>
 
 namespace Tools {

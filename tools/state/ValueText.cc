@@ -7,6 +7,8 @@
 #include "Vek/types/TypeRegistry.h"
 #include "forms/Printable.h"
 
+#include <algorithm>
+
 namespace Tools {
 
 using namespace Flowspec;

@@ -5,6 +5,7 @@
 #include "agents/bgp/message/Header.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace Bgp {
 

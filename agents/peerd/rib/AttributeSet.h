@@ -3,6 +3,7 @@
 #include "Vek/collections/HashMap.h"
 #include "agents/bgp/message/Update.h"
 
+#include <algorithm>
 #include <memory>
 
 namespace Peerd {

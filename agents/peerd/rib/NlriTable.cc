@@ -1,5 +1,6 @@
 #include "agents/peerd/rib/NlriTable.h"
 
+#include <algorithm>
 #include <new>
 
 namespace Peerd {

@@ -5,6 +5,8 @@
 #include "wire/ActionEncoder.h"
 #include "wire/NlriEncoder.h"
 
+#include <algorithm>
+
 namespace Peerd {
 
 namespace {

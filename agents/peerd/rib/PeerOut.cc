@@ -4,6 +4,8 @@
 #include "agents/bgp/message/RouteRefresh.h"
 #include "agents/bgp/message/UpdateWriter.h"
 
+#include <algorithm>
+
 namespace Peerd {
 
 namespace {

@@ -3,6 +3,8 @@
 #include "Osk/Assert.h"
 #include "agents/peerd/rib/RouteTable.h"
 
+#include <algorithm>
+#include <iterator>
 #include <map>
 
 namespace Peerd {

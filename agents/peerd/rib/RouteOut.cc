@@ -4,6 +4,8 @@
 #include "Vek/text/Text.h"
 #include "agents/peerd/rib/PeerOut.h"
 
+#include <algorithm>
+
 namespace Peerd {
 
 namespace {

@@ -2,6 +2,7 @@
 
 #include "Vek/collections/KeyWalk.h"
 
+#include <algorithm>
 #include <deque>
 #include <set>
 

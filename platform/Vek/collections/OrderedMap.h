@@ -4,6 +4,7 @@
 #include "Vek/collections/Version.h"
 
 #include <cstddef>
+#include <iterator>
 #include <utility>
 
 namespace Vek {

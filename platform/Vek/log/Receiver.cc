@@ -3,6 +3,8 @@
 #include "Vek/log/Schema.h"
 #include "Vek/text/Printable.h"
 
+#include <algorithm>
+
 // A stream goes through three states, and never back: the preamble is awaited; the types are
 // (`preambleRead_`); messages are applied (`typesChecked_`). Between calls `partial_` is empty, or
 // has the beginning of one message and no byte of the next. While `ending_` is set, the last

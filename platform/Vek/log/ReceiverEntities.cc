@@ -3,6 +3,8 @@
 #include "Vek/log/Schema.h"
 #include "Vek/text/Printable.h"
 
+#include <algorithm>
+
 // The entities that a receiver keeps: roots and children as they are announced and go.
 
 namespace Vek::log {

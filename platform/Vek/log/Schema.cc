@@ -4,6 +4,7 @@
 #include "Vek/text/Printable.h"
 #include "Vek/types/TypeRegistry.h"
 
+#include <algorithm>
 #include <map>
 
 namespace Vek::log {

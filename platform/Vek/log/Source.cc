@@ -1,5 +1,7 @@
 #include "Vek/log/Source.h"
 
+#include <algorithm>
+
 namespace Vek::log {
 
 Source::~Source() = default;

@@ -3,6 +3,8 @@
 #include "Osk/Assert.h"
 #include "Vek/types/TypeRegistry.h"
 
+#include <algorithm>
+
 namespace Vek::log {
 
 namespace {

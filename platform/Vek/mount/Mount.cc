@@ -4,6 +4,8 @@
 #include "Vek/text/Printable.h"
 #include "Vek/text/Text.h"
 
+#include <algorithm>
+
 #include <poll.h>
 
 namespace Vek::log {

@@ -1,5 +1,7 @@
 #include "Vek/types/ValueType.h"
 
+#include <charconv>
+
 namespace Vek {
 
 void sequenceToValue( CharRange& range, Osk::UniqueId* id ) {

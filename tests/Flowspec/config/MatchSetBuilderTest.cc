@@ -2,6 +2,7 @@
 
 #include "tests/support/ChangeRecorder.h"
 
+#include <algorithm>
 #include <numeric>
 #include <random>
 

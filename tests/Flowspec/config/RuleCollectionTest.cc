@@ -4,6 +4,7 @@
 #include "tests/support/KeyGenerator.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 
 #include <gmock/gmock.h>

@@ -1,5 +1,6 @@
 #include "Flowspec/config/RuleConfig.h"
 
+#include <algorithm>
 #include <bitset>
 #include <random>
 

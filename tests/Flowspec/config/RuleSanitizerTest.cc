@@ -3,6 +3,7 @@
 #include "tests/support/ChangeRecorder.h"
 #include "tests/support/Reaction.h"
 
+#include <algorithm>
 #include <array>
 #include <vector>
 

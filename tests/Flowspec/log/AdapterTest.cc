@@ -3,6 +3,8 @@
 #include "tests/support/LogStream.h"
 #include "tests/support/MessageList.h"
 
+#include <algorithm>
+
 #include <gmock/gmock.h>
 
 namespace Flowspec {

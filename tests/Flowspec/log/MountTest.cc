@@ -6,6 +6,8 @@
 #include "tests/support/Hex.h"
 #include "tests/support/LogStream.h"
 
+#include <algorithm>
+
 #include <gmock/gmock.h>
 
 #include <netinet/in.h>

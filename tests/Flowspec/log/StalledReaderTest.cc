@@ -3,6 +3,7 @@
 #include "tests/support/RandomTree.h"
 #include "tests/support/Sanitized.h"
 
+#include <algorithm>
 #include <functional>
 
 #include <malloc.h>

@@ -4,6 +4,8 @@
 #include "tests/support/LogStream.h"
 #include "tests/support/RandomTree.h"
 
+#include <algorithm>
+
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/wait.h>

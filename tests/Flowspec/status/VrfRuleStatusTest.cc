@@ -4,6 +4,7 @@
 #include "tests/support/Reaction.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include <gtest/gtest.h>
 

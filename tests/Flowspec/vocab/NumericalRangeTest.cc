@@ -4,6 +4,7 @@
 #include "tests/support/ExpectFailure.h"
 #include "tests/support/TraceRecorder.h"
 
+#include <iterator>
 #include <set>
 #include <unordered_set>
 #include <vector>

@@ -1,6 +1,8 @@
 #include "Flowspec/FlowspecDalb.h"
 #include "tests/agents/statedbd/Database.h"
 
+#include <algorithm>
+
 #include <gmock/gmock.h>
 
 #include <sys/stat.h>

@@ -2,6 +2,8 @@
 
 #include "tests/support/RuleLines.h"
 
+#include <algorithm>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,5 +1,7 @@
 #include "agents/daemon/Log.h"
 
+#include <algorithm>
+
 #include <gmock/gmock.h>
 
 #include <fcntl.h>

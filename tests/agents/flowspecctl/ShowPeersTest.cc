@@ -3,6 +3,7 @@
 #include "peers/RuleOrigin.h"
 #include "tests/agents/flowspecctl/StagedSystem.h"
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 

@@ -2,6 +2,7 @@
 #include "tests/support/Process.h"
 #include "tests/support/ThreadSafe.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <csignal>

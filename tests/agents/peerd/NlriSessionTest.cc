@@ -4,6 +4,7 @@
 #include "tests/wire/NlriData.h"
 #include "wire/NlriDecoder.h"
 
+#include <algorithm>
 #include <set>
 
 #include <gmock/gmock.h>

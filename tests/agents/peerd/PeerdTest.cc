@@ -1,6 +1,8 @@
 #include "peers/RuleOrigin.h"
 #include "tests/agents/peerd/RunningPeerd.h"
 
+#include <algorithm>
+
 #include <gmock/gmock.h>
 
 namespace {

@@ -4,6 +4,9 @@
 #include "tests/support/TestRules.h"
 #include "wire/Precedence.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include <gmock/gmock.h>
 
 namespace Agents {

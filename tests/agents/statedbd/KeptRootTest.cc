@@ -8,6 +8,8 @@
 #include "tests/support/ExpectFailure.h"
 #include "tests/support/LogStream.h"
 
+#include <algorithm>
+
 #include <gmock/gmock.h>
 
 namespace Flowspec {

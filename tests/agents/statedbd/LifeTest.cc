@@ -1,5 +1,7 @@
 #include "tests/agents/statedbd/Database.h"
 
+#include <algorithm>
+
 #include <gmock/gmock.h>
 
 #include <sys/stat.h>

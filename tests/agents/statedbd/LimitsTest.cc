@@ -1,6 +1,7 @@
 #include "tests/agents/statedbd/Stranger.h"
 #include "tests/support/Sanitized.h"
 
+#include <algorithm>
 #include <fstream>
 
 namespace Flowspec {

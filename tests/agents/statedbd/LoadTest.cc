@@ -3,6 +3,7 @@
 #include "tests/support/PeerStream.h"
 #include "tests/support/Sanitized.h"
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 

@@ -1,7 +1,9 @@
 #include "Flowspec/FlowspecDalb.h"
 #include "tests/agents/statedbd/Database.h"
 
+#include <algorithm>
 #include <array>
+#include <iterator>
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -2,6 +2,7 @@
 
 #include "agents/statedbd/Disk.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <limits>
 #include <map>

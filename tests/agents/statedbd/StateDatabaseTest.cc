@@ -5,6 +5,8 @@
 #include "tests/support/RandomTree.h"
 #include "tests/support/Sanitized.h"
 
+#include <algorithm>
+
 #include <gmock/gmock.h>
 
 #include <sys/stat.h>

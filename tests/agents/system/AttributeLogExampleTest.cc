@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <thread>
 
 #include <poll.h>

@@ -4,6 +4,7 @@
 #include "tests/agents/statedbd/Database.h"
 #include "tests/support/Dump.h"
 
+#include <algorithm>
 #include <regex>
 
 namespace TestSupport {

@@ -3,6 +3,7 @@
 #include "tests/wire/NlriData.h"
 #include "wire/Canonical.h"
 
+#include <algorithm>
 #include <fstream>
 #include <set>
 

@@ -4,6 +4,7 @@
 
 #include "tests/support/AllocationCounter.h"
 
+#include <algorithm>
 #include <iomanip>
 #include <random>
 #include <sstream>

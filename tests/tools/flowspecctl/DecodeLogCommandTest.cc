@@ -5,6 +5,7 @@
 #include "tests/support/ExampleLog.h"
 #include "tests/tools/flowspecctl/Run.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>

@@ -1,5 +1,7 @@
 #include "tests/tools/flowspecctl/Run.h"
 
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 namespace {

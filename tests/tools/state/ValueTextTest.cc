@@ -6,6 +6,8 @@
 #include "Vek/types/TypeRegistry.h"
 #include "Vek/types/ValueBuffer.h"
 
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 namespace Tools {

@@ -1,6 +1,7 @@
 #include "tests/support/Folder.h"
 #include "tests/support/Registered.h"
 
+#include <algorithm>
 #include <regex>
 #include <set>
 

@@ -5,6 +5,9 @@
 #include "tools/flowspecctl/system/RootWriter.h"
 #include "tools/flowspecctl/system/RuleText.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace Tools {
 
 using namespace Peers;

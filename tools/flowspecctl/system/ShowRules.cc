@@ -10,6 +10,7 @@
 #include "tools/flowspecctl/system/RuleText.h"
 #include "tools/state/StateRoots.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 

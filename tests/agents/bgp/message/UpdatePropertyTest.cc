@@ -2,6 +2,7 @@
 #include "tests/agents/bgp/message/PlainUpdate.h"
 #include "tests/agents/bgp/message/UpdateBytes.h"
 
+#include <algorithm>
 #include <random>
 
 #include <gmock/gmock.h>

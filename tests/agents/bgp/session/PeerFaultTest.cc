@@ -1,5 +1,7 @@
 #include "tests/agents/bgp/session/RawPeer.h"
 
+#include <algorithm>
+
 namespace {
 
 using namespace Bgp;

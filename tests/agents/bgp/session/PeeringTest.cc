@@ -1,5 +1,7 @@
 #include "agents/bgp/session/Peering.h"
 
+#include <algorithm>
+
 #include <gmock/gmock.h>
 
 namespace {

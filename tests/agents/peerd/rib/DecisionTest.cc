@@ -2,6 +2,7 @@
 
 #include "tests/agents/peerd/rib/Announcement.h"
 
+#include <algorithm>
 #include <deque>
 
 #include <gmock/gmock.h>

@@ -4,6 +4,7 @@
 #include "tests/agents/peerd/rib/FiledRules.h"
 #include "tests/support/KeyGenerator.h"
 
+#include <algorithm>
 #include <set>
 
 #include <gmock/gmock.h>

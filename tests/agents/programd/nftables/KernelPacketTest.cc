@@ -3,6 +3,8 @@
 #include "tests/match/RandomMatch.h"
 #include "wire/Precedence.h"
 
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 namespace Agents::Nftables {

@@ -3,6 +3,7 @@
 #include "tests/support/AllocationCounter.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <random>
 #include <set>

@@ -3,6 +3,7 @@
 #include "tests/support/AllocationCounter.h"
 
 #include <csignal>
+#include <iterator>
 #include <map>
 #include <random>
 #include <set>

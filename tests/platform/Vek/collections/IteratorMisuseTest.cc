@@ -6,6 +6,7 @@
 #include "Vek/collections/OrderedMap.h"
 #include "tests/support/ExpectFailure.h"
 
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <thread>

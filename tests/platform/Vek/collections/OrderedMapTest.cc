@@ -2,6 +2,7 @@
 #include "tests/support/AllocationCounter.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <random>

@@ -2,7 +2,9 @@
 
 #include "tests/support/AllocationCounter.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <random>
 #include <string>
 #include <utility>

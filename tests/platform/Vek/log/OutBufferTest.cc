@@ -1,5 +1,6 @@
 #include "Vek/log/OutBuffer.h"
 
+#include <algorithm>
 #include <deque>
 #include <random>
 

@@ -5,6 +5,7 @@
 #include "Vek/text/Exceptions.h"
 #include "tests/support/Hex.h"
 
+#include <algorithm>
 #include <random>
 
 #include <gmock/gmock.h>

@@ -1,5 +1,6 @@
 #include "Vek/text/Digits.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <random>
