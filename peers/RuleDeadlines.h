@@ -6,9 +6,10 @@
 
 namespace Peers {
 
-/// Until when rules that are filed are to stay: a root entity, created by its name,
-/// `flowspec/deadlines` in a system. The agent that files the rules writes it; it is not there
-/// until a rule expires some time. Rules without a member stay until somebody removes them.
+/// Until when rules that are filed are to stay: a root entity, created by its name, that of the
+/// rules' root and `-deadlines`: `flowspec/config-deadlines` in a system. The agent that files the
+/// rules writes it; it is not there until a rule expires some time. Rules without a member stay
+/// until somebody removes them.
 class OSK_EXPORT RuleDeadlines : public Vek::EntityOf< RuleDeadlines, Vek::NamedEntity > {
 public:
    using Deadlines = Vek::HashMap< Flowspec::FlowspecKey, double >;

@@ -137,7 +137,7 @@ TEST( Registry, ModulesAndWhatTheyNeed ) {
    EXPECT_THAT( Vek::TypeRegistry::module( "FlowspecPolicy" )->needs(),
                 ElementsAre( "Osk::UniqueId", "Vek::String", "PolicyMap" ) );
    EXPECT_THAT( Vek::TypeRegistry::module( "Peers" )->needs(),
-                ElementsAre( "Vek::String", "Zorv::IpGenAddr" ) );
+                ElementsAre( "Vek::String", "Zorv::IpGenAddr", "Flowspec::FlowspecKey" ) );
 }
 
 TEST( Registry, UnknownNames ) {

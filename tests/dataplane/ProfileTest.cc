@@ -150,11 +150,11 @@ TEST( Profile, AnErrorNamesItsLine ) {
       { "{ \"capacity\":\n[ [\n[ [ ] ] ] ] }", 3, "nested too deeply for a profile" },
       { "// one\n{ /* two\nthree */ \"capacity\": // four\n1\n/* five */}", 2,
         "interfaceSets: missing" },
-      { "{ // \"capacity\": 1,\n\"interfaceSets\": /* \n */ true }", 3,
-        "interfaceSets: not a number from 0 to 18446744073709551615" },
+      { "{ // \"interfaceSets\": 1,\n\"capacity\": /* \n */ true }", 3,
+        "capacity: not a number from 0 to 18446744073709551615" },
       { "{\n /* no end", 2,
         "not JSON: syntax error while parsing object key - invalid comment; missing closing '*/'; "
-        "last read: '/* no end<U+0000>'; expected string literal" },
+        "last read: '{<U+000A> /* no end'; expected string literal" },
       { "{} \n x", 2,
         "not JSON: syntax error while parsing value - invalid literal; last read: '{} <U+000A> x'; "
         "expected end of input" },

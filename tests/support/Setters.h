@@ -4,6 +4,7 @@
 #include "Flowspec/FlowspecPolicy.h"
 #include "peers/PeerRequests.h"
 #include "peers/PeerTable.h"
+#include "peers/RuleDeadlines.h"
 
 /// The attributes and collections of the entities of all modules, each once, for the tests of what
 /// their rows do not tell of: getters, removal by iterator, removal of all. A test checks that none
@@ -88,4 +89,5 @@
    X( Peers::Peer, hiddenRule )                                                                    \
    X( Peers::PeerTable, peer )                                                                     \
    X( Peers::PeerRequests, refreshIn )                                                             \
-   X( Peers::PeerRequests, refreshOut )
+   X( Peers::PeerRequests, refreshOut )                                                            \
+   X( Peers::RuleDeadlines, deadline )

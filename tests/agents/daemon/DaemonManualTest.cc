@@ -27,13 +27,6 @@ protected:
 
 TEST_P( DaemonManual, IsWellFormed ) { TestSupport::expectWellFormed( page ); }
 
-TEST_P( DaemonManual, IsOfThisVersion ) {
-   const Vek::String version = outputWith( "--version" );
-   EXPECT_NE( manualText( page ).find( '"' + version.substr( 0, version.size() - 1 ) + '"' ),
-              Vek::String::npos )
-      << version;
-}
-
 TEST_P( DaemonManual, DescribesEveryOptionAndNoOther ) {
    const Vek::String text = manualText( page );
    Words options = entries( outputWith( "--help" ), "--" );
