@@ -25,8 +25,6 @@ struct Rule {
    Vek::String name;                 ///< of its counter, its limit and its own chains; a word
    std::vector< Line > matches;      ///< see `matchLines`
    ActionLines action;
-
-   bool operator==( const Rule& ) const = default;
 };
 
 /// Shared by versions of the rule set.

@@ -140,10 +140,10 @@ void RuleLint::compare() {
    }
    const Dataplane::OverlapFinder finder( std::move( compared ) );
    for ( std::size_t i = 0; i < places.size(); ++i ) {
-      const auto [file, rule] = places[i];
-      const auto say = [&, file = file, rule = rule]( FindingKind kind,
-                                                      const Dataplane::Overlap& overlap,
-                                                      std::string_view what ) {
+      const std::size_t file = places[i].file;
+      const FiledRule* const rule = places[i].rule;
+      const auto say = [&]( FindingKind kind, const Dataplane::Overlap& overlap,
+                            std::string_view what ) {
          const Place& other = places[overlap.rule];
          const Vek::String& name = files_[other.file].file;
          const Vek::String text = other.rule->key.toStrepCli( false );
