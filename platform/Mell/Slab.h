@@ -48,8 +48,8 @@ public:
 protected:
    // A page size of 0 stands for the heap.
    constexpr Allocator( std::size_t size, std::size_t alignment, std::size_t pageSize )
-      : size_( roundUp( larger( size, sizeof( Slot ) ), alignment ) ), alignment_( alignment ),
-        pageSize_( pageSize ) {}
+      : size_( roundUp( larger( size, sizeof( Slot ) ), larger( alignment, alignof( Slot ) ) ) ),
+        alignment_( larger( alignment, alignof( Slot ) ) ), pageSize_( pageSize ) {}
    ~Allocator() = default;
 
    static constexpr std::size_t larger( std::size_t a, std::size_t b ) { return a < b ? b : a; }
