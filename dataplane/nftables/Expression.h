@@ -19,7 +19,7 @@ struct Field {
    enum class Source : U8 {
       l4proto,       ///< the protocol, `meta l4proto`; 51 when IPv6 has an authentication header
       network,       ///< bytes of the IP header
-      transport,     ///< bytes of what `l4proto` names; later fragments of IPv6 have none
+      transport,     ///< bytes of what `l4proto` names; anything in later fragments
       fragmentHeader ///< bytes of IPv6's fragment header
    };
    Source source;

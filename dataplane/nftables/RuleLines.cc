@@ -163,19 +163,23 @@ Test equal( const Field& field, U32 value, bool negated = false ) {
    return { field, { { value, value } }, negated };
 }
 
+constexpr Field ipv6OffsetField{ Source::fragmentHeader, 2, 2, 0xFFF8 };
+
 // Offset and more-fragments flag are at both ends of a word of the fragment header, and a packet
-// may have no such header: alternatives.
-std::vector< Line > ipv6FragmentLines( const Wire::FlagFunction& flags ) {
-   constexpr Field offset{ Source::fragmentHeader, 2, 2, 0xFFF8 };
+// may have no such header: alternatives. None for later fragments when what follows is read, too.
+std::vector< Line > ipv6FragmentLines( const Wire::FlagFunction& flags, bool transport ) {
    constexpr Field more{ Source::fragmentHeader, 3, 1, 0x01 };
    std::vector< Line > lines;
    for ( const bool atOffset : { false, true } ) {
+      if ( atOffset && transport ) {
+         continue;
+      }
       const bool last = flags.admits( fragmentFlags( false, false, atOffset ) );
       const bool notLast = flags.admits( fragmentFlags( false, true, atOffset ) );
       if ( !last && !notLast ) {
          continue;
       }
-      Line line{ equal( offset, 0, atOffset ) };
+      Line line{ equal( ipv6OffsetField, 0, atOffset ) };
       if ( last != notLast ) {
          line.push_back( equal( more, notLast ) );
       }
@@ -218,8 +222,8 @@ std::vector< Range > protocolsOf( MatchCompType type, AddressFamily family ) {
    }
 }
 
-std::vector< Line > componentLines( const Wire::CanonicalComponent& component,
-                                    AddressFamily family ) {
+std::vector< Line > componentLines( const Wire::CanonicalComponent& component, AddressFamily family,
+                                    bool transport ) {
    switch ( component.type ) {
    case MatchCompType::port:
       return { { testOf( destPortField, component.ranges ) },
@@ -228,7 +232,7 @@ std::vector< Line > componentLines( const Wire::CanonicalComponent& component,
       return { { tcpFlagsTest( component.flags ) } };
    case MatchCompType::fragment:
       if ( family == AddressFamily::ipv6 ) {
-         return ipv6FragmentLines( component.flags );
+         return ipv6FragmentLines( component.flags, transport );
       }
       return { { ipv4FragmentTest( component.flags ) } };
    default:
@@ -237,8 +241,16 @@ std::vector< Line > componentLines( const Wire::CanonicalComponent& component,
    }
 }
 
-bool readsTransport( MatchCompType type, AddressFamily family ) {
-   return protocolsOf( type, family ) != protocolsOf( ipProto, family );
+bool readsTransport( const Wire::CanonicalRule& rule ) {
+   return std::ranges::any_of( rule.components(), [&]( const auto& component ) {
+      return protocolsOf( component.type, rule.family() ) != protocolsOf( ipProto, rule.family() );
+   } );
+}
+
+bool readsFragment( const Wire::CanonicalRule& rule ) {
+   return std::ranges::any_of( rule.components(), []( const auto& component ) {
+      return component.type == MatchCompType::fragment;
+   } );
 }
 
 // The tests for the protocols that the components together take. The kernel takes an authentication
@@ -247,14 +259,13 @@ std::vector< Line > protocolLines( const Wire::CanonicalRule& rule ) {
    const AddressFamily family = rule.family();
    const std::vector< Range > all{ { 0, 0xFF } };
    std::vector< Range > protocols = all;
-   bool transport = false;
-   bool readsProtocol = false;
+   const bool transport = readsTransport( rule );
+   bool readsProtocol = transport;
    for ( const Wire::CanonicalComponent& component : rule.components() ) {
       const bool names = component.type == ipProto;
       protocols = intersection( protocols,
                                 names ? component.ranges : protocolsOf( component.type, family ) );
-      transport = transport || readsTransport( component.type, family );
-      readsProtocol = readsProtocol || names || transport;
+      readsProtocol = readsProtocol || names;
    }
    if ( !readsProtocol ) {
       return { Line() };
@@ -301,9 +312,14 @@ std::vector< Line > matchLines( const Wire::CanonicalRule& rule ) {
    }
    std::vector< Line > lines{ std::move( source ) };
    addAlternatives( lines, protocolLines( rule ) );
+   const bool transport = readsTransport( rule );
+   if ( transport && rule.family() == AddressFamily::ipv6 && !readsFragment( rule ) ) {
+      // In a later fragment the kernel would read the IP header for the one after it.
+      addAlternatives( lines, { { NoFragmentHeader() }, { equal( ipv6OffsetField, 0 ) } } );
+   }
    for ( const Wire::CanonicalComponent& component : rule.components() ) {
       if ( component.type != ipProto ) {
-         addAlternatives( lines, componentLines( component, rule.family() ) );
+         addAlternatives( lines, componentLines( component, rule.family(), transport ) );
       }
    }
    std::erase_if( lines, admitsNothing );

@@ -4,6 +4,8 @@
 #include "wire/Precedence.h"
 
 #include <algorithm>
+#include <iomanip>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -109,7 +111,7 @@ struct KernelPackets : testing::Test {
          const bool matches = tried && rule.match.matches( *packet );
          EXPECT_EQ( after.at( name ).packets - before.at( name ).packets, matches ? 1U : 0U )
             << rule.key.toStrepCli( false ) << '\n'
-            << lineTexts( *rule.rule, rule.key.addressFamily() ) << testing::PrintToString( bytes );
+            << lineTexts( *rule.rule, rule.key.addressFamily() ) << hexText( bytes );
          if ( matches ) {
             ++matched;
             if ( rule.done[numberOf( Action::trafficDrop )] ) {
@@ -119,8 +121,15 @@ struct KernelPackets : testing::Test {
             tried = tried && rule.done[numberOf( Action::continueMatch )];
          }
       }
-      EXPECT_EQ( wire.seen().through - seen.through, through ? 1U : 0U )
-         << testing::PrintToString( bytes );
+      EXPECT_EQ( wire.seen().through - seen.through, through ? 1U : 0U ) << hexText( bytes );
+   }
+
+   static Vek::String hexText( const std::vector< U8 >& bytes ) {
+      std::ostringstream text;
+      for ( const U8 byte : bytes ) {
+         text << std::hex << std::setw( 2 ) << std::setfill( '0' ) << unsigned{ byte };
+      }
+      return text.str();
    }
 
    static Vek::String lineTexts( const Rule& rule, AddressFamily family ) {
@@ -186,6 +195,30 @@ TEST_F( KernelPackets, GoByTheOrderOfRules ) {
       }
    }
    EXPECT_GT( matched, 2000U );
+}
+
+// A later fragment has no ports or flags, and the kernel would find them in the IP header: that of
+// this packet has zeros where the flags are looked for.
+TEST_F( KernelPackets, OfLaterFragmentsHaveNoTransportHeader ) {
+   std::vector< TestRule > rules;
+   for ( const char* const text :
+         { "2001:db8::/82;*;TCP:!=258|=16;", "2001:db8::/82;*;DP:=0;", "2001:db8::/82;*;IP:=6;",
+           "2001:db8::/82;*;IP:=6;FRAG:2;", "2001:db8::/82;*;IP:=6;FRAG:!2;" } ) {
+      FlowspecKey key;
+      ASSERT_TRUE( key.copyInStrCli( text, false ) ) << text;
+      key.addressFamilyIs( AddressFamily::ipv6 );
+      rules.push_back( testRule( key, actions( { Action::continueMatch } ), rules.size() ) );
+   }
+   program( rules );
+   const std::vector< U8 > packet{
+      0x62, 0xA0, 0,    0,    0,    28,   44, 64, // a fragment header after it
+      0x20, 0x01, 0x0D, 0xB8, 0,    0,    1,  0,  0, 0, 0, 0, 0,    0,    0, 0, // source
+      0x20, 0x01, 0x0D, 0xB8, 0,    0,    0,  0,  0, 0, 0, 0, 0,    0,    0, 1, // destination
+      6,    0,    0,    0x80, 0xCA, 0xFE, 0,  1, // TCP, at the octet 128
+      0,    0,    1,    0xBB, 0,    0,    0,  8,  0, 0, 0, 0, 0x50, 0x04, 0, 0, 0, 0, 0, 0 };
+   compare( rules, packet );
+   EXPECT_EQ( sent, 1U );
+   EXPECT_EQ( matched, 2U );
 }
 
 } // namespace
