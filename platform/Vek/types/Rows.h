@@ -188,14 +188,14 @@ constexpr Row< C, T > withSetter( Row< C, T > field ) {
 /// Whether a parameter holds all values of a type: it is of the same type, or a position in 64
 /// bits.
 template < typename Parameter, typename T >
-constexpr bool holds = std::is_same_v< Parameter, T > ||
-                       ( std::is_same_v< Parameter, U64 > && std::is_same_v< T, U32 > );
+inline constexpr bool holds = std::is_same_v< Parameter, T > ||
+                              ( std::is_same_v< Parameter, U64 > && std::is_same_v< T, U32 > );
 
 template < typename Parameters, typename Types >
-constexpr bool holdAll = false;
+inline constexpr bool holdAll = false;
 template < typename... Parameters, typename... Types >
 requires( sizeof...( Parameters ) == sizeof...( Types ) ) //
-   constexpr bool holdAll< std::tuple< Parameters... >, std::tuple< Types... > > =
+   inline constexpr bool holdAll< std::tuple< Parameters... >, std::tuple< Types... > > =
       ( holds< Parameters, Types > && ... );
 
 /// Whether a function takes just parameters for these types; null takes any.
