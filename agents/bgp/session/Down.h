@@ -1,6 +1,7 @@
 #pragma once
 
-#include "agents/bgp/message/Family.h"
+#include "agents/bgp/message/Open.h"
+#include "agents/bgp/session/State.h"
 
 #include <chrono>
 #include <vector>
@@ -20,5 +21,20 @@ struct Down {
 
    bool operator==( const Down& ) const = default;
 };
+
+/// Why a connection ended, in words. `told` is the NOTIFICATION that was sent or received, of code
+/// 0 when there was none; `words` say more than it, unless they are empty or it was received.
+Vek::String endReason( Event event, const Notification& told, std::string_view words );
+
+/// How a session ended in which `agreed` was agreed on.
+Down endOf( const Agreed& agreed, const Notification& told, Vek::String reason );
+
+/// Whether a NOTIFICATION that is sent takes the rules with the session although both sides could
+/// keep them over one (RFC 8538 section 3.1).
+bool isHard( const Notification& sent );
+
+/// Whether one of the two sides is wrong, as opposed to gone or told to end: to try again at once
+/// is no use.
+bool isError( Event event, const Notification& told );
 
 } // namespace Bgp

@@ -1,7 +1,5 @@
 #include "agents/bgp/session/Peering.h"
 
-#include "Vek/text/Text.h"
-
 #include <algorithm>
 #include <utility>
 
@@ -13,40 +11,6 @@ using enum Event;
 
 constexpr Slot otherThan( Slot slot ) {
    return slot == Slot::outgoing ? Slot::incoming : Slot::outgoing;
-}
-
-bool isReceived( Event event ) { return event == notifMsg || event == notifMsgVerErr; }
-
-// Whether one of the two is wrong, as opposed to gone or told to end. To try again at once is no
-// use.
-bool isError( Event event, const Notification& told ) {
-   switch ( told.code ) {
-   case 0:
-   case ErrorCode::holdTimer:
-   case ErrorCode::sendHoldTimer:
-      return false;
-   case ErrorCode::cease:
-      return event == automaticStop;
-   default:
-      return true;
-   }
-}
-
-// Whether routes are to go with the session although both sides could keep them over a NOTIFICATION
-// (RFC 8538 section 3.1).
-bool isHard( const Notification& cease ) {
-   if ( cease.code != ErrorCode::cease ) {
-      return false;
-   }
-   switch ( cease.subcode ) {
-   case Cease::maximumPrefixes:
-   case Cease::administrativeShutdown:
-   case Cease::peerDeconfigured:
-   case Cease::otherConfigurationChange:
-      return true;
-   default:
-      return false;
-   }
 }
 
 Notification collision() { return { ErrorCode::cease, Cease::collision, {} }; }
@@ -197,7 +161,7 @@ void Peering::step( Slot slot, Event event, Time now, const Notification& notifi
          hadSession_ = true;
          break;
       case Do::leave:
-         done.down = down( event, told, Vek::String( reason ) );
+         done.down = endOf( link.agreed, told, endReason( event, told, reason ) );
          established_.reset();
          break;
       case Do::drop:
@@ -211,7 +175,7 @@ void Peering::step( Slot slot, Event event, Time now, const Notification& notifi
    const bool cannotConnect = before == State::connect &&
                               ( event == tcpConnectionFails || event == connectRetryTimerExpires );
    if ( isOver || cannotConnect ) {
-      fail( slot, before, event, told, Vek::String( reason ), now );
+      fail( slot, before, event, told, reason, now );
    }
 }
 
@@ -239,12 +203,12 @@ void Peering::settle( Time now ) {
 
 // Notes that a connection did not come about or ended, and decides when there may be the next.
 void Peering::fail( Slot slot, State before, Event event, const Notification& told,
-                    Vek::String words, Time now ) {
+                    std::string_view words, Time now ) {
    if ( event == openCollisionDump ||
         ( slot == Slot::incoming && before == State::openSent && event == tcpConnectionFails ) ) {
       return; // Another connection stays, or someone only looked whether we listen.
    }
-   lastError_ = down( event, told, std::move( words ) ).reason;
+   lastError_ = endReason( event, told, words );
    lastErrorTime_ = now;
    ++errors_;
    if ( before == State::established && now >= establishedTime_ + stableTime ) {
@@ -263,37 +227,6 @@ void Peering::fail( Slot slot, State before, Event event, const Notification& to
       const Duration longest = std::chrono::seconds( config_.idleHoldTime );
       idleHold_.start( now + jitter_.of( std::min( pause(), longest ) ) );
    }
-}
-
-// `told` is the NOTIFICATION that was sent or received; of code 0 when there was none.
-Down Peering::down( Event event, const Notification& told, Vek::String words ) const {
-   Down down;
-   if ( isReceived( event ) ) {
-      down.reason = Vek::concat( "received ", describe( told ) );
-   } else if ( !words.empty() ) {
-      down.reason = std::move( words );
-   } else if ( told.code != 0 ) {
-      down.reason = describe( told );
-   } else {
-      down.reason = event == connectRetryTimerExpires ? "the connection attempt timed out"
-                                                      : "the connection failed";
-   }
-   if ( !established_ ) {
-      return down;
-   }
-   const Agreed& agreed = this->agreed( *established_ );
-   const bool may = told.code == 0 ? agreed.gracefulRestart.has_value()
-                                   : agreed.gracefulNotifications && !insideHardReset( told );
-   if ( may && agreed.gracefulRestart && agreed.gracefulRestart->seconds != 0 ) {
-      for ( const GracefulFamily& kept : agreed.gracefulRestart->families ) {
-         down.staleFamilies.push_back( kept.family );
-      }
-   }
-   down.keepsStale = !down.staleFamilies.empty();
-   if ( down.keepsStale ) {
-      down.restartTime = std::chrono::seconds( agreed.gracefulRestart->seconds );
-   }
-   return down;
 }
 
 Open Peering::makeOpen( Time now ) const {

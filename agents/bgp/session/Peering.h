@@ -109,9 +109,8 @@ private:
    void step( Slot slot, Event event, Time now, const Notification& notification = {},
               std::string_view reason = {} );
    void settle( Time now );
-   void fail( Slot slot, State before, Event event, const Notification& told, Vek::String words,
-              Time now );
-   Down down( Event event, const Notification& told, Vek::String words ) const;
+   void fail( Slot slot, State before, Event event, const Notification& told,
+              std::string_view words, Time now );
    Open makeOpen( Time now ) const;
    Duration pause() const;
 
