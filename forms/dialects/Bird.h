@@ -7,9 +7,14 @@
 ///     flow4 { dst 10.1.0.0/16; proto 6,17; dport 80 || > 8080 && < 8088; } {
 ///     bgp_ext_community.add((generic, 0x80060000, 0x0)); }
 ///
-/// The match is what `show route` prints. The block after it holds the communities of the action
-/// and may be missing; `route` in front and ";" at the end may be there, as in a static protocol.
-/// Comments are passed over, and so are settings of other attributes of BGP, with a remark.
+/// The block after the match holds the communities of the action and may be missing; `route` in
+/// front and ";" at the end may be there, as in a static protocol. Comments are passed over, and so
+/// are settings of other attributes of BGP, with a remark. What `show route all` prints is read as
+/// well:
+///
+///     flow4 { dst 10.1.0.0/16; }  [s4 02:51:11.185] * (200)
+///             Type: static univ
+///             BGP.ext_community: (generic, 0x80060000, 0x0)
 ///
 /// BIRD has no distinguisher, no IPv6-address-specific community, no offset in a key, and no flow
 /// label above 65535: it cuts these. It leaves out a test of no flag. What it calls "true" is the

@@ -2,9 +2,24 @@
 
 namespace Forms {
 
+namespace {
+
+// Whether a line cannot begin a rule: a block, or what BIRD prints below the match of a route, an
+// attribute such as "\tBGP.med: 5" or another route.
+bool isContinuation( std::string_view line ) {
+   const std::size_t first = line.find_first_not_of( " \t" );
+   if ( first == line.npos ) {
+      return false;
+   }
+   const std::size_t wordEnd = line.find_first_of( " \t", first );
+   const bool isAttribute = line[0] == '\t' && wordEnd != line.npos && line[wordEnd - 1] == ':';
+   return line[first] == '{' || ( line[first] == '[' && first != 0 ) || isAttribute;
+}
+
+} // namespace
+
 bool RuleLines::isComplete( U64 number, std::string_view next ) const {
-   const std::size_t first = next.find_first_not_of( " \t" );
-   const bool goesOn = depth_ > 0 || ( first != next.npos && next[first] == '{' );
+   const bool goesOn = depth_ > 0 || isContinuation( next );
    return !goesOn || text_.size() + ( number - last_ ) + next.size() > maxText;
 }
 

@@ -6,7 +6,8 @@ namespace Forms {
 
 /// Puts the lines of a file together to the texts of rules. In a dialect whose rules are one line
 /// each, a text is a line. In the others a rule goes on while a brace of it is open, and with the
-/// next line when that begins with an opening brace: the action of a BIRD rule is not to be lost.
+/// next line when that begins with an opening brace or is one of those that BIRD prints below a
+/// match: the action of a BIRD rule is not to be lost.
 /// Blank lines and those that begin with "#" say nothing; braces after "#" are none.
 class RuleLines {
 public:

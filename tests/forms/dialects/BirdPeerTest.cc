@@ -1,3 +1,4 @@
+#include "forms/dialects/RuleLines.h"
 #include "tests/forms/dialects/Peers.h"
 
 // BIRD as the judge of its dialect: it takes our texts as static routes, and what it prints of them
@@ -8,49 +9,25 @@ namespace {
 
 using TestSupport::ruleContext;
 
-/// One printed route as the text of a rule: "(generic, 0x80060000, 0x0)" for each community comes
-/// after the match.
-std::string textOf( const std::string& match, const std::string& communities ) {
-   std::string text = match + " { ";
-   for ( std::size_t at = 0; ( at = communities.find( '(', at ) ) != std::string::npos; ) {
-      const std::size_t end = communities.find( ')', at ) + 1;
-      text += "bgp_ext_community.add(" + communities.substr( at, end - at ) + "); ";
-      at = end;
-   }
-   return text + '}';
-}
-
 /// The rules that "show route all" prints whole. BIRD cuts a match after some 250 characters.
 std::vector< Rule > rulesOf( const std::string& printed ) {
-   std::vector< std::string > texts;
-   std::istringstream lines( printed );
-   std::string match;
-   std::string communities;
-   for ( std::string line; std::getline( lines, line ); ) {
-      const std::string_view label = "\tBGP.ext_community:";
-      if ( line.starts_with( "flow" ) ) {
-         if ( !match.empty() ) {
-            texts.push_back( textOf( match, communities ) );
-         }
-         match = line.substr( 0, line.rfind( '}', line.rfind( '[' ) ) + 1 );
-         communities.clear();
-      } else if ( line.starts_with( label ) ) {
-         communities = line.substr( label.size() );
-      }
-   }
-   if ( !match.empty() ) {
-      texts.push_back( textOf( match, communities ) );
-   }
    std::vector< Rule > rules;
-   for ( const std::string& text : texts ) {
-      if ( text.find( " ...}" ) != std::string::npos ) {
-         continue;
+   const auto take = [&rules]( U64, std::string_view text ) {
+      if ( !text.starts_with( "flow" ) || text.find( " ...}" ) != text.npos ) {
+         return; // a heading, or cut
       }
       std::vector< Fault > remarks;
       Rule& rule = rules.emplace_back();
       const auto fault = readRule( *dialectOf( "bird" ), text, ruleContext(), rule, remarks );
       EXPECT_FALSE( fault ) << fault->reason << " in " << text;
+   };
+   RuleLines texts( true );
+   std::istringstream lines( printed );
+   U64 number = 0;
+   for ( std::string line; std::getline( lines, line ); ) {
+      texts.line( ++number, line, take );
    }
+   texts.end( take );
    return rules;
 }
 

@@ -232,6 +232,40 @@ TEST( BirdReader, MakesAnActionOfCommunities ) {
       ElementsAre( Fault{ 5, 3, "bgp_community is passed over: it is not part of the action" } ) );
 }
 
+TEST( BirdReader, ReadsWhatIsPrintedOfARoute ) {
+   Rule rule;
+   std::vector< Fault > remarks;
+   const std::string_view text =
+      "flow4 { dst 10.0.0.0/8; proto 6; }  [s4 02:51:11.185] * (200) [AS65001i]\n"
+      "\tType: static univ\n"
+      "\tBGP.med: 5\n"
+      "\tBGP.ext_community: (generic, 0x80060000, 0x44800000) (rt, 65000, 7) (ro, 65000, 7)\n"
+      "\tBGP.community: (1,2)";
+   ASSERT_EQ( readRule( bird(), text, ruleContext(), rule, remarks ), std::nullopt );
+   EXPECT_THAT( remarks, IsEmpty() );
+   EXPECT_EQ( rule.key.toStrepCli( false ), "10.0.0.0/8;*;IP:=6;" );
+   EXPECT_EQ( rule.action.rateLimit, 1024 );
+   ASSERT_EQ( rule.kept.size(), 2U );
+   EXPECT_EQ( hexOf( rule.kept[1] ), "0003FDE800000007" );
+   // Without communities a rule has no action.
+   EXPECT_EQ( key( "flow4 { dst 10.0.0.0/8; } [s4] * (200)\n\tType: static univ\n" ),
+              "ipv4 10.0.0.0/8;*;" );
+}
+
+TEST( BirdReader, RefusesAPrintedRouteThatDoesNotTellItsAction ) {
+   const auto bad = []( std::string_view rest ) {
+      return key( Vek::concat( "flow4 { port 1; } ", rest ) );
+   };
+   EXPECT_EQ( bad( "[s4 02:51:11.185] * (200)\n" ),
+              "1:19: the route has no attributes here: print it with 'show route all'" );
+   EXPECT_EQ( bad( "[s4] * (200)\n\tType: univ\n   [s5] (100)\n\tType: univ" ),
+              "3:4: another route of the rule: print them with 'show route primary all'" );
+   EXPECT_EQ( bad( "[s4] * (200)\n\tBGP.ext_community: (rt, 1, 2) ...\n" ),
+              "2:32: expected an attribute, found '.'" );
+   EXPECT_EQ( bad( "[s4] * (200)\n\tBGP.ext_community: (lb, 1, 2)\n" ),
+              "2:22: expected 'generic', 'rt', 'ro' or 'unknown', found 'lb'" );
+}
+
 /// What is wrong with the block after a match.
 std::string badBlock( std::string_view block ) {
    return key( Vek::concat( "flow4 { port 1; }\n", block ) );

@@ -48,6 +48,17 @@ TEST( RuleLines, ATextGoesOnWithABraceOnTheNextLine ) {
    EXPECT_THAT( texts( { "{ a }" } ), ElementsAre( "1: { a }" ) );
 }
 
+TEST( RuleLines, ATextGoesOnWithWhatBirdPrintsBelowAMatch ) {
+   EXPECT_THAT(
+      texts( { "a { b }  [s4] * (200)", "\tType: static univ", "\tBGP.med: 5", "c { }" } ),
+      ElementsAre( "1: a { b }  [s4] * (200)\n\tType: static univ\n\tBGP.med: 5", "4: c { }" ) );
+   EXPECT_THAT( texts( { "a { } [s4]", "   [s5]", "\tType: univ" } ),
+                ElementsAre( "1: a { } [s4]\n   [s5]\n\tType: univ" ) );
+   EXPECT_THAT(
+      texts( { "a", "b: c", "  d: e", "\tf :", "\tg:", "[h]", "\t" } ),
+      ElementsAre( "1: a", "2: b: c", "3:   d: e", "4: \tf :", "5: \tg:", "6: [h]", "7: \t" ) );
+}
+
 TEST( RuleLines, LinesThatWerePassedOverCount ) {
    EXPECT_THAT( texts( { "", "a {", "", "# c", "b }" } ), ElementsAre( "2: a {\n\n\nb }" ) );
 }
