@@ -7,7 +7,6 @@ namespace Peerd {
 using Flowspec::FlowspecKey;
 
 void RuleRoot::withdraw( const FlowspecKey& key ) {
-   others_.erase( key );
    filer_.remove( key );
    changedVrfs_.insert( key.vrfId() );
 }
