@@ -184,12 +184,11 @@ std::vector< Zorv::IpGenPrefix > prefixesOf( const ConfigValue& value ) {
 
 ImportPolicy importPolicyOf( const ConfigValue& value ) {
    ImportPolicy policy;
-   value.elements( [&]( const ConfigValue& element ) {
-      if ( policy.terms.size() == maxTerms ) {
-         value.fail( "more than ", maxTerms, " terms" );
-      }
-      policy.terms.push_back( importTermOf( element ) );
-   } );
+   value.elements(
+      [&]( const ConfigValue& element ) { policy.terms.push_back( importTermOf( element ) ); } );
+   if ( policy.terms.size() > maxTerms ) {
+      value.fail( "more than ", maxTerms, " terms" );
+   }
    return policy;
 }
 

@@ -311,6 +311,45 @@ TEST( PeerdConfig, EachMemberOfASessionIsRead ) {
    EXPECT_FALSE( session.extendedMessages );
 }
 
+TEST( PeerdConfig, APeerHasOnePassword ) {
+   const TestSupport::Folder folder;
+   folder.file( "secret", "key" );
+   folder.file( "empty", "\nkey" );
+   PeerdConfig config;
+   const auto faults = [&]( std::string_view members ) {
+      return readPeerdConfig( withPeer( members ), folder.path(), config );
+   };
+   EXPECT_THAT(
+      faults( R"(,"password":"a","passwordFile":"secret")" ),
+      ElementsAre( ConfigFault{ 1, "peers[0].passwordFile: there is a password already" } ) );
+   EXPECT_THAT(
+      faults( R"(,"passwordFile":"empty")" ),
+      ElementsAre( ConfigFault{ 1, "peers[0].passwordFile: not a password of 1 to 80 octets" } ) );
+}
+
+TEST( PeerdConfig, ANameHasLettersDigitsAndSomeSigns ) {
+   const auto with = []( std::string_view name ) {
+      return Vek::concat( R"({"localAs":1,"routerId":"192.0.2.1","peers":[{"name":")", name,
+                          R"(","address":"::1","as":1,"families":["ipv4-flow"]}]})" );
+   };
+   const Vek::String longest = "AZaz09-_.:" + Vek::String( 54, 'x' );
+   EXPECT_EQ( read( with( longest ) ).peers.at( 0 ).session.name, longest );
+   for ( const std::string_view bad : { "@", "[", "`", "{", "/", ";", "\xc3\xa4" } ) {
+      EXPECT_THAT( faultsOf( with( bad ) ), testing::SizeIs( 1 ) ) << bad;
+   }
+   EXPECT_THAT( faultsOf( with( longest + "x" ) ), testing::SizeIs( 1 ) );
+}
+
+TEST( PeerdConfig, APolicyHasAtMostSoManyTerms ) {
+   Vek::String terms = R"({"accept":true})";
+   for ( int i = 1; i < 65534; ++i ) {
+      terms += R"(,{"accept":true})";
+   }
+   EXPECT_EQ( read( withTerm( terms ) ).peers.at( 0 ).import.policy->terms.size(), 65534U );
+   EXPECT_THAT( faultsOf( withTerm( terms + R"(,{"accept":true},{"accept":true})" ) ),
+                ElementsAre( ConfigFault{ 1, "peers[0].import: more than 65534 terms" } ) );
+}
+
 TEST( PeerdConfig, PoliciesGuardsAndVrfsAreRead ) {
    const PeerdConfig config = read( withPeer(
       R"(,"prefixes":["10.0.0.0/8"],"checkOriginator":false,"checkFirstAs":false,)"

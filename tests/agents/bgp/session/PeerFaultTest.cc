@@ -136,6 +136,37 @@ TEST( PeerFaultTest, EndsASessionWhoseFramingIsLost ) {
               ( Notification{ ErrorCode::update, UpdateError::attributeList, {} } ) );
 }
 
+TEST( PeerFaultTest, EndsASessionWhoseRefreshHasAnotherLength ) {
+   Waiting waiting;
+   RawPeer peer( waiting.listening() );
+   ASSERT_TRUE( waiting.establish( peer ) );
+   const std::vector< U8 > refresh = RawPeer::message( 5, { 0, 1, 0, 133, 0 } );
+   peer.send( refresh );
+   EXPECT_EQ( waiting.farewell( peer ), ( Notification{ ErrorCode::routeRefresh, 1, refresh } ) );
+}
+
+TEST( PeerFaultTest, PassesOverRefreshesThatItDoesNotKnow ) {
+   Waiting waiting;
+   RawPeer peer( waiting.listening() );
+   ASSERT_TRUE( waiting.establish( peer ) );
+   waiting.side.heard.clear();
+   peer.send( RawPeer::message( 5, { 0, 1, 3, 133 } ) ); // no such subtype
+   peer.send( RawPeer::message( 5, { 0, 1, 0, 134 } ) ); // a family that was not agreed
+   peer.send( RawPeer::message( 5, { 0, 2, 2, 133 } ) );
+   ASSERT_TRUE( waiting.world.until( [&] { return !waiting.side.heard.empty(); } ) );
+   EXPECT_THAT( waiting.side.heard, ElementsAre( "refresh ipv6-flow 2" ) );
+   EXPECT_EQ( waiting.side.session().received().routeRefreshes, 3U );
+}
+
+TEST( PeerFaultTest, TellsThatThePeerHasAnotherVersion ) {
+   Waiting waiting;
+   RawPeer peer( waiting.listening() );
+   peer.send( RawPeer::octets( Notification{ ErrorCode::open, OpenError::version, { 0, 3 } } ) );
+   ASSERT_TRUE( waiting.world.until( [&] { return peer.read(); } ) );
+   EXPECT_THAT( waiting.side.session().lastError(), HasSubstr( "version" ) );
+   EXPECT_THAT( peer.types(), ElementsAre( 1 ) ) << "a NOTIFICATION is not answered by one";
+}
+
 TEST( PeerFaultTest, EndsASessionThatGoesSilent ) {
    Waiting waiting;
    RawPeer peer( waiting.listening() );

@@ -155,6 +155,20 @@ TEST( SessionSetTest, SaysWhereItCannotListen ) {
    EXPECT_EQ( b.set.listening().at( 0 ).address, address( "::1" ) );
 }
 
+TEST( SessionSetTest, ListensOnWithTheAddressesThatStay ) {
+   World world;
+   Side side( world );
+   const SocketAddress first{ address( "127.0.0.11" ), 0 };
+   side.set.listen( { first } );
+   const SocketAddress end = side.set.listening().at( 0 );
+   EXPECT_THAT( side.set.listen( { { address( "127.0.0.12" ), 0 }, first } ), IsEmpty() );
+   ASSERT_EQ( side.set.listening().size(), 2U );
+   EXPECT_EQ( side.set.listening()[0], end ) << "the same socket, with the port that it had";
+   EXPECT_THAT( side.set.listen( { { address( "127.0.0.12" ), 0 } } ), IsEmpty() );
+   ASSERT_EQ( side.set.listening().size(), 1U );
+   EXPECT_EQ( side.set.listening()[0].address, address( "127.0.0.12" ) );
+}
+
 TEST( SessionSetTest, WorksOverIpv6 ) {
    World world;
    Side a( world );

@@ -288,6 +288,19 @@ TEST_F( RouteInTest, VpnRulesGoToTheVrfsThatImportThem ) {
    in_.vrfTableIs( { { { 7, {}, { target }, {} } } } );
    EXPECT_THAT( filed_.rules(), ElementsAre( Pair( "7;ipv4;192.0.2.0/24;*;", "drop of 1" ) ) );
 
+   // The next hops of a VPN have a distinguisher in front.
+   Announcement redirected = told;
+   redirected.extended = "0800000000000000" + routeTarget( 1 );
+   redirected.nextHop = "00000000000000000A010203";
+   tell( a, redirected );
+   EXPECT_THAT( filed_.rules(),
+                ElementsAre( Pair( "7;ipv4;192.0.2.0/24;*;", "to 10.1.2.3 of 1" ) ) );
+   redirected.nextHop = "000000000000000020010DB8000000000000000000000001";
+   tell( a, redirected );
+   EXPECT_THAT( filed_.rules(),
+                ElementsAre( Pair( "7;ipv4;192.0.2.0/24;*;", "to 2001:db8::1 of 1" ) ) );
+   tell( a, told );
+
    // Another distinguisher is another NLRI, of the same key.
    Announcement other = told;
    other.rules = { "0000FC0000000065" + two };

@@ -44,11 +44,11 @@ public:
       }
    }
 
-   static Bgp::Agreed agreed( PeerId peer ) {
+   Bgp::Agreed agreed( PeerId peer ) const {
       Bgp::Agreed agreed;
       agreed.localAs = 64512;
       agreed.peerAs = peer == outer ? 64501 : 64512;
-      agreed.families = { Bgp::ipv4Flow, Bgp::ipv4VpnFlow };
+      agreed.families = families_;
       agreed.fourOctetAs = true;
       agreed.enhancedRefresh = peer == inner;
       return agreed;
@@ -67,7 +67,7 @@ public:
       return textOf( peer, octets );
    }
 
-   static std::vector< std::string > textOf( PeerId peer, std::span< const U8 > octets ) {
+   std::vector< std::string > textOf( PeerId peer, std::span< const U8 > octets ) const {
       std::vector< std::string > messages;
       while ( !octets.empty() ) {
          Bgp::Header header{};
@@ -88,7 +88,7 @@ public:
                           Bgp::name( refresh.family ) );
    }
 
-   static std::string updateText( PeerId peer, std::span< const U8 > body ) {
+   std::string updateText( PeerId peer, std::span< const U8 > body ) const {
       Bgp::Agreed theirs = agreed( peer );
       std::swap( theirs.localAs, theirs.peerAs );
       Bgp::Update update;
@@ -116,6 +116,9 @@ public:
          text += Vek::concat( " med ", *path.med );
       }
       text += ' ' + hexOf( path.communities.extended.value_or( std::span< const U8 >() ) );
+      if ( path.communities.ipv6 ) {
+         text += " ipv6 " + hexOf( *path.communities.ipv6 );
+      }
       return text;
    }
 
@@ -128,6 +131,7 @@ public:
       return rules;
    }
 
+   std::vector< Bgp::Family > families_{ Bgp::ipv4Flow, Bgp::ipv4VpnFlow };
    RouteOut out_;
 };
 
@@ -323,6 +327,82 @@ TEST_F( RouteOutTest, VrfsWithADistinguisherHaveTheirFamily ) {
                              "+ipv4-vpn-flow 0D0000FC00000000640118C00002 path \"64512\" " +
                                 dropped + routeTarget( 1 ) ) );
    EXPECT_EQ( out_.announced( outer ), 1U );
+}
+
+TEST_F( RouteOutTest, VrfsAreAnnouncedByTargetsOfEachKind ) {
+   using Kind = Wire::RouteTarget::Kind;
+   families_ = { Bgp::ipv6VpnFlow };
+   Wire::RouteTarget ipv6{ Kind::ipv6, {} };
+   ipv6.value = { 0x20, 0x01, 0x0D, 0xB8 };
+   ipv6.value[17] = 9;
+   out_.vrfTableIs( { { { 7,
+                          Zorv::RouteDistinguisher( 0x0000FC0000000064 ),
+                          {},
+                          { { Kind::ipv4, { 192, 0, 2, 1, 0, 5 } },
+                            ipv6,
+                            { Kind::as4, { 0, 1, 0x11, 0x70, 0, 6 } } } } } } );
+   put( "7;ipv6;2001:db8::/32;*;" );
+   up( outer );
+   EXPECT_THAT( told( outer ),
+                ElementsAre( "+ipv6-vpn-flow 0F0000FC0000000064012000" + std::string( "20010DB8" ) +
+                                " path \"64512\" " + dropped +
+                                "0102C00002010005"
+                                "0202000111700006" +
+                                " ipv6 000220010DB8" + std::string( 26, '0' ) + "09",
+                             "end of ipv6-vpn-flow" ) );
+}
+
+TEST_F( RouteOutTest, ARuleThatNoLongerFitsIsWithdrawn ) {
+   Flowspec::FlowspecKey large = key( two );
+   const auto grow = [&]( U32 terms ) {
+      large.matchOpValDelAll();
+      for ( U32 i = 0; i < terms; ++i ) {
+         large.setOpVal( i, Flowspec::destPort, i + 1 == terms ? 0x91 : 0x11, 1000 + i );
+      }
+   };
+   up( outer );
+   told( outer );
+   // The longest that a message has room for.
+   U32 terms = 1350;
+   do {
+      out_.del( large );
+      grow( --terms );
+      out_.put( large, rate( 0 ) );
+      told( outer );
+   } while ( out_.announced( outer ) == 0 );
+   EXPECT_GT( terms, 1330U );
+   Flowspec::RuleAction more = rate( 0 );
+   more.fields.trafficActionIs( true );
+   more.trafficAction.sampleAndLogIs( true );
+   out_.put( large, more );
+   EXPECT_THAT( told( outer ), ElementsAre( testing::StartsWith( "-ipv4-flow F" ) ) );
+   EXPECT_EQ( out_.announced( outer ), 0U );
+   U32 tooLong = 0;
+   const auto count = [&]( const auto&, const Vek::String& ) { ++tooLong; };
+   out_.forEachTooLong( outer, 10, count );
+   EXPECT_EQ( tooLong, 1U );
+   out_.forEachTooLong( outer, 0, count );
+   EXPECT_EQ( tooLong, 1U );
+   out_.put( large, rate( 0 ) );
+   EXPECT_THAT( told( outer ), ElementsAre( testing::StartsWith( "+ipv4-flow F" ) ) );
+   out_.forEachTooLong( outer, 10, count );
+   EXPECT_EQ( tooLong, 1U );
+}
+
+TEST_F( RouteOutTest, WhatIsRefusedIsListedUpToALimit ) {
+   put( "0;ipv4;*;*;" );
+   put( "0;ipv6;*;*;" );
+   U32 listed = 0;
+   for ( const U32 limit : { 0U, 1U, 2U, 3U } ) {
+      listed = 0;
+      out_.forEachRefused( limit, [&]( const auto&, const Vek::String& ) { ++listed; } );
+      EXPECT_EQ( listed, std::min( limit, 2U ) );
+   }
+   // Another action makes no difference.
+   put( "0;ipv4;*;*;", 1000 );
+   EXPECT_EQ( out_.refused(), 2U );
+   del( "0;ipv4;*;*;" );
+   EXPECT_EQ( out_.refused(), 1U );
 }
 
 TEST_F( RouteOutTest, RulesThatNoNlriSaysAreListed ) {
