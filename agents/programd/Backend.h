@@ -5,6 +5,8 @@
 #include "QosLib/ColoredCounters.h"
 #include "dataplane/RuleDemand.h"
 
+#include <functional>
+
 namespace Agents {
 
 /// A rule that was programmed anew, or whose result changed; its counters begin at 0.
@@ -58,6 +60,10 @@ public:
    /// last call, each once, without those that are gone.
    [[nodiscard]] virtual std::vector< RuleChange > apply() = 0;
 
+   /// Has `news` called when `apply` or `interfaces` have something to tell that nothing here was
+   /// called for, such as an interface that came.
+   void onNews( std::function< void() > news ) { news_ = std::move( news ); }
+
    /// Reads the counters of all rules, for `counters`.
    virtual void readCounters() {}
    /// What a rule has counted since it was programmed; zeros for one that is not.
@@ -66,6 +72,16 @@ public:
    virtual std::vector< U16 > interfaceSetsInUse() const = 0;
    /// All families that are enabled on interfaces, ascending by interface and family.
    virtual std::vector< InterfaceResult > interfaces() const = 0;
+
+protected:
+   void tellNews() const {
+      if ( news_ ) {
+         news_();
+      }
+   }
+
+private:
+   std::function< void() > news_;
 };
 
 } // namespace Agents

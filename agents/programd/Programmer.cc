@@ -20,7 +20,13 @@ Programmer::Programmer( ConfigWatcher::Configs configs, Vek::Ptr< CliConfig > cl
       }
    }
    writeProfile( *status_, backend_.profile() );
+   backend_.onNews( [this] {
+      tellInterfaces();
+      apply();
+   } );
 }
+
+Programmer::~Programmer() { backend_.onNews( {} ); }
 
 bool Programmer::configured() const {
    bool enabled = !watcher_.cliConfig().enabledIntf().empty();
@@ -41,26 +47,34 @@ bool Programmer::process( double now ) {
    }
    const bool vrfs = watcher_.takeVrfs();
    if ( interfaces || vrfs ) {
-      std::set< Vrf::VrfIdMap::VrfId > configured;
-      for ( const Vek::Ptr< Config >& config : watcher_.configs() ) {
-         for ( const auto& [vrfId, vrf] : config->vrfRuleConfig() ) {
-            configured.insert( vrfId );
-         }
-      }
-      writeVrfs( *status_, std::move( configured ), backend_.interfaces() );
+      tellInterfaces();
    }
    const bool rules = giveRules();
    if ( rules || interfaces ) {
-      for ( const RuleChange& change : backend_.apply() ) {
-         writeRule( *status_, change );
-      }
-      writeInterfaceSets( *status_, backend_.interfaceSetsInUse(), members_ );
+      apply();
    }
    const bool requested = watcher_.takeCounterRequest();
    if ( requested || std::exchange( countersWanted_, false ) ) {
       readCounters( now );
    }
    return rules || interfaces || vrfs;
+}
+
+void Programmer::tellInterfaces() {
+   std::set< Vrf::VrfIdMap::VrfId > configured;
+   for ( const Vek::Ptr< Config >& config : watcher_.configs() ) {
+      for ( const auto& [vrfId, vrf] : config->vrfRuleConfig() ) {
+         configured.insert( vrfId );
+      }
+   }
+   writeVrfs( *status_, std::move( configured ), backend_.interfaces() );
+}
+
+void Programmer::apply() {
+   for ( const RuleChange& change : backend_.apply() ) {
+      writeRule( *status_, change );
+   }
+   writeInterfaceSets( *status_, backend_.interfaceSetsInUse(), members_ );
 }
 
 void Programmer::readCounters( double now ) {

@@ -25,6 +25,9 @@ class Programmer {
 public:
    /// The configuration is to be complete, `configs` in the order of preference. Writes what the
    /// hardware cannot do; the rest is done by `process`.
+   Programmer( const Programmer& ) = delete;
+   Programmer& operator=( const Programmer& ) = delete;
+   ~Programmer();
    Programmer( ConfigWatcher::Configs configs, Vek::Ptr< Flowspec::CliConfig > cliConfig,
                Backend& backend, Vek::Ptr< Flowspec::Status > status,
                Vek::Ptr< Flowspec::Counter > counter );
@@ -44,6 +47,8 @@ public:
 
 private:
    void giveInterfaces();
+   void tellInterfaces();
+   void apply();
    InterfaceSetup setupOf( Zorv::IntfId intf ) const;
    bool giveRules();
 

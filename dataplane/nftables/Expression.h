@@ -76,9 +76,24 @@ struct Log {
    bool operator==( const Log& ) const = default;
 };
 
+/// The bits of packets' marks that are ours.
+inline constexpr U32 markMask = 0xFFFF0000;
+
 struct SetDscp {
    U8 dscp; ///< 6 bits
    bool operator==( const SetDscp& ) const = default;
+};
+
+/// Sets the bits of the packet's mark that `markMask` has.
+struct SetMark {
+   U32 mark;
+   bool operator==( const SetMark& ) const = default;
+};
+
+/// Sends a copy of the packet to a next hop, of the packet's family.
+struct Duplicate {
+   Zorv::IpGenAddr nextHop;
+   bool operator==( const Duplicate& ) const = default;
 };
 
 /// Goes to the chain that a named map has for the input interface or the destination; on when it
@@ -103,7 +118,7 @@ struct Verdict {
 };
 
 using Expression = std::variant< Test, SourceTest, NoFragmentHeader, InterfaceTest, Count,
-                                 OverLimit, Log, SetDscp, Dispatch, Verdict >;
+                                 OverLimit, Log, SetDscp, SetMark, Duplicate, Dispatch, Verdict >;
 
 /// One line of a chain: from left to right, until one does not hold.
 using Line = std::vector< Expression >;

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cmath>
 
 namespace Dataplane::Nftables {
 
@@ -324,68 +323,6 @@ std::vector< Line > matchLines( const Wire::CanonicalRule& rule ) {
    }
    std::erase_if( lines, admitsNothing );
    return lines;
-}
-
-Vek::String whyNot( const RuleAction& action, Actions done ) {
-   if ( done[numberOf( Action::trafficRate )] &&
-        !( action.rateLimit <= static_cast< float >( maxByteRate ) ) ) {
-      return Vek::concat( "the rate is more than ", maxByteRate, " bytes a second" );
-   }
-   if ( done[numberOf( Action::trafficRatePkt )] &&
-        !( action.rateLimit <= static_cast< float >( maxPacketRate ) ) ) {
-      return Vek::concat( "the rate is more than ", maxPacketRate, " packets a second" );
-   }
-   return "";
-}
-
-Limit limitOf( double rate, bool bytes ) {
-   constexpr U64 units[] = { 1, 60, 3600, 86400, 604800 };
-   double perUnit = 0;
-   U64 unit = 0;
-   for ( const U64 seconds : units ) {
-      unit = seconds;
-      perUnit = std::round( rate * static_cast< double >( seconds ) );
-      const double exact = rate * static_cast< double >( seconds );
-      if ( std::abs( perUnit - exact ) <= exact * 0.001 ) {
-         break;
-      }
-   }
-   const U64 number = static_cast< U64 >( std::max( perUnit, 1.0 ) );
-   const U64 burst = unit == 1 ? std::max( number / 10, U64{ 5 } ) : U64{ 5 };
-   return { number, unit, bytes ? 0 : static_cast< U32 >( burst ), bytes };
-}
-
-ActionLines actionLines( const RuleAction& action, Actions done, const Vek::String& name ) {
-   const auto does = [&]( Action one ) { return done[numberOf( one )]; };
-   ActionLines result;
-   result.continues = does( Action::continueMatch );
-   Line line{ Count{ name } };
-   if ( does( Action::sample ) ) {
-      line.push_back( Log{ sampleGroup, "flowspec " + name } );
-   }
-   if ( does( Action::trafficMarking ) ) {
-      line.push_back( SetDscp{ static_cast< U8 >( action.markDscp.value() & 0x3F ) } );
-   }
-   const bool limits = does( Action::trafficRate ) || does( Action::trafficRatePkt );
-   if ( does( Action::trafficDrop ) || ( limits && !( action.rateLimit > 0 ) ) ) {
-      line.push_back( Verdict{ Verdict::Kind::drop } );
-      result.lines.push_back( std::move( line ) );
-      return result;
-   }
-   if ( limits ) {
-      result.limit = limitOf( action.rateLimit, does( Action::trafficRate ) );
-      line.push_back( OverLimit{ name } );
-      line.push_back( Verdict{ Verdict::Kind::drop } );
-      result.lines.push_back( std::move( line ) );
-      line = {};
-   }
-   if ( !result.continues ) {
-      line.push_back( Verdict{ Verdict::Kind::accept } );
-   }
-   if ( !line.empty() ) {
-      result.lines.push_back( std::move( line ) );
-   }
-   return result;
 }
 
 } // namespace Dataplane::Nftables

@@ -23,9 +23,30 @@ std::vector< Line > matchLines( const Wire::CanonicalRule& rule );
 inline constexpr U64 maxByteRate = 18'000'000'000;
 inline constexpr U64 maxPacketRate = 1'000'000'000;
 
-/// Why a value of the action cannot be programmed, such as "the rate is more than 1000000000
-/// packets a second"; "" when it can.
-Vek::String whyNot( const Flowspec::RuleAction& action, Actions done );
+/// The VRFs that packets can be redirected to; 0 is the main table, others are tables of their
+/// number.
+inline constexpr U32 mainTable = 254;
+
+/// Where packets that carry a mark go: into a routing table by its number, or to a next hop.
+struct Target {
+   Zorv::AddressFamily family;
+   U32 table;                 ///< 0 for a next hop
+   Zorv::IpGenAddr nextHop{}; ///< of this family
+   auto operator<=>( const Target& ) const = default;
+};
+
+/// Where an action redirects packets of a family; nothing when it does not, or copies them.
+std::optional< Target > targetOf( const Flowspec::RuleAction& action, Actions done,
+                                  Zorv::AddressFamily family );
+
+/// A mark for a target, the same in each process. Two targets may have one.
+U32 markOf( const Target& target );
+/// The mark to try when one is taken.
+U32 markAfter( U32 mark );
+
+/// Why a value of the action cannot be programmed for a rule of a family, such as "the rate is more
+/// than 1000000000 packets a second"; "" when it can.
+Vek::String whyNot( const Flowspec::RuleAction& action, Actions done, Zorv::AddressFamily family );
 
 /// The bucket for a rate above 0, within 0.1 % of it but not below one a week. It holds a
 /// tenth of a second's packets, at least 5, or one unit's bytes.
@@ -42,9 +63,10 @@ struct ActionLines {
    bool continues = false;
 };
 
-/// The lines for those of an action's parts that are `done`. Counter and limit have `name`. A
-/// packet that is dropped goes nowhere else, also with "continue".
-ActionLines actionLines( const Flowspec::RuleAction& action, Actions done,
-                         const Vek::String& name );
+/// The lines for those of an action's parts that are `done`. Counter and limit have `name`;
+/// packets that are redirected get `mark`. A packet that is dropped goes nowhere else, also with
+/// "continue".
+ActionLines actionLines( const Flowspec::RuleAction& action, Actions done, const Vek::String& name,
+                         U32 mark = 0 );
 
 } // namespace Dataplane::Nftables

@@ -19,12 +19,14 @@ inline constexpr int hookPriority = -450;
 
 /// A rule that is to be in force.
 struct Rule {
-   Vrf::VrfIdMap::VrfId vrf = 0;
+   Flowspec::FlowspecKey key;        ///< tells its VRF and its place in the order
    Zorv::IpGenPrefix destination;    ///< the empty one, or one longer than 0
    std::vector< U16 > interfaceSets; ///< ascending; none for all interfaces
    Vek::String name;                 ///< of its counter, its limit and its own chains; a word
    std::vector< Line > matches;      ///< see `matchLines`
    ActionLines action;
+
+   Vrf::VrfIdMap::VrfId vrf() const { return key.vrfId(); }
 };
 
 /// Shared by versions of the rule set.
@@ -58,7 +60,7 @@ struct Ruleset {
    std::set< Vek::String > counters;
    std::map< Vek::String, Limit > limits;
    std::map< Vek::String, Chain > chains;                          ///< with the base chain
-   std::map< Vek::String, std::vector< Interval > > destinations;  ///< by the name of the map
+   std::map< Vek::String, std::set< Interval > > destinations;     ///< by the name of the map
    std::map< Vek::String, std::set< Vek::String > > interfaceSets; ///< names of interfaces
    std::map< Vek::String, Vek::String > interfaces; ///< chains by names of interfaces
 
@@ -73,8 +75,7 @@ struct InterfaceUse {
 };
 using InterfaceUses = std::map< Vek::String, InterfaceUse >;
 
-/// The table for the rules of one family, in the order in which they are tried within a VRF and
-/// destination. VRFs that no interface uses have no chains.
+/// The table for the rules of one family. VRFs that no interface uses have no chains.
 Ruleset rulesetOf( Zorv::AddressFamily family, const std::vector< RulePtr >& rules,
                    const InterfaceUses& interfaces );
 

@@ -82,6 +82,12 @@ public:
    Vek::String operator()( const Log& log ) const {
       return concat( "log prefix \"", log.prefix, "\" group ", log.group );
    }
+   Vek::String operator()( const SetMark& set ) const {
+      return concat( "meta mark set meta mark & ", hex( ~markMask ), " | ", hex( set.mark ) );
+   }
+   Vek::String operator()( const Duplicate& duplicate ) const {
+      return concat( "dup to ", duplicate.nextHop.stringValue() );
+   }
    Vek::String operator()( const SetDscp& set ) const {
       return concat( familyName( family_ ), " dscp set ", set.dscp );
    }

@@ -94,7 +94,8 @@ private:
 
    void addDemand( Lines& lines, const FlowspecKey& key,
                    const Dataplane::RuleDemand& demand ) const {
-      const auto result = options_.nftables ? nftablesResult( demand ) : demand.result;
+      const auto result =
+         options_.nftables ? nftablesResult( demand, key.addressFamily() ) : demand.result;
       Vek::String text = stringValue( result.code );
       text += result.reason.empty() ? "" : ": " + result.reason;
       if ( !options_.nftables ) {
@@ -162,7 +163,7 @@ private:
          json["infeasible"] = stringValue( told.infeasible );
       }
       if ( told.demand && options_.nftables ) {
-         const auto result = nftablesResult( *told.demand );
+         const auto result = nftablesResult( *told.demand, told.key.addressFamily() );
          json["nftables"] = { { "status", stringValue( result.code ) },
                               { "reason", result.reason },
                               { "recordedProfile", !options_.profile.empty() } };

@@ -26,17 +26,17 @@ const Profile& nftablesProfile() {
                                 "icmpType", "icmpCode", "tcpFlags", "packetLength", "dscp",
                                 "fragment" ],
                 "actions": [ "trafficPermit", "trafficDrop", "trafficRate", "trafficRatePkt",
-                             "trafficMarking", "trafficAction" ] },
+                             "trafficMarking", "trafficAction", "redirectVrf", "redirectAddr" ] },
       "ipv6": { "qualifiers": [ "destPrefix", "srcPrefix", "ipProto", "port", "destPort", "srcPort",
                                 "icmpType", "icmpCode", "tcpFlags", "packetLength", "dscp",
                                 "fragment", "flowLabel" ],
                 "actions": [ "trafficPermit", "trafficDrop", "trafficRate", "trafficRatePkt",
-                             "trafficMarking", "trafficAction" ] } })" );
+                             "trafficMarking", "trafficAction", "redirectVrf", "redirectAddr" ] } })" );
    return profile;
 }
 
-ProgrammingResult nftablesResult( const RuleDemand& demand ) {
-   const Vek::String reason = Nftables::whyNot( demand.asked, demand.actions );
+ProgrammingResult nftablesResult( const RuleDemand& demand, Zorv::AddressFamily family ) {
+   const Vek::String reason = Nftables::whyNot( demand.asked, demand.actions, family );
    return reason.empty() ? demand.result : ProgrammingResult{ unsupportedAction, reason };
 }
 
@@ -65,12 +65,14 @@ Vek::String nftablesTests( const FlowspecKey& key, MatchCompType type ) {
 Vek::String nftablesTable( const FlowspecKey& key, const RuleDemand& demand ) {
    const Vek::String name = "rule";
    const Wire::CanonicalRule canonical( key );
-   Nftables::Rule rule{ key.vrfId(),
+   const auto target = Nftables::targetOf( demand.asked, demand.actions, key.addressFamily() );
+   const U32 mark = target ? Nftables::markOf( *target ) : 0;
+   Nftables::Rule rule{ key,
                         canonical.destPrefix(),
                         {},
                         name,
                         Nftables::matchLines( canonical ),
-                        Nftables::actionLines( demand.asked, demand.actions, name ) };
+                        Nftables::actionLines( demand.asked, demand.actions, name, mark ) };
    rule.interfaceSets.assign( key.interfaceSet().begin(), key.interfaceSet().end() );
    std::ranges::sort( rule.interfaceSets );
    const Nftables::InterfaceUses interfaces{ { "eth0", { key.vrfId(), rule.interfaceSets } } };

@@ -20,7 +20,8 @@ const Dataplane::Profile& nftablesProfile();
 
 /// Why a value of a rule's action cannot be programmed, else the demand as it is. A demand of a
 /// profile of the back end.
-Dataplane::ProgrammingResult nftablesResult( const Dataplane::RuleDemand& demand );
+Dataplane::ProgrammingResult nftablesResult( const Dataplane::RuleDemand& demand,
+                                             Zorv::AddressFamily family );
 
 /// How packets are tested for one component of a rule, as `nft` writes it, alternatives with "or"
 /// between them. The destination is looked up in a map with those of all rules.

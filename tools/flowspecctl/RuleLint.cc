@@ -105,7 +105,8 @@ void RuleLint::look( std::size_t file, const FiledRule& rule ) {
 void RuleLint::askBackend( std::size_t file, const FiledRule& rule, RuleConfig& config ) {
    actionIs( config, rule.action );
    const Dataplane::RuleDemand demand = Dataplane::demandOf( config, *backend_.profile );
-   const auto result = backend_.nftables ? nftablesResult( demand ) : demand.result;
+   const auto result =
+      backend_.nftables ? nftablesResult( demand, rule.key.addressFamily() ) : demand.result;
    if ( !result.reason.empty() ) {
       found( FindingKind::profile, file, rule.line,
              Vek::concat( stringValue( result.code ), ": ", std::string_view( result.reason ) ) );

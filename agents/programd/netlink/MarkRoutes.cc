@@ -47,7 +47,8 @@ MarkRoutes::MarkRoutes( U32 mask ) : mask_( mask ) {
    }
 }
 
-std::vector< MarkRouteFault > MarkRoutes::apply( const std::set< MarkRoute >& wanted ) {
+std::vector< MarkRouteFault > MarkRoutes::apply( const std::set< MarkRoute >& wanted,
+                                                 Others others ) {
    const std::set< Rule > oldRules = rules();
    const std::set< Route > oldRoutes = routes();
    std::set< Rule > keptRules;
@@ -76,6 +77,9 @@ std::vector< MarkRouteFault > MarkRoutes::apply( const std::set< MarkRoute >& wa
       } catch ( const std::system_error& error ) {
          faults.push_back( { route, error.what() } );
       }
+   }
+   if ( others == Others::stay ) {
+      return faults;
    }
    // An object that somebody else removes in the meantime is gone as well.
    const auto removeOthers = [this]( const auto& old, const auto& kept ) {

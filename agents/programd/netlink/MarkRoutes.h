@@ -49,11 +49,14 @@ public:
    /// are left to others. `std::invalid_argument` for any other mask.
    explicit MarkRoutes( U32 mask );
 
-   /// Makes the kernel have these and no others: nothing happens to what is there already, what
-   /// others have deleted is there again, and a mark leads from one place to another without a gap.
-   /// Returns those that are not there. `std::system_error` when the kernel does not tell what it
-   /// has. Two routes of one mark and family are one too many.
-   std::vector< MarkRouteFault > apply( const std::set< MarkRoute >& wanted );
+   enum class Others : U8 { go, stay };
+
+   /// Makes the kernel have these and, unless `others` stay, none of ours beside: nothing happens
+   /// to what is there already, what others have deleted is there again, and a mark leads from one
+   /// place to another without a gap. Returns those that are not there. `std::system_error` when
+   /// the kernel does not tell what it has. Two routes of one mark and family are one too many.
+   std::vector< MarkRouteFault > apply( const std::set< MarkRoute >& wanted,
+                                        Others others = Others::go );
 
 private:
    struct Rule {

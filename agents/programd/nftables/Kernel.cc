@@ -107,7 +107,7 @@ void difference( const Range& from, const Range& to, Gone gone, Come come ) {
    }
 }
 
-const std::vector< Interval > noIntervals;
+const std::set< Interval > noIntervals;
 const std::set< Vek::String > noInterfaces;
 
 template < typename Map, typename Default >

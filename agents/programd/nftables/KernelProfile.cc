@@ -45,9 +45,10 @@ public:
             probe( false, row.name, [&] { addLines( matchLines( ruleOf( type ) ) ); } );
          }
       }
-      for ( const Action action : { Action::trafficPermit, Action::trafficDrop, Action::trafficRate,
-                                    Action::trafficRatePkt, Action::trafficMarking, Action::sample,
-                                    Action::continueMatch } ) {
+      for ( const Action action :
+            { Action::trafficPermit, Action::trafficDrop, Action::trafficRate,
+              Action::trafficRatePkt, Action::trafficMarking, Action::redirectVrf,
+              Action::redirectAddr, Action::sample, Action::continueMatch } ) {
          Actions one;
          one.set( numberOf( action ) );
          Flowspec::RuleAction asked;
@@ -147,6 +148,21 @@ Profile kernelProfile( Kernel& kernel ) {
    trial.add( AddressFamily::ipv4 );
    trial.add( AddressFamily::ipv6 );
    return trial.profile( kernel );
+}
+
+bool canCopy( Kernel& kernel, AddressFamily family ) {
+   Batch batch;
+   batch.familyIs( family );
+   batch.addTable();
+   const Vek::String chain = "trial";
+   batch.addChain( chain );
+   const U32 line = batch.next();
+   batch.addLine(
+      chain, { Duplicate{ Zorv::IpGenAddr::ofFamily( family, Zorv::IpGenAddr::Bytes{ 1 }.data(),
+                                                     Zorv::IpGenAddr::bits( family ) ) } } );
+   batch.addFault();
+   const auto refusals = kernel.commit( batch );
+   return !refusals.empty() && refusals.front().message != line;
 }
 
 } // namespace Agents::Nftables

@@ -10,4 +10,7 @@ namespace Agents::Nftables {
 /// `std::system_error` when the kernel cannot do the least that rules take.
 Dataplane::Profile kernelProfile( Kernel& kernel );
 
+/// Whether it can copy packets of a family to a next hop, tried in the same way.
+bool canCopy( Kernel& kernel, Zorv::AddressFamily family );
+
 } // namespace Agents::Nftables

@@ -19,9 +19,10 @@ namespace {
 // A name that a rule has in each process: a counter goes on while key and action are the same.
 Vek::String nameOf( const FlowspecKey& key, const RuleDemand& demand ) {
    const Flowspec::RuleAction& action = demand.asked;
-   Vek::String text = Vek::concat( key.vrfId(), ' ', Zorv::stringValue( key.addressFamily() ), ' ',
-                                   key.toStrepCli( true ), ' ', demand.actions.to_ulong(), ' ',
-                                   action.markDscp.value(), ' ' );
+   Vek::String text = Vek::concat(
+      key.vrfId(), ' ', Zorv::stringValue( key.addressFamily() ), ' ', key.toStrepCli( true ), ' ',
+      demand.actions.to_ulong(), ' ', action.markDscp.value(), ' ', action.redirect.vrfId(), ' ',
+      action.redirect.addr().stringValue(), ' ', action.redirect.copy() ? 1 : 0, ' ' );
    U32 rate;
    std::memcpy( &rate, &action.rateLimit, sizeof rate );
    text += Vek::concat( rate );
@@ -54,7 +55,8 @@ std::vector< U16 > setsOf( const FlowspecKey& key ) {
 
 NftBackend::NftBackend( EventLoop& loop, std::optional< Profile > wiring, Log log )
    : loop_( loop ), wiring_( std::move( wiring ) ), log_( std::move( log ) ),
-     profile_( kernelProfile( kernel_ ) ),
+     profile_( kernelProfile( kernel_ ) ), canCopy_{ canCopy( kernel_, families[0] ),
+                                                     canCopy( kernel_, families[1] ) },
      machine_( loop, [this]( const Interface*, const Interface* now ) { onInterface( now ); } ),
      watch_(
         loop, [this] { return kernel_.generation(); }, [this] { onForeignChange(); } ) {
@@ -75,19 +77,118 @@ void NftBackend::ruleIs( const Flowspec::RuleConfig& config ) {
    programmed.rule.reset();
    programmed.isNew = true;
    programmed.refused = false;
-   const RuleDemand& asked = programmed.demand;
+   changed_.insert( key );
+   release( key, programmed );
+   buildRule( key, programmed );
+   programmed.result = resultOf( programmed );
+   if ( programmed.rule && !programmed.rule->interfaceSets.empty() ) {
+      withSets_.insert( key );
+   } else {
+      withSets_.erase( key );
+   }
+}
+
+void NftBackend::buildRule( const FlowspecKey& key, Programmed& programmed ) {
+   RuleDemand& asked = programmed.demand;
+   const AddressFamily family = key.addressFamily();
    if ( !asked.result.isProgrammed() ) {
       return;
    }
-   if ( Vek::String reason = whyNot( asked.asked, asked.actions ); !reason.empty() ) {
-      programmed.demand.result = { Flowspec::unsupportedAction, std::move( reason ) };
+   Vek::String reason = whyNot( asked.asked, asked.actions, family );
+   if ( asked.actions[numberOf( Action::redirectAddr )] && asked.asked.redirect.copy() &&
+        !canCopy_[family == AddressFamily::ipv6] ) {
+      reason = "nf_tables has no 'dup'";
+   }
+   const auto target = targetOf( asked.asked, asked.actions, family );
+   if ( reason.empty() && target && targets_.size() == MarkRoutes::maxMarks &&
+        !targets_.contains( *target ) ) {
+      reason = Vek::concat( "packets go to ", MarkRoutes::maxMarks, " other places" );
+   }
+   if ( !reason.empty() ) {
+      asked.result = { Flowspec::unsupportedAction, std::move( reason ) };
       return;
    }
+   const U32 mark = target ? markFor( *target, key ) : 0;
+   programmed.target = target;
    const Wire::CanonicalRule canonical( key );
    const Vek::String name = nameOf( key, asked );
    programmed.rule = std::make_shared< const Rule >(
-      Rule{ key.vrfId(), canonical.destPrefix(), setsOf( key ), name, matchLines( canonical ),
-            actionLines( asked.asked, asked.actions, name ) } );
+      Rule{ key, canonical.destPrefix(), setsOf( key ), name, matchLines( canonical ),
+            actionLines( asked.asked, asked.actions, name, mark ) } );
+}
+
+// The mark of a target, which has one more rule.
+U32 NftBackend::markFor( const Target& target, const FlowspecKey& key ) {
+   const auto [at, added] = targets_.try_emplace( target );
+   at->second.rules.insert( key );
+   if ( added ) {
+      U32 mark = markOf( target );
+      while ( std::ranges::any_of(
+         targets_, [mark]( const auto& one ) { return one.second.mark == mark; } ) ) {
+         mark = markAfter( mark );
+      }
+      at->second.mark = mark;
+      targetsChanged_ = true;
+   }
+   return at->second.mark;
+}
+
+void NftBackend::release( const FlowspecKey& key, Programmed& programmed ) {
+   if ( programmed.target ) {
+      const auto at = targets_.find( *programmed.target );
+      at->second.rules.erase( key );
+      if ( at->second.rules.empty() ) {
+         targets_.erase( at );
+         targetsChanged_ = true;
+      }
+      programmed.target.reset();
+   }
+}
+
+// Has the kernel lead marked packets away, and finds out which it cannot.
+void NftBackend::leadAway( MarkRoutes::Others others ) {
+   std::set< MarkRoute > wanted;
+   for ( const auto& [target, led] : targets_ ) {
+      wanted.insert( { led.mark, target.family, target.table, target.nextHop } );
+   }
+   std::map< U32, Vek::String > faults; // by mark
+   try {
+      for ( const MarkRouteFault& fault : routes_.apply( wanted, others ) ) {
+         faults[fault.route.mark] = fault.reason;
+      }
+   } catch ( const std::system_error& error ) {
+      for ( const MarkRoute& route : wanted ) {
+         faults[route.mark] = error.what();
+      }
+   }
+   for ( auto& [target, led] : targets_ ) {
+      const auto fault = faults.find( led.mark );
+      const Vek::String reason = fault == faults.end() ? "" : fault->second;
+      if ( reason != led.fault ) {
+         led.fault = reason;
+         for ( const FlowspecKey& key : led.rules ) {
+            Programmed& programmed = rules_.at( key );
+            programmed.result = resultOf( programmed );
+            programmed.refused = false;
+            changed_.insert( key );
+         }
+      }
+   }
+}
+
+// Without a look at the room that there is.
+ProgrammingResult NftBackend::resultOf( const Programmed& programmed ) const {
+   if ( programmed.target ) {
+      const Led& led = targets_.at( *programmed.target );
+      if ( !led.fault.empty() ) {
+         const Target& target = *programmed.target;
+         return { Flowspec::unsupportedAction,
+                  target.table == 0
+                     ? Vek::concat( "the next hop ", target.nextHop.stringValue(), ": ", led.fault )
+                     : Vek::concat( "the routing table ", target.table, ": ", led.fault ) };
+      }
+   }
+   return programmed.demand.result;
 }
 
 void NftBackend::ruleDel( const FlowspecKey& key ) {
@@ -96,6 +197,10 @@ void NftBackend::ruleDel( const FlowspecKey& key ) {
       if ( at->second.rule ) {
          counts_[key.addressFamily() == AddressFamily::ipv6].erase( at->second.rule->name );
       }
+      release( key, at->second );
+      displace( at->second );
+      changed_.erase( key );
+      withSets_.erase( key );
       rules_.erase( at );
    }
 }
@@ -127,32 +232,58 @@ void NftBackend::onInterface( const Interface* now ) {
          log_( error );
       }
    }
+   tellNews();
 }
 
 void NftBackend::interfaceSetLimitIs( U32 limit ) { interfaceSetLimit_ = limit; }
 
-// Finds out what becomes of each rule beside those before it.
+// Finds out what becomes of the rules with interface sets beside those before them.
 void NftBackend::giveRoom() {
    const U32 room = interfaceSetLimit_ == 0
                        ? profile_.interfaceSets()
                        : std::min( profile_.interfaceSets(), interfaceSetLimit_ );
    setsInUse_.clear();
-   for ( auto& [key, programmed] : rules_ ) {
+   for ( const FlowspecKey& key : withSets_ ) {
+      Programmed& programmed = rules_.at( key );
       if ( programmed.refused ) {
-         continue;
-      }
-      programmed.result = programmed.demand.result;
-      if ( !programmed.rule || programmed.rule->interfaceSets.empty() ) {
          continue;
       }
       std::set< U16 > used = setsInUse_;
       used.insert( programmed.rule->interfaceSets.begin(), programmed.rule->interfaceSets.end() );
-      if ( used.size() > room ) {
-         programmed.result = { Flowspec::intfSetResourceExhausted,
-                               Vek::concat( "there is room for ", room, " interface sets" ) };
+      ProgrammingResult result = resultOf( programmed );
+      if ( !result.isProgrammed() ) {
+         // takes none
+      } else if ( used.size() > room ) {
+         result = { Flowspec::intfSetResourceExhausted,
+                    Vek::concat( "there is room for ", room, " interface sets" ) };
       } else {
          setsInUse_ = std::move( used );
       }
+      if ( programmed.result != result ) {
+         programmed.result = std::move( result );
+         changed_.insert( key );
+      }
+   }
+}
+
+// Has the table have the rule, as it is to be.
+void NftBackend::place( Programmed& programmed ) {
+   const RulePtr wanted = programmed.result.isProgrammed() ? programmed.rule : nullptr;
+   if ( programmed.placed == wanted ) {
+      return;
+   }
+   displace( programmed );
+   if ( wanted ) {
+      tables_[wanted->key.addressFamily() == AddressFamily::ipv6].add( wanted );
+      programmed.placed = wanted;
+   }
+}
+
+void NftBackend::displace( Programmed& programmed ) {
+   if ( programmed.placed ) {
+      tables_[programmed.placed->key.addressFamily() == AddressFamily::ipv6].remove(
+         programmed.placed );
+      programmed.placed.reset();
    }
 }
 
@@ -169,17 +300,6 @@ InterfaceUses NftBackend::uses( AddressFamily family ) const {
       }
    }
    return uses;
-}
-
-NftBackend::Tables NftBackend::tables() const {
-   std::vector< RulePtr > rules[2];
-   for ( const auto& [key, programmed] : rules_ ) {
-      if ( programmed.rule && programmed.result.isProgrammed() ) {
-         rules[key.addressFamily() == AddressFamily::ipv6].push_back( programmed.rule );
-      }
-   }
-   return { rulesetOf( families[0], rules[0], uses( families[0] ) ),
-            rulesetOf( families[1], rules[1], uses( families[1] ) ) };
 }
 
 // Why the kernel refuses; "" when it does not.
@@ -199,56 +319,75 @@ Vek::String NftBackend::commit( Batch& batch ) {
 
 // Brings the kernel from what is in force to what is to be.
 Vek::String NftBackend::put() {
-   Tables wanted = tables();
+   for ( std::size_t i = 0; i < tables_.size(); ++i ) {
+      tables_[i].interfacesAre( uses( families[i] ) );
+   }
+   Vek::String error;
    if ( inForce_ ) {
-      if ( *inForce_ == wanted ) {
-         return "";
-      }
       Batch batch;
-      for ( std::size_t i = 0; i < wanted.size(); ++i ) {
-         change( batch, ( *inForce_ )[i], wanted[i] );
+      bool none = true;
+      for ( Table& table : tables_ ) {
+         const Table::Changes& changes = table.changes();
+         none = none && changes.none();
+         change( batch, changes.before, changes.after );
       }
-      if ( commit( batch ).empty() ) {
-         inForce_ = std::move( wanted );
-         return "";
-      }
+      error = none ? "" : commit( batch );
    }
    // At the beginning, and when the kernel does not have what was thought to be in force.
-   readCounters();
-   Batch batch;
-   for ( std::size_t i = 0; i < wanted.size(); ++i ) {
-      replaceAll( batch, wanted[i], counts_[i] );
+   if ( !inForce_ || !error.empty() ) {
+      readCounts();
+      Batch batch;
+      for ( std::size_t i = 0; i < tables_.size(); ++i ) {
+         replaceAll( batch, tables_[i].ruleset(), counts_[i] );
+      }
+      error = commit( batch );
    }
-   Vek::String error = commit( batch );
    if ( error.empty() ) {
-      inForce_ = std::move( wanted );
+      inForce_ = true;
+      for ( Table& table : tables_ ) {
+         table.changesAreDone();
+      }
    }
    return error;
 }
 
 std::vector< RuleChange > NftBackend::apply() {
+   if ( targetsChanged_ ) {
+      // What is no longer wanted still carries marks.
+      leadAway( MarkRoutes::Others::stay );
+   }
    giveRoom();
+   for ( const FlowspecKey& key : changed_ ) {
+      place( rules_.at( key ) );
+   }
    if ( const Vek::String error = put(); !error.empty() ) {
       // What is new is the cause; without it all is as it was.
       log_( error );
-      for ( auto& [key, programmed] : rules_ ) {
+      for ( const FlowspecKey& key : changed_ ) {
+         Programmed& programmed = rules_.at( key );
          if ( programmed.isNew && programmed.result.isProgrammed() ) {
             programmed.refused = true;
             programmed.result = { Flowspec::resourceExhausted, error };
+            place( programmed );
          }
       }
       if ( const Vek::String again = put(); !again.empty() ) {
          log_( again );
       }
    }
+   if ( std::exchange( targetsChanged_, false ) ) {
+      leadAway( MarkRoutes::Others::go );
+   }
    std::vector< RuleChange > changes;
-   for ( auto& [key, programmed] : rules_ ) {
+   for ( const FlowspecKey& key : changed_ ) {
+      Programmed& programmed = rules_.at( key );
       if ( programmed.isNew || programmed.result != programmed.inForce ) {
          programmed.isNew = false;
          programmed.inForce = programmed.result;
          changes.push_back( { key, programmed.result } );
       }
    }
+   changed_.clear();
    return changes;
 }
 
@@ -267,14 +406,24 @@ void NftBackend::ready() {
    lastRepair_ = EventLoop::Clock::now();
    log_( Vek::concat( "another program changed the tables '", tableName,
                       "' of nf_tables: they are made anew" ) );
-   inForce_.reset();
+   inForce_ = false;
    if ( const Vek::String error = put(); !error.empty() ) {
       log_( error );
    }
 }
 
-// What a table has not any more keeps what it last had.
 void NftBackend::readCounters() {
+   readCounts();
+   if ( !targets_.empty() ) {
+      leadAway( MarkRoutes::Others::go );
+   }
+   if ( !changed_.empty() ) {
+      tellNews();
+   }
+}
+
+// What a table has not any more keeps what it last had.
+void NftBackend::readCounts() {
    std::array< CountsByName, 2 > kept;
    const CountsByName there[] = { kernel_.counters( families[0] ),
                                   kernel_.counters( families[1] ) };

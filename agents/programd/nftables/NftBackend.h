@@ -3,8 +3,10 @@
 #include "agents/programd/Backend.h"
 #include "agents/programd/RuleOrder.h"
 #include "agents/programd/netlink/Interfaces.h"
+#include "agents/programd/netlink/MarkRoutes.h"
 #include "agents/programd/nftables/Kernel.h"
 #include "agents/programd/nftables/TableWatch.h"
+#include "dataplane/nftables/Table.h"
 
 #include <memory>
 
@@ -18,8 +20,13 @@ namespace Agents::Nftables {
 /// - At the first `apply` the tables are made anew in one transaction. Counters of an earlier
 ///   process go on where a rule and its action are the same; packets that come between the reading
 ///   and the transaction are not counted.
-/// - After that `apply` sends what changed. When another program changes the tables they are made
+/// - After that `apply` sends what changed, and takes time for that alone. When another program
+/// changes the tables they are made
 ///   anew, at most once a second, with the counters that they have or last had.
+/// - Redirected packets carry a mark, and routing rules lead them away; these are removed with the
+///   last rule that needs them. A rule whose next hop or table the kernel refuses is
+///   `unsupportedAction`; it is tried again when counters are read, and routes that are lost, as
+///   with an interface that goes down, are made anew then.
 /// - What the kernel refuses at `apply` is `resourceExhausted`, and so is no longer in force.
 class NftBackend final : public Backend, private EventLoop::Handler {
 public:
@@ -48,13 +55,20 @@ public:
 private:
    struct Programmed {
       Dataplane::RuleDemand demand;
-      Dataplane::ProgrammingResult result;  // with the room that there is
-      Dataplane::ProgrammingResult inForce; // as `apply` told last
-      Dataplane::Nftables::RulePtr rule;    // null when it cannot be programmed
-      bool isNew = true;                    // asks for something else than what is in force
-      bool refused = false;                 // by the kernel
+      Dataplane::ProgrammingResult result;                 // with the room that there is
+      Dataplane::ProgrammingResult inForce;                // as `apply` told last
+      Dataplane::Nftables::RulePtr rule;                   // null when it cannot be programmed
+      Dataplane::Nftables::RulePtr placed;                 // the one in its table; null for none
+      std::optional< Dataplane::Nftables::Target > target; // that its packets are redirected to
+      bool isNew = true;    // asks for something else than what is in force
+      bool refused = false; // by the kernel
    };
    using Rules = std::map< Flowspec::FlowspecKey, Programmed, RuleOrder >;
+   struct Led {
+      U32 mark = 0;
+      std::set< Flowspec::FlowspecKey, RuleOrder > rules;
+      Vek::String fault{}; // why packets cannot be led there
+   };
    struct Port {
       InterfaceSetup setup;
       Vek::String name; // empty until the machine has had it
@@ -62,7 +76,6 @@ private:
    // One table of each family: IPv4, IPv6.
    static constexpr Zorv::AddressFamily families[] = { Zorv::AddressFamily::ipv4,
                                                        Zorv::AddressFamily::ipv6 };
-   using Tables = std::array< Dataplane::Nftables::Ruleset, 2 >;
 
    int fd() const override { return -1; }
    EventLoop::Clock::time_point due() const override { return repairDue_; }
@@ -70,8 +83,15 @@ private:
 
    void onInterface( const Interface* now );
    void onForeignChange();
+   void buildRule( const Flowspec::FlowspecKey& key, Programmed& programmed );
+   U32 markFor( const Dataplane::Nftables::Target& target, const Flowspec::FlowspecKey& key );
+   void release( const Flowspec::FlowspecKey& key, Programmed& programmed );
+   void leadAway( MarkRoutes::Others others );
+   Dataplane::ProgrammingResult resultOf( const Programmed& programmed ) const;
    void giveRoom();
-   Tables tables() const;
+   void readCounts();
+   void place( Programmed& programmed );
+   void displace( Programmed& programmed );
    Vek::String put();
    Vek::String commit( Batch& batch );
    InterfaceResult interfaceResult( Zorv::IntfId intf, const Port& port,
@@ -83,13 +103,21 @@ private:
    const Log log_;
    Kernel kernel_;
    const Dataplane::Profile profile_;
+   const std::array< bool, 2 > canCopy_;
+   MarkRoutes routes_{ Dataplane::Nftables::markMask };
    Interfaces machine_;
    TableWatch watch_;
    Rules rules_;
+   std::set< Flowspec::FlowspecKey, RuleOrder > changed_;  // rules since the last `apply`
+   std::set< Flowspec::FlowspecKey, RuleOrder > withSets_; // rules that name interface sets
+   std::array< Dataplane::Nftables::Table, 2 > tables_{ Dataplane::Nftables::Table( families[0] ),
+                                                        Dataplane::Nftables::Table( families[1] ) };
+   std::map< Dataplane::Nftables::Target, Led > targets_;
+   bool targetsChanged_ = true; // at the beginning there may be routes of an earlier process
    std::map< Zorv::IntfId, Port > ports_;
    U32 interfaceSetLimit_ = 0;
    std::set< U16 > setsInUse_;
-   std::optional< Tables > inForce_;      // none before the first `apply` and after a fault
+   bool inForce_ = false;                 // the kernel has the tables but for their changes
    std::array< CountsByName, 2 > counts_; // as last read
    EventLoop::Clock::time_point repairDue_ = EventLoop::Clock::time_point::max();
    EventLoop::Clock::time_point lastRepair_{};

@@ -37,10 +37,11 @@ struct TestRule {
    RulePtr rule;
 };
 
-TestRule testRule( const FlowspecKey& key, Actions done, std::size_t number ) {
+TestRule testRule( FlowspecKey key, Actions done, std::size_t number ) {
+   key.vrfIdIs( 0 );
    const Wire::CanonicalRule canonical( key );
    const Vek::String name = "r" + std::to_string( number );
-   Rule rule{ 0,    canonical.destPrefix(),  {},
+   Rule rule{ key,  canonical.destPrefix(),  {},
               name, matchLines( canonical ), actionLines( {}, done, name ) };
    return { key, RuleMatch( key ), done, std::make_shared< const Rule >( std::move( rule ) ) };
 }

@@ -106,11 +106,11 @@ TEST_F( NftBackendTest, FindsOutWhatTheKernelCan ) {
       "ipv4":{"qualifiers":["destPrefix","srcPrefix","ipProto","port","destPort","srcPort",
          "icmpType","icmpCode","tcpFlags","packetLength","dscp","fragment"],
          "actions":["trafficPermit","trafficDrop","trafficRate","trafficRatePkt",
-            "trafficMarking","sample","continue"]},
+            "trafficMarking","redirectVrf","redirectAddr","sample","continue"]},
       "ipv6":{"qualifiers":["destPrefix","srcPrefix","ipProto","port","destPort","srcPort",
          "icmpType","icmpCode","tcpFlags","packetLength","dscp","fragment","flowLabel"],
          "actions":["trafficPermit","trafficDrop","trafficRate","trafficRatePkt",
-            "trafficMarking","sample","continue"]}})" );
+            "trafficMarking","redirectVrf","redirectAddr","sample","continue"]}})" );
    EXPECT_EQ( backend->profile(), expected );
    EXPECT_THAT( wire.space().output( "nft list tables" ), testing::Not( HasSubstr( "flowspec" ) ) );
 }
@@ -148,14 +148,16 @@ TEST_F( NftBackendTest, CountsOnThroughChangesOfOtherRules ) {
 }
 
 TEST_F( NftBackendTest, RefusesWhatItCannotDo ) {
-   add( ruleKey( "10.0.0.0/8;*;" ), "trafficRedirect" );
+   const auto policy = makeRule( ruleKey( "10.0.0.0/8;*;" ), "trafficRedirect" );
+   policy->trafficRedirectIs( { 0, TrafficRedirectType::srTePolicy, {}, {}, false } );
+   backend->ruleIs( *policy );
    add( ruleKey( "10.1.0.0/16;*;" ), "trafficRate", 1e12F );
    add( ruleKey( "*;*;FL:=1;" ), "trafficDrop" );
    EXPECT_THAT(
       apply(),
       ElementsAre(
          "10.1.0.0/16;*; unsupportedAction the rate is more than 18000000000 bytes a second",
-         "10.0.0.0/8;*; unsupportedAction the profile cannot do redirectVrf",
+         "10.0.0.0/8;*; unsupportedAction the profile cannot do redirectSrTePolicy",
          "*;*;FL:=1; unsupportedMatch the profile cannot match on flowLabel" ) );
 }
 

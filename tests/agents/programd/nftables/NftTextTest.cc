@@ -33,23 +33,27 @@ std::vector< RulePtr > rulesOf( AddressFamily family ) {
    }
    std::vector< RulePtr > rules;
    for ( const Vek::String& one : texts ) {
-      const Wire::CanonicalRule canonical( ruleKey( one ) );
+      const Flowspec::FlowspecKey key = ruleKey( one );
+      const Wire::CanonicalRule canonical( key );
       const Vek::String name = "r" + std::to_string( rules.size() );
       Flowspec::RuleAction asked;
       asked.rateLimit = 1000;
       asked.markDscp = Zorv::IpTos( 46 );
+      // Every second one to an address is a copy.
+      asked.redirect.addrIs( *Zorv::IpGenAddr::fromText( v6 ? "2001:db8::9" : "192.0.2.9" ) );
+      asked.redirect.copyIs( rules.size() % 16 > 8 );
       Actions done;
-      constexpr Action actions[] = { Action::trafficDrop,    Action::trafficRate,
-                                     Action::trafficRatePkt, Action::trafficMarking,
-                                     Action::sample,         Action::continueMatch };
+      constexpr Action actions[] = {
+         Action::trafficDrop, Action::trafficRate,   Action::trafficRatePkt, Action::trafficMarking,
+         Action::sample,      Action::continueMatch, Action::redirectVrf,    Action::redirectAddr };
       done.set( numberOf( actions[rules.size() % std::size( actions )] ) );
       std::vector< U16 > sets;
       if ( rules.size() % 4 == 1 ) {
          sets = { 3, 5 };
       }
-      rules.push_back( std::make_shared< const Rule >( Rule{ 0, canonical.destPrefix(), sets, name,
-                                                             matchLines( canonical ),
-                                                             actionLines( asked, done, name ) } ) );
+      rules.push_back( std::make_shared< const Rule >(
+         Rule{ key, canonical.destPrefix(), sets, name, matchLines( canonical ),
+               actionLines( asked, done, name, 0x70000 ) } ) );
    }
    return rules;
 }
