@@ -87,18 +87,21 @@ private:
 };
 
 // The rules of a VRF whose destination has an address, in the order in which they are tried.
-std::vector< Vek::String > expected( std::vector< RulePtr > rules, U32 vrf,
+std::vector< Vek::String > expected( const std::vector< RulePtr >& rules, U32 vrf,
                                      const IpGenAddr& address ) {
-   std::erase_if( rules, [&]( const RulePtr& rule ) {
-      const auto& to = rule->destination;
-      return rule->vrf() != vrf ||
-             ( to.length() > 0 && Zorv::IpGenPrefix( address, to.length() ) != to );
-   } );
-   std::ranges::stable_sort( rules, []( const RulePtr& a, const RulePtr& b ) {
+   const auto before = []( const RulePtr& a, const RulePtr& b ) {
       return Wire::precedes( a->key, b->key );
-   } );
-   std::vector< Vek::String > names;
+   };
+   std::multiset< RulePtr, decltype( before ) > tried( before );
    for ( const RulePtr& rule : rules ) {
+      const auto& to = rule->destination;
+      if ( rule->vrf() == vrf &&
+           ( to.length() == 0 || Zorv::IpGenPrefix( address, to.length() ) == to ) ) {
+         tried.insert( rule );
+      }
+   }
+   std::vector< Vek::String > names;
+   for ( const RulePtr& rule : tried ) {
       names.push_back( rule->name );
    }
    return names;

@@ -200,17 +200,18 @@ TEST( ExplainCommand, TellsWhatNftablesRefuses ) {
       "profile of a kernel\n" );
    const Vek::String rule = R"({"vrfId":0,"addressFamily":"ipv4","destPrefix":"10.0.0.0/8",)"
                             R"("srcPrefix":null,"interfaceSet":[],"terms":[],"action":)";
-   const Result result =
-      explain( { "--alone", "--backend", "nftables", "--json", "--from", "json",
-                 rule + R"({"rateLimit":{"bytes":1e12}}})", rule + R"({"redirect":{"vrf":5}}})" } );
+   const Result result = explain( { "--alone", "--backend", "nftables", "--json", "--from", "json",
+                                    rule + R"({"rateLimit":{"bytes":1e12}}})",
+                                    rule + R"({"redirect":{"vrf":255}}})" } );
    EXPECT_EQ( result.err, "" );
    EXPECT_NE(
       result.out.find( R"("nftables":{"status":"unsupportedAction","reason":"the rate is )"
                        R"(more than 18000000000 bytes a second","recordedProfile":false})" ),
       Vek::String::npos );
-   EXPECT_NE( result.out.find( R"("nftables":{"status":"unsupportedAction","reason":"the profile )"
-                               R"(cannot do redirectVrf","recordedProfile":false})" ),
-              Vek::String::npos );
+   EXPECT_NE(
+      result.out.find( R"("nftables":{"status":"unsupportedAction","reason":"the routing )"
+                       R"(table 255 is in use for something else","recordedProfile":false})" ),
+      Vek::String::npos );
    EXPECT_EQ( explain( { "--alone", "--backend", "tcam", "*;*;" } ).status, 2 );
 }
 

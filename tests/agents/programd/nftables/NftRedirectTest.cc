@@ -191,7 +191,7 @@ TEST_F( NftRedirectTest, RefusesWhereNothingCanGo ) {
    add( "10.3.0.0/16;*;", to( 255 ) );
    add( "10.4.0.0/16;*;", to( 13'300'001 ) );
    add( "10.5.0.0/16;*;", to( Vrf::VrfIdMap::invalid() ) );
-   add( "10.6.0.0/16;*;", to( "192.0.2.77" ) );
+   add( "10.6.0.0/16;*;", to( "172.16.0.77" ) );
    EXPECT_THAT(
       apply(),
       ElementsAre( "unsupportedAction the next hop '2001:db8:b::2' is not of ipv4",
@@ -199,7 +199,7 @@ TEST_F( NftRedirectTest, RefusesWhereNothingCanGo ) {
                    "unsupportedAction the routing table 255 is in use for something else",
                    "unsupportedAction the routing table 13300001 is in use for something else",
                    "unsupportedAction the redirect names no VRF",
-                   testing::StartsWith( "unsupportedAction the next hop 192.0.2.77: " ) ) );
+                   testing::StartsWith( "unsupportedAction the next hop 172.16.0.77: " ) ) );
    EXPECT_EQ( arrives( "10.6.2.3" ), "home " );
    EXPECT_THAT( rules(), Not( HasSubstr( "13300:" ) ) );
 }
@@ -207,19 +207,19 @@ TEST_F( NftRedirectTest, RefusesWhereNothingCanGo ) {
 TEST_F( NftRedirectTest, TriesANextHopAgain ) {
    U64 news = 0;
    backend->onNews( [&] { ++news; } );
-   add( "10.1.0.0/16;*;", to( "192.0.2.77" ) );
+   add( "10.1.0.0/16;*;", to( "172.16.0.77" ) );
    EXPECT_EQ( apply().size(), 1U );
    backend->readCounters();
    EXPECT_EQ( news, 0U );
-   wire.space().run( "ip address add 192.0.2.1/24 dev away; "
-                     "ip neighbour add 192.0.2.77 lladdr 02:00:00:00:00:03 dev away" );
+   wire.space().run( "ip address add 172.16.0.1/24 dev away; "
+                     "ip neighbour add 172.16.0.77 lladdr 02:00:00:00:00:03 dev away" );
    backend->readCounters();
    EXPECT_EQ( news, 1U );
    EXPECT_THAT( apply(), ElementsAre( "programmed " ) );
    EXPECT_EQ( arrives( "10.1.2.3" ), "far " );
    // The kernel takes routes away with the interface; packets never go the usual way.
    wire.space().run( "ip link set away down && ip link set away up && "
-                     "ip neighbour replace 192.0.2.77 lladdr 02:00:00:00:00:03 dev away" );
+                     "ip neighbour replace 172.16.0.77 lladdr 02:00:00:00:00:03 dev away" );
    EXPECT_EQ( arrives( "10.1.2.3" ), "" );
    backend->readCounters();
    EXPECT_EQ( arrives( "10.1.2.3" ), "far " );
