@@ -1,6 +1,7 @@
 #include "wire/NlriDecoder.h"
 
 #include "wire/TermRules.h"
+#include "wire/UsualNlri.h"
 
 #include <algorithm>
 
@@ -345,14 +346,28 @@ inline Result Decoder::decode( bool single ) {
    return rejection_ ? rejection_ : unrepresentable_;
 }
 
+// Kept out of the way of what is usual: a decoder takes room on the stack for a whole rule.
+[[gnu::noinline]] Result decode( std::span< const U8 > octets, NlriFormat format, Nlri& nlri,
+                                 bool single ) {
+   return Decoder( octets, format, nlri ).decode( single );
+}
+
 } // namespace
 
 Result decodeNlri( std::span< const U8 > octets, NlriFormat format, Nlri& nlri ) {
-   return Decoder( octets, format, nlri ).decode( true );
+   const bool isAlone = !octets.empty() && octets[0] == octets.size() - 1;
+   if ( isAlone && readUsualNlri( octets, format, nlri ) ) {
+      return std::nullopt;
+   }
+   return decode( octets, format, nlri, true );
 }
 
 Result NlriList::next( Nlri& nlri ) {
-   Result result = Decoder( rest_, format_, nlri ).decode( false );
+   if ( readUsualNlri( rest_, format_, nlri ) ) {
+      rest_ = rest_.subspan( nlri.octets.size() );
+      return std::nullopt;
+   }
+   Result result = decode( rest_, format_, nlri, false );
    framed_ = !nlri.octets.empty();
    rest_ = rest_.subspan( nlri.octets.size() );
    return result;
