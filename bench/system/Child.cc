@@ -75,19 +75,12 @@ std::size_t Child::peakMemory() const {
 }
 
 double Child::cpuSeconds() const {
-   std::ifstream stat( "/proc/" + std::to_string( pid_ ) + "/stat" );
-   Vek::String line;
-   std::getline( stat, line );
-   // After the name in parentheses, the twelfth and the thirteenth: in the program, in the system.
-   std::istringstream fields( line.substr( line.rfind( ')' ) + 1 ) );
-   Vek::String field;
-   for ( int i = 0; i < 11; ++i ) {
-      fields >> field;
+   clockid_t clock{};
+   timespec time{};
+   if ( ::clock_getcpuclockid( pid_, &clock ) != 0 || ::clock_gettime( clock, &time ) != 0 ) {
+      fail( "a program is gone" );
    }
-   double user = 0;
-   double system = 0;
-   fields >> user >> system;
-   return ( user + system ) / static_cast< double >( ::sysconf( _SC_CLK_TCK ) );
+   return static_cast< double >( time.tv_sec ) + static_cast< double >( time.tv_nsec ) * 1e-9;
 }
 
 Folder::Folder() {

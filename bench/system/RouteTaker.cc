@@ -36,6 +36,8 @@ public:
       in_.peerIs( id, import );
    }
 
+   void guard( const std::vector< Peerd::SessionEnds >& sessions ) { in_.sessionsIs( sessions ); }
+
    void established( Bgp::Session& session, const Bgp::Agreed& agreed ) override {
       in_.established( idOf( session ), agreed.peerIdentifier, {} );
    }
@@ -68,7 +70,9 @@ void takeRoutes( const std::vector< Zorv::IpGenAddr >& peers, U16 port,
    Agents::EventLoop loop;
    RouteTaker taker( filed );
    Bgp::SessionSet sessions( loop, taker, { .log = []( std::string_view ) {}, .seed = 1 } );
+   const Zorv::IpGenAddr loopback = Zorv::IpGenAddr::ipv4( 0x7F000001 );
    std::vector< Bgp::SessionConfig > configs;
+   std::vector< Peerd::SessionEnds > ends;
    for ( const Zorv::IpGenAddr& peer : peers ) {
       const auto id = static_cast< Peerd::PeerId >( configs.size() );
       taker.peerIs( id, peer );
@@ -80,8 +84,9 @@ void takeRoutes( const std::vector< Zorv::IpGenAddr >& peers, U16 port,
       config.routerId = 0x01010101;
       config.families = { Bgp::ipv4Flow };
       config.passive = true;
+      ends.push_back( { loopback, peer, port } );
    }
-   const Zorv::IpGenAddr loopback = Zorv::IpGenAddr::ipv4( 0x7F000001 );
+   taker.guard( ends );
    for ( const Vek::String& reason : sessions.listen( { { loopback, port } } ) ) {
       fail( reason );
    }

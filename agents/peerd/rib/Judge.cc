@@ -69,7 +69,7 @@ Judgement judgePolicy( const PeerImport& import, const AttributeSet& attributes,
 }
 
 Judgement judgeGuards( const PeerImport& import, const Flowspec::FlowspecKey& key,
-                       std::span< const SessionEnds > sessions ) {
+                       const GuardedSessions& sessions ) {
    const GuardRails& guards = import.guards;
    if ( guards.everything && matchesEverything( key ) ) {
       return { Refusal::everything };
@@ -79,10 +79,8 @@ Judgement judgeGuards( const PeerImport& import, const Flowspec::FlowspecKey& ke
       return { Refusal::destination };
    }
    if ( guards.sessions ) {
-      for ( std::size_t i = 0; i < sessions.size(); ++i ) {
-         if ( coversSession( key, sessions[i] ) ) {
-            return { Refusal::session, static_cast< U16 >( i ) };
-         }
+      if ( const auto position = sessions.coveredBy( key ) ) {
+         return { Refusal::session, *position };
       }
    }
    return {};
@@ -124,7 +122,7 @@ Vek::String termReason( const Route& route ) {
 } // namespace
 
 Judgement judge( const PeerIn& peer, const AttributeSet& attributes, U8 family,
-                 const Flowspec::FlowspecKey* key, std::span< const SessionEnds > sessions ) {
+                 const Flowspec::FlowspecKey* key, const GuardedSessions& sessions ) {
    const PeerImport& import = peer.import;
    if ( !key ) {
       return { Refusal::malformed };
@@ -156,7 +154,7 @@ Judgement judge( const PeerIn& peer, const AttributeSet& attributes, U8 family,
    return matchSetFault( *key ) ? Judgement{ Refusal::matchSet } : accepted;
 }
 
-Vek::String reasonOf( const Route& route, std::span< const SessionEnds > sessions ) {
+Vek::String reasonOf( const Route& route, const GuardedSessions& sessions ) {
    const PeerImport& import = route.peer->import;
    switch ( route.refusal ) {
    case Refusal::none:
@@ -192,7 +190,7 @@ Vek::String reasonOf( const Route& route, std::span< const SessionEnds > session
    case Refusal::everything:
       return "matches each packet";
    case Refusal::session: {
-      const SessionEnds& session = sessions[route.detail];
+      const SessionEnds& session = sessions.sessions()[route.detail];
       return Vek::concat( "matches packets of the session between ", session.local, " and ",
                           session.peer );
    }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agents/peerd/policy/GuardedSessions.h"
 #include "agents/peerd/rib/Route.h"
 #include "wire/NlriDecoder.h"
 
@@ -17,10 +18,10 @@ struct Judgement {
 /// Judges what `peer` says about an NLRI: `key` is null for one that is malformed. The first reason
 /// counts, in the order of the enumerators.
 Judgement judge( const PeerIn& peer, const AttributeSet& attributes, U8 family,
-                 const Flowspec::FlowspecKey* key, std::span< const SessionEnds > sessions );
+                 const Flowspec::FlowspecKey* key, const GuardedSessions& sessions );
 
 /// Why a route is refused, in words for people.
-Vek::String reasonOf( const Route& route, std::span< const SessionEnds > sessions );
+Vek::String reasonOf( const Route& route, const GuardedSessions& sessions );
 /// Why an NLRI is refused for which there was no room.
 Vek::String beyondReason( const PeerIn& peer );
 /// Why a route that may be used is not filed.

@@ -105,7 +105,7 @@ public:
    AttributePool pool; // outlives the routes
    RouteTable table;
    std::map< PeerId, std::unique_ptr< PeerIn > > peers;
-   std::vector< SessionEnds > sessions;
+   GuardedSessions sessions;
    VrfTable vrfs;
    Wire::Nlri nlri; // in work
 };
@@ -145,8 +145,8 @@ void RouteIn::vrfTableIs( const VrfTable& table ) {
 }
 
 void RouteIn::sessionsIs( const std::vector< SessionEnds >& sessions ) {
-   if ( state_->sessions != sessions ) {
-      state_->sessions = sessions;
+   if ( state_->sessions.sessions() != sessions ) {
+      state_->sessions = GuardedSessions( sessions );
       state_->judgeAllAnew();
    }
 }

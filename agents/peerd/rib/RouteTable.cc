@@ -63,8 +63,7 @@ Route& RouteTable::add( PeerIn& peer, NlriNode& node ) {
 }
 
 bool RouteTable::announce( PeerIn& peer, NlriId id, const Flowspec::FlowspecKey* key,
-                           const AttributesRef& attributes,
-                           std::span< const SessionEnds > sessions ) {
+                           const AttributesRef& attributes, const GuardedSessions& sessions ) {
    constexpr U64 octetsPerRule = 512;
    const U32 most = peer.import.guards.maxRules;
    NlriNode* const node = nlris_.find( id );
@@ -117,7 +116,7 @@ void RouteTable::remove( Route& route ) {
 }
 
 void RouteTable::judgeRoute( Route& route, const Flowspec::FlowspecKey* key,
-                             std::span< const SessionEnds > sessions ) {
+                             const GuardedSessions& sessions ) {
    const Judgement judgement =
       judge( *route.peer, *route.attributes, route.nlri->family, key, sessions );
    route.refusal = judgement.refusal;
@@ -125,7 +124,7 @@ void RouteTable::judgeRoute( Route& route, const Flowspec::FlowspecKey* key,
    route.term = judgement.term;
 }
 
-void RouteTable::judgeAnew( PeerIn& peer, std::span< const SessionEnds > sessions ) {
+void RouteTable::judgeAnew( PeerIn& peer, const GuardedSessions& sessions ) {
    Wire::Nlri nlri;
    for ( FamilyIn& family : peer.families ) {
       for ( Route* route = family.routes.first(); route; route = AgeList::after( *route ) ) {

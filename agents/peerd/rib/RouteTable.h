@@ -19,10 +19,10 @@ public:
    /// `peer` announces an NLRI with these attributes; `key` is null for one that is malformed.
    /// False when there is no room for it: then the peer has no route for it.
    bool announce( PeerIn& peer, NlriId id, const Flowspec::FlowspecKey* key,
-                  const AttributesRef& attributes, std::span< const SessionEnds > sessions );
+                  const AttributesRef& attributes, const GuardedSessions& sessions );
    void remove( Route& route );
    /// The peer's routes are judged and compared anew.
-   void judgeAnew( PeerIn& peer, std::span< const SessionEnds > sessions );
+   void judgeAnew( PeerIn& peer, const GuardedSessions& sessions );
 
    void settle();
 
@@ -33,7 +33,7 @@ private:
    void restate( Route& route );
    void unsettle( NlriNode& node );
    void judgeRoute( Route& route, const Flowspec::FlowspecKey* key,
-                    std::span< const SessionEnds > sessions );
+                    const GuardedSessions& sessions );
    void decide( NlriNode& node, const Flowspec::FlowspecKey* key, const Route& changed, bool anew );
    void mapKeys( NlriNode& node, const Flowspec::FlowspecKey* key, bool anew );
 
