@@ -69,7 +69,6 @@ private:
       PeerConfig config;
       Zorv::IpGenAddr localAddress; ///< of its last session; empty before the first one
       Time staleUntil = Time::max();
-      bool isWarned = false;     ///< of too many rules
       bool wantsRefresh = false; ///< is to be asked for all of its rules again
    };
 

@@ -11,7 +11,6 @@ using Bgp::Session;
 void Speaker::established( Session& session, const Bgp::Agreed& agreed ) {
    const PeerId id = idOf( session );
    Peer& peer = peers_.at( id );
-   peer.isWarned = false;
    peer.wantsRefresh = false;
    if ( const Zorv::IpGenAddr local = session.localEnd().address; peer.localAddress != local ) {
       peer.localAddress = local;
@@ -47,12 +46,11 @@ void Speaker::update( Session& session, const Bgp::Update& update ) {
    if ( !taken.nearMaximum && !taken.cease ) {
       return;
    }
-   Peer& peer = peers_.at( id );
-   const U32 most = peer.config.import.guards.maxRules;
+   const U32 most = peers_.at( id ).config.import.guards.maxRules;
    if ( taken.cease ) {
       session.end( { Bgp::ErrorCode::cease, Bgp::Cease::maximumPrefixes, {} },
                    Vek::concat( "more than ", most, " rules" ) );
-   } else if ( !std::exchange( peer.isWarned, true ) ) {
+   } else {
       daemon_.logPeer( Vek::concat( "peer ", session.config().name, ": ", in_.counts( id ).received,
                                     " rules of at most ", most ) );
    }

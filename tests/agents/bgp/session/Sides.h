@@ -15,44 +15,15 @@ namespace TestSupport {
 using Bgp::Duration;
 using Bgp::Time;
 
-/// An event loop, and a clock that can be put forward.
-class World {
-public:
-   Time now() const { return Bgp::Clock::now() + ahead_; }
-   void advance( Duration time ) { ahead_ += time; }
-
-   /// Turns the loop until something is so. False when it does not come about in a minute.
-   bool until( const std::function< bool() >& holds,
-               Duration pause = std::chrono::milliseconds( 1 ) ) {
-      Pulse pulse( holds, pause );
-      loop.add( pulse );
-      bool over = false;
-      while ( !over ) {
-         try {
-            loop.run();
-         } catch ( const Pulse::Over& ) {
-            over = true;
-         }
-      }
-      loop.remove( pulse );
-      return holds();
-   }
-
-   /// Lets whatever is under way come to rest: some hundred turns of the loop.
-   void settle() {
-      int turns = 0;
-      until( [&turns] { return ++turns > 500; }, Duration( 0 ) );
-   }
-
-   Agents::EventLoop loop;
-
-private:
+/// Turns a loop until something is so, and looks after each turn and pause. False when it does not
+/// come about in a minute.
+inline bool turnUntil( Agents::EventLoop& loop, const std::function< bool() >& holds,
+                       Duration pause = std::chrono::milliseconds( 1 ) ) {
+   struct Over {};
    class Pulse final : public Agents::EventLoop::Handler {
    public:
-      struct Over {};
-
-      Pulse( const std::function< bool() >& holds, Duration pause )
-         : holds_( holds ), pause_( pause ) {}
+      Pulse( const std::function< bool() >& condition, Duration time )
+         : holds_( condition ), pause_( time ) {}
 
       int fd() const override { return -1; }
       Time due() const override { return next_; }
@@ -71,6 +42,40 @@ private:
       const Time end_ = Bgp::Clock::now() + std::chrono::minutes( 1 );
    };
 
+   Pulse pulse( holds, pause );
+   loop.add( pulse );
+   bool over = false;
+   while ( !over ) {
+      try {
+         loop.run();
+      } catch ( const Over& ) {
+         over = true;
+      }
+   }
+   loop.remove( pulse );
+   return holds();
+}
+
+/// An event loop, and a clock that can be put forward.
+class World {
+public:
+   Time now() const { return Bgp::Clock::now() + ahead_; }
+   void advance( Duration time ) { ahead_ += time; }
+
+   bool until( const std::function< bool() >& holds,
+               Duration pause = std::chrono::milliseconds( 1 ) ) {
+      return turnUntil( loop, holds, pause );
+   }
+
+   /// Lets whatever is under way come to rest: some hundred turns of the loop.
+   void settle() {
+      int turns = 0;
+      until( [&turns] { return ++turns > 500; }, Duration( 0 ) );
+   }
+
+   Agents::EventLoop loop;
+
+private:
    Duration ahead_{ 0 };
 };
 
