@@ -111,6 +111,7 @@ NlriLine ruleLine( const Json& json ) {
                    !json.at( "rd" ).is_null() };
    line.octets = bytesOf( json.at( "hexNlri" ).get< std::string >() );
    line.validity = "valid";
+   line.action = json.at( "action" ).dump();
    if ( line.format.vpn ) {
       line.rd = *Zorv::RouteDistinguisher::fromText( json["rd"].get< std::string >() );
    }

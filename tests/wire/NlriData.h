@@ -22,6 +22,7 @@ struct NlriLine {
    /// decoder clears.
    Flowspec::FlowspecKey key;
    Zorv::RouteDistinguisher rd;
+   std::string action; ///< of a rule, as JSON
 };
 
 /// The lines of the file; read once.

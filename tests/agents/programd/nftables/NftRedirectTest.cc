@@ -1,5 +1,6 @@
 #include "agents/programd/nftables/NftBackend.h"
 #include "tests/agents/daemon/LoopTimer.h"
+#include "tests/agents/programd/nftables/ForwardNetwork.h"
 #include "tests/agents/programd/nftables/PacketWire.h"
 #include "tests/support/PacketBytes.h"
 #include "tests/support/TestRules.h"
@@ -23,52 +24,12 @@ using TestSupport::ruleKey;
 using Zorv::AddressFamily;
 using Zorv::IpGenAddr;
 
-// Packets go out by "usual" and arrive at "home", or are led away by "away" to "far".
-constexpr const char* network = R"(
-ip link add usual type veth peer name home address 02:00:00:00:00:04
-ip link add away type veth peer name far address 02:00:00:00:00:03
-for port in all in home far; do sysctl -qw net.ipv4.conf.$port.rp_filter=0; done
-sysctl -qw net.ipv4.ip_forward=1 net.ipv6.conf.all.forwarding=1
-for port in usual home away far; do ip link set $port up; done
-ip address add 198.51.100.1/24 dev usual
-ip address add 203.0.113.1/24 dev away
-ip address add 2001:db8:a::1/64 dev usual nodad
-ip address add 2001:db8:b::1/64 dev away nodad
-ip neighbour add 198.51.100.2 lladdr 02:00:00:00:00:04 dev usual
-ip neighbour add 203.0.113.2 lladdr 02:00:00:00:00:03 dev away
-ip neighbour add 2001:db8:a::2 lladdr 02:00:00:00:00:04 dev usual
-ip neighbour add 2001:db8:b::2 lladdr 02:00:00:00:00:03 dev away
-ip route add 10.0.0.0/8 via 198.51.100.2
-ip route add 2001:db8:c::/48 via 2001:db8:a::2
-ip route add default via 203.0.113.2 table 7
-nft -f - <<'END'
-table ip watch {
-	counter far {}
-	counter home {}
-	chain arrive {
-		type filter hook prerouting priority -470
-		iifname "far" counter name "far" drop
-		iifname "home" counter name "home" drop
-	}
-}
-table ip6 watch {
-	counter far {}
-	counter home {}
-	chain arrive {
-		type filter hook prerouting priority -470
-		iifname "far" ip6 nexthdr udp counter name "far" drop
-		iifname "home" ip6 nexthdr udp counter name "home" drop
-	}
-}
-END
-)";
-
 struct NftRedirectTest : testing::Test {
    void SetUp() override {
       if ( !wire.missing().empty() ) {
          GTEST_SKIP() << wire.missing();
       }
-      wire.space().run( network );
+      wire.space().run( TestSupport::forwardNetwork );
       begin();
    }
 

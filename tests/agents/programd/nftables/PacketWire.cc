@@ -112,8 +112,7 @@ PacketWire::Seen PacketWire::seen() {
    return seen;
 }
 
-bool PacketWire::send( std::vector< U8 > packet ) {
-   const U64 before = seen().in;
+void PacketWire::sendOne( const std::vector< U8 >& packet ) {
    sockaddr_ll to{};
    to.sll_family = AF_PACKET;
    to.sll_protocol = htons( packet[0] >> 4 == 6 ? 0x86DD : 0x0800 );
@@ -124,6 +123,18 @@ bool PacketWire::send( std::vector< U8 > packet ) {
                   sizeof to ) < 0 ) {
       throw std::runtime_error( std::strerror( errno ) );
    }
+}
+
+void PacketWire::flood( const std::vector< U8 >& packet, std::chrono::duration< double > time ) {
+   const auto end = std::chrono::steady_clock::now() + time;
+   while ( std::chrono::steady_clock::now() < end ) {
+      sendOne( packet );
+   }
+}
+
+bool PacketWire::send( const std::vector< U8 >& packet ) {
+   const U64 before = seen().in;
+   sendOne( packet );
    for ( int tries = 0; tries < 20; ++tries ) {
       if ( seen().in == before + 1 ) {
          return true;

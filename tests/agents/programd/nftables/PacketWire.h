@@ -4,6 +4,8 @@
 #include "agents/programd/nftables/Kernel.h"
 #include "tests/support/NetworkNamespace.h"
 
+#include <chrono>
+
 #include <sched.h>
 
 namespace TestSupport {
@@ -33,13 +35,18 @@ public:
 
    /// Sends a packet from its IP header on, and waits until it came in. False when the kernel does
    /// not take it for a packet: it is malformed.
-   bool send( std::vector< U8 > packet );
+   bool send( const std::vector< U8 >& packet );
+
+   /// Sends a packet again and again for this time, and waits for none of them.
+   void flood( const std::vector< U8 >& packet, std::chrono::duration< double > time );
 
    /// The same packet with lengths, checksum and options that the kernel accepts, if it is one;
    /// empty when it is too short to be one, or one that rules are not exact for (`matchLines`).
    static std::vector< U8 > acceptable( std::vector< U8 > packet );
 
 private:
+   void sendOne( const std::vector< U8 >& packet );
+
    NetworkNamespace space_;
    std::optional< Agents::Nftables::Kernel > kernel_;
    int socket_ = -1;
