@@ -86,3 +86,7 @@ if( FLOWSPEC_AGENTS )
       DESTINATION ${CMAKE_INSTALL_DATADIR}/flowspec COMPONENT Agents )
 endif()
 install( FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Runtime )
+if( PROJECT_IS_TOP_LEVEL )
+   add_custom_target( uninstall
+      COMMAND ${CMAKE_COMMAND} -DMANIFESTS=${PROJECT_BINARY_DIR} -P ${PROJECT_SOURCE_DIR}/cmake/Uninstall.cmake )
+endif()

@@ -43,16 +43,17 @@ export PKG_CONFIG_PATH=$prefix/$libraries/pkgconfig
 # buildByPkgConfig PACKAGE SOURCE
 buildByPkgConfig() {
    read -ra flags < <( pkg-config --cflags --libs "$1" )
-   "$compiler" -std=c++20 "$consumer/$2.cc" -o "$work/$2" "${flags[@]}"
+   "$compiler" -std=c++20 "$consumer/$2.cc" -o "$work/$2" "${flags[@]}" \
+      "-Wl,-rpath,$( pkg-config --variable=libdir "$1" )"
 }
 buildByPkgConfig FlowspecDalbTypes consumer
-LD_LIBRARY_PATH=$prefix/$libraries check expected.txt "$work/consumer"
+check expected.txt "$work/consumer"
 buildByPkgConfig FlowspecPeers peersConsumer
-LD_LIBRARY_PATH=$prefix/$libraries check peersExpected.txt "$work/peersConsumer"
+check peersExpected.txt "$work/peersConsumer"
 buildByPkgConfig FlowspecWire wireConsumer
-LD_LIBRARY_PATH=$prefix/$libraries check wireExpected.txt "$work/wireConsumer"
+check wireExpected.txt "$work/wireConsumer"
 buildByPkgConfig FlowspecMatch matchConsumer
-LD_LIBRARY_PATH=$prefix/$libraries check matchExpected.txt "$work/matchConsumer"
+check matchExpected.txt "$work/matchConsumer"
 
 # No private header is there. One program includes all others, keeps every function that is inline in
 # them, and is linked: what these call is exported.
@@ -95,3 +96,8 @@ if [[ -e $build/agents/statedbd ]]; then
    [[ $( sed -n 's/^# {/{/p' "$rules" | "$prefix/bin/flowspecctl" rule --to bird | wc -l ) == 2 ]]
    python3 "$project/tutorial.py" "$project/../.." "$prefix" "$compiler"
 fi
+
+# What was installed can be taken away, and leaves nothing.
+mv "$prefix" "$work/staged"
+cmake "-DMANIFESTS=$build" -P "$project/../../cmake/Uninstall.cmake"
+[[ ! -e $work/staged ]]

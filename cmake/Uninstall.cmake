@@ -1,0 +1,23 @@
+# Removes what the last `cmake --install` of a build put in its place, by its lists of files, and the
+# folders that are then empty. MANIFESTS: the folder of the build.
+file( GLOB manifests ${MANIFESTS}/install_manifest*.txt )
+if( NOT manifests )
+   message( FATAL_ERROR "Nothing was installed from ${MANIFESTS}: it has no install_manifest.txt" )
+endif()
+foreach( manifest IN LISTS manifests )
+   file( STRINGS ${manifest} files )
+   foreach( file IN LISTS files )
+      file( REMOVE "$ENV{DESTDIR}${file}" )
+      cmake_path( GET file PARENT_PATH folder )
+      # Those of others, such as bin, are not empty.
+      while( IS_DIRECTORY "$ENV{DESTDIR}${folder}" )
+         file( GLOB left LIST_DIRECTORIES true "$ENV{DESTDIR}${folder}/*" "$ENV{DESTDIR}${folder}/.*" )
+         if( left OR folder STREQUAL "/" )
+            break()
+         endif()
+         file( REMOVE_RECURSE "$ENV{DESTDIR}${folder}" )
+         cmake_path( GET folder PARENT_PATH folder )
+      endwhile()
+   endforeach()
+   file( REMOVE ${manifest} )
+endforeach()
