@@ -1,6 +1,7 @@
 #include "forms/KeyForms.h"
 
 #include "Flowspec/key/FlowspecKeyReader.h"
+#include "forms/Hints.h"
 #include "forms/KeyJson.h"
 #include "forms/NlriText.h"
 #include "forms/dialects/Dialect.h"
@@ -50,12 +51,32 @@ void appendWords( const FlowspecKey& key, Vek::String& out ) {
    }
 }
 
-Reason reason( const KeyTextResult& result ) {
-   return result ? Reason( result->message ) : std::nullopt;
+using Failure = std::optional< Fault >;
+
+// Of one of the forms that people type, with a hint.
+Failure typedFailure( std::string_view text, const KeyTextResult& result ) {
+   if ( !result ) {
+      return std::nullopt;
+   }
+   const Vek::String meant = hint( text, result->offset );
+   return Fault{ 1, result->offset + 1,
+                 Vek::concat( result->message, std::string_view( meant.empty() ? "" : ": " ),
+                              std::string_view( meant ) ) };
 }
 
-Reason readWithRd( std::string_view text, bool includesValueLength, Rule& rule ) {
-   return reason( readStrCliWithRd( text, includesValueLength, rule.rd.emplace(), rule.key ) );
+Failure failure( KeyTextResult result ) {
+   return result ? Failure( { 1, result->offset + 1, std::move( result->message ) } )
+                 : std::nullopt;
+}
+
+// Of the text as a whole.
+Failure failure( Reason reason ) {
+   return reason ? Failure( { 0, 0, *std::move( reason ) } ) : std::nullopt;
+}
+
+Failure readWithRd( std::string_view text, bool includesValueLength, Rule& rule ) {
+   return typedFailure(
+      text, readStrCliWithRd( text, includesValueLength, rule.rd.emplace(), rule.key ) );
 }
 
 Reason readNlri( std::string_view text, bool vpn, Rule& rule ) {
@@ -96,10 +117,10 @@ Forms::Context contextOf( const Rule& rule ) {
    return { .family = rule.key.addressFamily(), .vrfs = {}, .matchOnly = true };
 }
 
-std::optional< Forms::Fault > readDialect( Form form, std::string_view text, Rule& rule ) {
+Failure readDialect( Form form, std::string_view text, Rule& rule ) {
    Rule read;
-   std::vector< Forms::Fault > remarks;
-   auto fault = Forms::readRule( dialect( form ), text, contextOf( rule ), read, remarks );
+   std::vector< Fault > remarks;
+   Failure fault = Forms::readRule( dialect( form ), text, contextOf( rule ), read, remarks );
    read.key.vrfIdIs( rule.key.vrfId() );
    rule.key = std::move( read.key );
    return fault;
@@ -128,50 +149,42 @@ std::optional< Form > formOf( std::string_view name ) {
    return std::nullopt;
 }
 
-Reason readRule( Form form, std::string_view text, Rule& rule ) {
+std::optional< Fault > readRuleAt( Form form, std::string_view text, Rule& rule ) {
    switch ( form ) {
    case Form::cli:
-      return reason( readStrCli( text, false, rule.key ) );
+      return typedFailure( text, readStrCli( text, false, rule.key ) );
    case Form::cliLen:
-      return reason( readStrCli( text, true, rule.key ) );
+      return typedFailure( text, readStrCli( text, true, rule.key ) );
    case Form::rd:
       return readWithRd( text, false, rule );
    case Form::rdLen:
       return readWithRd( text, true, rule );
    case Form::value:
-      return reason( readStringValue( text, rule.key ) );
+      return failure( readStringValue( text, rule.key ) );
    case Form::diag:
-      return reason( readStrep( text, rule.key ) );
+      return failure( readStrep( text, rule.key ) );
    case Form::json:
-      return readKeyJson( text, rule.key );
+      return failure( readKeyJson( text, rule.key ) );
    case Form::nlri:
    case Form::nlriVpn:
-      return readNlri( text, form == Form::nlriVpn, rule );
+      return failure( readNlri( text, form == Form::nlriVpn, rule ) );
    case Form::bird:
    case Form::exabgp:
    case Form::exabgpJson:
    case Form::gobgp:
    case Form::gobgpJson:
-      if ( auto fault = readDialect( form, text, rule ) ) {
-         return std::move( fault->reason );
-      }
-      return std::nullopt;
+      return readDialect( form, text, rule );
    case Form::detail:
    case Form::rdDetail:
    case Form::words:
       break;
    }
-   return "this form is only written";
+   return failure( Reason( "this form is only written" ) );
 }
 
-std::optional< Forms::Fault > readRuleAt( Form form, std::string_view text, Rule& rule ) {
-   if ( info( form ).isDialect ) {
-      return readDialect( form, text, rule );
-   }
-   if ( Reason reason = readRule( form, text, rule ) ) {
-      return Forms::Fault{ 0, 0, *std::move( reason ) };
-   }
-   return std::nullopt;
+Reason readRule( Form form, std::string_view text, Rule& rule ) {
+   auto fault = readRuleAt( form, text, rule );
+   return fault ? Reason( std::move( fault->reason ) ) : std::nullopt;
 }
 
 void clear( FlowspecKey& key ) {

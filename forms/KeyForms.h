@@ -56,7 +56,7 @@ using Reason = std::optional< Vek::String >;
 /// the key has it beforehand.
 [[nodiscard]] Reason readRule( Form form, std::string_view text, Rule& rule );
 
-/// The same with the place of what is wrong, which forms that are no dialects do not tell: it is 0.
+/// The same with the place of what is wrong, which JSON and octets do not tell: it is 0.
 [[nodiscard]] std::optional< Forms::Fault > readRuleAt( Form form, std::string_view text,
                                                         Rule& rule );
 

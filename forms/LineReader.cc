@@ -8,6 +8,13 @@
 
 namespace Forms {
 
+namespace {
+
+// What some editors put before text in UTF-8.
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+
+} // namespace
+
 LineReader::LineReader( int fd, std::function< void() > beforeRead )
    : fd_( fd ), beforeRead_( std::move( beforeRead ) ), buffer_( 2 * blockSize ) {}
 
@@ -26,7 +33,9 @@ LineReader::Result LineReader::next( std::string_view& line ) {
                         : size };
          begin_ += line.size() + ( found ? 1 : 0 );
          scanned_ = 0;
-         ++lineNumber_;
+         if ( ++lineNumber_ == 1 && line.starts_with( byteOrderMark ) ) {
+            line.remove_prefix( byteOrderMark.size() );
+         }
          const bool whole = !tooLong_ && line.size() <= maxLine;
          tooLong_ = false;
          line.remove_suffix( line.ends_with( '\r' ) );

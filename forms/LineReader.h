@@ -28,8 +28,8 @@ public:
    /// `fd` stays the caller's. `beforeRead` is called ahead of each read(2), which may wait.
    LineReader( int fd, std::function< void() > beforeRead );
 
-   /// The next line, without its "\n" or "\r\n"; the last one needs neither. `line` is valid until
-   /// the next call.
+   /// The next line, without the mark of UTF-8 at the front of the input and without its "\n" or
+   /// "\r\n"; the last one needs neither. `line` is valid until the next call.
    Result next( std::string_view& line );
 
    /// The number of the line that `next` gave last, from 1 on.

@@ -18,18 +18,19 @@ void appendPrintable( Vek::String& out, std::string_view text ) {
    }
 }
 
-Vek::String printable( std::string_view text ) {
+Vek::String shortened( std::string_view text ) {
    constexpr std::size_t longest = 1000;
    constexpr std::size_t front = 600;
    constexpr std::size_t back = 300;
+   return text.size() <= longest
+             ? Vek::String( text )
+             : Vek::concat( text.substr( 0, front ), " ... (", text.size() - front - back,
+                            " bytes) ... ", text.substr( text.size() - back ) );
+}
+
+Vek::String printable( std::string_view text ) {
    Vek::String out;
-   if ( text.size() <= longest ) {
-      appendPrintable( out, text );
-      return out;
-   }
-   appendPrintable( out, text.substr( 0, front ) );
-   out += Vek::concat( " ... (", text.size() - front - back, " bytes) ... " );
-   appendPrintable( out, text.substr( text.size() - back ) );
+   appendPrintable( out, shortened( text ) );
    return out;
 }
 

@@ -10,7 +10,10 @@ namespace Forms {
 /// and bytes above 126 as `\xNN`.
 void appendPrintable( Vek::String& out, std::string_view text );
 
-/// The same for a message; of a text that is longer than 1,000 bytes the middle is left out.
+/// What is shown of a text; of one that is longer than 1,000 bytes the middle is left out.
+Vek::String shortened( std::string_view text );
+
+/// Both, for a message.
 Vek::String printable( std::string_view text );
 
 } // namespace Forms

@@ -1,8 +1,10 @@
 #include "forms/RuleFile.h"
 
+#include "forms/Doubts.h"
 #include "forms/InputFile.h"
 #include "forms/LineReader.h"
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <cstring>
@@ -119,6 +121,15 @@ std::optional< Fault > RuleReader::readDialect( U64 first, std::string_view text
    return std::nullopt;
 }
 
+// An error, or nothing after a warning.
+std::optional< Fault > RuleReader::judge( U64 first, std::optional< Fault > doubt ) {
+   if ( !doubt || defaults_.strict ) {
+      return doubt;
+   }
+   file_.warnings.push_back( errorAt( first, *std::move( doubt ) ) );
+   return std::nullopt;
+}
+
 std::optional< Fault > RuleReader::readText( U64 first, std::string_view text, FiledRule& rule ) {
    std::optional< U64 > ruleId;
    if ( form_.dialect ) {
@@ -131,12 +142,20 @@ std::optional< Fault > RuleReader::readText( U64 first, std::string_view text, F
       if ( !info( form_.form ).hasInstance && defaults_.family ) {
          textRule_.key.addressFamilyIs( *defaults_.family );
       }
-      if ( auto reason = readRule( form_.form, text, textRule_ ) ) {
-         return Fault{ 1, 0, *std::move( reason ) };
+      if ( auto fault = readRuleAt( form_.form, text, textRule_ ) ) {
+         return fault;
+      }
+      if ( auto fault = judge( first, misreading( form_.form, text, textRule_ ) ) ) {
+         return fault;
       }
       rule.key = textRule_.key;
    }
    applyDefaults( defaults_, rule.key );
+   if ( defaults_.strict ) {
+      if ( auto conflict = familyConflict( rule.key ) ) {
+         return Fault{ 1, 0, std::move( conflict->reason ) };
+      }
+   }
    rule.ruleId = ruleId ? *ruleId : defaultRuleId( rule.key );
    return std::nullopt;
 }
@@ -164,7 +183,8 @@ void RuleReader::take( U64 first, std::string_view text ) {
 }
 
 RuleError RuleReader::errorAt( U64 first, Fault fault ) const {
-   return { file_.file, first + fault.line - 1, std::move( fault.reason ), fault.column };
+   return { file_.file, first + std::max( fault.line, U64{ 1 } ) - 1, std::move( fault.reason ),
+            fault.column };
 }
 
 void RuleReader::badLine( U64 number, Vek::String reason ) {

@@ -51,7 +51,10 @@ struct RuleDefaults {
    Vrf::VrfIdMap::VrfId vrfId = 0;
    std::optional< Zorv::AddressFamily > family{}; ///< without one the rule stays as it is
    U32 localAs = 0;                               ///< whose interface sets in communities are ours
-   Wire::RouteTargetTable vrfs{};                 ///< the VRFs of redirects to route targets
+   /// What is read as something else than it looks like is an error, else a warning. So is a rule
+   /// that is in two families, of which nothing is said else.
+   bool strict = false;
+   Wire::RouteTargetTable vrfs{}; ///< the VRFs of redirects to route targets
 };
 
 /// The rules of a file in the order of their lines, no two with equal keys, and its errors in that
@@ -114,6 +117,7 @@ private:
    std::optional< Fault > readText( U64 first, std::string_view text, FiledRule& rule );
    std::optional< Fault > readDialect( U64 first, std::string_view text, FiledRule& rule,
                                        std::optional< U64 >& ruleId );
+   std::optional< Fault > judge( U64 first, std::optional< Fault > doubt );
    RuleError errorAt( U64 first, Fault fault ) const;
 
    RuleFile file_;

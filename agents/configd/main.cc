@@ -28,7 +28,7 @@ struct Options {
    DaemonOptions daemon;
    Vek::String root = "flowspec/config";
    std::vector< Vek::String > files;
-   RuleDefaults defaults;
+   RuleDefaults defaults{ .strict = true };
 };
 
 // A file that could not be read says so once, without a line.
@@ -201,6 +201,9 @@ void addOptions( CLI::App& app, Options& options ) {
          },
          "Address family, ipv4 or ipv6, for rules that have none" )
       ->type_name( "FAMILY" );
+   app.add_flag_callback(
+      "--lenient", [&] { options.defaults.strict = false; },
+      "File rules that are not what their text looks like, with a warning" );
    app.add_option( "--local-as", options.defaults.localAs,
                    "AS number whose interface sets in communities are ours" )
       ->type_name( "NUMBER" )

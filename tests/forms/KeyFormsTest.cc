@@ -206,7 +206,7 @@ TEST( KeyForms, OfARuleOfAnotherProgramTheKeyIsTaken ) {
               ( Forms::Fault{ 2, 2, "expected a component, found 'x'" } ) );
    EXPECT_EQ( readRule( Form::bird, "flow4", rule ), "expected '{', found the end" );
    EXPECT_EQ( readRuleAt( Form::cli, "*;*;IP:=x", rule ),
-              ( Forms::Fault{ 0, 0, "Unexpected character x" } ) );
+              ( Forms::Fault{ 1, 9, "Unexpected character x" } ) );
 }
 
 TEST( KeyForms, ClearGivesADefaultKey ) {

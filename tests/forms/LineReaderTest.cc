@@ -80,6 +80,13 @@ TEST( LineReader, LinesEndWithNewlineOrTheInput ) {
    EXPECT_EQ( lines( "\n\na\n\n" ), ( Lines{ "", "", "a", "" } ) );
 }
 
+TEST( LineReader, TheMarkOfUtf8IsPassedOver ) {
+   EXPECT_EQ( lines( "\xEF\xBB\xBF*;*;\nb" ), ( Lines{ "*;*;", "b" } ) );
+   EXPECT_EQ( lines( "\xEF\xBB\xBF" ), Lines{ "" } );
+   EXPECT_EQ( lines( "a\n\xEF\xBB\xBF" ), ( Lines{ "a", "\xEF\xBB\xBF" } ) );
+   EXPECT_EQ( lines( "\xEF\xBB\n" ), Lines{ "\xEF\xBB" } );
+}
+
 TEST( LineReader, OneCarriageReturnBelongsToTheLineEnd ) {
    EXPECT_EQ( lines( "a\r\nb\r" ), ( Lines{ "a", "b" } ) );
    EXPECT_EQ( lines( "\r\n\r\r\n" ), ( Lines{ "", "\r" } ) );

@@ -167,7 +167,7 @@ TEST( RuleFile, BadLinesAreToldAndTheOthersStay ) {
    ASSERT_EQ( file.rules.size(), 1U );
    EXPECT_EQ( file.rules[0].line, 7U );
    EXPECT_THAT( errorsOf( Form::cli, { "*;*;IP:=6;", "*;*;IP:=tcp;" } ),
-                ElementsAre( "2: Unexpected character t" ) );
+                ElementsAre( "2: Unexpected character t: 'tcp' is 6" ) );
 }
 
 TEST( RuleFile, RulesOfAnotherProgramMaySpanLines ) {

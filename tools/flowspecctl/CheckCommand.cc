@@ -1,4 +1,5 @@
 #include "Flowspec/config/MatchSetBuilder.h"
+#include "forms/Doubts.h"
 #include "forms/FieldBounds.h"
 #include "forms/MatchSetText.h"
 #include "forms/Printable.h"
@@ -21,6 +22,7 @@ using Json = nlohmann::ordered_json;
 struct CheckOptions {
    Form from = Form::cli;
    bool json = false;
+   bool strict = false;
    RuleDefaults defaults;
    std::vector< Vek::String > files;
 };
@@ -49,34 +51,48 @@ private:
       options_.defaults.reset( rule_ );
       std::vector< MatchComponent > components;
       if ( const auto fault = readRuleAt( options_.from, line, rule_ ) ) {
-         badLine( placeOf( place, *fault ), line, fault->reason );
+         return badLine( placeOf( place, *fault ), lineOf( line, *fault ), fault->reason );
+      }
+      const auto misread = misreading( options_.from, line, rule_ );
+      if ( misread && options_.strict ) {
+         badLine( placeOf( place, *misread ), line, misread->reason );
       } else if ( const auto error = matchSetFromKey( rule_.key, components ) ) {
          badLine( place, line, error->message );
       } else {
-         check( place, components );
+         check( place, line, misread, components );
       }
    }
 
-   void badLine( const Place& place, std::string_view, std::string_view message ) override {
+   void badLine( const Place& place, std::string_view line, std::string_view message ) override {
       if ( options_.json ) {
          fail();
-         write( place, { { "ok", false }, { "error", printable( message ) } } );
+         Json answer{ { "ok", false }, { "error", shortened( message ) } };
+         if ( place.column != 0 ) {
+            answer["offset"] = place.column - 1;
+         }
+         write( place, answer );
       } else {
-         report( place, message );
+         report( place, message, line );
       }
    }
 
-   void check( const Place& place, const std::vector< MatchComponent >& components ) {
+   void check( const Place& place, std::string_view line, const std::optional< Fault >& misread,
+               const std::vector< MatchComponent >& components ) {
       const Vek::Ptr< RuleConfig > rule = ruleConfigFactory( rule_.key );
-      const MatchCompType component = infeasibleComponent( *rule, components );
+      const auto conflict = familyConflict( rule_.key );
+      const MatchCompType component =
+         conflict ? conflict->component : infeasibleComponent( *rule, components );
       const bool feasible = component == invalid;
       if ( !feasible ) {
          fail();
       }
-      const Reason warning = beyondField( rule_.key );
+      // One of a line is enough: the first to be mended.
+      const Reason warning = misread    ? misread->reason
+                             : conflict ? conflict->reason
+                                        : beyondField( rule_.key );
       if ( !options_.json ) {
          if ( warning ) {
-            warn( place, *warning );
+            warn( misread ? placeOf( place, *misread ) : place, *warning, line );
          }
          rule_.key.appendStrepCli( out(), false );
          out() += feasible ? Vek::concat( "\tfeasible\t", protocolText( *rule ), '\n' )
@@ -103,7 +119,8 @@ private:
       }
       object["line"] = place.line;
       object.update( answer );
-      out() += object.dump();
+      // What was read may be no UTF-8.
+      out() += object.dump( -1, ' ', false, Json::error_handler_t::replace );
       out() += '\n';
    }
 
@@ -116,6 +133,7 @@ private:
 Run addCheck( CLI::App& command ) {
    const auto options = std::make_shared< CheckOptions >();
    addFrom( command, options->from );
+   addStrict( command, options->strict );
    command.add_flag( "--json", options->json, "Write an object for each line" );
    addFamily( command, options->defaults );
    addFiles( command, options->files );

@@ -26,4 +26,8 @@ using AddCommand = Run( CLI::App& command );
 /// Adds all commands to the program. What is returned carries out the one that was parsed.
 Run addCommands( CLI::App& program );
 
+/// Why the first argument, or the second after the name of a group, is no command: "unknown command
+/// 'ky', did you mean 'key'?". Nothing when it is one, an option, or not there.
+std::optional< Vek::String > unknownCommand( const std::vector< std::string_view >& arguments );
+
 } // namespace Tools

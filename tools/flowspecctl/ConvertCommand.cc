@@ -1,4 +1,5 @@
 #include "forms/FilterJson.h"
+#include "forms/FilterLosses.h"
 #include "tools/flowspecctl/Commands.h"
 #include "tools/flowspecctl/LineCommand.h"
 #include "tools/flowspecctl/Options.h"
@@ -12,6 +13,7 @@ namespace {
 
 struct ConvertOptions {
    Form to = Form::cli;
+   bool strict = false;
    RuleDefaults defaults;
    std::vector< Vek::String > files;
 };
@@ -30,8 +32,15 @@ private:
          options_.defaults.reset( rule_ );
          reason = convert( filter );
       }
+      const Reason loss = reason ? std::nullopt : filterLoss( *filter );
+      if ( loss && options_.strict ) {
+         reason = loss;
+      }
       if ( reason ) {
          return report( place, *reason );
+      }
+      if ( loss ) {
+         warn( place, *loss );
       }
       appendRule( options_.to, rule_, out() );
       out() += '\n';
@@ -61,6 +70,8 @@ Run addConvert( CLI::App& command ) {
          return form && !info( *form ).hasRd ? form : std::nullopt;
       },
       "a form without a route distinguisher", [&to = options->to]( Form form ) { to = form; } );
+   command.add_flag( "--strict", options->strict,
+                     "Refuse filters that no key matches alike, not only warn" );
    addVrf( command, options->defaults );
    addFamily( command, options->defaults );
    addFiles( command, options->files );

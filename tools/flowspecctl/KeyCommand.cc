@@ -1,5 +1,6 @@
 #include "Vek/text/Text.h"
 #include "forms/Diagnostics.h"
+#include "forms/Doubts.h"
 #include "tools/flowspecctl/Commands.h"
 #include "tools/flowspecctl/LineCommand.h"
 #include "tools/flowspecctl/Options.h"
@@ -22,6 +23,7 @@ struct KeyOptions {
    Sort sort;
    bool canonical = false;
    bool unique = false;
+   bool strict = false;
    bool json = false;
    bool table = false;
    RuleDefaults defaults;
@@ -73,7 +75,13 @@ private:
    void take( const Place& place, std::string_view line ) override {
       options_.defaults.reset( rule_ );
       if ( const auto fault = readRuleAt( options_.from, line, rule_ ) ) {
-         return badLine( placeOf( place, *fault ), line, fault->reason );
+         return badLine( placeOf( place, *fault ), lineOf( line, *fault ), fault->reason );
+      }
+      if ( const auto doubt = Forms::doubt( options_.from, line, rule_ ) ) {
+         if ( options_.strict ) {
+            return badLine( placeOf( place, *doubt ), line, doubt->reason );
+         }
+         warn( placeOf( place, *doubt ), doubt->reason, line );
       }
       Reason reason = options_.canonical ? makeCanonical( rule_.key ) : std::nullopt;
       if ( !reason ) {
@@ -150,6 +158,21 @@ bool compare( const KeyOptions& options, Output& output ) {
    return where.empty();
 }
 
+// The forms, and what a rule looks like.
+Vek::String keyHelp() {
+   Vek::String help =
+      Vek::concat( "A rule, destination and source prefix and components, '*' being any prefix:\n"
+                   "  10.1.0.0/16;*;IP:=6;DP:=80|>=8000&<=8080;TCP:2;\n\nComponents:" );
+   for ( const ComponentType& row : componentTypes ) {
+      if ( row.hasTerms() ) {
+         help += Vek::concat( std::string_view( row.type == ipProto ? " " : ", " ), row.label, " (",
+                              row.detailLabel, ')' );
+      }
+   }
+   return Vek::concat( help, "\n\nForms that are read: ", formNames( true ),
+                       "\nForms that are only written: detail, rd-detail, words\n\n" );
+}
+
 // What contradicts itself in the options.
 Reason contradiction( const KeyOptions& options ) {
    const FormInfo& from = info( options.from );
@@ -188,6 +211,7 @@ Run addKey( CLI::App& command ) {
    addCanonical( command, options->canonical );
    addEquivalent( command, options->equivalent );
    command.add_flag( "--unique", options->unique, "Leave out rules that were there before" );
+   addStrict( command, options->strict );
    command.add_flag( "--json", options->json, "Write an object with all forms for each line" );
    command.add_flag( "--table", options->table,
                      "Write the forms, or cli, detail, words, as a table" );
@@ -195,6 +219,7 @@ Run addKey( CLI::App& command ) {
    addVrf( command, options->defaults );
    addFamily( command, options->defaults );
    addFiles( command, options->files );
+   command.footer( Vek::concat( keyHelp(), command.get_footer() ) );
    return [options]( Output& output ) {
       if ( const Reason reason = contradiction( *options ) ) {
          throw CLI::ValidationError( *reason );

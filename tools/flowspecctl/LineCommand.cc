@@ -2,6 +2,8 @@
 
 #include "forms/Diagnostics.h"
 
+#include <algorithm>
+
 namespace Tools {
 
 using namespace Flowspec;
@@ -29,8 +31,15 @@ Place LineCommand::placeOf( const Place& place, const Forms::Fault& fault ) {
    return fault.line == 0 ? place : Place{ place.file, place.line + fault.line - 1, fault.column };
 }
 
-void LineCommand::badLine( const Place& place, std::string_view, std::string_view message ) {
-   report( place, message );
+std::string_view LineCommand::lineOf( std::string_view text, const Forms::Fault& fault ) {
+   for ( U64 line = 1; line < fault.line; ++line ) {
+      text.remove_prefix( std::min( text.find( '\n' ), text.size() - 1 ) + 1 );
+   }
+   return text.substr( 0, text.find( '\n' ) );
+}
+
+void LineCommand::badLine( const Place& place, std::string_view line, std::string_view message ) {
+   report( place, message, line );
 }
 
 void LineCommand::fail() {
@@ -38,16 +47,16 @@ void LineCommand::fail() {
    input_.clearProgress();
 }
 
-void LineCommand::report( const Place& place, std::string_view message ) {
+void LineCommand::report( const Place& place, std::string_view message, std::string_view text ) {
    fail();
    output_.flush();
-   reportLine( place.file, place.line, message, place.column );
+   reportLine( place.file, place.line, message, place.column, text );
 }
 
-void LineCommand::warn( const Place& place, std::string_view message ) {
+void LineCommand::warn( const Place& place, std::string_view message, std::string_view text ) {
    input_.clearProgress();
    output_.flush();
-   warnLine( place.file, place.line, message, place.column );
+   warnLine( place.file, place.line, message, place.column, text );
 }
 
 } // namespace Tools

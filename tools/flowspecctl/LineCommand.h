@@ -33,13 +33,16 @@ protected:
 
    /// The command will end with the status of a bad line.
    void fail();
-   /// `fail`, with a message on standard error after what was written so far.
-   void report( const Place& place, std::string_view message );
+   /// `fail`, with a message on standard error after what was written so far. The text is shown
+   /// when the place has a column: it is the line with that column.
+   void report( const Place& place, std::string_view message, std::string_view text = {} );
    /// A message on standard error for a line that is taken all the same.
-   void warn( const Place& place, std::string_view message );
+   void warn( const Place& place, std::string_view message, std::string_view text = {} );
 
    /// The place of what is wrong with a text that was taken at `place`.
    static Place placeOf( const Place& place, const Forms::Fault& fault );
+   /// The line of such a text with what is wrong.
+   static std::string_view lineOf( std::string_view text, const Forms::Fault& fault );
 
    /// Whether places are in several files.
    bool hasFiles() const { return files_.size() > 1; }

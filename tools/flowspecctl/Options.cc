@@ -172,6 +172,11 @@ void addSocket( CLI::App& command, Vek::String& endpoint ) {
       ->check( Vek::log::Endpoint::fault );
 }
 
+void addStrict( CLI::App& command, bool& strict ) {
+   command.add_flag( "--strict", strict,
+                     "Refuse what is read as something else than it looks like, not only warn" );
+}
+
 void addFiles( CLI::App& command, std::vector< Vek::String >& files ) {
    command.add_option( "FILE", files, "Files to read; standard input when there is none, or -" )
       ->type_name( "" );

@@ -101,6 +101,8 @@ void addCanonical( CLI::App& command, bool& canonical );
 void addEquivalent( CLI::App& command, std::vector< Vek::String >& rules );
 /// `--socket`, where the state database listens.
 void addSocket( CLI::App& command, Vek::String& endpoint );
+/// `--strict`, for texts that are not what they seem to be (`forms/Doubts.h`).
+void addStrict( CLI::App& command, bool& strict );
 /// The files of a command that reads lines, and its footer.
 void addFiles( CLI::App& command, std::vector< Vek::String >& files );
 

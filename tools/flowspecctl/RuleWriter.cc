@@ -6,6 +6,8 @@
 #include "forms/Printable.h"
 #include "tools/terminal/Terminal.h"
 
+#include <nlohmann/json.hpp>
+
 namespace Tools {
 
 using namespace Flowspec;
@@ -109,7 +111,7 @@ void RuleWriter::bad( const Place& place, std::string_view text, std::string_vie
       badRow( place, text, message );
    } else {
       output_.flush();
-      reportLine( place.file, place.line, message, place.column );
+      reportLine( place.file, place.line, message, place.column, text );
    }
 }
 
@@ -141,7 +143,12 @@ void RuleWriter::badJson( const Place& place, std::string_view message ) {
    beginJson( place, false );
    Vek::String& out = output_.text();
    out += R"(,"error":)";
-   appendJsonString( out, printable( message ) );
+   // What was read may be no UTF-8.
+   out += nlohmann::json( shortened( message ) )
+             .dump( -1, ' ', false, nlohmann::json::error_handler_t::replace );
+   if ( place.column != 0 ) {
+      out += Vek::concat( R"(,"offset":)", place.column - 1 );
+   }
    out += "}\n";
 }
 

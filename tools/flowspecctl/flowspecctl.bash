@@ -39,14 +39,14 @@ _flowspecctl() {
       fi
       case $command in
       key)
-         words='--from --to --sort --canonical --equivalent --unique --json --table --rd --vrf --family
-            --help'
+         words='--from --to --sort --canonical --equivalent --unique --strict --json --table --rd --vrf
+            --family --help'
          ;;
       rule)
          words='--from --to --sort --canonical --equivalent --vrf --family --local-as --route-target
             --help'
          ;;
-      check) words='--from --json --family --help' ;;
+      check) words='--from --strict --json --family --help' ;;
       explain)
          words='--from --json --vrf --family --profile --backend --protect --session --rules --alone
             --socket --config-root --peers-root --help'
@@ -56,7 +56,7 @@ _flowspecctl() {
          words='--json --all --vrf --family --interface-set --capture --rules --socket --config-root
             --peers-root --help'
          ;;
-      convert) words='--to --vrf --family --help' ;;
+      convert) words='--to --strict --vrf --family --help' ;;
       nlri) words='--afi --safi --json --encode --shortest --rd --help' ;;
       decode-log) words='--dump --json --help' ;;
       esac

@@ -72,6 +72,20 @@ protected:
    Folder folder;
 };
 
+TEST_F( Configd, WhatIsReadAsSomethingElseIsFiledWhenItIsToldTo ) {
+   const Vek::String file =
+      folder.file( "rules.cli", "192.0.2.1/32;*;IP:;\n192.0.2.2/32;*;IP:=6;\n" );
+   auto configd = start( { "--family", "ipv4", file } );
+   ASSERT_TRUE( untilPrefixesAre( { "192.0.2.2/32" } ) );
+   configd->kill();
+   const Vek::String place = file + ":1:16: ";
+   const Vek::String reason = "'IP:' has no value: it is left out\n";
+   EXPECT_THAT( configd->errors(), HasSubstr( place + "error: " + reason ) );
+   configd = start( { "--lenient", "--family", "ipv4", file } );
+   ASSERT_TRUE( untilPrefixesAre( { "192.0.2.1/32", "192.0.2.2/32" } ) );
+   EXPECT_THAT( configd->errors(), HasSubstr( place + "warning: " + reason ) );
+}
+
 TEST_F( Configd, FilesRulesWithTheirActions ) {
    const Vek::String file =
       folder.file( "rules.jsonl",
@@ -176,7 +190,7 @@ TEST_F( Configd, OfManyBadLinesItTellsTheFirst ) {
    const auto configd = start( { file } );
    ASSERT_TRUE( until( {}, [&] { return isThere( configd->errors(), "100000 refused" ); } ) );
    const Vek::String errors = configd->errors();
-   EXPECT_THAT( errors, HasSubstr( file + ":10: error: Unexpected character t\n" ) );
+   EXPECT_THAT( errors, HasSubstr( file + ":10:9: error: Unexpected character t: 'tcp' is 6\n" ) );
    EXPECT_THAT( errors,
                 HasSubstr( "configd: " + file + ": 99990 more errors and 0 more warnings\n" ) );
    EXPECT_LE( std::ranges::count( withoutDeadlines( errors ), '\n' ), 13 );

@@ -35,7 +35,7 @@ void expectTold( const std::vector< Row >& rows, int status,
 
 TEST( CheckCommand, TellsTheProtocolsThatARuleAsksFor ) {
    expectTold( { { "*;*;", "feasible\tany" },
-                 { "10.1.0.0/16;2001:db8::/32;", "feasible\tany" },
+                 { "10.1.0.0/16;10.2.0.0/16;", "feasible\tany" },
                  { "*;*;IP:=6;", "feasible\t6" },
                  { "*;*;IP:=6|=17;", "feasible\t6,17" },
                  { "*;*;IP:>5&<18|=47;", "feasible\t6-17,47" },
@@ -122,6 +122,29 @@ TEST( CheckCommand, WarnsAboutValuesThatNoPacketHas ) {
               "<stdin>:1: warning: bits 0x1 of fragment do not count\n" );
 }
 
+TEST( CheckCommand, FindsWhatIsInTwoFamilies ) {
+   const Result result = check( {}, "10.0.0.0/8;2001:db8::/32;\n10.0.0.0/8;*;FL:=5;\n" );
+   EXPECT_EQ( result.out, "10.0.0.0/8;2001:db8::/32;\tinfeasible\tsrcPrefix\n"
+                          "10.0.0.0/8;*;FL:=5;\tinfeasible\tflowLabel\n" );
+   EXPECT_EQ( result.err,
+              "<stdin>:1: warning: srcPrefix 2001:db8::/32 is of ipv6, and destPrefix of ipv4\n"
+              "<stdin>:2: warning: packets of ipv4 have no flowLabel\n" );
+   EXPECT_EQ( result.status, 1 );
+   EXPECT_EQ( check( { "--family", "ipv4" }, "*;2001:db8::/32;\n" ).out,
+              "*;2001:db8::/32;\tinfeasible\tsrcPrefix\n" );
+}
+
+TEST( CheckCommand, WarnsOfWhatIsReadAsSomethingElseOrRefusesIt ) {
+   const Vek::String text = "'FLAGS:2' is read as 'FL:2' (Flow Label)\n   *;*;FLAGS:2;\n       ^\n";
+   const Result lenient = check( {}, "*;*;FLAGS:2;\n" );
+   EXPECT_EQ( lenient.err, "<stdin>:1:5: warning: " + text );
+   EXPECT_TRUE( lenient.out.starts_with( "*;*;FL:2;\t" ) );
+   const Result strict = check( { "--strict" }, "*;*;FLAGS:2;\n" );
+   EXPECT_EQ( strict.out, "" );
+   EXPECT_EQ( strict.err, "<stdin>:1:5: error: " + text );
+   EXPECT_EQ( strict.status, 1 );
+}
+
 TEST( CheckCommand, GoesOnBehindBadLines ) {
    const Result result = check( {}, "# a comment\n"
                                     "*;*;IP:=tcp;\n"
@@ -129,7 +152,9 @@ TEST( CheckCommand, GoesOnBehindBadLines ) {
                                     "*;*;DP:=1;SP:=2;DP:=3;\n"
                                     "*;*;DP:=1;\n" );
    EXPECT_EQ( result.out, "*;*;DP:=1;\tfeasible\t6,17\n" );
-   EXPECT_EQ( result.err, "<stdin>:2: error: Unexpected character t\n"
+   EXPECT_EQ( result.err, "<stdin>:2:9: error: Unexpected character t: 'tcp' is 6\n"
+                          "   *;*;IP:=tcp;\n"
+                          "           ^\n"
                           "<stdin>:4: error: destPort occurs at two places\n" );
    EXPECT_EQ( result.status, 1 );
 }
@@ -197,14 +222,14 @@ TEST( CheckCommand, NamesTheFileWhenThereAreSeveral ) {
    EXPECT_EQ( text.out, "*;*;\tfeasible\tany\n" );
    EXPECT_EQ( text.err,
               two +
-                 ":2: error: Could not parse dest prefix bad : Zorv::IpGenPrefix: 'bad' is not a "
-                 "prefix\n" +
+                 ":2:1: error: Could not parse dest prefix bad : Zorv::IpGenPrefix: 'bad' is not a "
+                 "prefix\n   bad\n   ^\n" +
                  folder.path() + "/none: error: cannot open: No such file or directory\n" );
    EXPECT_EQ( text.status, 1 );
 }
 
 TEST( CheckCommand, ChecksItsOptions ) {
-   const Vek::String hint = "\nTry 'flowspecctl --help'.\n";
+   const Vek::String hint = "\nTry 'flowspecctl check --help'.\n";
    const Result form = check( { "--from", "words" } );
    EXPECT_EQ(
       form.err,
@@ -221,7 +246,7 @@ TEST( CheckCommand, FamilyIsNotForFormsThatHoldOne ) {
    const Result result = flowspecctl( { "check", "--from", "value", "--family", "ipv4" } );
    EXPECT_EQ( result.status, 2 );
    EXPECT_EQ( result.err, "flowspecctl: error: --family is not for --from value: its rules have "
-                          "their own\nTry 'flowspecctl --help'.\n" );
+                          "their own\nTry 'flowspecctl check --help'.\n" );
 }
 
 } // namespace

@@ -142,35 +142,46 @@ TEST( Examples, EachMistakeHasItsReason ) {
    const Result result = flowspecctl( { "key", "examples/rules/bad.cli" } );
    EXPECT_EQ( result.status, 1 );
    EXPECT_EQ( result.out, "" );
-   EXPECT_EQ( lines( result.err ).size(), lines( rules( bad ) ).size() );
-   const Vek::String file = "examples/rules/bad.cli";
-   const Vek::String prefix = " is not a prefix\n";
-   EXPECT_EQ( result.err,
-              file + ":3: error: Did not find a source prefix 10.0.0.0/8;\n" + file +
-                 ":5: error: Could not parse dest prefix 192.0.2.1;*;IP:=17; : Zorv::IpGenPrefix: "
-                 "'192.0.2.1'" +
-                 prefix + file +
-                 ":7: error: Could not parse dest prefix 10.0.0.0/33;*; : Zorv::IpGenPrefix: "
-                 "'10.0.0.0/33'" +
-                 prefix + file +
-                 ":9: error: Could not parse dest prefix 010.0.0.0/8;*; : Zorv::IpGenPrefix: "
-                 "'010.0.0.0/8'" +
-                 prefix + file +
-                 ":11: error: Could not parse dest prefix www.example.net;*;DP:=443; : "
-                 "Zorv::IpGenPrefix: 'www.example.net'" +
-                 prefix + file + ":13: error: Did not find a match component in \n" + file +
-                 ":15: error: Did not find a match component in =6\n" + file +
-                 ":17: error: Did not find a valid component label in DST:=80\n" + file +
-                 ":19: error: Did not find a valid component label in ip:=6\n" + file +
-                 ":21: error: Unexpected character t\n" + file +
-                 ":23: error: Unexpected character  \n" + file +
-                 ":25: error: Unexpected character -\n" + file +
-                 ":27: error: Unexpected character ,\n" + file +
-                 ":29: error: Received bitfield operator for a value component IP:!=6\n" + file +
-                 ":31: error: Received value operator for a bitfield component TCP:>2\n" + file +
-                 ":33: error:  Missing value in DP:=80|=\n" + file +
-                 ":35: error: Unexpected character L\n" + file +
-                 ":37: error: Did not find a match component in  drop\n" );
+   const std::vector< Vek::String > texts = lines( rules( bad ) );
+   const std::vector< std::pair< const char*, const char* > > reasons = {
+      { "3:12", "Did not find a source prefix 10.0.0.0/8;" },
+      { "5:1", "Could not parse dest prefix 192.0.2.1;*;IP:=17; : Zorv::IpGenPrefix: '192.0.2.1' "
+               "is not a prefix: a host is '192.0.2.1/32'" },
+      { "7:1", "Could not parse dest prefix 10.0.0.0/33;*; : Zorv::IpGenPrefix: '10.0.0.0/33' is "
+               "not a prefix" },
+      { "9:1", "Could not parse dest prefix 010.0.0.0/8;*; : Zorv::IpGenPrefix: '010.0.0.0/8' is "
+               "not a prefix" },
+      { "11:1", "Could not parse dest prefix www.example.net;*;DP:=443; : Zorv::IpGenPrefix: "
+                "'www.example.net' is not a prefix" },
+      { "13:5", "Did not find a match component in " },
+      { "15:5", "Did not find a match component in =6" },
+      { "17:5", "Did not find a valid component label in DST:=80" },
+      { "19:5", "Did not find a valid component label in ip:=6: the label is 'IP'" },
+      { "21:9", "Unexpected character t: 'tcp' is 6" },
+      { "23:9", "Unexpected character  : a rule has no blanks" },
+      { "25:10", "Unexpected character -: a range is '>=1024&<=2047'" },
+      { "27:11", "Unexpected character ,: alternatives are joined by '|'" },
+      { "29:8", "Received bitfield operator for a value component IP:!=6: not equal is '<>'" },
+      { "31:9", "Received value operator for a bitfield component TCP:>2" },
+      { "33:13", " Missing value in DP:=80|=" },
+      { "35:10", "Unexpected character L" },
+      { "37:23", "Did not find a match component in  drop" } };
+   ASSERT_EQ( reasons.size(), texts.size() );
+   // After each comes the text, and a mark below it.
+   std::istringstream errors( result.err );
+   for ( const auto& [place, reason] : reasons ) {
+      Vek::String line;
+      std::getline( errors, line );
+      EXPECT_EQ( line, Vek::concat( "examples/rules/bad.cli:", std::string_view( place ),
+                                    ": error: ", std::string_view( reason ) ) );
+      std::getline( errors, line );
+      std::getline( errors, line );
+      const std::string_view column =
+         std::string_view( place ).substr( Vek::String( place ).find( ':' ) + 1 );
+      EXPECT_EQ( line.size(), 3 + std::stoul( Vek::String( column ) ) );
+      EXPECT_TRUE( line.ends_with( " ^" ) );
+   }
+   EXPECT_EQ( errors.peek(), EOF );
 }
 
 TEST( Examples, AndAllThatIsWrittenOrReadAsJsonMeetTheSchemas ) {

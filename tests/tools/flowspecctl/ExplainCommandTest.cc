@@ -280,7 +280,7 @@ TEST( ExplainCommand, ReportsWhatCannotBeRead ) {
    const Folder folder;
    const Vek::String file = folder.file( "rules.cli", "10.0.0.0/8;*;\n*;*;IP:=x;\n" );
    const Result result = explain( { "--rules", file, "--family", "ipv4", "*;*;IP:=", "*;*;" } );
-   EXPECT_EQ( result.err, file + ":2: error: Unexpected character x\n"
+   EXPECT_EQ( result.err, file + ":2:9: error: Unexpected character x\n"
                                  "RULE:1: error:  Missing value in IP:=\n" );
    EXPECT_NE( result.out.find( "hidden by     " + file + ":1: 10.0.0.0/8;*; in part" ),
               Vek::String::npos );
@@ -292,9 +292,9 @@ TEST( ExplainCommand, ReportsWhatCannotBeRead ) {
    EXPECT_EQ( mixed.err,
               "RULE:1: error: the rule and its prefixes are not of one address family\n" );
    EXPECT_EQ( explain( { "--alone" } ).status, 2 );
-   EXPECT_EQ(
-      explain( { "--alone", "--protect", "10/8", "*;*;" } ).err,
-      "flowspecctl: error: --protect: '10/8' is not a prefix\nTry 'flowspecctl --help'.\n" );
+   EXPECT_EQ( explain( { "--alone", "--protect", "10/8", "*;*;" } ).err,
+              "flowspecctl: error: --protect: '10/8' is not a prefix\nTry 'flowspecctl explain "
+              "--help'.\n" );
 }
 
 } // namespace

@@ -31,9 +31,13 @@ TEST( Input, BlankLinesAndCommentsArePassedOver ) {
 TEST( Input, BadLinesAreReportedByTheirNumbersAndTheRestGoesOn ) {
    expect( flowspecctl( { "key" }, "# 1\n\nx\n*;*;\n*;*;IP:=;\n*;*;IP:=1;\n" ), 1,
            "*;*;\n*;*;IP:=1;\n",
-           "<stdin>:3: error: Could not parse dest prefix x : Zorv::IpGenPrefix: 'x' is not a "
+           "<stdin>:3:1: error: Could not parse dest prefix x : Zorv::IpGenPrefix: 'x' is not a "
            "prefix\n"
-           "<stdin>:5: error:  Missing value in IP:=\n" );
+           "   x\n"
+           "   ^\n"
+           "<stdin>:5:9: error:  Missing value in IP:=\n"
+           "   *;*;IP:=;\n"
+           "           ^\n" );
 }
 
 TEST( Input, FilesAreReadInOrderAndADashIsStandardInput ) {
@@ -42,11 +46,15 @@ TEST( Input, FilesAreReadInOrderAndADashIsStandardInput ) {
    const Vek::String two = folder.file( "two", "*;*;IP:=2;" );
    expect( flowspecctl( { "key", two, "-", one, two }, "*;*;IP:=3;\ny" ), 1,
            "*;*;IP:=2;\n*;*;IP:=3;\n*;*;IP:=1;\n*;*;IP:=2;\n",
-           "<stdin>:2: error: Could not parse dest prefix y : Zorv::IpGenPrefix: 'y' is not a "
-           "prefix\n" +
+           "<stdin>:2:1: error: Could not parse dest prefix y : Zorv::IpGenPrefix: 'y' is not a "
+           "prefix\n"
+           "   y\n"
+           "   ^\n" +
               one +
-              ":2: error: Could not parse dest prefix x : Zorv::IpGenPrefix: 'x' is not a "
-              "prefix\n" );
+              ":2:1: error: Could not parse dest prefix x : Zorv::IpGenPrefix: 'x' is not a "
+              "prefix\n"
+              "   x\n"
+              "   ^\n" );
 }
 
 TEST( Input, FilesThatCannotBeReadAreReportedAndTheRestGoesOn ) {
@@ -79,22 +87,34 @@ TEST( Input, LinesMayEndWithACarriageReturn ) {
    expect( flowspecctl( { "key" }, "*;*;IP:=1;\r\n*;*;IP:=2\r\n*;*;IP:=3;\r" ), 0,
            "*;*;IP:=1;\n*;*;IP:=2;\n*;*;IP:=3;\n", "" );
    expect( flowspecctl( { "key" }, "*;*;IP:=1;\r\r\n" ), 1, "",
-           "<stdin>:1: error: Did not find a match component in \\x0d\n" );
+           "<stdin>:1:11: error: Did not find a match component in \\x0d\n"
+           "   *;*;IP:=1;\\x0d\n"
+           "             ^\n" );
 }
 
 TEST( Input, TextBehindTheKeyIsNotTaken ) {
    expect( flowspecctl( { "key" }, "*;*;IP:=6; drop\n" ), 1, "",
-           "<stdin>:1: error: Did not find a match component in  drop\n" );
+           "<stdin>:1:11: error: Did not find a match component in  drop\n"
+           "   *;*;IP:=6; drop\n"
+           "             ^\n" );
    expect( flowspecctl( { "key" }, "*;*;IP:=6;\t\n" ), 1, "",
-           "<stdin>:1: error: Did not find a match component in \\x09\n" );
+           "<stdin>:1:11: error: Did not find a match component in \\x09\n"
+           "   *;*;IP:=6;\\x09\n"
+           "             ^\n" );
    expect( flowspecctl( { "key", "--from", "diag" }, ";;;;@ \n" ), 1, "",
-           "<stdin>:1: error: Did not find the last ; in ;;;;@ \n" );
+           "<stdin>:1:7: error: Did not find the last ; in ;;;;@ \n"
+           "   ;;;;@ \n"
+           "         ^\n" );
 }
 
 TEST( Input, NoByteReachesATerminalAsAControlCharacter ) {
    expect( flowspecctl( { "key" }, Vek::String( "*;*;IP:=\0;\n*;*;\x1b[31m;\n", 21 ) ), 1, "",
-           "<stdin>:1: error: Unexpected character \\x00\n"
-           "<stdin>:2: error: Did not find a match component in \\x1b[31m\n" );
+           "<stdin>:1:9: error: Unexpected character \\x00\n"
+           "   *;*;IP:=\\x00;\n"
+           "           ^\n"
+           "<stdin>:2:5: error: Did not find a match component in \\x1b[31m\n"
+           "   *;*;\\x1b[31m;\n"
+           "       ^\n" );
 }
 
 // A long message as it is shown.
@@ -106,10 +126,10 @@ Vek::String shortened( const Vek::String& message ) {
 TEST( Input, MessagesAboutLongLinesAreShort ) {
    const Vek::String megabytes( 5000000, 'x' );
    expect( flowspecctl( { "key" }, megabytes + "\n*;*;\n" ), 1, "*;*;\n",
-           "<stdin>:1: error: " +
+           "<stdin>:1:1: error: " +
               shortened( "Could not parse dest prefix " + megabytes + " : Zorv::IpGenPrefix: '" +
                          megabytes + "' is not a prefix" ) +
-              "\n" );
+              "\n   " + Vek::String( 25, 'x' ) + "...\n   ^\n" );
 }
 
 TEST( Input, ALongLineCanBeGood ) {
@@ -135,16 +155,22 @@ TEST( Input, TermsBeyondTheLastIndexAreReported ) {
    }
    EXPECT_EQ( flowspecctl( { "key" }, "*;*;" + component ).status, 0 );
    component += "|=6";
-   expect( flowspecctl( { "key" }, "*;*;" + component ), 1, "",
-           "<stdin>:1: error: " + shortened( "Too many terms for a rule key at " + component ) +
-              "\n" );
+   expect(
+      flowspecctl( { "key" }, "*;*;" + component ), 1, "",
+      "<stdin>:1:6151: error: " + shortened( "Too many terms for a rule key at " + component ) +
+         "\n   ...|=6|=6|=6|=6|=6|=6|=6|=6|=6|=6|=6|=6|=6|=6|=6|=6|=6\n" + Vek::String( 56, ' ' ) +
+         "^\n" );
 }
 
 TEST( Input, ValuesOf8BytesAreReported ) {
    expect( flowspecctl( { "key", "--from", "cli-len" }, "*;*;DP:=3L6;\n" ), 1, "",
-           "<stdin>:1: error: 8-byte values are not supported in DP:=3L6\n" );
+           "<stdin>:1:9: error: 8-byte values are not supported in DP:=3L6\n"
+           "   *;*;DP:=3L6;\n"
+           "           ^\n" );
    expect( flowspecctl( { "key", "--from", "value" }, "1;ipv4;*;*;DP:=7L6;\n" ), 1, "",
-           "<stdin>:1: error: 8-byte values are not supported in DP:=7L6\n" );
+           "<stdin>:1:16: error: 8-byte values are not supported in DP:=7L6\n"
+           "   1;ipv4;*;*;DP:=7L6;\n"
+           "                  ^\n" );
 }
 
 TEST( Input, MachinesTextIsCheckedWithoutEndingTheProgram ) {
@@ -158,14 +184,30 @@ TEST( Input, MachinesTextIsCheckedWithoutEndingTheProgram ) {
                                                       "1;ipv4;IFSET:=1;*;*;IP:=6;\n"
                                                       "1;ipv4;*;*;\n" ),
            1, "1;ipv4;*;*;\n",
-           "<stdin>:1: error: Could not parse VRF x\n"
-           "<stdin>:2: error: Could not parse VRF 99999999999999999999\n"
-           "<stdin>:3: error: Invalid address family none\n"
-           "<stdin>:4: error: Did not find match components in 1;ipv4;\n"
-           "<stdin>:5: error: Did not find a VRF in ;ipv4;*;*;\n"
-           "<stdin>:6: error: Interface-set number is too large in IFSET:=16384;*;*;\n"
-           "<stdin>:7: error: Did not find the end of the interface-set list in IFSET:=1\n"
-           "<stdin>:8: error: Unexpected format for value length IP:=6\n" );
+           "<stdin>:1:1: error: Could not parse VRF x\n"
+           "   x;ipv4;*;*;\n"
+           "   ^\n"
+           "<stdin>:2:1: error: Could not parse VRF 99999999999999999999\n"
+           "   99999999999999999999;ipv4...\n"
+           "   ^\n"
+           "<stdin>:3:3: error: Invalid address family none\n"
+           "   1;none;*;*;\n"
+           "     ^\n"
+           "<stdin>:4:8: error: Did not find match components in 1;ipv4;\n"
+           "   1;ipv4;\n"
+           "          ^\n"
+           "<stdin>:5:1: error: Did not find a VRF in ;ipv4;*;*;\n"
+           "   ;ipv4;*;*;\n"
+           "   ^\n"
+           "<stdin>:6:15: error: Interface-set number is too large in IFSET:=16384;*;*;\n"
+           "   1;ipv4;IFSET:=16384;*;*;\n"
+           "                 ^\n"
+           "<stdin>:7:16: error: Did not find the end of the interface-set list in IFSET:=1\n"
+           "   1;ipv4;IFSET:=1\n"
+           "                  ^\n"
+           "<stdin>:8:25: error: Unexpected format for value length IP:=6\n"
+           "   1;ipv4;IFSET:=1;*;*;IP:=6;\n"
+           "                           ^\n" );
 }
 
 } // namespace

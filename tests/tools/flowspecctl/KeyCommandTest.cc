@@ -23,7 +23,7 @@ Vek::String output( std::vector< Vek::String > arguments, Vek::String input ) {
 
 TEST( KeyCommand, ReadsAndWritesTheCommandLineFormWhenNotToldOtherwise ) {
    EXPECT_EQ( output( {}, rule ), rule );
-   EXPECT_EQ( output( {}, "10.1.2.3/16;*;IP:==0x6;DP:|=80=0443" ),
+   EXPECT_EQ( output( {}, "10.1.0.0/16;*;IP:==0x6;DP:=80||=0x123" ),
               "10.1.0.0/16;*;IP:=6;DP:=80|=291;\n" );
 }
 
@@ -141,7 +141,7 @@ TEST( KeyCommand, ReadsAndWritesTheMatchAsOtherProgramsDo ) {
       EXPECT_EQ( output( { "--from", form, "--to", "cli" }, text ), "10.0.0.0/8;*;DP:=80;\n" );
    }
    const Result bad = flowspecctl( { "key", "--from", "bird" }, "flow4 {\n  x; }\n" );
-   EXPECT_EQ( bad.err, "<stdin>:2:3: error: expected a component, found 'x'\n" );
+   EXPECT_EQ( bad.err, "<stdin>:2:3: error: expected a component, found 'x'\n     x; }\n     ^\n" );
    EXPECT_EQ( bad.status, 1 );
 }
 
@@ -167,11 +167,41 @@ TEST( KeyCommand, ComparesTwoKeys ) {
    EXPECT_EQ( other.out, "different: fragment\n" );
    EXPECT_EQ( other.status, 1 );
    EXPECT_EQ( compare( "*;*;DP:=80;", "*;*;DP:=x;" ).err,
-              "<second rule>:1: error: Unexpected character x\n" );
+              "<second rule>:1:9: error: Unexpected character x\n" );
    const Result none = flowspecctl( { "key", "--equivalent", "*;*;", "*;*;" } );
    EXPECT_EQ( none.err, "flowspecctl: error: rules without an address family cannot be compared: "
                         "give --family\n" );
    EXPECT_EQ( none.status, 1 );
+}
+
+TEST( KeyCommand, WarnsOfWhatIsReadAsSomethingElseOrRefusesIt ) {
+   const Vek::String rules = "*;*;IP:;\n*;*;ICMP:=5;\n*;*;IP:=6;\n";
+   const Vek::String text = "'IP:' has no value: it is left out\n   *;*;IP:;\n       ^\n";
+   const Vek::String label =
+      "'ICMP:=5' is read as 'IC:=5' (ICMP Code)\n   *;*;ICMP:=5;\n       ^\n";
+   const Result lenient = flowspecctl( { "key" }, rules );
+   EXPECT_EQ( lenient.out, "*;*;\n*;*;IC:=5;\n*;*;IP:=6;\n" );
+   EXPECT_EQ( lenient.err, "<stdin>:1:5: warning: " + text + "<stdin>:2:5: warning: " + label );
+   EXPECT_EQ( lenient.status, 0 );
+   const Result strict = flowspecctl( { "key", "--strict" }, rules );
+   EXPECT_EQ( strict.out, "*;*;IP:=6;\n" );
+   EXPECT_EQ( strict.err, "<stdin>:1:5: error: " + text + "<stdin>:2:5: error: " + label );
+   EXPECT_EQ( strict.status, 1 );
+   const Result family =
+      flowspecctl( { "key", "--strict", "--family", "ipv4" }, "2001:db8::/32;*;\n" );
+   EXPECT_EQ( family.err, "<stdin>:1: error: destPrefix 2001:db8::/32 is of ipv6, and the rule of "
+                          "ipv4\n" );
+}
+
+TEST( KeyCommand, ErrorsAsJsonAreTheMessagesWithTheirPlace ) {
+   EXPECT_EQ( flowspecctl( { "key", "--json" }, "*;*;IP:=\t6;\n" ).out,
+              R"({"line":1,"ok":false,"error":"Unexpected character \t: a rule has no blanks",)"
+              R"("offset":8})"
+              "\n" );
+   // A byte that is no UTF-8 is replaced.
+   EXPECT_EQ( flowspecctl( { "key", "--json" }, "*;*;IP:=\xff;\n" ).out,
+              "{\"line\":1,\"ok\":false,\"error\":\"Unexpected character \xef\xbf\xbd\","
+              "\"offset\":8}\n" );
 }
 
 TEST( KeyCommand, UniqueKeepsTheFirstOfEqualRules ) {
@@ -235,7 +265,9 @@ TEST( KeyCommand, ALastIndexCannotBeWrittenBackAsDiagnosticText ) {
    EXPECT_EQ( result.err, "<stdin>:1: error: a key of 2048 words has no diagnostic form\n" );
    const Result beyond = flowspecctl( { "key", "--from", "diag" }, input + "58720262;58720262;" );
    EXPECT_EQ( beyond.status, 1 );
-   EXPECT_EQ( beyond.err, "<stdin>:1: error: Too many terms for a rule key at 58720262\n" );
+   EXPECT_EQ( beyond.err, "<stdin>:1:18437: error: Too many terms for a rule key at 58720262\n"
+                          "   ...0262;58720262;58720262;58720262;58720262;58720262;58720262;\n"
+                          "                                                        ^\n" );
 }
 
 } // namespace

@@ -50,7 +50,7 @@ TEST( LintCommand, FindsWhatIsWrongWithARuleAlone ) {
               "10.0.0.0/8;2001:db8::/32;\n"
               "11.0.0.0/8;*;DSCP:=110;\n",
               {},
-              "FILE:1: error: Unexpected character t [unreadable]\n"
+              "FILE:1:18: error: Unexpected character t: 'tcp' is 6 [unreadable]\n"
               "FILE:2: error: the rule does not tell its address family: give --family "
               "[unreadable]\n"
               "FILE:3: warning: matches no packet: tcpFlags cannot hold [matches-nothing]\n"
@@ -203,7 +203,7 @@ TEST( LintCommand, RefusesWrongUsage ) {
    EXPECT_EQ( lint( {} ).status, 2 );
    const Result result = lint( { "--ignore", "everything", "rules.cli" } );
    EXPECT_EQ( result.err, "flowspecctl: error: --ignore: 'everything' is not a kind of findings\n"
-                          "Try 'flowspecctl --help'.\n" );
+                          "Try 'flowspecctl lint --help'.\n" );
    EXPECT_EQ( result.status, 2 );
 }
 

@@ -135,7 +135,7 @@ TEST( NlriCommand, RefusesOtherFamiliesAndOptions ) {
       EXPECT_EQ( result.err,
                  Vek::concat( "flowspecctl: error: ", std::string_view( option ), ": '",
                               std::string_view( value ), "' is not ", std::string_view( wanted ),
-                              "\nTry 'flowspecctl --help'.\n" ) );
+                              "\nTry 'flowspecctl nlri --help'.\n" ) );
    }
    EXPECT_EQ( nlri( { "--shortest" }, "" ).status, 2 );
    EXPECT_EQ( nlri( { "--rd", "65000:1" }, "" ).status, 2 );

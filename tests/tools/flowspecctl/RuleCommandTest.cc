@@ -138,7 +138,7 @@ TEST( RuleCommand, ComparesTwoRules ) {
 TEST( RuleCommand, OptionsMustBeSound ) {
    const auto misuse = []( std::vector< Vek::String > arguments, const Vek::String& message ) {
       expect( rule( std::move( arguments ) ), 2, "",
-              "flowspecctl: error: " + message + "\nTry 'flowspecctl --help'.\n" );
+              "flowspecctl: error: " + message + "\nTry 'flowspecctl rule --help'.\n" );
    };
    misuse( { "--from", "cli" },
            "--from: 'cli' is not one of bird, exabgp, exabgp-json, gobgp, gobgp-json, nlri, "

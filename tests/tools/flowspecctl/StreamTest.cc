@@ -95,7 +95,9 @@ TEST( Stream, OutputThatCannotBeWrittenIsReported ) {
 TEST( Stream, MessagesStandWhereTheirLinesAre ) {
    const Result result = run( { .command = { "sh", "-c", "\"$0\" key 2>&1", flowspecctlPath() },
                                 .input = "*;*;IP:=1;\n*;*;x\n*;*;IP:=2;\n" } );
-   EXPECT_EQ( result.out, "*;*;IP:=1;\n<stdin>:2: error: Did not find a match component in x\n"
+   EXPECT_EQ( result.out, "*;*;IP:=1;\n<stdin>:2:5: error: Did not find a match component in x\n"
+                          "   *;*;x\n"
+                          "       ^\n"
                           "*;*;IP:=2;\n" );
 }
 
@@ -108,11 +110,13 @@ TEST( Stream, ErrorsAreRedOnATerminalThatMayBeColoured ) {
          .err;
    };
    const Vek::String message = "Did not find a match component in x";
-   EXPECT_EQ( errors( true, {} ), "<stdin>:1: \x1b[1;31merror:\x1b[0m " + message + "\r\n" );
+   const Vek::String lines = "\r\n   *;*;x\r\n       ^\r\n";
+   EXPECT_EQ( errors( true, {} ), "<stdin>:1:5: \x1b[1;31merror:\x1b[0m " + message + lines );
    EXPECT_EQ( errors( true, { "NO_COLOR=" } ),
-              "<stdin>:1: \x1b[1;31merror:\x1b[0m " + message + "\r\n" );
-   EXPECT_EQ( errors( true, { "NO_COLOR=1" } ), "<stdin>:1: error: " + message + "\r\n" );
-   EXPECT_EQ( errors( false, {} ), "<stdin>:1: error: " + message + "\n" );
+              "<stdin>:1:5: \x1b[1;31merror:\x1b[0m " + message + lines );
+   EXPECT_EQ( errors( true, { "NO_COLOR=1" } ), "<stdin>:1:5: error: " + message + lines );
+   EXPECT_EQ( errors( true, { "TERM=dumb" } ), "<stdin>:1:5: error: " + message + lines );
+   EXPECT_EQ( errors( false, {} ), "<stdin>:1:5: error: " + message + "\n   *;*;x\n       ^\n" );
 }
 
 TEST( Stream, ProgressIsShownOnATerminalWhenTheInputIsLarge ) {
@@ -131,10 +135,12 @@ TEST( Stream, ProgressIsShownOnATerminalWhenTheInputIsLarge ) {
               "\rflowspecctl: 16 MiB, 419430 lines read\rflowspecctl: 32 MiB, 838860 lines read"
               "\r\x1b[K" +
                  large +
-                 ":900001: \x1b[1;31merror:\x1b[0m Did not find a match component in x\r\n" );
+                 ":900001:5: \x1b[1;31merror:\x1b[0m Did not find a match component in x\r\n"
+                 "   *;*;x\r\n       ^\r\n" );
    EXPECT_EQ( errors( small, true ), "" );
    EXPECT_EQ( errors( large, false ),
-              large + ":900001: error: Did not find a match component in x\n" );
+              large +
+                 ":900001:5: error: Did not find a match component in x\n   *;*;x\n       ^\n" );
 }
 
 } // namespace

@@ -197,7 +197,7 @@ TEST( TraceCommand, ReportsWhatCannotBeRead ) {
    EXPECT_NE( result.out.find( "wins" ), Vek::String::npos );
    EXPECT_EQ( result.status, 1 );
    EXPECT_EQ( trace( {} ).err, "flowspecctl: error: give a PACKET, or --capture FILE\n"
-                               "Try 'flowspecctl --help'.\n" );
+                               "Try 'flowspecctl trace --help'.\n" );
    EXPECT_EQ( trace( {} ).status, 2 );
 }
 

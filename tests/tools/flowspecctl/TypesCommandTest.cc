@@ -108,7 +108,7 @@ TEST( TypesCommand, TheTypeMustBeKnown ) {
    const Result two = flowspecctl( { "types", "bool", "char" } );
    EXPECT_EQ( two.status, 2 );
    EXPECT_EQ( two.err, "flowspecctl: error: The following argument was not expected: char\n"
-                       "Try 'flowspecctl --help'.\n" );
+                       "Try 'flowspecctl types --help'.\n" );
 }
 
 } // namespace
