@@ -2,6 +2,9 @@
 #include "tests/support/Folder.h"
 #include "tests/support/TestRules.h"
 
+#include <fstream>
+#include <regex>
+
 #include <gmock/gmock.h>
 
 namespace Agents::Nftables {
@@ -58,6 +61,31 @@ std::vector< RulePtr > rulesOf( AddressFamily family ) {
    return rules;
 }
 
+// The texts in code type of the tables of a page's sections on how rules are rendered.
+std::vector< Vek::String > renderings( const char* page ) {
+   std::ifstream in( page );
+   std::vector< Vek::String > texts;
+   bool inside = false;
+   for ( Vek::String line; std::getline( in, line ); ) {
+      if ( line.starts_with( "## " ) ) {
+         inside = line.starts_with( "## How " );
+      }
+      const std::size_t second = line.find( " | " );
+      if ( !inside || !line.starts_with( "| " ) || second == Vek::String::npos ) {
+         continue;
+      }
+      std::size_t at = second;
+      while ( ( at = line.find( '`', at ) ) != Vek::String::npos ) {
+         const std::size_t end = line.find( '`', at + 1 );
+         Vek::String text = line.substr( at + 1, end - at - 1 );
+         std::erase( text, '\\' ); // of a bar in a table
+         texts.push_back( std::move( text ) );
+         at = end + 1;
+      }
+   }
+   return texts;
+}
+
 // What nft lists of a table that was made by messages, and of one that nft made of the text.
 TEST( NftText, IsWhatTheMessagesSay ) {
    PacketWire wire;
@@ -65,6 +93,7 @@ TEST( NftText, IsWhatTheMessagesSay ) {
       GTEST_SKIP() << wire.missing();
    }
    const TestSupport::Folder folder;
+   Vek::String listed;
    for ( const auto family : { AddressFamily::ipv4, AddressFamily::ipv6 } ) {
       const Ruleset ruleset =
          rulesetOf( family, rulesOf( family ), { { "in", { 0, { 3 } } }, { "out", {} } } );
@@ -79,6 +108,14 @@ TEST( NftText, IsWhatTheMessagesSay ) {
       wire.space().run( "nft delete table " + list.substr( 15 ) );
       wire.space().run( "nft -f " + folder.file( "text", whole ) );
       EXPECT_EQ( wire.space().output( list ), byMessages );
+      listed += byMessages;
+   }
+   // The page shows what nft does.
+   listed = std::regex_replace( listed, std::regex( "r[0-9]+\"" ), "NAME\"" );
+   const auto shown = renderings( "docs/nftables.md" );
+   EXPECT_GT( shown.size(), 30U );
+   for ( const Vek::String& one : shown ) {
+      EXPECT_NE( listed.find( one ), Vek::String::npos ) << one;
    }
 }
 
