@@ -1,6 +1,10 @@
 #include "bench/support/Rules.h"
 
+#include "wire/Precedence.h"
+
+#include <algorithm>
 #include <random>
+#include <set>
 
 namespace Bench {
 
@@ -105,7 +109,49 @@ FlowspecKey rule( Random& random ) {
    return key;
 }
 
+// Against what hits 10.1.2.3.
+FlowspecKey victimRule( Random& random, unsigned length, bool ranges ) {
+   FlowspecKey key;
+   key.addressFamilyIs( Zorv::AddressFamily::ipv4 );
+   key.destPrefixIs( { Zorv::IpGenAddr::ipv4( 0x0A010203 ), length } );
+   Terms terms( key );
+   terms.one( Flowspec::ipProto, OpBits::eq, below( random, 2 ) ? tcp : udp );
+   if ( ranges ) {
+      const U32 to = below( random, 60000 );
+      terms.range( Flowspec::destPort, to, to + 1 + below( random, 500 ) );
+      const U32 from = below( random, 60000 );
+      terms.range( Flowspec::srcPort, from, from + 1 + below( random, 5000 ) );
+   } else {
+      addPorts( random, terms );
+   }
+   return key;
+}
+
+template < typename Make >
+std::vector< FlowspecKey > distinctRules( U32 count, Make make ) {
+   Random random( 8955 );
+   std::set< FlowspecKey, Flowspec::FlowspecKeyOrder > distinct;
+   while ( distinct.size() < count ) {
+      distinct.insert( make( random ) );
+   }
+   std::vector< FlowspecKey > result( distinct.begin(), distinct.end() );
+   std::ranges::sort(
+      result, []( const FlowspecKey& a, const FlowspecKey& b ) { return Wire::precedes( a, b ); } );
+   return result;
+}
+
 } // namespace
+
+std::vector< FlowspecKey > victimRules( U32 count ) {
+   return distinctRules( count, []( Random& random ) { return victimRule( random, 32, true ); } );
+}
+
+std::vector< FlowspecKey > nestedRules( U32 count ) {
+   return distinctRules( count, []( Random& random ) {
+      const unsigned length = 8 + below( random, 25 );
+      return victimRule( random, length, below( random, 2 ) );
+   } );
+}
 
 std::vector< FlowspecKey > rules( U32 count ) {
    Random random( 8955 );

@@ -13,6 +13,14 @@ namespace Bench {
 /// flags or a fragment test, and 10 are IPv6.
 std::vector< Flowspec::FlowspecKey > rules( U32 count );
 
+/// Distinct rules against what hits one address, ordered by precedence: each has a protocol and
+/// ranges of destination and source ports.
+std::vector< Flowspec::FlowspecKey > victimRules( U32 count );
+
+/// The same with destinations of 8 to 32 bits that contain the address; one to three ports, or
+/// the ranges.
+std::vector< Flowspec::FlowspecKey > nestedRules( U32 count );
+
 /// How many rules the micro-benchmarks go through.
 inline constexpr U32 ruleCount = 100'000;
 

@@ -40,7 +40,7 @@ std::vector< Candidate > rulesOf( const std::vector< FlowspecKey >& keys,
 }
 
 TEST( Matcher, WithoutRulesNothingWins ) {
-   const Matcher matcher( {} );
+   const Matcher matcher;
    EXPECT_EQ( matcher.match( udpTo( 53 ) ), std::nullopt );
    EXPECT_EQ( matcher.match( Packet() ), std::nullopt );
 }
