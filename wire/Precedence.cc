@@ -14,6 +14,7 @@ namespace {
 
 using namespace Flowspec;
 using Octets = std::span< const U8 >;
+using Zorv::AddressFamily;
 
 // Below 0 when the first goes before the second, 0 when nothing tells them apart.
 using Order = int;
@@ -121,6 +122,26 @@ Order compare( const FlowspecKey& a, const FlowspecKey& b ) {
    return compareComponents( a, b );
 }
 
+// With its missing bits set a prefix is not less than those inside it; when it is equal to one, the
+// longer goes first.
+void appendPrefix( std::string& octets, const Zorv::IpGenPrefix& prefix ) {
+   const bool v4 = prefix.family() == AddressFamily::ipv4;
+   octets += prefix.empty() ? '\2' : v4 ? '\0' : '\1';
+   if ( !prefix.empty() ) {
+      AddressBits bits = AddressBits::of( prefix.address() );
+      const AddressBits fixed = AddressBits{ ~U64{ 0 }, ~U64{ 0 } }.masked( prefix.length() );
+      bits = { bits.high | ~fixed.high, bits.low | ~fixed.low };
+      for ( const U64 half : { bits.high, bits.low } ) {
+         for ( unsigned shift = 64; shift > 0; ) {
+            shift -= 8;
+            octets += static_cast< char >( half >> shift );
+         }
+      }
+      octets.resize( octets.size() - ( v4 ? 12 : 0 ) );
+      octets += static_cast< char >( 255 - prefix.length() );
+   }
+}
+
 // One component after the other out of the octets of an NLRI.
 class Walk {
 public:
@@ -199,6 +220,23 @@ Order compare( Walk a, Walk b ) {
 bool precedes( const FlowspecKey& a, const FlowspecKey& b ) {
    const Order order = compare( a, b );
    return order == 0 ? FlowspecKeyOrder()( a, b ) : order < 0;
+}
+
+std::string precedence( const FlowspecKey& key ) {
+   if ( unprintableTerm( key ) ) {
+      return "\1";
+   }
+   std::string octets( 1, '\0' );
+   appendPrefix( octets, key.destPrefix() );
+   appendPrefix( octets, key.srcPrefix() );
+   for ( const Component& component : encoded( key ) ) {
+      octets += static_cast< char >( component.type );
+      // None begins with all of another: the last operator says that it is.
+      octets.append( component.octets.begin(), component.octets.end() );
+   }
+   // After all types: the rule with more components goes first.
+   octets += '\xFF';
+   return octets;
 }
 
 bool precedes( Octets a, Octets b, Zorv::AddressFamily family ) {

@@ -39,7 +39,9 @@ void SoftwareTcam::ruleIs( const Flowspec::RuleConfig& config ) {
    RuleDemand demand = demandOf( config, profile_ );
    const auto [at, added] = rules_.try_emplace( config.ruleKey() );
    Rule& rule = at->second;
-   if ( !added ) {
+   if ( added ) {
+      givePriority( at );
+   } else {
       if ( rule.demand == demand ) {
          return;
       }
@@ -47,7 +49,7 @@ void SoftwareTcam::ruleIs( const Flowspec::RuleConfig& config ) {
    }
    rule.demand = std::move( demand );
    rule.isNew = true;
-   touched_.insert( at->first );
+   touched_.insert( &*at );
    rule.result = resultOf( *at );
    if ( exhausted_ == 0 && !isExhausted( rule.result ) ) {
       give( *at );
@@ -64,8 +66,10 @@ void SoftwareTcam::ruleDel( const FlowspecKey& key ) {
       return;
    }
    takeBack( *at );
-   tables_.erase( key.vrfId() );
-   touched_.erase( at->first );
+   if ( const auto table = tables_.find( key.vrfId() ); table != tables_.end() ) {
+      table->second.erase( *at );
+   }
+   touched_.erase( &*at );
    rules_.erase( at );
 }
 
@@ -89,7 +93,7 @@ ProgrammingResult SoftwareTcam::resultOf( const Rules::value_type& rule ) const 
    if ( !state.demand.result.isProgrammed() ) {
       return state.demand.result;
    }
-   if ( !setsFit( key ) ) {
+   if ( !setsFit( key.key() ) ) {
       return { Flowspec::intfSetResourceExhausted,
                Vek::concat( "there is room for ", interfaceSetRoom(), " interface sets" ) };
    }
@@ -107,7 +111,7 @@ void SoftwareTcam::give( Rules::value_type& rule ) {
       ++exhausted_;
    } else if ( state.result.isProgrammed() ) {
       entries_ += state.demand.entries;
-      for ( const U16 set : setsOf( key ) ) {
+      for ( const U16 set : setsOf( key.key() ) ) {
          ++setUsers_[set];
       }
    }
@@ -119,7 +123,7 @@ void SoftwareTcam::takeBack( Rules::value_type& rule ) {
       --exhausted_;
    } else if ( state.result.isProgrammed() ) {
       entries_ -= state.demand.entries;
-      for ( const U16 set : setsOf( key ) ) {
+      for ( const U16 set : setsOf( key.key() ) ) {
          if ( --setUsers_[set] == 0 ) {
             setUsers_.erase( set );
          }
@@ -136,7 +140,7 @@ void SoftwareTcam::giveAll() {
       rule.second.result = resultOf( rule );
       give( rule );
       if ( rule.second.result != rule.second.inForce ) {
-         touched_.insert( rule.first );
+         touched_.insert( &rule );
       }
    }
    stale_ = false;
@@ -147,14 +151,18 @@ std::vector< RuleChange > SoftwareTcam::apply() {
       giveAll();
    }
    std::vector< RuleChange > changes;
-   for ( const FlowspecKey& key : touched_ ) {
-      Rule& rule = rules_.find( key )->second;
+   for ( Rules::value_type* const one : touched_ ) {
+      const FlowspecKey& key = one->first.key();
+      Rule& rule = one->second;
       if ( rule.isNew || rule.result != rule.inForce ) {
          rule.isNew = false;
          rule.inForce = rule.result;
          rule.continues = rule.demand.actions[numberOf( Action::continueMatch )];
          rule.counters = {};
-         tables_.erase( key.vrfId() );
+         if ( const auto table = tables_.find( key.vrfId() ); table != tables_.end() ) {
+            rule.inForce.isProgrammed() ? table->second.insert( *one )
+                                        : table->second.erase( *one );
+         }
          changes.push_back( { key, rule.result } );
       }
    }
@@ -219,24 +227,69 @@ std::vector< InterfaceResult > SoftwareTcam::interfaces() const {
    return results;
 }
 
+void SoftwareTcam::Table::insert( Rules::value_type& rule ) {
+   std::optional< U32 >& number = rule.second.number;
+   if ( number ) {
+      return;
+   }
+   if ( unused.empty() ) {
+      number = static_cast< U32 >( rules.size() );
+      rules.push_back( &rule );
+   } else {
+      number = unused.back();
+      unused.pop_back();
+      rules[*number] = &rule;
+   }
+   matcher.insert( { &rule.first.key(), rule.second.priority, *number } );
+}
+
+void SoftwareTcam::Table::erase( Rules::value_type& rule ) {
+   if ( const auto number = std::exchange( rule.second.number, std::nullopt ) ) {
+      matcher.erase( *number );
+      unused.push_back( *number );
+   }
+}
+
 SoftwareTcam::Table& SoftwareTcam::tableOf( Vrf::VrfIdMap::VrfId vrf ) {
-   std::unique_ptr< Table >& table = tables_[vrf];
-   if ( !table ) {
-      std::vector< Rules::value_type* > inForce;
-      std::vector< Match::Candidate > ordered;
-      FlowspecKey first; // without a family, before the rules of any
-      first.vrfIdIs( vrf );
-      for ( auto at = rules_.lower_bound( first ); at != rules_.end() && at->first.vrfId() == vrf;
-            ++at ) {
-         if ( at->second.inForce.isProgrammed() ) {
-            const U32 number = static_cast< U32 >( inForce.size() );
-            ordered.push_back( { &at->first, number, number } );
-            inForce.push_back( &*at );
+   const auto [at, added] = tables_.try_emplace( vrf );
+   Table& table = at->second;
+   if ( added ) {
+      const auto begin = rules_.lower_bound( OrderedKey::beginOf( vrf ) );
+      const auto end = std::find_if(
+         begin, rules_.end(), [&]( const auto& rule ) { return rule.first.key().vrfId() != vrf; } );
+      const U64 gap = ~U64{ 0 } / ( static_cast< U64 >( std::distance( begin, end ) ) + 1 );
+      U64 priority = 0;
+      for ( auto rule = begin; rule != end; ++rule ) {
+         rule->second.priority = priority += gap;
+         rule->second.number.reset();
+         if ( rule->second.inForce.isProgrammed() ) {
+            table.insert( *rule );
          }
       }
-      table = std::make_unique< Table >( Table{ std::move( inForce ), Match::Matcher( ordered ) } );
    }
-   return *table;
+   return table;
+}
+
+// Puts a new rule between its neighbours. Rules often come in ascending or descending order: what
+// comes next to the one before it leaves most of the gap.
+void SoftwareTcam::givePriority( Rules::iterator at ) {
+   constexpr U64 step = U64{ 1 } << 20;
+   const auto vrf = at->first.key().vrfId();
+   if ( !tables_.contains( vrf ) ) {
+      return;
+   }
+   const auto isThere = [&]( Rules::iterator rule ) { return rule->first.key().vrfId() == vrf; };
+   const auto next = std::next( at );
+   const U64 low =
+      at != rules_.begin() && isThere( std::prev( at ) ) ? std::prev( at )->second.priority : 0;
+   const U64 high = next != rules_.end() && isThere( next ) ? next->second.priority : ~U64{ 0 };
+   const U64 distance = std::min( ( high - low ) / 2, step );
+   const bool descending = next != rules_.end() && &*next == lastPlaced_;
+   at->second.priority = descending ? high - distance : low + distance;
+   lastPlaced_ = &*at;
+   if ( distance == 0 ) {
+      tables_.erase( vrf ); // to be made anew, with room
+   }
 }
 
 U32 SoftwareTcam::process( Zorv::IntfId intf, const Match::Packet& packet, U32 length ) {
@@ -252,9 +305,10 @@ U32 SoftwareTcam::process( Zorv::IntfId intf, const Match::Packet& packet, U32 l
    }
    const Table& table = tableOf( result->vrf );
    U32 counted = 0;
-   for ( U32 next = 0;; ++counted ) {
+   for ( U64 next = 0;; ) {
       const auto winner = table.matcher.match( packet, [&]( U32 number ) {
-         return number >= next && appliesTo( table.rules[number]->first, interface.setup.sets );
+         const auto& [key, rule] = *table.rules[number];
+         return rule.priority >= next && appliesTo( key.key(), interface.setup.sets );
       } );
       if ( !winner ) {
          return counted;
@@ -262,7 +316,11 @@ U32 SoftwareTcam::process( Zorv::IntfId intf, const Match::Packet& packet, U32 l
       Rule& rule = table.rules[*winner]->second;
       rule.counters.packetHitsIs( rule.counters.packetHits() + 1 );
       rule.counters.byteHitsIs( rule.counters.byteHits() + length );
-      next = rule.continues ? *winner + 1 : static_cast< U32 >( table.rules.size() );
+      ++counted;
+      if ( !rule.continues ) {
+         return counted;
+      }
+      next = rule.priority + 1;
    }
 }
 

@@ -5,7 +5,6 @@
 #include "match/Matcher.h"
 
 #include <map>
-#include <memory>
 #include <set>
 
 namespace Agents {
@@ -56,9 +55,18 @@ private:
       bool continues = false;               // "continue" is in force
       bool isNew = true;                    // asks for something else than what is in force
       QosLib::ColoredCounters counters;
+      // Of a VRF that has a table:
+      U64 priority = 0;            // with gaps for those that come between
+      std::optional< U32 > number; // in the table, of a rule in force
    };
 
-   using Rules = std::map< Flowspec::FlowspecKey, Rule, RuleOrder >;
+   using Rules = std::map< OrderedKey, Rule, RuleOrder >;
+
+   struct TouchedOrder {
+      bool operator()( const Rules::value_type* a, const Rules::value_type* b ) const {
+         return RuleOrder()( a->first, b->first );
+      }
+   };
 
    struct Interface {
       InterfaceSetup setup;
@@ -67,9 +75,14 @@ private:
 
    // The rules in force of one VRF, for packets.
    struct Table {
-      std::vector< Rules::value_type* > rules;
+      void insert( Rules::value_type& rule );
+      void erase( Rules::value_type& rule );
+
+      std::vector< Rules::value_type* > rules; // by their numbers
+      std::vector< U32 > unused;               // numbers
       Match::Matcher matcher;
    };
+   using Tables = std::map< Vrf::VrfIdMap::VrfId, Table >;
 
    U32 interfaceSetRoom() const;
    bool setsFit( const Flowspec::FlowspecKey& key ) const;
@@ -80,17 +93,19 @@ private:
    InterfaceResult interfaceResult( Zorv::IntfId intf, Zorv::AddressFamily family,
                                     const Vek::String& sourceVrf ) const;
    Table& tableOf( Vrf::VrfIdMap::VrfId vrf );
+   void givePriority( Rules::iterator at );
 
    const Dataplane::Profile profile_;
    Rules rules_;
-   std::set< Flowspec::FlowspecKey, RuleOrder > touched_; // may have changed since `apply`
+   std::set< Rules::value_type*, TouchedOrder > touched_; // may have changed since `apply`
    U64 entries_ = 0;
    std::map< U16, U32 > setUsers_; // how many programmed rules use an interface set
    U64 exhausted_ = 0;             // rules that found no room
    bool stale_ = false;            // room is to be given to all rules anew
    U32 interfaceSetLimit_ = 0;
    std::map< Zorv::IntfId, Interface > interfaces_;
-   std::map< Vrf::VrfIdMap::VrfId, std::unique_ptr< Table > > tables_; // made when asked for
+   Tables tables_;                                 // made when asked for
+   const Rules::value_type* lastPlaced_ = nullptr; // maybe gone; not looked into
 };
 
 } // namespace Agents

@@ -194,6 +194,9 @@ TEST( Precedence, AgreesWithTheBytes ) {
       equal += order == 0;
       ASSERT_EQ( precedes( a, b ), order == 0 ? FlowspecKeyOrder()( a, b ) : order < 0 )
          << a.stringValue() << " and " << b.stringValue();
+      const int octetOrder = precedence( a ).compare( precedence( b ) );
+      ASSERT_EQ( octetOrder < 0, order < 0 ) << a.stringValue() << " and " << b.stringValue();
+      ASSERT_EQ( octetOrder == 0, order == 0 ) << a.stringValue() << " and " << b.stringValue();
    }
    EXPECT_GT( equal, rounds / 50 );
 }
@@ -220,6 +223,9 @@ TEST( Precedence, IsAStrictTotalOrderOfAnyKeys ) {
       for ( const FlowspecKey& a : keys ) {
          for ( const FlowspecKey& b : keys ) {
             ASSERT_EQ( precedes( a, b ) + precedes( b, a ), a == b ? 0 : 1 );
+            const int order = precedence( a ).compare( precedence( b ) );
+            ASSERT_EQ( precedes( a, b ), order == 0 ? FlowspecKeyOrder()( a, b ) : order < 0 )
+               << a.stringValue() << " and " << b.stringValue();
             for ( const FlowspecKey& c : keys ) {
                ASSERT_TRUE( !precedes( a, b ) || !precedes( b, c ) || precedes( a, c ) );
             }

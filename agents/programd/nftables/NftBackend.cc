@@ -77,14 +77,14 @@ void NftBackend::ruleIs( const Flowspec::RuleConfig& config ) {
    programmed.rule.reset();
    programmed.isNew = true;
    programmed.refused = false;
-   changed_.insert( key );
+   changed_.insert( at->first );
    release( key, programmed );
    buildRule( key, programmed );
    programmed.result = resultOf( programmed );
    if ( programmed.rule && !programmed.rule->interfaceSets.empty() ) {
-      withSets_.insert( key );
+      withSets_.insert( at->first );
    } else {
-      withSets_.erase( key );
+      withSets_.erase( at->first );
    }
 }
 
@@ -166,7 +166,7 @@ void NftBackend::leadAway( MarkRoutes::Others others ) {
       const Vek::String reason = fault == faults.end() ? "" : fault->second;
       if ( reason != led.fault ) {
          led.fault = reason;
-         for ( const FlowspecKey& key : led.rules ) {
+         for ( const OrderedKey& key : led.rules ) {
             Programmed& programmed = rules_.at( key );
             programmed.result = resultOf( programmed );
             programmed.refused = false;
@@ -199,8 +199,8 @@ void NftBackend::ruleDel( const FlowspecKey& key ) {
       }
       release( key, at->second );
       displace( at->second );
-      changed_.erase( key );
-      withSets_.erase( key );
+      changed_.erase( at->first );
+      withSets_.erase( at->first );
       rules_.erase( at );
    }
 }
@@ -243,7 +243,7 @@ void NftBackend::giveRoom() {
                        ? profile_.interfaceSets()
                        : std::min( profile_.interfaceSets(), interfaceSetLimit_ );
    setsInUse_.clear();
-   for ( const FlowspecKey& key : withSets_ ) {
+   for ( const OrderedKey& key : withSets_ ) {
       Programmed& programmed = rules_.at( key );
       if ( programmed.refused ) {
          continue;
@@ -357,13 +357,13 @@ std::vector< RuleChange > NftBackend::apply() {
       leadAway( MarkRoutes::Others::stay );
    }
    giveRoom();
-   for ( const FlowspecKey& key : changed_ ) {
+   for ( const OrderedKey& key : changed_ ) {
       place( rules_.at( key ) );
    }
    if ( const Vek::String error = put(); !error.empty() ) {
       // What is new is the cause; without it all is as it was.
       log_( error );
-      for ( const FlowspecKey& key : changed_ ) {
+      for ( const OrderedKey& key : changed_ ) {
          Programmed& programmed = rules_.at( key );
          if ( programmed.isNew && programmed.result.isProgrammed() ) {
             programmed.refused = true;
@@ -379,12 +379,12 @@ std::vector< RuleChange > NftBackend::apply() {
       leadAway( MarkRoutes::Others::go );
    }
    std::vector< RuleChange > changes;
-   for ( const FlowspecKey& key : changed_ ) {
+   for ( const OrderedKey& key : changed_ ) {
       Programmed& programmed = rules_.at( key );
       if ( programmed.isNew || programmed.result != programmed.inForce ) {
          programmed.isNew = false;
          programmed.inForce = programmed.result;
-         changes.push_back( { key, programmed.result } );
+         changes.push_back( { key.key(), programmed.result } );
       }
    }
    changed_.clear();
@@ -429,7 +429,7 @@ void NftBackend::readCounts() {
                                   kernel_.counters( families[1] ) };
    for ( const auto& [key, programmed] : rules_ ) {
       if ( programmed.rule ) {
-         const bool v6 = key.addressFamily() == AddressFamily::ipv6;
+         const bool v6 = key.key().addressFamily() == AddressFamily::ipv6;
          const Vek::String& name = programmed.rule->name;
          const CountsByName& from = there[v6].contains( name ) ? there[v6] : counts_[v6];
          if ( const auto at = from.find( name ); at != from.end() ) {

@@ -63,10 +63,10 @@ private:
       bool isNew = true;    // asks for something else than what is in force
       bool refused = false; // by the kernel
    };
-   using Rules = std::map< Flowspec::FlowspecKey, Programmed, RuleOrder >;
+   using Rules = std::map< OrderedKey, Programmed, RuleOrder >;
    struct Led {
       U32 mark = 0;
-      std::set< Flowspec::FlowspecKey, RuleOrder > rules;
+      std::set< OrderedKey, RuleOrder > rules;
       Vek::String fault{}; // why packets cannot be led there
    };
    struct Port {
@@ -108,8 +108,8 @@ private:
    Interfaces machine_;
    TableWatch watch_;
    Rules rules_;
-   std::set< Flowspec::FlowspecKey, RuleOrder > changed_;  // rules since the last `apply`
-   std::set< Flowspec::FlowspecKey, RuleOrder > withSets_; // rules that name interface sets
+   std::set< OrderedKey, RuleOrder > changed_;  // rules since the last `apply`
+   std::set< OrderedKey, RuleOrder > withSets_; // rules that name interface sets
    std::array< Dataplane::Nftables::Table, 2 > tables_{ Dataplane::Nftables::Table( families[0] ),
                                                         Dataplane::Nftables::Table( families[1] ) };
    std::map< Dataplane::Nftables::Target, Led > targets_;
