@@ -7,9 +7,18 @@ _flowspecctl() {
    local words='' front=''
    COMPREPLY=()
 
+   local roots='flowspec/config flowspec/cliconfig flowspec/status flowspec/counter flowspec/bgp
+      flowspec/peers flowspec/peer-requests'
+
    local command=
    (( COMP_CWORD < 2 )) || command=${COMP_WORDS[1]}
    case $command:$previous in
+   *:--socket)
+      compopt -o filenames
+      mapfile -t COMPREPLY < <( compgen -W /run/flowspec/statedb.sock -- "$current"; compgen -f -- "$current" )
+      return
+      ;;
+   *:--*-root) words=$roots ;;
    rule:--from | rule:--to) words=$dialects ;;
    key:--from | check:--from | explain:--from) words=$readable ;;
    key:--to)
@@ -61,7 +70,10 @@ _flowspecctl() {
       decode-log) words='--dump --json --help' ;;
       esac
       ;;
-   dump:*) words='--socket --json --help' ;;
+   dump:*)
+      words='--socket --json --help'
+      [[ $current == -* ]] || words=$roots
+      ;;
    show:*)
       local what=${COMP_WORDS[2]}
       case $what:$previous in
@@ -106,7 +118,17 @@ _flowspecctl() {
       fi
       ;;
    watch:*) words='--socket --json --initial --help' ;;
-   vocab:* | types:*) words='--json --help' ;;
+   types:*)
+      words='--json --help'
+      if [[ $current != -* ]]; then
+         # Bash takes a name apart at its colons.
+         local module=
+         [[ $previous != :: ]] || module=${COMP_WORDS[COMP_CWORD - 2]}::
+         [[ $current != :: ]] || { module=$previous:: current=; }
+         words=$( "${COMP_WORDS[0]}" types 2>/dev/null | sed -n "s/^### $module//p" )
+      fi
+      ;;
+   vocab:*) words='--json --help' ;;
    *)
       words='key rule check explain lint trace convert nlri vocab decode-log dump show top refresh enable disable
          interface-set vrf-override watch types --help --version'

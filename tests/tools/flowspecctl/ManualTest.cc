@@ -151,6 +151,16 @@ TEST( Completion, OffersEveryCommandAndOption ) {
    }
 }
 
+TEST( Completion, OffersSocketsAndRoots ) {
+   EXPECT_EQ( completed( { "show", "rules", "--socket", "/run/flowspec/st" } ),
+              "/run/flowspec/statedb.sock\n" );
+   EXPECT_EQ( completed( { "dump", "--socket", "examples/R" } ), "examples/README.md\n" );
+   EXPECT_EQ( completed( { "dump", "flowspec/c" } ),
+              "flowspec/config flowspec/cliconfig flowspec/counter\n" );
+   EXPECT_EQ( completed( { "show", "status", "--status-root", "flowspec/s" } ),
+              "flowspec/status\n" );
+}
+
 TEST( Completion, OffersFormsNumbersAndFiles ) {
    EXPECT_EQ( completed( { "key" } ), "key\n" );
    EXPECT_EQ( completed( { "key", "--from", "" } ),
