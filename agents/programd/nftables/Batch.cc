@@ -1,3 +1,5 @@
+#include "agents/programd/nftables/Batch.h"
+
 #include "agents/programd/nftables/BatchParts.h"
 
 #include <arpa/inet.h>
