@@ -160,7 +160,6 @@ TEST_F( SpeakerTest, AsksForWhatItHadNoRoomForWhenThereIs ) {
 }
 
 TEST_F( SpeakerTest, SaysWhereItCannotListenAndGoesOn ) {
-   Agents::EventLoop loop;
    World world;
    Side other( world );
    ASSERT_TRUE( other.set.listen( { { address( here ), port_ } } ).empty() );

@@ -15,7 +15,7 @@ struct ConnectionTest : testing::Test, Connection::Owner {
       EXPECT_EQ( ::socketpair( AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends ), 0 );
       connection.emplace( world.loop, *this, Slot::incoming, Socket( ends[1] ) );
    }
-   ~ConnectionTest() { close(); }
+   ~ConnectionTest() override { close(); }
 
    void ready( Slot ) override {}
    void close() {
