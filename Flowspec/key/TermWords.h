@@ -1,9 +1,9 @@
 #pragma once
 
 #include "Flowspec/vocab/MatchOpVal.h"
-#include "Vek/collections/Search.h"
 #include "Vek/collections/SmallVector.h"
 
+#include <algorithm>
 #include <span>
 
 namespace Flowspec {
@@ -111,8 +111,11 @@ private:
       if ( value < size() && members_.data()[value] >> 32 == value ) [[likely]] {
          return value;
       }
-      return Vek::detail::firstNotBefore(
-         0, size(), [&]( U32 i ) { return members_.data()[i] >> 32 < value; } );
+      const U64* const members = members_.data();
+      return static_cast< U32 >(
+         std::partition_point( members, members + size(),
+                               [&]( U64 member ) { return member >> 32 < value; } ) -
+         members );
    }
 
    Vek::SmallVector< U64, 8 > members_;

@@ -1,5 +1,6 @@
 #include "Mell/Slab.h"
 
+#include <atomic>
 #include <new>
 #include <thread>
 #include <type_traits>
@@ -7,10 +8,14 @@
 namespace Mell {
 
 namespace detail {
-constinit Osk::Atomic< bool > threadSafe{ false };
+constinit bool threadSafe = false;
 }
 
 static_assert( std::is_trivially_destructible_v< Slab > );
+
+void Tracker::addAtomically( U64& count ) {
+   std::atomic_ref( count ).fetch_add( 1, std::memory_order_relaxed );
+}
 
 namespace {
 
@@ -25,7 +30,7 @@ class Allocator::Lock {
 public:
    explicit Lock( Allocator& allocator ) : locked_( allocator.locked_ ) {
       if ( isOn_ ) {
-         while ( locked_.exchange( true ) ) {
+         while ( locked_.exchange( true, std::memory_order_acquire ) ) {
             std::this_thread::yield();
          }
       }
@@ -34,12 +39,12 @@ public:
    Lock& operator=( const Lock& ) = delete;
    ~Lock() {
       if ( isOn_ ) {
-         locked_.release( false );
+         locked_.store( false, std::memory_order_release );
       }
    }
 
 private:
-   Osk::Atomic< bool >& locked_;
+   const std::atomic_ref< bool > locked_;
    const bool isOn_ = threadSafeMode();
 };
 
@@ -78,12 +83,12 @@ void Allocator::addPage() {
       last = &( *last )->next;
    }
    open_ = page;
-   pages_.add( 1 );
+   ++pages_;
 }
 
 void Allocator::removePage( Page& page ) {
    unlink( page );
-   pages_.subtract( 1 );
+   --pages_;
    ::operator delete( &page, std::align_val_t( pageSize_ ) );
 }
 
@@ -117,6 +122,6 @@ void Allocator::trim() {
    }
 }
 
-U64 Allocator::bytes() const { return pageSize_ == 0 ? live() * size_ : pages_.load() * pageSize_; }
+U64 Allocator::bytes() const { return pageSize_ == 0 ? live() * size_ : pages_ * pageSize_; }
 
 } // namespace Mell

@@ -110,8 +110,8 @@ private:
    const std::size_t alignment_;
    const std::size_t pageSize_;
    Page* open_ = nullptr;
-   Osk::Atomic< U64 > pages_{ 0 };
-   Osk::Atomic< bool > locked_{ false };
+   U64 pages_ = 0;
+   bool locked_ = false;
    Tracker tracker_;
 };
 

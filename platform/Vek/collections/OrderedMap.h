@@ -4,7 +4,6 @@
 #include "Vek/collections/Version.h"
 
 #include <cstddef>
-#include <iterator>
 #include <utility>
 
 namespace Vek {
@@ -55,7 +54,11 @@ public:
          }
          return *this;
       }
-      const_iterator operator++( int ) { return std::exchange( *this, std::next( *this ) ); }
+      const_iterator operator++( int ) {
+         const_iterator old = *this;
+         ++*this;
+         return old;
+      }
       const_iterator& operator--() {
          seen_.checkUnchanged();
          if ( place_.index == 0 ) {
@@ -69,7 +72,11 @@ public:
          seen_.atEndIs( false );
          return *this;
       }
-      const_iterator operator--( int ) { return std::exchange( *this, std::prev( *this ) ); }
+      const_iterator operator--( int ) {
+         const_iterator old = *this;
+         --*this;
+         return old;
+      }
       bool operator==( const const_iterator& other ) const { return place_ == other.place_; }
 
    private:

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Vek/collections/DenseIterator.h"
-#include "Vek/collections/Search.h"
 
+#include <algorithm>
 #include <functional>
 #include <utility>
 #include <vector>
@@ -127,7 +127,11 @@ private:
 
    // Of the first member whose key is not below `key`.
    U32 positionFor( const Key& key ) const {
-      return firstNotBefore( 0, size(), [&]( U32 i ) { return keyAt( i ) < key; } );
+      const Member* const members = members_.data();
+      return static_cast< U32 >(
+         std::partition_point( members, members + members_.size(),
+                               [&]( const Member& member ) { return KeyOf()( member ) < key; } ) -
+         members );
    }
    bool isAt( U32 position, const Key& key ) const {
       return position < size() && !( key < keyAt( position ) );

@@ -2,6 +2,7 @@
 
 #include "Vek/collections/TreeNode.h"
 
+#include <algorithm>
 #include <functional>
 #include <utility>
 
@@ -176,8 +177,10 @@ private:
 
    // The first entry of a range of a leaf whose key is not before `key`, or the end of the range.
    static U32 position( const Leaf& leaf, NodeOrder::Range range, const Key& key ) {
-      return NodeOrder::firstNotBefore(
-         range, [&]( U32 i ) { return Compare()( KeyOf()( leaf.items[i] ), key ); } );
+      const Value* const place = std::partition_point(
+         leaf.items + range.first, leaf.items + range.last,
+         [&]( const Value& item ) { return Compare()( KeyOf()( item ), key ); } );
+      return static_cast< U32 >( place - leaf.items );
    }
 
    // The place of an entry, which may be the one after the last of the leaf.
@@ -199,13 +202,15 @@ private:
    // The child that holds `key` or would hold it. The entry of a child, but the first one's, is
    // above no key of the child and below no key of the children before it.
    static U32 childFor( const Inner& inner, U32 level, KeyPrefix prefix, const Key& key ) {
-      const U32 behind = NodeOrder::firstNotBefore( inner.equalTo( prefix ), [&]( U32 i ) {
-         const NodeOrder* node = inner.items[i];
-         for ( U32 below = level - 1; below > 0; --below ) {
-            node = asInner( node ).items[0];
-         }
-         return !Compare()( key, KeyOf()( asLeaf( node ).items[0] ) );
-      } );
+      const NodeOrder::Range range = inner.equalTo( prefix );
+      const auto after = std::partition_point(
+         inner.items + range.first, inner.items + range.last, [&]( const NodeOrder* node ) {
+            for ( U32 below = level - 1; below > 0; --below ) {
+               node = asInner( node ).items[0];
+            }
+            return !Compare()( key, KeyOf()( asLeaf( node ).items[0] ) );
+         } );
+      const U32 behind = static_cast< U32 >( after - inner.items );
       return behind - ( behind > 0 );
    }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Vek/collections/KeyPrefix.h"
-#include "Vek/collections/Search.h"
 
 #include <cstring>
 #include <new>
@@ -54,12 +53,6 @@ struct alignas( 64 ) NodeOrder {
          ++last;
       }
       return { first, last };
-   }
-
-   /// The first entry of a range for which `isBefore( i )` does not hold, or its end.
-   template < typename IsBefore >
-   static U32 firstNotBefore( Range range, IsBefore isBefore ) {
-      return detail::firstNotBefore( range.first, range.last, isBefore );
    }
 };
 

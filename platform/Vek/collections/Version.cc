@@ -1,9 +1,9 @@
 #include "Vek/collections/Version.h"
 
 #include "Osk/Assert.h"
-#include "Osk/Atomic.h"
 
 #include <algorithm>
+#include <atomic>
 #include <new>
 #include <thread>
 
@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::size_t placesOfPage = 511; // with the heap's own bytes, 4 KiB
 
-constinit Osk::Atomic< bool > locked{ false };
+constinit std::atomic< bool > locked = false;
 constinit U64* firstFree = nullptr;
 constinit U64 highest = 2; // of the numbers of places that were given back
 
@@ -28,13 +28,13 @@ constinit U64 highest = 2; // of the numbers of places that were given back
 class Lock {
 public:
    Lock() {
-      while ( locked.exchange( true ) ) {
+      while ( locked.exchange( true, std::memory_order_acquire ) ) {
          std::this_thread::yield();
       }
    }
    Lock( const Lock& ) = delete;
    Lock& operator=( const Lock& ) = delete;
-   ~Lock() { locked.release( false ); }
+   ~Lock() { locked.store( false, std::memory_order_release ); }
 };
 
 void free( U64* place ) {

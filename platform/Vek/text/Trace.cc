@@ -24,11 +24,7 @@ void traceSinkIs( TraceSink newSink, void* context ) {
 
 void TraceHandle::levelIs( unsigned level, bool on ) {
    const U32 bit = U32{ 1 } << level;
-   if ( on ) {
-      levels_.setBits( bit );
-   } else {
-      levels_.clearBits( bit );
-   }
+   levels_ = on ? levels_ | bit : levels_ & ~bit;
 }
 
 void TraceHandle::write( unsigned level, unsigned line, const char* function,

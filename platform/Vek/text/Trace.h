@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Osk/Atomic.h"
 #include "Vek/text/String.h"
 #include "Vek/text/Text.h"
 
@@ -33,9 +32,9 @@ public:
    TraceHandle& operator=( const TraceHandle& ) = delete;
 
    /// Whether records of `level` are written.
-   bool levelIsOn( unsigned level ) const { return ( levels_.load() >> level ) & 1U; }
+   bool levelIsOn( unsigned level ) const { return ( levels_ >> level ) & 1U; }
 
-   /// Turns `level` (0 to 31) on or off.
+   /// Turns `level` (0 to 31) on or off. Not to be called while another thread traces.
    void levelIs( unsigned level, bool on );
 
    /// Delivers one record to the sink, whether its level is on or not.
@@ -43,7 +42,7 @@ public:
 
 private:
    const char* file_;
-   Osk::Atomic< U32 > levels_{ 0 };
+   U32 levels_ = 0;
 };
 
 } // namespace Vek

@@ -2,6 +2,8 @@
 
 #include "Osk/Assert.h"
 
+#include <atomic>
+
 namespace Vek {
 
 void detail::pointerIsNull() { OSK_ASSERT( false, "pointer != nullptr" ); }
@@ -10,10 +12,12 @@ Counted::~Counted() = default;
 
 void Counted::destroy() const { delete this; }
 
-void Counted::addAtomically() const { count_.add( 1 ); }
+void Counted::addAtomically() const {
+   std::atomic_ref( count_ ).fetch_add( 1, std::memory_order_relaxed );
+}
 
 void Counted::dropAtomically() const {
-   if ( count_.subtract( 1 ) == 1 ) {
+   if ( std::atomic_ref( count_ ).fetch_sub( 1, std::memory_order_acq_rel ) == 1 ) {
       destroy();
    }
 }

@@ -39,7 +39,7 @@ public:
    Counted& operator=( const Counted& ) = delete;
 
    /// The number of references; of use to tests and diagnostics.
-   U32 useCount() const { return count_.load(); }
+   U32 useCount() const { return count_; }
 
 protected:
    Counted() = default;
@@ -56,14 +56,14 @@ private:
       if ( threadSafeMode() ) [[unlikely]] {
          addAtomically();
       } else {
-         ++count_.unshared();
+         ++count_;
       }
    }
 
    void dropReference() const {
       if ( threadSafeMode() ) [[unlikely]] {
          dropAtomically();
-      } else if ( --count_.unshared() == 0 ) {
+      } else if ( --count_ == 0 ) {
          destroy();
       }
    }
@@ -72,7 +72,7 @@ private:
    void addAtomically() const;
    void dropAtomically() const;
 
-   mutable Osk::Atomic< U32 > count_{ 1 };
+   mutable U32 count_ = 1;
 };
 
 /// A counted reference to a `T`, which derives from `Counted`, or to nothing.
