@@ -1,19 +1,10 @@
 #include "tools/flowspecctl/DecodeLogCommand.h"
 
-#include "Vek/log/Receiver.h"
-#include "Vek/log/Record.h"
-#include "Vek/text/Text.h"
 #include "forms/Diagnostics.h"
-#include "forms/KeyForms.h"
 #include "tools/flowspecctl/Commands.h"
+#include "tools/state/LogFile.h"
 #include "tools/state/LogMessage.h"
 #include "tools/state/StateText.h"
-#include "tools/terminal/InputFiles.h"
-
-#include <cerrno>
-#include <cstring>
-
-#include <unistd.h>
 
 namespace Tools {
 
@@ -28,14 +19,16 @@ public:
       : options_( options ), output_( output ), receiver_( directory_, policy() ) {}
 
    bool run() {
-      const InputFile file( options_.file );
-      const Reason reason = read( file );
+      const Reason reason =
+         LogFile( receiver_ )
+            .read(
+               options_.file, [this] { writeMessage(); }, [this] { output_.flush(); } );
       if ( options_.dump ) {
          dump();
       }
       output_.flush();
       if ( reason ) {
-         reportFile( file.name(), *reason );
+         reportFile( options_.file == "-" ? "<stdin>" : options_.file, *reason );
       }
       return !reason;
    }
@@ -51,71 +44,6 @@ private:
             message_->position = receiver_.messages();
          }
       } };
-   }
-
-   // Gives the receiver all of a file; why that was not possible.
-   Reason read( const InputFile& file ) {
-      if ( file.fd() < 0 ) {
-         return systemReason( "cannot open" );
-      }
-      std::vector< U8 > block( std::size_t{ 256 } * 1024 );
-      std::size_t held = 0; // until there is enough to tell the form
-      try {
-         for ( ;; ) {
-            output_.flush();
-            const ssize_t got = ::read( file.fd(), &block[held], block.size() - held );
-            if ( got < 0 && errno != EINTR ) {
-               return systemReason( "cannot read" );
-            }
-            held += got > 0 ? static_cast< std::size_t >( got ) : 0;
-            if ( got == 0 || taken_ + held >= Vek::log::recordsKnownBy ) {
-               take( std::span( block ).first( held ) );
-               held = 0;
-            }
-            if ( got == 0 ) {
-               return truncation();
-            }
-         }
-      } catch ( const Vek::StreamException& exception ) {
-         return exception.what();
-      }
-   }
-
-   void take( std::span< const U8 > bytes ) {
-      if ( taken_ == 0 && bytes.size() >= Vek::log::recordsKnownBy ) {
-         isInRecords_ = Vek::log::areRecords( bytes );
-      }
-      taken_ += bytes.size();
-      if ( isInRecords_ ) {
-         records_.receive( bytes );
-      } else {
-         takeStream( bytes );
-      }
-   }
-
-   void takeStream( std::span< const U8 > bytes ) {
-      streamed_ += bytes.size();
-      receiver_.receive( bytes );
-      writeMessage();
-   }
-
-   static Reason systemReason( std::string_view what ) {
-      return Vek::concat( what, ": ", std::string_view( std::strerror( errno ) ) );
-   }
-
-   // Why what was taken is not whole.
-   Reason truncation() const {
-      if ( isInRecords_ && records_.whole() != taken_ ) {
-         return Vek::concat( "the record at byte ", records_.whole(), " is cut off" );
-      }
-      if ( streamed_ < Vek::log::preambleSize ) {
-         return Vek::concat( "the stream ends at byte ", streamed_, ", inside its preamble" );
-      }
-      if ( !receiver_.atBoundary() ) {
-         return Vek::concat( "the stream ends at byte ", streamed_, ", inside message ",
-                             receiver_.messages() + 1 );
-      }
-      return std::nullopt;
    }
 
    // Writes the last message, which was applied.
@@ -139,11 +67,6 @@ private:
    Output& output_;
    Vek::Directory directory_;
    Vek::log::Receiver receiver_;
-   Vek::log::RecordReader records_{
-      [this]( std::span< const U8 > bytes ) { takeStream( bytes ); } };
-   bool isInRecords_ = false;            // as statedbd keeps roots
-   U64 taken_ = 0;                       // of the file
-   U64 streamed_ = 0;                    // of the stream that it holds
    std::optional< LogMessage > message_; // seen, but perhaps refused
 };
 

@@ -117,6 +117,18 @@ _flowspecctl() {
          [[ $previous != refresh ]] || words="peer $words"
       fi
       ;;
+   record:* | replay:* | diff:*)
+      if [[ $current != -* ]]; then
+         compopt -o filenames
+         mapfile -t COMPREPLY < <( compgen -f -- "$current" )
+         return
+      fi
+      case $command in
+      record) words='--socket --once --help' ;;
+      replay) words='--socket --help' ;;
+      diff) words='--socket --json --help' ;;
+      esac
+      ;;
    watch:*) words='--socket --json --initial --help' ;;
    types:*)
       words='--json --help'
@@ -131,7 +143,7 @@ _flowspecctl() {
    vocab:*) words='--json --help' ;;
    *)
       words='key rule check explain lint trace convert nlri vocab decode-log dump show top refresh enable disable
-         interface-set vrf-override watch types --help --version'
+         interface-set vrf-override watch record replay diff types --help --version'
       ;;
    esac
    mapfile -t COMPREPLY < <( compgen -P "$front" -W "$words" -- "${current#"$front"}" )

@@ -1,6 +1,7 @@
 #include "tools/state/StateRoots.h"
 
 #include "Vek/text/Text.h"
+#include "forms/Diagnostics.h"
 
 #include <algorithm>
 
@@ -63,6 +64,26 @@ Vek::String StateRoots::fault( const Mount& mount ) {
    // One that was refused tries again, and keeps the reason meanwhile.
    const bool isWaiting = mount.fd() >= 0 && !mount.refused();
    return isWaiting ? "the state database does not answer" : mount.error();
+}
+
+void StateRoots::mustStand() const {
+   for ( const Mount* const mount : mounts_ ) {
+      if ( const Vek::String reason = fault( *mount ); !reason.empty() ) {
+         throw std::runtime_error( mount->root() + ": " + reason );
+      }
+   }
+}
+
+void StateRoots::reportFaults() {
+   for ( const Mount* const mount : mounts_ ) {
+      Vek::String& last = reported_[mount];
+      if ( last != mount->error() ) {
+         last = mount->error();
+         if ( !last.empty() ) {
+            Forms::reportFile( mount->root(), last );
+         }
+      }
+   }
 }
 
 bool StateRoots::unreachable( const Mount& mount ) {

@@ -3,6 +3,7 @@
 #include "Vek/mount/Mount.h"
 
 #include <functional>
+#include <map>
 #include <stdexcept>
 
 namespace Tools {
@@ -33,6 +34,12 @@ public:
 
    /// Why a mount does not stand; empty when it does.
    static Vek::String fault( const Vek::log::Mount& mount );
+
+   /// `std::runtime_error`, with its root and why, when a mount does not stand.
+   void mustStand() const;
+
+   /// Reports on standard error why connections were lost since the last call.
+   void reportFaults();
 
    /// Whether a mount does not stand because nobody listens at the endpoint.
    static bool unreachable( const Vek::log::Mount& mount );
@@ -65,6 +72,7 @@ private:
    Vek::Directory directory_;
    std::vector< std::unique_ptr< Vek::log::Mount > > owned_;
    std::vector< Vek::log::Mount* > mounts_; ///< the same
+   std::map< const Vek::log::Mount*, Vek::String > reported_;
 };
 
 } // namespace Tools

@@ -1,9 +1,8 @@
 #include "tools/flowspecctl/system/TreeWatch.h"
 
-#include "Flowspec/key/FlowspecKey.h"
 #include "Vek/text/Text.h"
 #include "forms/Printable.h"
-#include "tools/state/ValueText.h"
+#include "tools/flowspecctl/system/EntityText.h"
 
 #include <chrono>
 #include <ctime>
@@ -20,10 +19,6 @@ namespace {
 using Json = nlohmann::ordered_json;
 using Vek::FieldKind;
 
-const void* addressOf( const Vek::Entity& entity ) {
-   return dynamic_cast< const void* >( &entity );
-}
-
 // Calls with every child that an entity has under a row.
 template < typename Visit >
 void forEachChild( const Vek::Entity& entity, const Vek::Field& row, Visit visit ) {
@@ -39,16 +34,6 @@ void forEachChild( const Vek::Entity& entity, const Vek::Field& row, Visit visit
    } else if ( row.kind == FieldKind::child ) {
       child( row.stored( addressOf( entity ) ) );
    }
-}
-
-// As `appendValue`, but for rule keys, which people read better in their value form.
-Vek::String textOf( const Vek::ValueType& type, const void* value ) {
-   if ( type == Vek::valueType< FlowspecKey > ) {
-      return static_cast< const FlowspecKey* >( value )->stringValue();
-   }
-   Vek::String text;
-   appendValue( text, type, value );
-   return text;
 }
 
 double now() {
@@ -119,14 +104,7 @@ void TreeWatch::onChange( const Vek::Change& change ) {
 Vek::String TreeWatch::pathTo( const Vek::Entity& entity, const Vek::NamedEntity*& root ) {
    if ( const Vek::Entity* const parent = entity.parent() ) {
       Vek::String path = pathTo( *parent, root );
-      path += path.empty() ? "" : ", ";
-      const std::string_view type = entity.typeInfo().name;
-      path += type.substr( type.rfind( ':' ) + 1 );
-      for ( const Vek::Field* const row : types_.of( entity.typeInfo() ).parameters() ) {
-         Vek::log::withValue( *row, addressOf( entity ), [&]( const void* value ) {
-            path += Vek::concat( ' ', textOf( *row->value, value ) );
-         } );
-      }
+      appendStep( path, entity, types_ );
       return path;
    }
    root = dynamic_cast< const Vek::NamedEntity* >( &entity );

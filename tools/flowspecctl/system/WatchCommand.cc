@@ -1,10 +1,8 @@
-#include "forms/Diagnostics.h"
 #include "tools/flowspecctl/Commands.h"
 #include "tools/flowspecctl/Options.h"
 #include "tools/flowspecctl/system/TreeWatch.h"
 #include "tools/state/StateRoots.h"
 
-#include <map>
 #include <set>
 
 namespace Tools {
@@ -32,28 +30,17 @@ void watch( const WatchOptions& options, Output& output ) {
       roots.read( root );
    }
    roots.settle();
-   for ( const Vek::log::Mount* const mount : roots.mounts() ) {
-      if ( const Vek::String fault = StateRoots::fault( *mount ); !fault.empty() ) {
-         throw std::runtime_error( mount->root() + ": " + fault );
-      }
-   }
+   roots.mustStand();
    TreeWatch tree( output.text(), options.json );
    std::set< Vek::String > watched;
-   std::map< Vek::String, Vek::String > reported; // faults
    for ( bool initial = options.initial;; initial = true ) {
       for ( const Vek::log::Mount* const mount : roots.mounts() ) {
          const auto root = roots.find( mount->root() );
          if ( root && watched.insert( mount->root() ).second ) {
             tree.watch( *root, initial );
          }
-         Vek::String& last = reported[mount->root()];
-         if ( last != mount->error() ) {
-            last = mount->error();
-            if ( !last.empty() ) {
-               reportFile( mount->root(), last );
-            }
-         }
       }
+      roots.reportFaults();
       output.flush();
       roots.turn( aLongTime );
    }
