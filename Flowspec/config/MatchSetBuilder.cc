@@ -180,7 +180,7 @@ void addMask( MatchComponent& component, const BitMask& mask ) {
       return;
    }
    // Alternatives that no packet can satisfy are none.
-   if ( component.compType() != fragment || someFragmentPasses( mask ) ) {
+   if ( someFragmentPasses( mask ) ) {
       component.ipBitMaskIs( IpBitMask( mask.matchAll(), mask.val(), mask.mask() ) );
    }
 }

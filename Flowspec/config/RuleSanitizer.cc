@@ -38,9 +38,9 @@ Parts partsOf( Zorv::AddressFamily family, Find find ) {
       const auto at = std::ranges::find_if( types, find );
       return at == types.end() ? invalid : *at;
    };
+   const U32 icmp = family == Zorv::AddressFamily::ipv6 ? protocolIcmpV6 : protocolIcmp;
    return { find( ipProto ), first( { tcpFlags } ), first( { icmpType, icmpCode } ),
-            first( { port, destPort, srcPort } ),
-            family == Zorv::AddressFamily::ipv6 ? protocolIcmpV6 : protocolIcmp };
+            first( { port, destPort, srcPort } ), icmp };
 }
 
 Parts partsOf( const RuleConfig& rule ) {

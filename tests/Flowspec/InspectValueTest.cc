@@ -40,6 +40,38 @@ TEST( InspectValue, EntitiesHaveNoCodesAsAWhole ) {
    }
 }
 
+struct NotComparable {
+   static constexpr std::string_view typeName = "NotComparable";
+   U32 number = 0;
+};
+struct NotDefault {
+   static constexpr std::string_view typeName = "NotDefault";
+   explicit NotDefault( U32 its ) : number( its ) {}
+   bool operator==( const NotDefault& ) const = default;
+   U32 number;
+};
+
+template < typename T >
+void expectNoCodesAsAWhole( T value ) {
+   Vek::TypeInfo type;
+   type.name = T::typeName;
+   type.value = &Vek::valueType< T >;
+   bool answer = false;
+   for ( const Arguments& arguments : { Arguments(), Arguments{ Any::of( value ) } } ) {
+      for ( unsigned code = 0; code < 256; ++code ) {
+         EXPECT_EQ( inspectOperation( type, &value, nullptr, static_cast< U8 >( code ), arguments,
+                                      Any::of( answer ) ),
+                    noSuchOperation )
+            << code;
+      }
+   }
+}
+
+TEST( InspectValue, WhatCannotBeComparedOrMadeHasNoCodesAsAWhole ) {
+   expectNoCodesAsAWhole( NotComparable() );
+   expectNoCodesAsAWhole( NotDefault( 1 ) );
+}
+
 TEST( InspectValue, CollectionsOfAKey ) {
    FlowspecKey key;
    MatchOpValIndex index( 0 );
@@ -60,6 +92,9 @@ TEST( InspectValue, CollectionsOfAKey ) {
    EXPECT_EQ( inspect( key, 7, insert, { Any::of( position ), Any::of( id ) } ), done );
    EXPECT_EQ( key.interfaceSet( 0 ), 9U );
    EXPECT_EQ( inspect( key, 7, erase, { Any::of( position ) } ), readOnly );
+   id = 0;
+   EXPECT_EQ( inspect( key, 7, find, { Any::of( position ) }, Any::of( id ) ), done );
+   EXPECT_EQ( id, 9U );
    position = 1;
    EXPECT_THROW( inspect( key, 7, insert, { Any::of( position ), Any::of( id ) } ),
                  Vek::VectorRangeException );

@@ -15,7 +15,7 @@ constexpr const char* agent = "flowspecctl";
 
 // Whether a mount may yet come to stand by itself.
 bool isOpen( const Mount* mount ) {
-   return !mount->stands() && ( mount->error().empty() || mount->fd() >= 0 || mount->refused() );
+   return !mount->stands() && ( mount->fd() >= 0 || mount->refused() );
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "Vek/collections/Version.h"
 
 #include <cstddef>
+#include <string_view> // the categories of iterators: <iterator> brings those of streams, too
 #include <utility>
 
 namespace Vek {

@@ -7,7 +7,7 @@ namespace Vek {
 namespace {
 
 bool is( const Any& any, const ValueType* type ) {
-   return any.value && any.type && type && *any.type == *type;
+   return any.value && any.type && *any.type == *type;
 }
 
 bool operator==( U8 code, InspectCode known ) { return code == static_cast< U8 >( known ); }

@@ -1,4 +1,6 @@
 #include "Flowspec/FlowspecDalb.h"
+#include "Vek/entity/EntityInfo.h"
+#include "Vek/log/Receiver.h"
 #include "tests/support/Hex.h"
 #include "tests/support/LogStream.h"
 #include "tests/support/MessageList.h"
@@ -299,6 +301,119 @@ TEST_F( Adapter, AnEntityMayBeStreamedByTwoSources ) {
    EXPECT_THAT( sent(), ElementsAre( "child 1 258 removed 000000000000000000000001" ) );
    EXPECT_THAT( messages( take( second ) ),
                 ElementsAre( "child 1 258 removed 000000000000000000000001" ) );
+}
+
+TEST_F( Adapter, AKeyThatTheFirstCopyHasYetToComeToIsToldOnce ) {
+   constexpr U16 count = 10000;
+   const auto portKey = []( U16 port ) {
+      FlowspecKey key;
+      key.setOpVal( 0, MatchCompType::destPort, 0x91, port );
+      return key;
+   };
+   for ( U16 port = 0; port < count; ++port ) {
+      counter->snapshotIs( portKey( port ), CounterVersion( {}, Osk::UniqueId( 1 ) ) );
+   }
+   Sender late( source, 4096 );
+   std::vector< std::string > told;
+   while ( told.empty() ) {
+      late.fill();
+      const auto pending = late.pending();
+      ASSERT_FALSE( pending.empty() );
+      told = snapshots( messages( pending ) );
+      late.sent( pending.size() );
+   }
+   counter->snapshotIs( portKey( count - 1 ), CounterVersion( {}, Osk::UniqueId( 2 ) ) );
+   const std::vector< std::string > rest = snapshots( messages( take( late ) ) );
+   EXPECT_EQ( told.size() + rest.size(), count );
+   EXPECT_THAT( rest.back(), testing::EndsWith( "02" ) );
+}
+
+// Puts another child in the place of one that comes, once, before the stream is told of it.
+class Replacing final : public Vek::Observer {
+public:
+   explicit Replacing( Status& status ) : status_( status ) {}
+
+   void onChange( const Vek::Change& change ) override {
+      if ( !done_ && !change.removed ) {
+         done_ = true;
+         status_.vrfRuleStatusDel( 1 );
+         status_.vrfRuleStatusIs( 1 )->ruleStatusIs( ruleKey( 6 ) )->packetCountIs( 7 );
+      }
+   }
+
+private:
+   Status& status_;
+   bool done_ = false;
+};
+
+TEST_F( Adapter, AChildThatAnObserverReplacesIsStreamedAsItIsThen ) {
+   Replacing replacing( *status );
+   const Vek::Observation observation = status->observe( replacing );
+   status->vrfRuleStatusIs( 1 );
+   Vek::Directory there;
+   Vek::log::Receiver receiver( there );
+   Sender late( source );
+   receiver.receive( take( late ) );
+   const std::vector< std::string > told = sent();
+   EXPECT_EQ( std::ranges::count_if(
+                 told, []( const auto& line ) { return line.starts_with( "child 1 258" ); } ),
+              1 )
+      << testing::PrintToString( told );
+   EXPECT_EQ( static_cast< Status& >( *there.entity( "status" ) )
+                 .vrfRuleStatus( 1 )
+                 ->ruleStatus( ruleKey( 6 ) )
+                 ->packetCount(),
+              7U );
+   // Both are observed from then on.
+   status->vrfRuleStatus( 1 )->ruleStatus( ruleKey( 6 ) )->packetCountIs( 8 );
+   EXPECT_EQ( sent().size(), 1U );
+}
+
+// A user's type, with an attribute that it changes itself and one that is not stored as it is set.
+class Uptime final : public Vek::EntityOf< Uptime, Vek::NamedEntity > {
+public:
+   static constexpr std::string_view typeName = "Test::Uptime";
+   static const Vek::TypeInfo& type();
+
+   Uptime( ByCreate by, const Vek::String& name ) : EntityOf( by, name ) {}
+
+   void tick();
+   U32 minutes() const { return seconds_ / 60; }
+   void minutesIs( U32 minutes );
+   void noteIs( U32 note );
+
+   struct Table;
+
+protected:
+   ~Uptime() override = default;
+
+private:
+   U32 seconds_ = 0;
+   U32 note_ = 0;
+};
+
+struct Uptime::Table {
+   static constexpr Vek::Rows rows{
+      Vek::attr< &Uptime::seconds_ >( 258, "seconds" ),
+      Vek::property< &Uptime::minutes, &Uptime::minutesIs >( 259, "minutes" ),
+      Vek::attr< &Uptime::note_, &Uptime::noteIs >( 260, "note" ) };
+   static constexpr Vek::TypeInfo info =
+      Vek::entityInfo< Uptime, rows, Vek::String >( Vek::TypeKind::root );
+};
+const Vek::TypeInfo& Uptime::type() { return Table::info; }
+void Uptime::tick() { put< Table, &Uptime::seconds_ >( seconds_ + 1 ); }
+void Uptime::minutesIs( U32 minutes ) { put< Table, &Uptime::seconds_ >( 60 * minutes ); }
+void Uptime::noteIs( U32 note ) { put< Table, &Uptime::note_ >( note ); }
+
+TEST_F( Adapter, WhatIsNotStoredOrMayNotBeSetIsNotStreamed ) {
+   const auto uptime = Vek::create< Uptime >( "uptime" );
+   source.rootIs( *uptime );
+   sent();
+   uptime->tick();
+   uptime->minutesIs( 5 );
+   EXPECT_THAT( sent(), IsEmpty() );
+   uptime->noteIs( 7 );
+   EXPECT_THAT( sent(), ElementsAre( testing::EndsWith( "260 00000007" ) ) );
 }
 
 TEST_F( Adapter, TheFirstReasonToFailStays ) {

@@ -215,6 +215,71 @@ TEST_F( Connections, OneThatCannotSendAndIsNotClosedSaysWhy ) {
    EXPECT_EQ( other.error(), "" );
 }
 
+// Takes nothing, and has more to be received than is applied in one turn.
+class OneWay final : public Transport {
+public:
+   explicit OneWay( std::vector< U8 > bytes ) : bytes_( std::move( bytes ) ) {}
+
+   std::size_t send( std::span< const U8 > ) override {
+      throw Vek::StreamException( "the other end is gone" );
+   }
+   std::optional< std::size_t > receive( std::span< U8 > room ) override {
+      const std::size_t count = std::min( room.size(), bytes_.size() - taken_ );
+      std::copy_n( bytes_.begin() + static_cast< std::ptrdiff_t >( taken_ ), count, room.begin() );
+      taken_ += count;
+      return count;
+   }
+
+private:
+   const std::vector< U8 > bytes_;
+   std::size_t taken_ = 0;
+};
+
+TEST_F( Connections, WhatCameBeforeOneCannotSendIsAppliedInManyTurns ) {
+   for ( U32 vrf = 0; vrf < 20000; ++vrf ) {
+      status->vrfRuleStatusIs( vrf );
+   }
+   Directory mine;
+   Source other;
+   const auto config = mine.create( "Flowspec::Config", "config" );
+   other.rootIs( *config );
+   Connection connection( std::make_unique< OneWay >( TestSupport::encoded( here ) ),
+                          { .source = &other, .directory = &there } );
+   int turns = 0;
+   while ( connection.process() ) {
+      ASSERT_LT( ++turns, 10000 );
+   }
+   EXPECT_GT( turns, 1 );
+   EXPECT_EQ( connection.error(), "the other end is gone" );
+   EXPECT_EQ( difference( here, there ), "" );
+}
+
+TEST( ConnectionWithoutPurpose, SaysThatItDoesNothing ) {
+   auto [near, far] = memoryTransports();
+   Connection idle( std::move( near ), {} );
+   Connection other( std::move( far ), {} );
+   EXPECT_TRUE( idle.process() );
+   EXPECT_FALSE( idle.wantsTurn() );
+   EXPECT_FALSE( idle.wantsToSend() );
+   EXPECT_FALSE( idle.allSent() );
+   EXPECT_FALSE( idle.synchronised() );
+   EXPECT_EQ( idle.applied(), 0U );
+   EXPECT_EQ( idle.sent(), 0U );
+   EXPECT_EQ( other.applied(), 0U );
+}
+
+TEST_F( Connections, OneThatCannotGoOnWantsATurnToEnd ) {
+   open();
+   settle();
+   EXPECT_FALSE( sending->wantsTurn() );
+   source.fail( "a reason" );
+   EXPECT_TRUE( sending->wantsTurn() );
+   EXPECT_FALSE( sending->process() );
+   EXPECT_EQ( sending->error(), "a reason" );
+   EXPECT_FALSE( sending->wantsTurn() );
+   EXPECT_FALSE( sending->wantsToSend() );
+}
+
 TEST_F( Connections, OneWithoutMemoryEndsAndNoOther ) {
    auto [near, far] = memoryTransports();
    Connection writer( std::move( near ), { .source = &source } );

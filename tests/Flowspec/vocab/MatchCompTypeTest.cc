@@ -36,6 +36,14 @@ constexpr NamedType types[] = {
    { 13, flowLabel, "flowLabel" },
 };
 
+MatchCompType typeOf( unsigned number );
+
+TEST( MatchCompType, TermsAreThoseOfTypes3To13 ) {
+   for ( unsigned number = 0; number < 256; ++number ) {
+      EXPECT_EQ( hasTerms( typeOf( number ) ), number >= 3 && number <= 13 ) << number;
+   }
+}
+
 MatchCompType typeOf( unsigned number ) { return static_cast< MatchCompType >( number ); }
 
 TEST( MatchCompType, IsOneByteAndCountsFourteenTypes ) {

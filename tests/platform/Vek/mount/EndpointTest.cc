@@ -5,6 +5,8 @@
 #include "tests/support/ExpectFailure.h"
 #include "tests/support/Folder.h"
 
+#include <algorithm>
+
 #include <gmock/gmock.h>
 
 #include <netinet/in.h>
@@ -49,6 +51,9 @@ TEST( Endpoint, SaysWhyNobodyCanBeReached ) {
    EXPECT_THAT( [] { Endpoint( "/nowhere/s" ).connect(); },
                 ThrowsMessage< StreamException >(
                    "cannot connect to /nowhere/s: No such file or directory" ) );
+   EXPECT_THAT( [] { Endpoint( "/nowhere/s" ).listen(); },
+                ThrowsMessage< StreamException >(
+                   "cannot listen on /nowhere/s: No such file or directory" ) );
 }
 
 TEST( Endpoint, ConnectsToWhoListens ) {
@@ -125,6 +130,24 @@ TEST( Endpoint, ReplacesASocketOnlyWhenItIsKnownThatNobodyListens ) {
    EXPECT_EQ( after.st_mode & 0777, 0660U );
    ::close( endpoint.connect() );
    ::close( listener );
+}
+
+TEST( Endpoint, LeavesTheSocketOfOneWhoIsTooBusyToAnswer ) {
+   const TestSupport::Folder folder;
+   const Endpoint endpoint( folder.path() + "/s" );
+   std::vector< int > fds{ endpoint.listen() };
+   const auto fill = [&] {
+      while ( fds.size() < 10000 ) {
+         fds.push_back( endpoint.connect() );
+      }
+   };
+   EXPECT_THAT( fill, ThrowsMessage< StreamException >( "cannot connect to " + endpoint.text() +
+                                                        ": Resource temporarily unavailable" ) );
+   EXPECT_THAT( [&] { endpoint.listen(); },
+                ThrowsMessage< StreamException >( "cannot listen on " + endpoint.text() +
+                                                  ": Address already in use" ) );
+   std::ranges::for_each( fds, ::close );
+   EXPECT_EQ( ::access( endpoint.text().c_str(), F_OK ), 0 );
 }
 
 TEST( Endpoint, LeavesWhatIsNotASocket ) {
