@@ -33,10 +33,10 @@ AREAS = {
 }
 # The same for conditions that decide by themselves.
 MCDC_AREAS = {
-    "Flowspec": (0.0, 90.0),
-    "platform": (0.0, 90.0),
-    "wire": (0.0, 90.0),
-    "match": (0.0, 90.0),
+    "Flowspec": (96.0, 90.0),
+    "platform": (90.0, 90.0),
+    "wire": (97.0, 90.0),
+    "match": (95.0, 90.0),
     "forms": (0.0, 90.0),
     "dataplane": (0.0, 90.0),
     "tools/terminal": (0.0, 90.0),
