@@ -41,6 +41,10 @@ constexpr std::string_view base64 =
 constexpr std::size_t base64Digits = 10;
 constexpr std::string_view base64End = "==";
 
+bool hasColon( const PlacedJson& value ) {
+   return value.text().find( ':' ) != std::string_view::npos;
+}
+
 class Reader {
 public:
    Reader( Cursor& text, const Context& context, Rule& rule, std::vector< Fault >& remarks )
@@ -219,7 +223,6 @@ void Reader::readAction( const PlacedJson& attributes ) {
 
 void Reader::addCommunity( const PlacedJson& community ) {
    const U16 type = typeOf( community );
-   const PlacedJson* const value = community.find( "value" );
    std::vector< ExtendedCommunity >& list = communities_.extended;
    if ( type == CommunityType::rateBytes ) {
       list.push_back( rate( type, static_cast< U16 >( community.member( "as" ).number( max16 ) ),
@@ -234,13 +237,14 @@ void Reader::addCommunity( const PlacedJson& community ) {
    } else if ( type == CommunityType::color ) {
       list.push_back(
          as2( type, 0, static_cast< U32 >( community.member( "color" ).number( max32 ) ) ) );
-   } else if ( value && value->isText() && value->text().find( ':' ) == std::string_view::npos ) {
-      list.push_back( octetsIn( type, *value ) );
-   } else if ( value && value->isText() && layoutOf( type ) < 3 ) {
-      const auto kind = static_cast< RouteTarget::Kind >( layoutOf( type ) );
-      addTarget( targetIn( *value, kind ), { type, type, type, type }, communities_ );
-   } else {
+   } else if ( const PlacedJson* const value = community.find( "value" );
+               layoutOf( type ) > 2 && !( value && value->isText() && !hasColon( *value ) ) ) {
       passOver( community );
+   } else if ( const PlacedJson& text = community.member( "value" ); hasColon( text ) ) {
+      const auto kind = static_cast< RouteTarget::Kind >( layoutOf( type ) );
+      addTarget( targetIn( text, kind ), { type, type, type, type }, communities_ );
+   } else {
+      list.push_back( octetsIn( type, text ) );
    }
 }
 

@@ -318,5 +318,49 @@ TEST( ExaBgpWriter, RefusesWhatExaBgpCannotSay ) {
    EXPECT_THAT( exaBgp().write( longest ), testing::StartsWith( "announce flow route { match" ) );
 }
 
+TEST( ExaBgpReader, TakesAlsoWhatIsRarelyWritten ) {
+   EXPECT_EQ(
+      exaBgp().read( "route { route-distinguisher 65000:1; match { destination 10.0.0.0/8; } "
+                     "then { discard; } }" ),
+      "ipv4 65000:1 10.0.0.0/8;*; -> drop" );
+   EXPECT_EQ( exaBgp().read( "route destination 10.0.0.0/8 interface-set transitive:input:65000:5 "
+                             "discard" ),
+              "ipv4 10.0.0.0/8;*; if 5 -> drop" );
+   EXPECT_EQ( exaBgp().read( "route destination 10.0.0.0/8 nonsense" ),
+              "1:30: expected a component or an action, found 'nonsense'" );
+   EXPECT_EQ( exaBgp().read( "route { match { destination 10.0.0.0/8; } scope { nonsense; } }" ),
+              "1:51: expected 'interface-set', found 'nonsense'" );
+   EXPECT_EQ( exaBgp().read( "route { next-hop 192.0.2.9; match { destination 10.0.0.0/8; } then { "
+                             "extended-community redirect-to-nexthop; } }" ),
+              "ipv4 10.0.0.0/8;*; -> to 192.0.2.9" );
+   EXPECT_EQ( action( "extended-community 0x800c0000461e000g;" ),
+              "1:69: expected 16 hexadecimal digits after '0x', found '0x800c0000461e000g'" );
+   EXPECT_EQ( action( "extended-community nonsense;" ),
+              "1:69: expected an extended community: '0x' and digits, 'target:', 'origin:' or "
+              "'redirect:', found 'nonsense'" );
+   EXPECT_EQ( match( "port 80x;" ), "1:46: expected a number or a name, found '80x'" );
+   EXPECT_EQ( match( "tcp-flags 1+;" ), "1:53: expected a number or a name, found ';'" );
+}
+
+TEST( ExaBgpWriter, WritesOctetsWhereExaBgpHasNoWords ) {
+   Rule rule = TestSupport::OneDialect::rule( "10.0.0.0/8;*;" );
+   const auto kept = [&]( Wire::ExtendedCommunity community ) {
+      rule.kept = { community };
+      return exaBgp().write( rule );
+   };
+   const auto octets = []( const std::string& digits ) {
+      return "announce flow route { match { destination 10.0.0.0/8; } then { extended-community "
+             "0x" +
+             digits + "; } }";
+   };
+   EXPECT_EQ( kept( { 0x80, 7, 0, 1, 0, 0, 0, 1 } ), octets( "8007000100000001" ) );
+   EXPECT_EQ( kept( { 0x80, 7, 0, 0, 0, 0, 0, 0 } ), octets( "8007000000000000" ) );
+   EXPECT_EQ( kept( { 0x80, 7, 0, 0, 0, 0, 0, 4 } ), octets( "8007000000000004" ) );
+   EXPECT_EQ( kept( { 0x82, 8, 0, 0, 0, 5, 0, 1 } ),
+              "refused: ExaBGP fails to print an extended community of the type 33288" );
+   EXPECT_EQ( kept( { 0x80, 6, 0, 0, 0x7F, 0x80, 0, 0 } ),
+              "refused: ExaBGP fails to print an extended community of the type 32774" );
+}
+
 } // namespace
 } // namespace Forms

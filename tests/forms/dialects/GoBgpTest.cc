@@ -259,5 +259,37 @@ TEST( GoBgpWriter, RefusesWhatGoBgpCannotSay ) {
               "refused: GoBGP sends a wrong length for rules of more than 239 octets" );
 }
 
+TEST( GoBgpWriter, RefusesCommunitiesThatAreNotWhatTheirWordsSay ) {
+   Rule rule = TestSupport::OneDialect::rule( "10.0.0.0/8;*;" );
+   const auto kept = [&]( Wire::ExtendedCommunity community ) {
+      rule.kept = { community };
+      return goBgp().write( rule );
+   };
+   EXPECT_EQ( kept( { 0x80, 7, 0, 1, 0, 0, 0, 1 } ),
+              "refused: GoBGP has no text for an extended community of the type 0x8007" );
+   EXPECT_EQ( kept( { 0x80, 7, 0, 0, 0, 0, 0, 0 } ),
+              "refused: GoBGP has no text for an extended community of the type 0x8007" );
+   EXPECT_EQ( kept( { 0x80, 7, 0, 0, 0, 0, 0, 4 } ),
+              "refused: GoBGP has no text for an extended community of the type 0x8007" );
+   EXPECT_EQ( kept( { 3, 0x0B, 0, 1, 0, 0, 0, 5 } ),
+              "refused: GoBGP has no text for an extended community of the type 0x30b" );
+   rule.kept.clear();
+   rule.key.addressFamilyIs( AddressFamily::none );
+   EXPECT_EQ( goBgp().write( rule ), "refused: the key is neither of IPv4 nor of IPv6" );
+}
+
+TEST( GoBgpReader, EndsAComponentWhereTheNextSectionBegins ) {
+   const std::string front = "gobgp global rib add -a ipv4-flowspec ";
+   EXPECT_EQ( goBgp().read( front + "match port =80 then discard" ), "ipv4 *;*;P:=80; -> drop" );
+   EXPECT_EQ( goBgp().read( front + "then discard match port =80" ), "ipv4 *;*;P:=80; -> drop" );
+   EXPECT_EQ( goBgp().read( "gobgp global rib add match port =80 -a ipv4-flowspec" ),
+              "ipv4 *;*;P:=80; -> permit" );
+   EXPECT_EQ( goBgp().read( "gobgp global rib add -a ipv4-l3vpn-flowspec match port =80 rd 65000:1 "
+                            "then discard" ),
+              "ipv4 65000:1 *;*;P:=80; -> drop" );
+   EXPECT_EQ( goBgp().read( front + "match destination 10.0.0.0/8/0 then discard" ),
+              "1:57: expected a prefix, found '10'" );
+}
+
 } // namespace
 } // namespace Forms

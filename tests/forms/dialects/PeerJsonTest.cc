@@ -288,5 +288,37 @@ TEST( GoBgpJson, WritesAPath ) {
       R"("value":{"prefix":"2001:db8::/32"},"offset":0}]}]}]})" );
 }
 
+TEST( GoBgpJson, SaysOfEachKindOfValueWhatIsWrong ) {
+   EXPECT_EQ(
+      goBgp().read( R"({"nlri":{"rd":{"type":1,"admin":"2001:db8::1","assigned":1},)"
+                    R"("value":[{"type":1,"value":{"prefix":"10.0.0.0/8"}}]},"attrs":[]})" ),
+      "1:33: expected an IPv4 address" );
+   EXPECT_EQ( ofCommunities( R"({"type":130,"subtype":8,"value":"65535:1"})" ),
+              "1:155: expected what the type of the community has, such as '1.0:1'" );
+   EXPECT_EQ( ofCommunities( R"({"type":3,"subtype":12,"value":"a:b"})" ),
+              "ipv4 *;*;P:=5; -> permit, 1:123: the community is passed over: it is not part of "
+              "the action" );
+   EXPECT_EQ( ofCommunities( R"({"type":128,"subtype":8,"value":7})" ),
+              "1:155: expected a string, found '7'" );
+   EXPECT_EQ( ofCommunities( R"({"type":128,"subtype":8})" ), "1:123: 'value' is missing" );
+   EXPECT_EQ( ofCommunities( R"({"type":128,"subtype":6,"as":0,"rate":"1"})" ),
+              "1:161: expected a number that a float holds, found '\"'" );
+   EXPECT_EQ( ofCommunities( R"({"type":128,"subtype":6,"as":"0","rate":1})" ),
+              "1:152: expected a number from 0 to 65535, found '\"'" );
+   EXPECT_EQ( ofCommunities( R"({"type":128,"subtype":7,"terminal":null,"sample":false})" ),
+              "1:158: expected true or false, found 'null'" );
+   EXPECT_EQ( ofComponents( R"({"type":1,"value":{"prefix":5}})" ),
+              "1:47: expected a string, found '5'" );
+}
+
+TEST( ExaBgpJson, SaysOfEachKindOfValueWhatIsWrong ) {
+   EXPECT_EQ( ofString( "flow port =5 rd 65000:1" ), "ipv4 *;*;P:=5; -> permit" );
+   EXPECT_EQ( exaBgp().read( message( R"("announce":{"ipv4 flow":{"no-nexthop":[{"string":)"
+                                      R"("flow port =5","rd":"65000:1"}]}})" ) ),
+              "1:90: the family has no 'rd'" );
+   EXPECT_EQ( ofAttributes( "\"attribute-0x19-0xC0\":\"0x" + std::string( 41, '0' ) + '"' ),
+              "1:87: expected 1 to 40 hexadecimal digits after '0x'" );
+}
+
 } // namespace
 } // namespace Forms
