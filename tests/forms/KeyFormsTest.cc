@@ -137,6 +137,9 @@ TEST( KeyForms, ReasonsAreTheReadersOwn ) {
    EXPECT_EQ( readRule( Form::nlri, "03038106", rule ),
               "an NLRI does not tell its address family: it must be given" );
    rule.key.addressFamilyIs( Zorv::AddressFamily::ipv4 );
+   rule.key.addressFamilyIs( Zorv::AddressFamily::ipv6 );
+   EXPECT_EQ( readRule( Form::nlri, "03038106", rule ), std::nullopt );
+   EXPECT_EQ( rule.key.toStrepCli( false ), "*;*;IP:=6;" );
    EXPECT_EQ( readRule( Form::nlri, "0303810", rule ),
               "expected two hexadecimal digits at character 8" );
    EXPECT_EQ( readRule( Form::nlri, "03038106 03038111", rule ), "the NLRI ends at offset 4 of 8" );

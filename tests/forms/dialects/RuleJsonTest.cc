@@ -82,6 +82,11 @@ TEST( RuleJson, NoOtherDialectHasRulesThatExpire ) {
          EXPECT_EQ( writeRule( dialect, rule, context, text ),
                     Vek::String( dialect.name ) + " has no word for a rule that expires" );
          EXPECT_EQ( text, "" );
+         // Who asks for the match alone does not keep it.
+         Context match = context;
+         match.matchOnly = true;
+         const auto reason = writeRule( dialect, rule, match, text );
+         EXPECT_EQ( reason.value_or( "" ).find( "expires" ), Vek::String::npos ) << *reason;
       }
    }
 }
