@@ -30,10 +30,11 @@ LIBRARY = (
     "Flowspec/*.cc",
     "Flowspec/*/*.cc",
     "wire/Nlri*.cc",
+    "wire/UsualNlri.cc",
     "match/Packet.cc",
     "match/RuleMatch.cc",
 )
-ALONE = ("FilterConversion.cc", "FlowspecPolicyModule.cc", "NlriEncoder.cc")
+ALONE = ("FilterConversion.cc", "FlowspecPolicyModule.cc", "NlriEncoder.cc", "UsualNlri.cc")
 COMMANDS = "tools/flowspecctl/Commands.cc"
 FLAGS = "-std=c++20 -O0 -fPIC -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror".split()
 

@@ -389,7 +389,7 @@ TEST_F( RefreshPeer, WrongUsageIsStatus2 ) {
    }
    EXPECT_EQ( TestSupport::flowspecctl( { "refresh", "--socket", "./x", "peer", "a" } ).err,
               "flowspecctl: error: --socket: stands after 'refresh peer'\n"
-              "Try 'flowspecctl --help'.\n" );
+              "Try 'flowspecctl refresh peer --help'.\n" );
 }
 
 } // namespace
