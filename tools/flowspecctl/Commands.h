@@ -3,6 +3,8 @@
 #include "tools/terminal/Output.h"
 
 #include <functional>
+#include <optional>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
