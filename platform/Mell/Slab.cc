@@ -77,11 +77,12 @@ void Allocator::addPage() {
    std::byte* const begin = static_cast< std::byte* >( memory );
    std::byte* const end = begin + pageSize_ - leftOver;
    Slot** last = &page->free;
-   for ( std::byte* slot = begin + roundUp( sizeof( Page ), alignment_ ); slot + size_ <= end;
-         slot += size_ ) {
+   std::byte* slot = begin + roundUp( sizeof( Page ), alignment_ );
+   do {
       *last = ::new ( slot ) Slot{};
       last = &( *last )->next;
-   }
+      slot += size_;
+   } while ( slot + size_ <= end );
    open_ = page;
    ++pages_;
 }
