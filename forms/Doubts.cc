@@ -74,7 +74,7 @@ Vek::String plainPrefix( std::string_view field ) {
 }
 
 // A component with each term as people take it: with one operator for each character, however
-// often it is there, and decimal numbers. What is no term stays as it is.
+// often it is there, and decimal numbers. What is not a term is kept.
 Vek::String plainComponent( std::string_view field, bool hasLengths ) {
    const std::size_t front = field.find( ':' ) + 1;
    Vek::String plain( field.substr( 0, front ) );

@@ -42,7 +42,7 @@ public:
    Matcher& operator=( Matcher&& other ) noexcept;
    ~Matcher();
 
-   /// Adds a rule, or replaces the one with its id. A key that is no rule (`RuleMatch::valid`)
+   /// Adds a rule, or replaces the one with its id. A key that is not a rule (`RuleMatch::valid`)
    /// matches nothing.
    void insert( const Candidate& rule );
    /// Removes the rule with an id, if there is one.

@@ -12,7 +12,7 @@ Vek::String vrfChain( VrfId vrf ) { return Vek::concat( "vrf", vrf ); }
 Vek::String anyChain( VrfId vrf ) { return Vek::concat( "vrf", vrf, "-any" ); }
 Vek::String destinationMap( VrfId vrf ) { return Vek::concat( "vrf", vrf, "-destinations" ); }
 
-// An address of IPv6 is no word.
+// An IPv6 address has colons, which a word may not have.
 Vek::String prefixChain( VrfId vrf, const Zorv::IpGenPrefix& prefix ) {
    Vek::String address = prefix.address().stringValue();
    std::ranges::replace( address, ':', '_' );

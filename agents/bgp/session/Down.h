@@ -33,8 +33,8 @@ Down endOf( const Agreed& agreed, const Notification& told, Vek::String reason )
 /// keep them over one (RFC 8538 section 3.1).
 bool isHard( const Notification& sent );
 
-/// Whether one of the two sides is wrong, as opposed to gone or told to end: to try again at once
-/// is no use.
+/// Whether one of the two sides is wrong, as opposed to gone or told to end: it does
+/// not help to try again at once.
 bool isError( Event event, const Notification& told );
 
 } // namespace Bgp

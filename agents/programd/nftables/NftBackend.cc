@@ -353,7 +353,7 @@ Vek::String NftBackend::put() {
 
 std::vector< RuleChange > NftBackend::apply() {
    if ( targetsChanged_ ) {
-      // What is no longer wanted still carries marks.
+      // Rules in force still set the marks of targets that nobody wants any more.
       leadAway( MarkRoutes::Others::stay );
    }
    giveRoom();
